@@ -1,0 +1,62 @@
+# SPDX-License-Identifier: MIT
+# The two shared libraries, put together from the folders' object libraries, and what is installed
+# for programs that are built with them: headers, CMake package, pkg-config files.
+
+include(CMakePackageConfigHelpers)
+
+function(property_add_shared_library Target OutputName ExportName)
+  add_library(${Target} SHARED)
+  add_library(Property::${ExportName} ALIAS ${Target})
+  property_configure_target(${Target})
+  set_target_properties(${Target} PROPERTIES
+    OUTPUT_NAME ${OutputName}
+    EXPORT_NAME ${ExportName}
+    VERSION ${PROJECT_VERSION}
+    SOVERSION ${PROJECT_VERSION_MAJOR})
+  install(TARGETS ${Target} EXPORT PropertyTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+      COMPONENT libraries NAMELINK_COMPONENT development)
+endfunction()
+
+property_add_shared_library(property_platform propertyplatform platform)
+target_link_libraries(property_platform
+  PRIVATE platform_utility platform_messaging PkgConfig::LIBSYSTEMD
+  PUBLIC Threads::Threads)
+
+property_add_shared_library(property_property property property)
+target_link_libraries(property_property
+  PRIVATE common_properties property_interface
+  PUBLIC property_platform Boost::headers)
+
+# Only what a folder's PublicHeaders.cmake lists is installed; its other headers are its own.
+function(property_install_headers Folder)
+  include("${PROJECT_SOURCE_DIR}/${Folder}/PublicHeaders.cmake")
+  list(TRANSFORM PUBLIC_HEADERS PREPEND "${PROJECT_SOURCE_DIR}/${Folder}/")
+  install(FILES ${PUBLIC_HEADERS}
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/property/${Folder}" COMPONENT development)
+endfunction()
+
+foreach(Folder IN ITEMS
+    Platform Platform/Utility Platform/Messaging CommonProperties PropertyInterface)
+  property_install_headers(${Folder})
+endforeach()
+
+set(PROPERTY_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/Property")
+configure_package_config_file(cmake/PropertyConfig.cmake.in
+  "${PROJECT_BINARY_DIR}/PropertyConfig.cmake" INSTALL_DESTINATION "${PROPERTY_PACKAGE_DIR}")
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/PropertyConfigVersion.cmake"
+  COMPATIBILITY SameMinorVersion)
+install(FILES
+    "${PROJECT_BINARY_DIR}/PropertyConfig.cmake"
+    "${PROJECT_BINARY_DIR}/PropertyConfigVersion.cmake"
+  DESTINATION "${PROPERTY_PACKAGE_DIR}" COMPONENT development)
+install(EXPORT PropertyTargets NAMESPACE Property::
+  DESTINATION "${PROPERTY_PACKAGE_DIR}" COMPONENT development)
+
+# The way from the pkg-config files up to the prefix: an installed tree may be moved.
+file(RELATIVE_PATH PROPERTY_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+foreach(Package IN ITEMS property-platform property)
+  configure_file(cmake/${Package}.pc.in "${PROJECT_BINARY_DIR}/${Package}.pc" @ONLY)
+  install(FILES "${PROJECT_BINARY_DIR}/${Package}.pc"
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
+endforeach()

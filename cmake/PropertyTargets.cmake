@@ -1,0 +1,35 @@
+# SPDX-License-Identifier: MIT
+# What every target of the project shares: language level, warnings, sanitizers, coverage.
+
+add_library(property_options INTERFACE)
+target_compile_features(property_options INTERFACE cxx_std_17)
+target_compile_options(property_options INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wformat=2
+  -Wnon-virtual-dtor -Wold-style-cast -Wcast-align -Wundef
+  # Hiding a base's overload is part of the public interface (a field's own default and visibility).
+  -Wno-overloaded-virtual)
+if(PROPERTY_WERROR)
+  target_compile_options(property_options INTERFACE -Werror)
+endif()
+if(PROPERTY_SANITIZE)
+  target_compile_options(property_options INTERFACE
+    -fsanitize=${PROPERTY_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(property_options INTERFACE -fsanitize=${PROPERTY_SANITIZE})
+endif()
+if(PROPERTY_COVERAGE)
+  target_compile_options(property_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(property_options INTERFACE --coverage)
+endif()
+
+# Gives a target the project's options and the repository root as its include root.
+function(property_configure_target Target)
+  target_link_libraries(${Target} PRIVATE property_options)
+  target_include_directories(${Target} PUBLIC
+    $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
+    $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}/property>)
+  set_target_properties(${Target} PROPERTIES
+    CXX_EXTENSIONS OFF
+    CXX_VISIBILITY_PRESET hidden
+    VISIBILITY_INLINES_HIDDEN ON
+    POSITION_INDEPENDENT_CODE ON)
+endfunction()

@@ -1,0 +1,31 @@
+# SPDX-License-Identifier: MIT
+# Unit tests: one executable a folder, one process a test case, because the schema's registries
+# are process-wide and complete only once.
+
+include(GoogleTest)
+
+# property_add_unit_test(NAME source... [LIBS library...])
+# A test's full name begins with the executable's, so that names are unique across executables.
+function(property_add_unit_test Name)
+  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  add_executable(${Name} ${ARG_UNPARSED_ARGUMENTS})
+  property_configure_target(${Name})
+  # Only the tested code is optimised: optimising the tests doubles their build time.
+  target_compile_options(${Name} PRIVATE -O0)
+  target_link_libraries(${Name} PRIVATE ${ARG_LIBS} GTest::gmock_main)
+  gtest_discover_tests(${Name} TEST_PREFIX ${Name}. DISCOVERY_TIMEOUT 120
+    PROPERTIES TIMEOUT 120 LABELS unit)
+  property_set_test_environment(${Name} ${Name}_TESTS)
+endfunction()
+
+# Gives the tests listed in the variable that discovery leaves the project's environment. Discovery
+# itself cannot: it takes a list apart, and all but its first entry would be lost.
+function(property_set_test_environment Name ListVariable)
+  set(Script "${CMAKE_CURRENT_BINARY_DIR}/${Name}_environment.cmake")
+  file(CONFIGURE OUTPUT "${Script}" @ONLY CONTENT [=[
+if(@ListVariable@)
+  set_tests_properties(${@ListVariable@} PROPERTIES ENVIRONMENT "@PROPERTY_TEST_ENVIRONMENT@")
+endif()
+]=])
+  set_property(DIRECTORY APPEND PROPERTY TEST_INCLUDE_FILES "${Script}")
+endfunction()
