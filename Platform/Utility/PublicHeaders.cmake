@@ -1,0 +1,12 @@
+# SPDX-License-Identifier: MIT
+# The headers that programs built with the library include.
+set(PUBLIC_HEADERS
+  DebugOutput.h
+  SystemLog.h
+  TCCriticalSection.h
+  TCException.h
+  TCMACAddress.h
+  TCNullTypes.h
+  TCRecordID.h
+  TCUtilities.h
+  TextConversions.h)

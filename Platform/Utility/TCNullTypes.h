@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: MIT
+// A value that may be absent, ordered with absence first.
+#pragma once
+
+#include <string>
+#include <type_traits>
+#include <utility>
+
+#include "Platform/PlatformExport.h"
+
+namespace Accessories {
+
+/// A value or nothing, for `int`, `bool`, `long long` and `std::string`.
+/// Owns its value. A null object holds the value-initialised T, never an earlier value.
+/// Not synchronised.
+template <class T>
+class PROPERTY_PLATFORM_EXPORT TCNullTypes {
+  template <class P>
+  static constexpr bool kIsText =
+      std::conjunction_v<std::is_same<T, std::string>, std::is_same<std::remove_const_t<P>, char>>;
+
+ public:
+  TCNullTypes() = default;
+  TCNullTypes(T Value) : m_Null(false), m_Value(std::move(Value)) {}
+  /// From a C string, for texts only: a literal would need one conversion too many.
+  /// Throws std::logic_error for a null pointer.
+  template <class P, std::enable_if_t<kIsText<P>, int> = 0>
+  TCNullTypes(P* Text) : m_Null(false), m_Value(Text) {}
+  /// A pointer is no truth value: "false" would be true.
+  template <class P, class B = T, std::enable_if_t<std::is_same_v<B, bool>, int> = 0>
+  TCNullTypes(P*) = delete;
+  TCNullTypes(TCNullTypes const&) = default;
+  TCNullTypes(TCNullTypes&&) = default;
+  TCNullTypes& operator=(TCNullTypes const&) = default;
+  TCNullTypes& operator=(TCNullTypes&&) = default;
+  virtual ~TCNullTypes() = default;
+
+  TCNullTypes& operator=(T Value) {
+    m_Value = std::move(Value);
+    m_Null = false;
+    return *this;
+  }
+  /// Throws std::logic_error for a null pointer; the object is unchanged.
+  template <class P, std::enable_if_t<kIsText<P>, int> = 0>
+  TCNullTypes& operator=(P* Text) {
+    return *this = T(Text);
+  }
+  template <class P, class B = T, std::enable_if_t<std::is_same_v<B, bool>, int> = 0>
+  TCNullTypes& operator=(P*) = delete;
+
+  void SetNull() {
+    m_Null = true;
+    m_Value = T();
+  }
+
+  bool IsNull() const { return m_Null; }
+  /// The value-initialised T when null.
+  T const& get_Value() const { return m_Value; }
+
+  /// Null before every value, all nulls equivalent.
+  bool operator<(TCNullTypes const& Other) const {
+    return !Other.m_Null && (m_Null || m_Value < Other.m_Value);
+  }
+  friend bool operator==(TCNullTypes const& Left, TCNullTypes const& Right) {
+    return Left.m_Null == Right.m_Null && Left.m_Value == Right.m_Value;
+  }
+  friend bool operator!=(TCNullTypes const& Left, TCNullTypes const& Right) {
+    return !(Left == Right);
+  }
+
+ private:
+  bool m_Null = true;
+  T m_Value = T();
+};
+
+}  // namespace Accessories
