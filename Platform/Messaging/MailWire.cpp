@@ -1,0 +1,271 @@
+// SPDX-License-Identifier: MIT
+// Takes mails to and from bus messages.
+#include "Platform/Messaging/MailWire.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <system_error>
+
+#include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TextConversions.h"
+
+namespace MailWire {
+namespace {
+
+constexpr char kSource[] = "../Platform/Messaging/MailWire";
+constexpr char kMailboxPrefix[] = "/mailbox";
+constexpr char kClassPrefix[] = "mailrouter.class.";
+constexpr char kDefaultAddress[] = "unix:path=/run/mailrouter/socket";
+
+struct TSFree {
+  void operator()(char* Text) const { std::free(Text); }
+};
+using TCText = std::unique_ptr<char, TSFree>;
+
+bool IsContinuation(unsigned char Byte) {
+  return (Byte & 0xc0U) == 0x80U;
+}
+
+// Length of the valid UTF-8 sequence (RFC 3629) at the start of `Text`, 0 for none.
+std::size_t SequenceLength(std::string_view Text) {
+  auto const Byte = [&Text](std::size_t Place) {
+    return Place < Text.size() ? static_cast<unsigned char>(Text[Place]) : 0U;
+  };
+  unsigned const First = Byte(0);
+  if (First < 0x80U) {
+    return 1;
+  }
+  if (First >= 0xc2U && First <= 0xdfU) {
+    return IsContinuation(static_cast<unsigned char>(Byte(1))) ? 2 : 0;
+  }
+  unsigned const Second = Byte(1);
+  bool const Third = IsContinuation(static_cast<unsigned char>(Byte(2)));
+  if (First >= 0xe0U && First <= 0xefU) {
+    unsigned const Low = First == 0xe0U ? 0xa0U : 0x80U;
+    unsigned const High = First == 0xedU ? 0x9fU : 0xbfU;  // no surrogates
+    return Second >= Low && Second <= High && Third ? 3 : 0;
+  }
+  if (First >= 0xf0U && First <= 0xf4U) {
+    unsigned const Low = First == 0xf0U ? 0x90U : 0x80U;
+    unsigned const High = First == 0xf4U ? 0x8fU : 0xbfU;
+    bool const Fourth = IsContinuation(static_cast<unsigned char>(Byte(3)));
+    return Second >= Low && Second <= High && Third && Fourth ? 4 : 0;
+  }
+  return 0;
+}
+
+// Whether the bus may carry the text: it allows UTF-8 without zero bytes only.
+bool IsBusText(std::string_view Text) {
+  if (Text.find('\0') != std::string_view::npos) {
+    return false;
+  }
+  while (!Text.empty()) {
+    std::size_t const Length = SequenceLength(Text);
+    if (Length == 0) {
+      return false;
+    }
+    Text.remove_prefix(Length);
+  }
+  return true;
+}
+
+bool FitsInline(TCNorvMailBody const& Body) {
+  if (Body.get_Size() > kInlineLimit) {
+    return false;
+  }
+  for (int Index = 0; Index < Body.get_Count(); ++Index) {
+    TCNorvRecordCursor Cursor(Body.get_Signature(), Body.get_Record(Index));
+    TSNorvFieldValue Value;
+    while (Cursor.Next(Value)) {
+      if (Value.Code == 's' && !IsBusText(Value.Text)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
+void AppendValue(sd_bus_message* Message, TSNorvFieldValue const& Value) {
+  if (Value.Code == 's') {
+    std::string const Text(Value.Text);
+    Require(sd_bus_message_append_basic(Message, 's', Text.c_str()), "append a text");
+  } else {
+    Require(sd_bus_message_append_basic(Message, Value.Code, &Value.Integer), "append a number");
+  }
+}
+
+void AppendField(sd_bus_message* Message, char Declared, TSNorvFieldValue const& Value) {
+  if (Declared != 'v') {
+    AppendValue(Message, Value);
+    return;
+  }
+  char const Type[] = {Value.Code, '\0'};
+  Require(sd_bus_message_open_container(Message, 'v', Type), "open a variant");
+  AppendValue(Message, Value);
+  Require(sd_bus_message_close_container(Message), "close a variant");
+}
+
+void AppendRecords(sd_bus_message* Message, TCNorvMailBody const& Body) {
+  std::string const Fields = "u" + Body.get_Signature();
+  Require(sd_bus_message_open_container(Message, 'a', ("(" + Fields + ")").c_str()),
+          "open the records");
+  for (int Index = 0; Index < Body.get_Count(); ++Index) {
+    Require(sd_bus_message_open_container(Message, 'r', Fields.c_str()), "open a record");
+    TCNorvRecordCursor Cursor(Body.get_Signature(), Body.get_Record(Index));
+    std::uint32_t const Assigned = Cursor.get_AssignedMask();
+    Require(sd_bus_message_append_basic(Message, 'u', &Assigned), "append a mask");
+    TSNorvFieldValue Value;
+    for (char Declared : Body.get_Signature()) {
+      Cursor.Next(Value);
+      AppendField(Message, Declared, Value);
+    }
+    Require(sd_bus_message_close_container(Message), "close a record");
+  }
+  Require(sd_bus_message_close_container(Message), "close the records");
+}
+
+TSNorvFieldValue ReadValue(sd_bus_message* Message, char Code) {
+  TSNorvFieldValue Value;
+  Value.Code = Code;
+  if (Code == 's') {
+    char const* Text = nullptr;
+    Require(sd_bus_message_read_basic(Message, 's', &Text), "read a text");
+    Value.Text = Text;
+  } else {
+    Require(sd_bus_message_read_basic(Message, Code, &Value.Integer), "read a number");
+  }
+  return Value;
+}
+
+TSNorvFieldValue ReadField(sd_bus_message* Message, char Declared) {
+  if (Declared != 'v') {
+    return ReadValue(Message, Declared);
+  }
+  char const* Contents = nullptr;
+  Require(sd_bus_message_peek_type(Message, nullptr, &Contents), "read a variant");
+  if (Contents == nullptr || std::strlen(Contents) != 1 ||
+      std::strchr("isb", *Contents) == nullptr) {
+    throw TCException(kSource, __LINE__).Format("Malformed mail: a field of an unknown type");
+  }
+  char const Type[] = {*Contents, '\0'};
+  Require(sd_bus_message_enter_container(Message, 'v', Type), "enter a variant");
+  TSNorvFieldValue const Value = ReadValue(Message, Type[0]);
+  Require(sd_bus_message_exit_container(Message), "leave a variant");
+  return Value;
+}
+
+std::shared_ptr<TCNorvMailBody const> ReadRecords(sd_bus_message* Message, char const* Contents) {
+  std::string const Element = Contents == nullptr ? "" : Contents;
+  if (Element.size() < 3 || Element.compare(0, 2, "(u") != 0 || Element.back() != ')') {
+    throw TCException(kSource, __LINE__)
+        .Format("Malformed mail: records of type %s", Element.c_str());
+  }
+  std::string const Signature = Element.substr(2, Element.size() - 3);
+  TCNorvMailBody::TCWriter Writer(Signature);
+  Require(sd_bus_message_enter_container(Message, 'a', Element.c_str()), "enter the records");
+  std::string const Fields = "u" + Signature;
+  int More = 0;
+  while ((More = sd_bus_message_enter_container(Message, 'r', Fields.c_str())) > 0) {
+    std::uint32_t Assigned = 0;
+    Require(sd_bus_message_read_basic(Message, 'u', &Assigned), "read a mask");
+    if ((std::uint64_t{Assigned} >> Signature.size()) != 0) {
+      throw TCException(kSource, __LINE__).Format("Malformed mail: an unknown field is assigned");
+    }
+    Writer.BeginRecord(Assigned);
+    for (char Declared : Signature) {
+      Writer.AppendField(ReadField(Message, Declared));
+    }
+    Require(sd_bus_message_exit_container(Message), "leave a record");
+  }
+  Require(More, "enter a record");
+  Require(sd_bus_message_exit_container(Message), "leave the records");
+  return Writer.Finish();
+}
+
+}  // namespace
+
+std::string ErrorText(int Error) {
+  return std::generic_category().message(std::abs(Error));
+}
+
+void Require(int Result, char const* Operation) {
+  if (Result < 0) {
+    throw TCException(kSource, __LINE__)
+        .Format("Malformed mail: cannot %s: %s", Operation, ErrorText(Result).c_str());
+  }
+}
+
+std::string RouterAddress(std::string const& Address) {
+  if (!Address.empty()) {
+    return Address;
+  }
+  char const* const Environment = std::getenv("MAILROUTER_ADDRESS");
+  return Environment != nullptr && *Environment != '\0' ? Environment : kDefaultAddress;
+}
+
+std::string MailboxPath(std::string const& Mailbox) {
+  char* Path = nullptr;
+  Require(sd_bus_path_encode(kMailboxPrefix, Mailbox.c_str(), &Path), "make a mailbox's path");
+  return TCText(Path).get();
+}
+
+std::string ClassInterface(TCNorvMailClassID const& MailClass) {
+  char* Path = nullptr;
+  Require(sd_bus_path_encode("/", MailClass.get_Name().c_str(), &Path), "make a class's interface");
+  TCText const Owner(Path);
+  return std::string(kClassPrefix) + (Path + 1) + ".v" + ToString(MailClass.get_Version());
+}
+
+std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface) {
+  std::string const Text = Interface == nullptr ? "" : Interface;
+  std::size_t const Prefix = std::strlen(kClassPrefix);
+  std::size_t const Dot = Text.rfind(".v");
+  if (Text.compare(0, Prefix, kClassPrefix) != 0 || Dot == std::string::npos || Dot <= Prefix) {
+    return std::nullopt;
+  }
+  bool OK = false;
+  long const Version = StringToLong(Text.substr(Dot + 2), OK);
+  char* Name = nullptr;
+  std::string const Path = "/" + Text.substr(Prefix, Dot - Prefix);
+  if (!OK || sd_bus_path_decode(Path.c_str(), "/", &Name) <= 0) {
+    return std::nullopt;
+  }
+  TCText const Owner(Name);
+  return TCNorvMailClassID(Name, static_cast<int>(Version));
+}
+
+void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content) {
+  Require(sd_bus_message_append(Message, "ii", Content.SignalType, Content.SignalName),
+          "append a signal");
+  if (FitsInline(*Content.Body)) {
+    AppendRecords(Message, *Content.Body);
+    return;
+  }
+  TCFileDescriptor const File(Content.Body->MakeMemoryFile());
+  int const Number = File.get();
+  Require(sd_bus_message_append_basic(Message, 'h', &Number), "append a memory file");
+}
+
+TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
+  TSNorvMailContent Content{MailClass, 0, 0, nullptr};
+  Require(sd_bus_message_read(Message, "ii", &Content.SignalType, &Content.SignalName),
+          "read a signal");
+  char Type = 0;
+  char const* Contents = nullptr;
+  Require(sd_bus_message_peek_type(Message, &Type, &Contents), "read the records");
+  if (Type == 'h') {
+    int File = -1;  // stays the message's
+    Require(sd_bus_message_read_basic(Message, 'h', &File), "read a memory file");
+    Content.Body = TCNorvMailBody::FromMemoryFile(File);
+  } else if (Type == 'a') {
+    Content.Body = ReadRecords(Message, Contents);
+  } else {
+    throw TCException(kSource, __LINE__).Format("Malformed mail: no records");
+  }
+  if (sd_bus_message_at_end(Message, 1) <= 0) {
+    throw TCException(kSource, __LINE__).Format("Malformed mail: more than its records");
+  }
+  return Content;
+}
+
+}  // namespace MailWire

@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: MIT
+// The wire protocol of mails: names, envelopes and the records in bus messages. See
+// docs/protocol.md for the whole of it.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/TCNorvMessage.h"
+
+namespace MailWire {
+
+constexpr std::uint32_t kProtocolVersion = 1;
+
+constexpr char kRouterPath[] = "/mailrouter";
+constexpr char kRouterInterface[] = "mailrouter.Router1";
+constexpr char kHello[] = "Hello";                // s identity, u version, s device -> u version
+constexpr char kSubscribe[] = "Subscribe";        // s class interface, t epoch, t sequence
+constexpr char kAcknowledged[] = "Acknowledged";  // signal: t mail number
+
+constexpr char kSend[] = "Send";            // s identity, t number, t seen, mail
+constexpr char kRequest[] = "Request";      // s identity, mail -> t epoch, t sequence, mail
+constexpr char kPublished[] = "Published";  // signal: t epoch, t sequence, s origin, t number, mail
+
+constexpr char kErrorRefused[] = "mailrouter.Error.Refused";
+constexpr char kErrorProtocol[] = "mailrouter.Error.Protocol";
+
+/// Records above this size travel as a sealed memory file.
+constexpr std::size_t kInlineLimit = std::size_t{64} << 10;
+/// Longest identity of a proxy that is accepted.
+constexpr std::size_t kIdentityLimit = 64;
+
+/// The place of a published mail: mails of one epoch are numbered without gaps from 1.
+struct TSPosition {
+  std::uint64_t Epoch = 0;
+  std::uint64_t Sequence = 0;
+};
+
+/// Object path of a mailbox.
+std::string MailboxPath(std::string const& Mailbox);
+/// Interface of a mail class, and back.
+std::string ClassInterface(TCNorvMailClassID const& MailClass);
+std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface);
+
+/// Appends signal and records ("ii" and "a(u...)", or "iih" for what is large or no valid text).
+/// Throws TCException when the message can not be built.
+void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content);
+/// Reads what AppendMail wrote. Throws TCException on anything else; nothing is believed unchecked.
+TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass);
+
+/// Turns a negative result of the bus library into a TCException naming `Operation`.
+void Require(int Result, char const* Operation);
+
+/// The text of errno or of a negative result, thread-safe.
+std::string ErrorText(int Error);
+
+/// The address in use: `Address`, else MAILROUTER_ADDRESS, else the system's socket.
+std::string RouterAddress(std::string const& Address);
+
+}  // namespace MailWire

@@ -1,0 +1,15 @@
+# SPDX-License-Identifier: MIT
+# The headers that programs built with the library include.
+set(PUBLIC_HEADERS
+  TCNorvField.h
+  TCNorvMailBody.h
+  TCNorvMailClassID.h
+  TCNorvMailFunctions.h
+  TCNorvMailMessage.h
+  TCNorvMailObject.h
+  TCNorvMailRouter.h
+  TCNorvMessage.h
+  TCNorvRecordObject.h
+  TCNorvService.h
+  TCNorvServiceName.h
+  TCNorvServiceProxy.h)

@@ -1,0 +1,290 @@
+// SPDX-License-Identifier: MIT
+// Encodes, validates and maps the records of mails.
+#include "Platform/Messaging/TCNorvMailBody.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "Platform/Utility/TCException.h"
+
+namespace {
+
+constexpr char kSource[] = "../Platform/Messaging/TCNorvMailBody";
+constexpr char kMagic[] = "MAILBODY";  // 8 bytes without the terminator
+constexpr std::size_t kMagicSize = sizeof(kMagic) - 1;
+constexpr std::uint32_t kFormatVersion = 1;
+constexpr std::size_t kWordSize = 4;
+constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
+
+[[noreturn]] void ThrowMalformed(int Line, char const* Reason) {
+  throw TCException(kSource, Line).Format("Malformed mail: %s", Reason);
+}
+
+void RequireKnownCodes(std::string_view Signature) {
+  if (Signature.size() > TCNorvMailBody::kMaximumFields) {
+    ThrowMalformed(__LINE__, "too many fields in a record");
+  }
+  if (Signature.find_first_not_of("isbv") != std::string_view::npos) {
+    ThrowMalformed(__LINE__, "a field of an unknown type");
+  }
+}
+
+std::uint32_t LoadWord(char const* Bytes) {
+  std::uint32_t Word = 0;
+  for (std::size_t Byte = 0; Byte < kWordSize; ++Byte) {
+    Word |= static_cast<std::uint32_t>(static_cast<unsigned char>(Bytes[Byte])) << (8 * Byte);
+  }
+  return Word;
+}
+
+void StoreWord(std::string& Bytes, std::uint32_t Word) {
+  char Encoded[kWordSize];
+  for (std::size_t Byte = 0; Byte < kWordSize; ++Byte) {
+    Encoded[Byte] = static_cast<char>((Word >> (8 * Byte)) & 0xffU);
+  }
+  Bytes.append(Encoded, kWordSize);
+}
+
+// Walks one record so that every length and code in it is known to be good; returns what follows.
+std::string_view SkipRecord(std::string_view Signature, std::string_view Bytes) {
+  TCNorvRecordCursor Cursor(Signature, Bytes);
+  TSNorvFieldValue Value;
+  while (Cursor.Next(Value)) {
+  }
+  return Cursor.get_Rest();
+}
+
+void WriteAll(int File, std::string_view Bytes) {
+  while (!Bytes.empty()) {
+    ssize_t const Written = write(File, Bytes.data(), Bytes.size());
+    if (Written < 0) {
+      if (errno == EINTR) {
+        continue;
+      }
+      throw TCException(kSource, __LINE__).Format("cannot fill a memory file: %s", strerror(errno));
+    }
+    Bytes.remove_prefix(static_cast<std::size_t>(Written));
+  }
+}
+
+}  // namespace
+
+TCNorvRecordCursor::TCNorvRecordCursor(std::string_view Signature, std::string_view Bytes)
+    : m_Signature(Signature), m_Bytes(Bytes), m_Assigned(TakeWord()) {
+  if (Signature.size() < TCNorvMailBody::kMaximumFields && (m_Assigned >> Signature.size()) != 0) {
+    ThrowMalformed(__LINE__, "an assigned field that the record does not have");
+  }
+}
+
+std::string_view TCNorvRecordCursor::Take(std::size_t Length) {
+  if (Length > m_Bytes.size()) {
+    ThrowMalformed(__LINE__, "a record ends early");
+  }
+  std::string_view const Taken = m_Bytes.substr(0, Length);
+  m_Bytes.remove_prefix(Length);
+  return Taken;
+}
+
+std::uint32_t TCNorvRecordCursor::TakeWord() {
+  return LoadWord(Take(kWordSize).data());
+}
+
+bool TCNorvRecordCursor::Next(TSNorvFieldValue& Value) {
+  if (m_Field == m_Signature.size()) {
+    return false;
+  }
+  Value.Assigned = ((m_Assigned >> m_Field) & 1U) != 0;
+  Value.Code = m_Signature[m_Field];
+  Value.Integer = 0;
+  Value.Text = std::string_view();
+  ++m_Field;
+  if (Value.Code == 'v') {
+    Value.Code = Take(1).front();
+  }
+  switch (Value.Code) {
+    case 'i':
+      Value.Integer = static_cast<std::int32_t>(TakeWord());
+      break;
+    case 'b':
+      Value.Integer = static_cast<unsigned char>(Take(1).front());
+      if (Value.Integer > 1) {
+        ThrowMalformed(__LINE__, "a boolean that is neither 0 nor 1");
+      }
+      break;
+    case 's':
+      Value.Text = Take(TakeWord());
+      break;
+    default:
+      ThrowMalformed(__LINE__, "a field of an unknown type");
+  }
+  return true;
+}
+
+TCNorvMailBody::TCWriter::TCWriter(std::string_view Signature) : m_Signature(Signature) {
+  RequireKnownCodes(m_Signature);
+}
+
+void TCNorvMailBody::TCWriter::AppendWord(std::uint32_t Word) {
+  StoreWord(m_Bytes, Word);
+}
+
+void TCNorvMailBody::TCWriter::BeginRecord(std::uint32_t Assigned) {
+  m_Begins.push_back(m_Bytes.size());
+  m_Field = 0;
+  AppendWord(Assigned);
+}
+
+void TCNorvMailBody::TCWriter::AppendField(TSNorvFieldValue const& Value) {
+  char const Code = m_Signature.at(m_Field);
+  ++m_Field;
+  if (Code == 'v') {
+    m_Bytes.push_back(Value.Code);
+  } else if (Code != Value.Code) {
+    ThrowMalformed(__LINE__, "a field of another type than its record declares");
+  }
+  switch (Value.Code) {
+    case 'i':
+      AppendWord(static_cast<std::uint32_t>(Value.Integer));
+      break;
+    case 'b':
+      m_Bytes.push_back(Value.Integer != 0 ? '\1' : '\0');
+      break;
+    default:
+      if (Value.Text.size() > kMaximumSize - m_Bytes.size()) {
+        ThrowMalformed(__LINE__, "larger than a mail may be");
+      }
+      AppendWord(static_cast<std::uint32_t>(Value.Text.size()));
+      m_Bytes.append(Value.Text);
+      break;
+  }
+}
+
+void TCNorvMailBody::TCWriter::AppendRecord(std::string_view Record) {
+  m_Begins.push_back(m_Bytes.size());
+  m_Bytes.append(Record);
+}
+
+std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::TCWriter::Finish() {
+  return std::shared_ptr<TCNorvMailBody const>(
+      new TCNorvMailBody(std::move(m_Signature), std::move(m_Bytes), std::move(m_Begins)));
+}
+
+// A read-only view of a memory file.
+class TCNorvMailBody::TCMapping {
+ public:
+  TCMapping(int File, std::size_t Size)
+      : m_Address(mmap(nullptr, Size, PROT_READ, MAP_PRIVATE, File, 0)), m_Size(Size) {
+    if (m_Address == MAP_FAILED) {
+      throw TCException(kSource, __LINE__).Format("cannot map a memory file: %s", strerror(errno));
+    }
+  }
+  TCMapping(TCMapping const&) = delete;
+  TCMapping& operator=(TCMapping const&) = delete;
+  ~TCMapping() { munmap(m_Address, m_Size); }
+
+  std::string_view get_Bytes() const { return {static_cast<char const*>(m_Address), m_Size}; }
+
+ private:
+  void* m_Address;
+  std::size_t m_Size;
+};
+
+TCNorvMailBody::TCNorvMailBody(std::string Signature, std::string Bytes,
+                               std::vector<std::size_t> Begins)
+    : m_Signature(std::move(Signature)),
+      m_Owned(std::move(Bytes)),
+      m_Bytes(m_Owned),
+      m_Begins(std::move(Begins)) {}
+
+TCNorvMailBody::TCNorvMailBody(std::string Signature, std::unique_ptr<TCMapping> Mapping,
+                               std::string_view Bytes, std::size_t Count)
+    : m_Signature(std::move(Signature)), m_Mapping(std::move(Mapping)), m_Bytes(Bytes) {
+  // Every record has at least its mask, so a count that the bytes can not hold is refused before
+  // memory is set aside for it.
+  if (Count > Bytes.size() / kWordSize) {
+    ThrowMalformed(__LINE__, "more records than its bytes can hold");
+  }
+  m_Begins.reserve(Count);
+  std::string_view Rest = Bytes;
+  for (std::size_t Index = 0; Index < Count; ++Index) {
+    m_Begins.push_back(Bytes.size() - Rest.size());
+    Rest = SkipRecord(m_Signature, Rest);
+  }
+  if (!Rest.empty()) {
+    ThrowMalformed(__LINE__, "bytes after the last record");
+  }
+}
+
+TCNorvMailBody::~TCNorvMailBody() = default;
+
+std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::Empty() {
+  return TCWriter("").Finish();
+}
+
+std::string_view TCNorvMailBody::get_Record(int Index) const {
+  std::size_t const Place = static_cast<std::size_t>(Index);
+  std::size_t const Begin = m_Begins.at(Place);
+  std::size_t const End = Place + 1 < m_Begins.size() ? m_Begins[Place + 1] : m_Bytes.size();
+  return m_Bytes.substr(Begin, End - Begin);
+}
+
+std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File) {
+  int const Seals = fcntl(File, F_GET_SEALS);
+  if (Seals < 0 || (Seals & kAllSeals) != kAllSeals) {
+    ThrowMalformed(__LINE__, "a memory file that is not sealed");
+  }
+  struct stat Status = {};
+  if (fstat(File, &Status) != 0 || Status.st_size <= 0 ||
+      static_cast<std::uint64_t>(Status.st_size) > kMaximumSize) {
+    ThrowMalformed(__LINE__, "a memory file of an impossible size");
+  }
+  auto Mapping = std::make_unique<TCMapping>(File, static_cast<std::size_t>(Status.st_size));
+  std::string_view Bytes = Mapping->get_Bytes();
+  constexpr std::size_t kHeaderSize = kMagicSize + 3 * kWordSize;
+  if (Bytes.size() < kHeaderSize || Bytes.substr(0, kMagicSize) != kMagic) {
+    ThrowMalformed(__LINE__, "a memory file that holds no mail");
+  }
+  char const* const Words = Bytes.data() + kMagicSize;
+  if (LoadWord(Words) != kFormatVersion) {
+    ThrowMalformed(__LINE__, "a memory file of an unknown version");
+  }
+  std::size_t const Count = LoadWord(Words + kWordSize);
+  std::size_t const SignatureSize = LoadWord(Words + 2 * kWordSize);
+  Bytes.remove_prefix(kHeaderSize);
+  if (SignatureSize > Bytes.size()) {
+    ThrowMalformed(__LINE__, "a memory file that ends early");
+  }
+  std::string Signature(Bytes.substr(0, SignatureSize));
+  RequireKnownCodes(Signature);
+  Bytes.remove_prefix(SignatureSize);
+  return std::shared_ptr<TCNorvMailBody const>(
+      new TCNorvMailBody(std::move(Signature), std::move(Mapping), Bytes, Count));
+}
+
+int TCNorvMailBody::MakeMemoryFile() const {
+  int const File = memfd_create("mail", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+  if (File < 0) {
+    throw TCException(kSource, __LINE__).Format("cannot make a memory file: %s", strerror(errno));
+  }
+  try {
+    std::string Header(kMagic);
+    StoreWord(Header, kFormatVersion);
+    StoreWord(Header, static_cast<std::uint32_t>(m_Begins.size()));
+    StoreWord(Header, static_cast<std::uint32_t>(m_Signature.size()));
+    Header += m_Signature;
+    WriteAll(File, Header);
+    WriteAll(File, m_Bytes);
+    if (fcntl(File, F_ADD_SEALS, kAllSeals) != 0) {
+      throw TCException(kSource, __LINE__).Format("cannot seal a memory file: %s", strerror(errno));
+    }
+  } catch (...) {
+    close(File);
+    throw;
+  }
+  return File;
+}

@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: MIT
+// The encoded records of one mail, in the form that is kept, copied and put into memory files.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Platform/PlatformExport.h"
+
+/// One decoded field. `Code` is its wire type: 'i', 's' or 'b'.
+struct TSNorvFieldValue {
+  bool Assigned = false;
+  char Code = 's';
+  int Integer = 0;        ///< for 'i' and 'b'
+  std::string_view Text;  ///< for 's'; points into the body
+};
+
+/// Reads the fields of one encoded record in order.
+/// Throws TCException when the bytes end early or hold what no record can hold.
+class PROPERTY_PLATFORM_EXPORT TCNorvRecordCursor {
+ public:
+  TCNorvRecordCursor(std::string_view Signature, std::string_view Bytes);
+
+  /// False after the last field.
+  bool Next(TSNorvFieldValue& Value);
+  /// What the record's fields have not used.
+  std::string_view get_Rest() const { return m_Bytes; }
+  std::uint32_t get_AssignedMask() const { return m_Assigned; }
+
+ private:
+  std::string_view Take(std::size_t Length);
+  std::uint32_t TakeWord();
+
+  std::string_view m_Signature;
+  std::string_view m_Bytes;
+  std::uint32_t m_Assigned;
+  std::size_t m_Field = 0;
+};
+
+/// The records of one mail, encoded field by field, little endian:
+/// a record is a 32-bit mask of its assigned fields (bit 0 is the first) and then each field by its
+/// code in the signature: 'i' 32 bits, 'b' one byte 0 or 1, 's' a 32-bit length and the bytes,
+/// 'v' one byte with the code of what follows and then that. Unassigned fields hold 0 or nothing.
+/// Immutable and validated as a whole when made, so that it is shared between messages and threads.
+class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
+ public:
+  static constexpr std::size_t kMaximumFields = 32;
+  static constexpr std::size_t kMaximumSize = std::size_t{1} << 30;
+
+  /// Appends records of one signature.
+  class PROPERTY_PLATFORM_EXPORT TCWriter {
+   public:
+    /// Throws TCException when `Signature` has other codes than i, s, b, v or too many fields.
+    explicit TCWriter(std::string_view Signature);
+
+    void BeginRecord(std::uint32_t Assigned);
+    /// Appends the record's next field; the value's code must fit the signature's ('v' takes any).
+    void AppendField(TSNorvFieldValue const& Value);
+    void AppendRecord(std::string_view Record);
+    std::shared_ptr<TCNorvMailBody const> Finish();
+
+   private:
+    void AppendWord(std::uint32_t Word);
+
+    std::string m_Signature;
+    std::string m_Bytes;
+    std::vector<std::size_t> m_Begins;
+    std::size_t m_Field = 0;
+  };
+
+  /// A body without records.
+  static std::shared_ptr<TCNorvMailBody const> Empty();
+
+  /// Maps the sealed memory file `File` (not taken over) and validates all of it.
+  /// Throws TCException when the file is not sealed against every change, or is malformed.
+  static std::shared_ptr<TCNorvMailBody const> FromMemoryFile(int File);
+
+  /// Makes a sealed memory file of the body; the caller closes it.
+  /// Throws TCException when the system has no file or memory left.
+  int MakeMemoryFile() const;
+
+  TCNorvMailBody(TCNorvMailBody const&) = delete;
+  TCNorvMailBody& operator=(TCNorvMailBody const&) = delete;
+  ~TCNorvMailBody();
+
+  std::string const& get_Signature() const { return m_Signature; }
+  int get_Count() const { return static_cast<int>(m_Begins.size()); }
+  std::string_view get_Record(int Index) const;
+  std::size_t get_Size() const { return m_Bytes.size(); }
+
+ private:
+  class TCMapping;
+
+  TCNorvMailBody(std::string Signature, std::string Bytes, std::vector<std::size_t> Begins);
+  TCNorvMailBody(std::string Signature, std::unique_ptr<TCMapping> Mapping, std::string_view Bytes,
+                 std::size_t Count);
+
+  std::string m_Signature;
+  std::string m_Owned;
+  std::unique_ptr<TCMapping> m_Mapping;
+  std::string_view m_Bytes;  // into m_Owned or m_Mapping
+  std::vector<std::size_t> m_Begins;
+};

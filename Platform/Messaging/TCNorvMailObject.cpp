@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// Finds the record part that a signal carries.
+#include "Platform/Messaging/TCNorvMailObject.h"
+
+TCNorvMailObject::~TCNorvMailObject() = default;
+
+void TCNorvMailObject::AssignRecordType(TCNorvMailClassID const& MailClass, TENorvSignalType Type,
+                                        int Name, TCNorvRecordObject& Record, int /*Reserved*/) {
+  m_Bindings.push_back({MailClass.get_ID(), Type, Name, &Record});
+}
+
+TCNorvRecordObject* TCNorvMailObject::Find(TCNorvMailClassID const& MailClass, int Type, int Name) {
+  for (TSBinding const& Binding : m_Bindings) {
+    if (Binding.MailClass == MailClass.get_ID() && Binding.Type == Type && Binding.Name == Name) {
+      return Binding.Record;
+    }
+  }
+  return nullptr;
+}

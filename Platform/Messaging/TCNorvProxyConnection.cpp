@@ -1,0 +1,584 @@
+// SPDX-License-Identifier: MIT
+// Keeps a proxy connected, its mails in order and its waiting threads served.
+#include "Platform/Messaging/TCNorvProxyConnection.h"
+
+#include <poll.h>
+#include <sys/eventfd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <set>
+
+#include "Platform/Messaging/TCNorvServiceProxy.h"
+#include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCMACAddress.h"
+
+namespace {
+
+constexpr char kSource[] = "../Platform/Messaging/TCNorvServiceProxy";
+constexpr std::size_t kUnacknowledgedLimit = std::size_t{64} << 20;
+constexpr std::size_t kMailOverhead = 64;  // counted for every kept mail beside its records
+constexpr std::size_t kWindow = 4096;      // mails on their way to one mailbox
+constexpr std::chrono::milliseconds kFirstRetryDelay{5};
+constexpr std::chrono::milliseconds kLongestRetryDelay{200};
+constexpr std::chrono::milliseconds kExitLinger{2000};
+
+std::string NewIdentity() {
+  sd_id128_t ID;
+  MailWire::Require(sd_id128_randomize(&ID), "draw an identity");
+  char Text[SD_ID128_STRING_MAX];
+  return sd_id128_to_string(ID, Text);
+}
+
+std::size_t KeptSize(TSNorvMailContent const& Content) {
+  return Content.Body->get_Size() + kMailOverhead;
+}
+
+// Nothing thrown may pass through the bus library.
+template <class TFunction>
+void Guarded(char const* Subject, TFunction const& Function) {
+  try {
+    Function();
+  } catch (std::exception const& Failure) {
+    SyslogError("%s: %s", Subject, Failure.what());
+  }
+}
+
+// The connections to close when the process exits, before the objects that their hooks may use.
+class TCLiveConnections {
+ public:
+  static TCLiveConnections& Get() {
+    static TCLiveConnections* const Instance = new TCLiveConnections;  // outlives every exit hook
+    return *Instance;
+  }
+
+  void Insert(TCNorvProxyConnection* Connection) {
+    std::lock_guard<std::mutex> const Lock(m_Mutex);
+    m_Connections.insert(Connection);
+  }
+
+  void Erase(TCNorvProxyConnection* Connection) {
+    std::lock_guard<std::mutex> const Lock(m_Mutex);
+    m_Connections.erase(Connection);
+  }
+
+ private:
+  TCLiveConnections() { std::atexit(CloseAll); }
+
+  static void CloseAll() {
+    std::set<TCNorvProxyConnection*> Connections;
+    {
+      std::lock_guard<std::mutex> const Lock(Get().m_Mutex);
+      Connections.swap(Get().m_Connections);
+    }
+    for (TCNorvProxyConnection* Connection : Connections) {
+      Connection->CloseAfterAcknowledgements(kExitLinger);
+    }
+  }
+
+  std::mutex m_Mutex;
+  std::set<TCNorvProxyConnection*> m_Connections;
+};
+
+}  // namespace
+
+TCNorvProxyConnection::TCNorvProxyConnection(TCNorvServiceProxy& Owner)
+    : m_Owner(Owner),
+      m_Identity(NewIdentity()),
+      m_Address(MailWire::RouterAddress("")),
+      m_Wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      m_NextAttempt(TCClock::now()),
+      m_RetryDelay(kFirstRetryDelay) {
+  if (m_Wake.get() < 0) {
+    throw TCException(kSource, __LINE__)
+        .Format("cannot make an event descriptor: %s", MailWire::ErrorText(errno).c_str());
+  }
+}
+
+TCNorvProxyConnection::~TCNorvProxyConnection() {
+  Close();
+  TCLiveConnections::Get().Erase(this);
+}
+
+// ---- waiting and pumping ----
+
+TCNorvProxyConnection::TCDeadline TCNorvProxyConnection::DeadlineAfter(int Milliseconds) {
+  if (Milliseconds < 0) {
+    return std::nullopt;
+  }
+  return TCClock::now() + std::chrono::milliseconds(Milliseconds);
+}
+
+bool TCNorvProxyConnection::WaitUntil(TCLock& Lock, std::function<bool()> const& Condition,
+                                      TCDeadline Deadline) {
+  while (!Condition()) {
+    if (m_Closing || (Deadline && TCClock::now() >= *Deadline)) {
+      return false;
+    }
+    if (!m_Pumping) {
+      Pump(Lock, Deadline);
+    } else if (Deadline) {
+      m_Changed.wait_until(Lock, *Deadline);
+    } else {
+      m_Changed.wait(Lock);
+    }
+  }
+  return true;
+}
+
+void TCNorvProxyConnection::Pump(TCLock& Lock, TCDeadline Deadline) {
+  m_Pumping = true;
+  if (!m_Bus && TCClock::now() >= m_NextAttempt) {
+    Connect();
+  }
+  Poll(Lock, Deadline);
+  if (m_Bus) {
+    ProcessBus();
+  }
+  m_Pumping = false;
+  m_Changed.notify_all();
+}
+
+void TCNorvProxyConnection::Poll(TCLock& Lock, TCDeadline Deadline) {
+  pollfd Files[2] = {{m_Wake.get(), POLLIN, 0}, {-1, 0, 0}};
+  if (m_Bus) {
+    Files[1] = {sd_bus_get_fd(m_Bus.get()), static_cast<short>(sd_bus_get_events(m_Bus.get())), 0};
+    std::uint64_t Microseconds = UINT64_MAX;
+    if (sd_bus_get_timeout(m_Bus.get(), &Microseconds) >= 0 && Microseconds != UINT64_MAX) {
+      TCClock::time_point const BusDeadline{std::chrono::microseconds(Microseconds)};
+      Deadline = Deadline ? std::min(*Deadline, BusDeadline) : BusDeadline;
+    }
+  } else {
+    Deadline = Deadline ? std::min(*Deadline, m_NextAttempt) : m_NextAttempt;
+  }
+  timespec Remaining = {};
+  if (Deadline) {
+    auto const Nanoseconds = std::max(std::chrono::nanoseconds::zero(),
+                                      std::chrono::nanoseconds(*Deadline - TCClock::now()));
+    Remaining.tv_sec = static_cast<time_t>(Nanoseconds.count() / 1000000000);
+    Remaining.tv_nsec = static_cast<long>(Nanoseconds.count() % 1000000000);
+  }
+  Lock.unlock();
+  ppoll(Files, 2, Deadline ? &Remaining : nullptr, nullptr);
+  Lock.lock();
+  if ((Files[0].revents & POLLIN) != 0) {
+    eventfd_t Ignored = 0;
+    eventfd_read(m_Wake.get(), &Ignored);
+  }
+}
+
+void TCNorvProxyConnection::Wake() {
+  eventfd_write(m_Wake.get(), 1);
+}
+
+// ---- the proxy's thread ----
+
+void TCNorvProxyConnection::Start() {
+  if (m_Thread.joinable() || m_Closing) {
+    return;
+  }
+  TCLiveConnections::Get().Insert(this);
+  // The application's signals are the business of the application's threads.
+  sigset_t All;
+  sigset_t Former;
+  sigfillset(&All);
+  pthread_sigmask(SIG_SETMASK, &All, &Former);
+  m_Thread = std::thread([this] { Run(); });
+  pthread_sigmask(SIG_SETMASK, &Former, nullptr);
+}
+
+void TCNorvProxyConnection::Run() {
+  TCLock Lock(m_Mutex);
+  while (WaitUntil(
+             Lock, [this] { return !m_Events.empty(); }, std::nullopt) &&
+         !m_Closing) {
+    TEEvent const Event = m_Events.front();
+    m_Events.pop_front();
+    Lock.unlock();
+    Deliver(Event);
+    Lock.lock();
+  }
+  m_ThreadEnded = true;
+  m_Changed.notify_all();
+}
+
+void TCNorvProxyConnection::Deliver(TEEvent Event) {
+  bool Completed = false;
+  Guarded("mail handler", [&] {
+    if (Event == TEEvent::eMails) {
+      m_Owner.OnProxySignal();
+    } else {
+      m_Owner.OnMailRouterState(Event == TEEvent::eReachable);
+    }
+    Completed = true;
+  });
+  if (!Completed && Event == TEEvent::eMails) {
+    TCLock const Lock(m_Mutex);
+    if (!m_Inbox.empty()) {
+      Signal(TEEvent::eMails);
+    }
+  }
+}
+
+void TCNorvProxyConnection::Signal(TEEvent Event) {
+  // One pending signal stands for all mails behind it.
+  if (Event != TEEvent::eMails ||
+      std::find(m_Events.begin(), m_Events.end(), Event) == m_Events.end()) {
+    m_Events.push_back(Event);
+  }
+  m_Changed.notify_all();
+}
+
+// ---- operations ----
+
+bool TCNorvProxyConnection::WaitForRouter(int Timeout) {
+  TCLock Lock(m_Mutex);
+  Start();
+  return WaitUntil(
+      Lock, [this] { return m_Ready; }, DeadlineAfter(Timeout));
+}
+
+void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
+  TCLock const Lock(m_Mutex);
+  Start();
+  m_Streams[MailWire::ClassInterface(MailClass)].Subscribed = true;
+  Transmit();
+}
+
+bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent const& Content) {
+  TCLock const Lock(m_Mutex);
+  if (m_Closing) {
+    return false;
+  }
+  if (KeptSize(Content) > kUnacknowledgedLimit - m_UnacknowledgedBytes) {
+    throw TCException(kSource, __LINE__)
+        .Format(
+            "cannot send a mail of %zu bytes: %zu bytes wait for acknowledgement, at most %zu "
+            "are kept",
+            KeptSize(Content), m_UnacknowledgedBytes, kUnacknowledgedLimit);
+  }
+  Start();
+  TSOutbox& Outbox = m_Outboxes[Mailbox];
+  std::uint64_t const Seen =
+      m_Streams[MailWire::ClassInterface(Content.MailClass)].Handled.Sequence;
+  Outbox.Mails.push_back({Outbox.LastNumber + 1, Seen, Content});
+  ++Outbox.LastNumber;
+  m_UnacknowledgedBytes += KeptSize(Content);
+  Transmit();
+  return true;
+}
+
+bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailContent& Content,
+                                     int Timeout) {
+  TCLock Lock(m_Mutex);
+  Start();
+  TSExchange Pending{&Mailbox, &Content, m_Outboxes[Mailbox].LastNumber, nullptr};
+  Pending.Connection = this;
+  m_Exchanges.push_back(&Pending);
+  auto const Place = std::prev(m_Exchanges.end());
+  Transmit();
+  bool const Ended = WaitUntil(
+      Lock, [&Pending] { return Pending.Answered.has_value(); }, DeadlineAfter(Timeout));
+  m_Exchanges.erase(Place);
+  Pending.Reply.reset();
+  return Ended && *Pending.Answered;
+}
+
+bool TCNorvProxyConnection::WaitForAcknowledgements(int Timeout) {
+  TCLock Lock(m_Mutex);
+  return WaitUntil(
+      Lock, [this] { return m_UnacknowledgedBytes == 0; }, DeadlineAfter(Timeout));
+}
+
+bool TCNorvProxyConnection::DeliverMail(bool Wait) {
+  TCLock Lock(m_Mutex);
+  if (Wait && !WaitUntil(
+                  Lock, [this] { return !m_Inbox.empty(); }, std::nullopt)) {
+    return false;
+  }
+  if (m_Inbox.empty()) {
+    return false;
+  }
+  TSReceived const Received = std::move(m_Inbox.front());
+  m_Inbox.pop_front();
+  Lock.unlock();
+  m_Owner.OnServiceMail(TCNorvMessage(Received.Content));
+  Lock.lock();
+  m_Streams[Received.Interface].Handled = Received.Position;
+  return true;
+}
+
+void TCNorvProxyConnection::CloseAfterAcknowledgements(std::chrono::milliseconds Linger) {
+  WaitForAcknowledgements(static_cast<int>(Linger.count()));
+  Close();
+}
+
+void TCNorvProxyConnection::Close() {
+  TCLock Lock(m_Mutex);
+  m_Closing = true;
+  Wake();
+  m_Changed.notify_all();
+  if (!m_Thread.joinable()) {
+    return;
+  }
+  // A hook may end the process, or may wait for a lock that the closing thread holds for good: the
+  // thread is then left to itself.
+  bool const Own = m_Thread.get_id() == std::this_thread::get_id();
+  if (!Own && m_Changed.wait_for(Lock, kExitLinger, [this] { return m_ThreadEnded; })) {
+    Lock.unlock();
+    m_Thread.join();
+    Lock.lock();
+    m_Bus.reset();
+  } else {
+    m_Thread.detach();
+  }
+}
+
+// ---- the connection ----
+
+void TCNorvProxyConnection::Connect() {
+  sd_bus* Bus = nullptr;
+  int Result = sd_bus_new(&Bus);
+  TCBusHandle Handle(Bus);
+  if (Result >= 0) {
+    Result = sd_bus_set_address(Bus, m_Address.c_str());
+  }
+  if (Result >= 0) {
+    Result = sd_bus_negotiate_fds(Bus, 1);
+  }
+  if (Result >= 0) {
+    Result = sd_bus_add_filter(Bus, nullptr, OnFilter, this);
+  }
+  if (Result >= 0) {
+    Result = sd_bus_start(Bus);
+  }
+  m_Bus = std::move(Handle);
+  if (Result < 0) {
+    Disconnect(Result);
+    return;
+  }
+  Guarded("mail router", [this] { Greet(); });
+}
+
+void TCNorvProxyConnection::Greet() {
+  TCBusMessage const Hello =
+      NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kHello);
+  MailWire::Require(
+      sd_bus_message_append(Hello.get(), "sus", m_Identity.c_str(), MailWire::kProtocolVersion,
+                            TCMACAddress::Own("").get_AsString(':').c_str()),
+      "greet");
+  MailWire::Require(
+      sd_bus_call_async(m_Bus.get(), nullptr, Hello.get(), OnGreeted, this, UINT64_MAX), "greet");
+}
+
+void TCNorvProxyConnection::ProcessBus() {
+  int Result = 1;
+  while (Result > 0 && m_Bus) {
+    Result = sd_bus_process(m_Bus.get(), nullptr);
+  }
+  if (Result < 0 || sd_bus_is_open(m_Bus.get()) <= 0) {
+    Disconnect(Result);
+  }
+}
+
+void TCNorvProxyConnection::Disconnect(int /*Reason*/) {
+  m_Bus.reset();
+  for (TSExchange* Exchange : m_Exchanges) {
+    Exchange->Reply.reset();
+  }
+  for (auto& [Mailbox, Outbox] : m_Outboxes) {
+    Outbox.Untransmitted = 0;
+  }
+  for (auto& [Interface, Stream] : m_Streams) {
+    Stream.Requested = false;
+  }
+  m_NextAttempt = TCClock::now() + m_RetryDelay;
+  m_RetryDelay = std::min(m_RetryDelay * 2, kLongestRetryDelay);
+  if (m_Ready) {
+    m_Ready = false;
+    Signal(TEEvent::eLost);
+  }
+}
+
+TCBusMessage TCNorvProxyConnection::NewCall(std::string const& Path, std::string const& Interface,
+                                            char const* Member) {
+  sd_bus_message* Message = nullptr;
+  MailWire::Require(sd_bus_message_new_method_call(m_Bus.get(), &Message, nullptr, Path.c_str(),
+                                                   Interface.c_str(), Member),
+                    "make a call");
+  return TCBusMessage(Message);
+}
+
+void TCNorvProxyConnection::Transmit() {
+  if (!m_Ready) {
+    return;
+  }
+  Guarded("mail router", [this] {
+    for (auto& [Mailbox, Outbox] : m_Outboxes) {
+      TransmitMails(Mailbox, Outbox);
+    }
+    TransmitExchanges();
+    TransmitSubscriptions();
+  });
+  std::uint64_t Queued = 0;
+  if (sd_bus_get_n_queued_write(m_Bus.get(), &Queued) < 0 || Queued > 0) {
+    Wake();  // the rest goes out, or the loss is noticed, by polling
+  }
+}
+
+void TCNorvProxyConnection::TransmitMails(std::string const& Mailbox, TSOutbox& Outbox) {
+  while (Outbox.Untransmitted < std::min(Outbox.Mails.size(), kWindow)) {
+    TSOutbox::TSMail const& Mail = Outbox.Mails[Outbox.Untransmitted];
+    TCBusMessage const Message =
+        NewCall(Mailbox, MailWire::ClassInterface(Mail.Content.MailClass), MailWire::kSend);
+    MailWire::Require(
+        sd_bus_message_append(Message.get(), "stt", m_Identity.c_str(), Mail.Number, Mail.Seen),
+        "append an envelope");
+    MailWire::AppendMail(Message.get(), Mail.Content);
+    sd_bus_message_set_expect_reply(Message.get(), 0);
+    MailWire::Require(sd_bus_send(m_Bus.get(), Message.get(), nullptr), "send a mail");
+    ++Outbox.Untransmitted;
+  }
+}
+
+void TCNorvProxyConnection::TransmitExchanges() {
+  for (TSExchange* Exchange : m_Exchanges) {
+    TSOutbox const& Outbox = m_Outboxes[*Exchange->Mailbox];
+    bool const MailsFirst = Outbox.Untransmitted < Outbox.Mails.size() &&
+                            Outbox.Mails[Outbox.Untransmitted].Number <= Exchange->After;
+    if (Exchange->Reply || Exchange->Answered || MailsFirst) {
+      continue;
+    }
+    TCBusMessage const Message =
+        NewCall(*Exchange->Mailbox, MailWire::ClassInterface(Exchange->Content->MailClass),
+                MailWire::kRequest);
+    MailWire::Require(sd_bus_message_append_basic(Message.get(), 's', m_Identity.c_str()),
+                      "append an envelope");
+    MailWire::AppendMail(Message.get(), *Exchange->Content);
+    sd_bus_slot* Slot = nullptr;
+    MailWire::Require(
+        sd_bus_call_async(m_Bus.get(), &Slot, Message.get(), OnAnswer, Exchange, UINT64_MAX),
+        "send a request");
+    Exchange->Reply.reset(Slot);
+  }
+}
+
+void TCNorvProxyConnection::TransmitSubscriptions() {
+  for (auto& [Interface, Stream] : m_Streams) {
+    if (!Stream.Subscribed || Stream.Requested) {
+      continue;
+    }
+    TCBusMessage const Message =
+        NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kSubscribe);
+    MailWire::Require(sd_bus_message_append(Message.get(), "stt", Interface.c_str(),
+                                            Stream.Received.Epoch, Stream.Received.Sequence),
+                      "append a subscription");
+    sd_bus_message_set_expect_reply(Message.get(), 0);
+    MailWire::Require(sd_bus_send(m_Bus.get(), Message.get(), nullptr), "subscribe");
+    Stream.Requested = true;
+  }
+}
+
+// ---- what the router sends ----
+
+int TCNorvProxyConnection::OnFilter(sd_bus_message* Message, void* Connection,
+                                    sd_bus_error* /*Error*/) {
+  auto& Self = *static_cast<TCNorvProxyConnection*>(Connection);
+  if (sd_bus_message_is_signal(Message, MailWire::kRouterInterface, MailWire::kAcknowledged) > 0) {
+    Guarded("mail router", [&] { Self.OnAcknowledged(Message); });
+    return 1;
+  }
+  if (sd_bus_message_is_signal(Message, nullptr, MailWire::kPublished) > 0) {
+    if (auto const Class = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message))) {
+      Guarded("published mail refused", [&] { Self.OnPublished(Message, *Class); });
+      return 1;
+    }
+  }
+  return 0;
+}
+
+int TCNorvProxyConnection::OnGreeted(sd_bus_message* Message, void* Connection,
+                                     sd_bus_error* /*Error*/) {
+  auto& Self = *static_cast<TCNorvProxyConnection*>(Connection);
+  if (sd_bus_message_is_method_error(Message, MailWire::kErrorProtocol) > 0) {
+    SyslogError("mail router at %s: %s", Self.m_Address.c_str(),
+                sd_bus_message_get_error(Message)->message);
+    return sd_bus_message_get_errno(Message) == 0 ? 0 : -EPROTO;
+  }
+  if (sd_bus_message_is_method_error(Message, nullptr) == 0) {
+    Self.m_Ready = true;
+    Self.m_RetryDelay = kFirstRetryDelay;
+    Self.Signal(TEEvent::eReachable);
+    Self.Transmit();
+  }
+  return 0;
+}
+
+int TCNorvProxyConnection::OnAnswer(sd_bus_message* Message, void* Exchange,
+                                    sd_bus_error* /*Error*/) {
+  auto& Pending = *static_cast<TSExchange*>(Exchange);
+  TCNorvProxyConnection& Self = *Pending.Connection;
+  if (sd_bus_message_is_method_error(Message, SD_BUS_ERROR_NO_REPLY) > 0) {
+    return 0;  // the connection is gone; the request is sent again on the next one
+  }
+  Pending.Answered = false;
+  if (sd_bus_message_is_method_error(Message, nullptr) > 0) {
+    SyslogWarning("Request refused: %s", sd_bus_message_get_error(Message)->message);
+  } else {
+    Guarded("answer refused", [&] { Self.ReadAnswer(Pending, Message); });
+  }
+  Self.m_Changed.notify_all();
+  return 0;
+}
+
+void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Message) {
+  MailWire::TSPosition Position;
+  MailWire::Require(sd_bus_message_read(Message, "tt", &Position.Epoch, &Position.Sequence),
+                    "read an envelope");
+  TSNorvMailContent Answer = MailWire::ReadMail(Message, Exchange.Content->MailClass);
+  TSStream& Stream = m_Streams[MailWire::ClassInterface(Answer.MailClass)];
+  if (!Stream.Subscribed) {
+    Stream.Received = Position;
+    Stream.Handled = Position;
+  }
+  *Exchange.Content = std::move(Answer);
+  Exchange.Answered = true;
+}
+
+void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
+  std::uint64_t Number = 0;
+  MailWire::Require(sd_bus_message_read(Message, "t", &Number), "read an acknowledgement");
+  char const* const Path = sd_bus_message_get_path(Message);
+  auto const Found = m_Outboxes.find(Path == nullptr ? "" : Path);
+  if (Found == m_Outboxes.end()) {
+    return;
+  }
+  TSOutbox& Outbox = Found->second;
+  while (Outbox.Untransmitted > 0 && Outbox.Mails.front().Number <= Number) {
+    m_UnacknowledgedBytes -= KeptSize(Outbox.Mails.front().Content);
+    Outbox.Mails.pop_front();
+    --Outbox.Untransmitted;
+  }
+  m_Changed.notify_all();
+  Transmit();
+}
+
+void TCNorvProxyConnection::OnPublished(sd_bus_message* Message,
+                                        TCNorvMailClassID const& MailClass) {
+  TSReceived Received{{MailClass, 0, 0, nullptr}, MailWire::ClassInterface(MailClass), {}};
+  char const* Origin = nullptr;
+  std::uint64_t Number = 0;
+  MailWire::Require(sd_bus_message_read(Message, "ttst", &Received.Position.Epoch,
+                                        &Received.Position.Sequence, &Origin, &Number),
+                    "read an envelope");
+  Received.Content = MailWire::ReadMail(Message, MailClass);
+  m_Streams[Received.Interface].Received = Received.Position;
+  if (m_Identity == Origin) {
+    return;  // this process has had the change since before it was sent
+  }
+  m_Inbox.push_back(std::move(Received));
+  Signal(TEEvent::eMails);
+}

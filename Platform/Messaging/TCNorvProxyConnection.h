@@ -1,0 +1,145 @@
+// SPDX-License-Identifier: MIT
+// The engine of a proxy: its connection to the router, what waits to be sent and what has arrived.
+//
+// Concurrency. m_Mutex guards everything below it. It is never held while a hook of the proxy runs
+// or while a thread sleeps in poll. The bus object is used by any thread under m_Mutex; only one
+// thread at a time, the one that set m_Pumping, polls it and reads from it. That is the proxy's own
+// thread, unless it is inside a hook: then a thread that waits for an answer pumps for itself, so
+// no waiting thread depends on a hook's return. Whoever changes what a waiting thread waits for
+// signals m_Changed.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/MailWire.h"
+#include "Platform/Messaging/TCNorvMessage.h"
+
+class TCNorvServiceProxy;
+
+class TCNorvProxyConnection {
+ public:
+  explicit TCNorvProxyConnection(TCNorvServiceProxy& Owner);
+  TCNorvProxyConnection(TCNorvProxyConnection const&) = delete;
+  TCNorvProxyConnection& operator=(TCNorvProxyConnection const&) = delete;
+  ~TCNorvProxyConnection();
+
+  bool WaitForRouter(int Timeout);
+  void Subscribe(TCNorvMailClassID const& MailClass);
+  bool Post(std::string const& Mailbox, TSNorvMailContent const& Content);
+  bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout);
+  bool WaitForAcknowledgements(int Timeout);
+  /// Hands the oldest waiting mail to the owner; false when none waits.
+  bool DeliverMail(bool Wait);
+  void Close();
+  /// Close() after the last acknowledgements have come, or `Linger` has passed.
+  void CloseAfterAcknowledgements(std::chrono::milliseconds Linger);
+
+ private:
+  using TCClock = std::chrono::steady_clock;
+  using TCDeadline = std::optional<TCClock::time_point>;
+  using TCLock = std::unique_lock<std::mutex>;
+
+  // Mails to one mailbox, oldest first; those before `Untransmitted` are on their way.
+  struct TSOutbox {
+    struct TSMail {
+      std::uint64_t Number;
+      std::uint64_t Seen;  // the last published mail handled when this one was posted
+      TSNorvMailContent Content;
+    };
+    std::deque<TSMail> Mails;
+    std::size_t Untransmitted = 0;
+    std::uint64_t LastNumber = 0;
+  };
+
+  // A request that a thread waits for; lives on that thread's stack.
+  struct TSExchange {
+    std::string const* Mailbox;
+    TSNorvMailContent* Content;
+    std::uint64_t After;  // mails up to this number go first
+    TCBusSlot Reply;      // set while the request is on its way
+    std::optional<bool> Answered = std::nullopt;
+    TCNorvProxyConnection* Connection = nullptr;
+  };
+
+  // The published mails of one class.
+  struct TSStream {
+    bool Subscribed = false;
+    bool Requested = false;  // on the present connection
+    MailWire::TSPosition Received;
+    MailWire::TSPosition Handled;
+  };
+
+  struct TSReceived {
+    TSNorvMailContent Content;
+    std::string Interface;
+    MailWire::TSPosition Position;
+  };
+
+  enum class TEEvent { eReachable, eLost, eMails };
+
+  static TCDeadline DeadlineAfter(int Milliseconds);
+  bool WaitUntil(TCLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline);
+  void Pump(TCLock& Lock, TCDeadline Deadline);
+  void Poll(TCLock& Lock, TCDeadline Deadline);
+  void Wake();
+
+  // The proxy's thread.
+  void Start();
+  void Run();
+  void Deliver(TEEvent Event);
+  void Signal(TEEvent Event);
+
+  // The connection; m_Mutex held.
+  void Connect();
+  void ProcessBus();
+  void Disconnect(int Reason);
+  void Greet();
+  void Transmit();
+  void TransmitMails(std::string const& Mailbox, TSOutbox& Outbox);
+  void TransmitExchanges();
+  void TransmitSubscriptions();
+  void SendToBus(sd_bus_message* Message);
+  TCBusMessage NewCall(std::string const& Path, std::string const& Interface, char const* Member);
+
+  // What the router sends; m_Mutex held.
+  static int OnFilter(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
+  static int OnGreeted(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
+  static int OnAnswer(sd_bus_message* Message, void* Exchange, sd_bus_error* Error);
+  void OnAcknowledged(sd_bus_message* Message);
+  void OnPublished(sd_bus_message* Message, TCNorvMailClassID const& MailClass);
+  void ReadAnswer(TSExchange& Exchange, sd_bus_message* Message);
+
+  TCNorvServiceProxy& m_Owner;
+  std::string const m_Identity;
+  std::string const m_Address;
+
+  std::mutex m_Mutex;
+  std::condition_variable m_Changed;
+  // guarded by m_Mutex
+  std::thread m_Thread;
+  bool m_Closing = false;
+  bool m_ThreadEnded = false;
+  bool m_Pumping = false;
+  bool m_Ready = false;  // greeted by the router
+  TCFileDescriptor m_Wake;
+  TCBusHandle m_Bus;
+  TCClock::time_point m_NextAttempt;
+  std::chrono::milliseconds m_RetryDelay;
+  std::map<std::string, TSOutbox> m_Outboxes;  // by mailbox path
+  std::size_t m_UnacknowledgedBytes = 0;
+  std::list<TSExchange*> m_Exchanges;
+  std::map<std::string, TSStream> m_Streams;  // by class interface
+  std::deque<TSReceived> m_Inbox;
+  std::deque<TEEvent> m_Events;
+};

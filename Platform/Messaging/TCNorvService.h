@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+// The owner of a mailbox.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "Platform/Messaging/TCNorvMailRouter.h"
+#include "Platform/Messaging/TCNorvMessage.h"
+#include "Platform/PlatformExport.h"
+#include "Platform/Utility/TCMACAddress.h"
+
+class TCRouterCore;
+
+/// Who sent a mail: the proxy's identity, unique to one proxy of one process, and what the system
+/// says of the process at the other end of the connection.
+struct TSNorvMailSender {
+  std::string Identity;
+  uid_t User = 0;
+  gid_t Group = 0;
+  pid_t Process = 0;
+  std::string ProcessName;
+  TCMACAddress Device;  ///< the device that the process says it acts for
+};
+
+/// A mail as a service receives it.
+struct TSNorvReceivedMail {
+  TSNorvMailSender Sender;
+  std::uint64_t Number = 0;  ///< of this sender's mails to this mailbox, from 1 without gaps
+  std::uint64_t Seen = 0;    ///< the last published sequence that the sender had handled
+  TSNorvMailContent Content;
+};
+
+/// Owns one mailbox of a router: takes its mails, answers its requests, publishes to the
+/// subscribers of mail classes. Mails that arrived before an owner appeared are kept for it.
+///
+/// Lives on the router's thread: the hooks are called there, and the operations are called there
+/// (see TCNorvMailRouter::Execute), construction and destruction excepted. What a hook throws is
+/// logged and refuses the mail or request. A subclass calls Open() when it is complete, and Close()
+/// first in its destructor.
+class PROPERTY_PLATFORM_EXPORT TCNorvService {
+ public:
+  TCNorvService(TCNorvMailRouter& Router, std::string const& Mailbox);
+  TCNorvService(TCNorvService const&) = delete;
+  TCNorvService& operator=(TCNorvService const&) = delete;
+  virtual ~TCNorvService();
+
+  /// Begins to own the mailbox. Throws TCException when it has an owner.
+  void Open();
+  void Close();
+
+  /// Tells the sender of `Mail` that this mail and all before it need not be kept any longer.
+  void Acknowledge(TSNorvReceivedMail const& Mail);
+
+  /// Publishes to every subscriber of the mail's class, with the next sequence number. The proxy
+  /// named as origin drops its own change.
+  void Publish(TSNorvMailContent const& Content, TSNorvReceivedMail const& Origin);
+
+  /// Mails published so far in this epoch.
+  std::uint64_t get_Sequence() const;
+
+ protected:
+  /// A mail sent without waiting. Acknowledged by Acknowledge(), now or later.
+  virtual void OnMail(TSNorvReceivedMail const& Mail) = 0;
+  /// A request; fills `Answer`, or returns false to refuse it.
+  virtual bool OnRequest(TSNorvMailSender const& Sender, TSNorvMailContent const& Request,
+                         TSNorvMailContent& Answer) = 0;
+  /// A mail that is malformed, or that OnMail has thrown for; has been logged, its content may be
+  /// missing. Acknowledges it here: sent again it would be refused again. A service that defers
+  /// acknowledgements overrides this, because they count for all earlier mails of the sender too.
+  virtual void OnRefused(TSNorvReceivedMail const& Mail);
+
+ private:
+  friend class TCRouterCore;
+
+  TCNorvMailRouter& m_Router;
+  std::string const m_Mailbox;
+  std::string const m_Path;
+  bool m_Open = false;
+};

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// Forwards the proxy's operations to its connection and mails to their handlers.
+#include "Platform/Messaging/TCNorvServiceProxy.h"
+
+#include "Platform/Messaging/MailWire.h"
+#include "Platform/Messaging/TCNorvMailFunctions.h"
+#include "Platform/Messaging/TCNorvProxyConnection.h"
+
+TCNorvServiceProxy::TCNorvServiceProxy()
+    : m_Connection(std::make_unique<TCNorvProxyConnection>(*this)) {}
+
+TCNorvServiceProxy::~TCNorvServiceProxy() = default;
+
+bool TCNorvServiceProxy::WaitForMailRouter(int Timeout) {
+  return m_Connection->WaitForRouter(Timeout);
+}
+
+void TCNorvServiceProxy::SetMailParse(TCNorvBasicMailFunctions& Functions) {
+  m_MailFunctions = &Functions;
+}
+
+void TCNorvServiceProxy::ConnectService(TCNorvMailClassID const& MailClass, int /*Reserved*/,
+                                        bool /*ReservedFlag*/) {
+  m_Connection->Subscribe(MailClass);
+}
+
+bool TCNorvServiceProxy::SendAndWait(TCNorvServiceName const& Service, TCNorvMessage& Mail,
+                                     int const& Timeout) {
+  TSNorvMailContent Content = Mail.get_Content();
+  if (!m_Connection->Exchange(MailWire::MailboxPath(Service.get_Mailbox()), Content, Timeout)) {
+    return false;
+  }
+  Mail.SetContent(Content);
+  return true;
+}
+
+bool TCNorvServiceProxy::Post(TCNorvServiceName const& Service,
+                              TSNorvMailContent const& Content) const {
+  return m_Connection->Post(MailWire::MailboxPath(Service.get_Mailbox()), Content);
+}
+
+bool TCNorvServiceProxy::WaitForAcknowledgements(int Timeout) {
+  return m_Connection->WaitForAcknowledgements(Timeout);
+}
+
+void TCNorvServiceProxy::ProcessProxy(int Limit, bool Wait) {
+  for (int Delivered = 0; Limit < 0 || Delivered < Limit; ++Delivered) {
+    if (!m_Connection->DeliverMail(Wait && Delivered == 0)) {
+      return;
+    }
+  }
+}
+
+void TCNorvServiceProxy::Close() {
+  m_Connection->Close();
+}
+
+void TCNorvServiceProxy::OnMailRouterState(bool /*Reachable*/) {}
+
+void TCNorvServiceProxy::OnServiceMail(TCNorvMessage const& Mail) {
+  if (m_MailFunctions != nullptr) {
+    m_MailFunctions->Parse(Mail);
+  }
+}
+
+void TCNorvServiceProxy::OnProxySignal() {
+  ProcessProxy(-1, false);
+}

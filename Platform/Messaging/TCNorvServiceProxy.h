@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+// A process's end of the mail router: sends mails, waits for answers, receives published mails.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "Platform/Messaging/TCNorvMailClassID.h"
+#include "Platform/Messaging/TCNorvMessage.h"
+#include "Platform/Messaging/TCNorvServiceName.h"
+#include "Platform/PlatformExport.h"
+
+class TCNorvBasicMailFunctions;
+class TCNorvProxyConnection;
+
+/// Connects to the mail router at the address in MAILROUTER_ADDRESS (default
+/// "unix:path=/run/mailrouter/socket") when it is first used, and again whenever the connection is
+/// lost.
+///
+/// Threads: every operation may be called from every thread, also from inside the hooks. One
+/// thread of the proxy's own calls OnMailRouterState and OnProxySignal; what they throw is logged
+/// and goes no further. A thread that waits in SendAndWait serves the connection itself while the
+/// proxy's thread is inside a hook, so a hook may wait for any thread that waits for an answer.
+///
+/// Order: mails and requests reach a mailbox in the order of sending, published mails are delivered
+/// in the order of publishing. A mail is kept until its service has acknowledged it and is sent
+/// again after the connection was lost; the service drops repeats.
+///
+/// A subclass that overrides a hook calls Close() first in its destructor. Proxies that live at
+/// process exit are closed then, after up to 2 seconds for their last acknowledgements.
+class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
+ public:
+  TCNorvServiceProxy();
+  TCNorvServiceProxy(TCNorvServiceProxy const&) = delete;
+  TCNorvServiceProxy& operator=(TCNorvServiceProxy const&) = delete;
+  virtual ~TCNorvServiceProxy();
+
+  /// Waits up to `Timeout` milliseconds (-1: without limit) until the router is reachable.
+  /// False when the time has passed or the proxy is closing.
+  bool WaitForMailRouter(int Timeout = -1);
+
+  /// Installs what OnServiceMail hands mails to; not owned, must outlive the proxy's use of it.
+  /// Called before the first mail can arrive.
+  void SetMailParse(TCNorvBasicMailFunctions& Functions);
+
+  /// Subscribes to the published mails of a class, from the last mail that this proxy knows of;
+  /// stays subscribed across reconnections. Does not wait. The other arguments are reserved.
+  void ConnectService(TCNorvMailClassID const& MailClass, int Reserved, bool ReservedFlag);
+
+  /// Sends `Mail` and waits up to `Timeout` milliseconds (-1: without limit, also for the router
+  /// and for an owner of the mailbox to appear) for the answer, which replaces the content of
+  /// `Mail`. A request whose service ends before answering is sent again.
+  /// False, `Mail` unchanged, when the service refuses, the time passes or the proxy is closing.
+  bool SendAndWait(TCNorvServiceName const& Service, TCNorvMessage& Mail, int const& Timeout);
+
+  /// Queues a mail for `Service` and returns at once; used by TCNorvMessage::Send. False when the
+  /// proxy is closed. Throws TCException, nothing queued, when 64 MiB of mail are unacknowledged.
+  bool Post(TCNorvServiceName const& Service, TSNorvMailContent const& Content) const;
+
+  /// Waits until every mail sent so far has been acknowledged; false when the time has passed.
+  bool WaitForAcknowledgements(int Timeout = -1);
+
+  /// Delivers up to `Limit` waiting mails (-1: all of them) through OnServiceMail, in order. With
+  /// `Wait` it first waits for one. Called from OnProxySignal. What OnServiceMail throws passes
+  /// through; the mails behind it stay and are signalled again.
+  void ProcessProxy(int Limit, bool Wait);
+
+  /// Ends the connection and the proxy's thread; waiting calls return false. May be repeated.
+  void Close();
+
+  /// The router became reachable or was lost. Does nothing here.
+  virtual void OnMailRouterState(bool Reachable);
+  /// One received mail; hands it to the installed functions.
+  virtual void OnServiceMail(TCNorvMessage const& Mail);
+  /// Mails wait. Processes all of them here.
+  virtual void OnProxySignal();
+
+ private:
+  TCNorvBasicMailFunctions* m_MailFunctions = nullptr;
+  std::unique_ptr<TCNorvProxyConnection> m_Connection;
+};
