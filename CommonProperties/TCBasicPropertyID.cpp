@@ -1,0 +1,210 @@
+// SPDX-License-Identifier: MIT
+// The registry is built by whichever node comes first, in any order of static initialisation.
+#include "CommonProperties/TCBasicPropertyID.h"
+
+#include <list>
+#include <memory>
+#include <new>
+#include <utility>
+
+#include "CommonProperties/TUEarlyStatic.h"
+#include "CommonProperties/TCPropertyChoiceID.h"
+#include "CommonProperties/TCPropertyID.h"
+#include "CommonProperties/TCPropertyInitOverride.h"
+#include "CommonProperties/TCPropertyShowControl.h"
+#include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TextConversions.h"
+
+using Accessories::TCNullTypes;
+
+namespace Property {
+
+namespace {
+
+using TNodes = std::list<TCBasicPropertyID*>;
+using TClassIDs = std::set<TCNullTypes<int>>;
+
+char const* const kSource = "../CommonProperties/TCBasicPropertyID";
+
+// guarded by TCBasicPropertyID::m_CSection
+TUEarlyStatic<TClassIDs> g_Classlist;
+TNodes* g_TempList;  // in the order of construction, until they are initialised
+bool g_Initializing;
+
+void CreateRegistry() {
+  if (TCBasicPropertyID::m_List != nullptr)
+    return;
+  auto TempList = std::make_unique<TNodes>();
+  TCBasicPropertyID::m_List = new std::map<int, TCBasicPropertyID*>;
+  g_TempList = TempList.release();
+  new (&g_Classlist.m_Object) TClassIDs;
+}
+
+/// Marks the initialisation as under way.
+class TCInitializing {
+ public:
+  TCInitializing() { g_Initializing = true; }
+  ~TCInitializing() { g_Initializing = false; }
+  TCInitializing(TCInitializing const&) = delete;
+  TCInitializing& operator=(TCInitializing const&) = delete;
+};
+
+bool HasOrder(TEPropertyType Type) {
+  return Type != eUndefinedField && Type != eContainer && Type != eComboChoice;
+}
+
+}  // namespace
+
+std::map<int, TCBasicPropertyID*>* TCBasicPropertyID::m_List = nullptr;
+TClassIDs& TCBasicPropertyID::m_Classlist = g_Classlist.m_Object;
+bool TCBasicPropertyID::m_Initialized = false;
+TCCriticalSection TCBasicPropertyID::m_CSection;
+
+TCBasicPropertyID::TCBasicPropertyID(std::string const& Name, int Number, TEPropertyType Type,
+                                     std::string const& Description, TCNullTypes<int> const& Parent)
+    : m_Number(Number),
+      m_Type(Type),
+      m_Parent(Parent),
+      m_Name(Name),
+      m_Description(Description.empty() ? Name : Description) {
+  Register();
+}
+
+TCBasicPropertyID::TCBasicPropertyID(std::string const& Name, int Number,
+                                     std::string const& Description, TCNullTypes<int> const& Parent)
+    : TCBasicPropertyID(Name, Number, eUndefinedField, Description, Parent) {}
+
+TCBasicPropertyID::~TCBasicPropertyID() = default;
+
+void TCBasicPropertyID::Register() {
+  TNodes Entry(1, this);
+  TCCriticalSectionLock Lock(m_CSection);
+  CreateRegistry();
+  auto const [Itr, Inserted] = m_List->emplace(m_Number, this);
+  if (!Inserted)
+    throw TCException(kSource, __LINE__, "Itr == m_List->end()")
+        .Format("Property %s(%d) is already defined as %s", m_Name.c_str(), m_Number,
+                Itr->second->Viewname(true).c_str());
+  if (!m_Initialized)
+    g_TempList->splice(g_TempList->end(), Entry);
+}
+
+void TCBasicPropertyID::Unregister() noexcept {
+  TCCriticalSectionLock Lock(m_CSection);
+  m_List->erase(m_Number);
+  g_TempList->remove(this);
+}
+
+TCBasicPropertyID* TCBasicPropertyID::Find(int Number) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_List == nullptr)
+    return nullptr;
+  auto const Itr = m_List->find(Number);
+  return Itr != m_List->end() ? Itr->second : nullptr;
+}
+
+bool TCBasicPropertyID::IsPropertyField() const {
+  switch (m_Type) {
+    case eComboField:
+    case eIntegerField:
+    case eStringField:
+    case eBooleanField:
+    case eDBLookupField:
+      return true;
+    default:
+      return false;
+  }
+}
+
+std::string TCBasicPropertyID::get_Typename() const {
+  switch (m_Type) {
+    case eUndefinedField:
+      return "Field";
+    case eContainer:
+      return "Container";
+    case eGroup:
+      return "Group";
+    case eComboField:
+      return "Choice Field";
+    case eComboChoice:
+      return "Choice";
+    case eIntegerField:
+      return "Integer Field";
+    case eStringField:
+      return "String Field";
+    case eBooleanField:
+      return "Boolean Field";
+    default:
+      return "Unknown";
+  }
+}
+
+std::string TCBasicPropertyID::Viewname(bool) const {
+  std::string Result;
+  return sprintf(Result, "%s(%d) %s", m_Name.c_str(), m_Number, get_Typename().c_str());
+}
+
+TCNullTypes<int> TCBasicPropertyID::get_classid() const {
+  if (!m_ClassID.IsNull() || m_Parent.IsNull())
+    return m_ClassID;
+  TCCriticalSectionLock Lock(m_CSection);
+  // Links can tie parents to a ring, which has no class id; no chain is longer than the registry.
+  TCBasicPropertyID const* Node = this;
+  for (std::size_t Left = m_List->size(); Left > 0 && !Node->m_Parent.IsNull(); --Left) {
+    Node = Find(Node->m_Parent.get_Value());
+    if (Node == nullptr)
+      break;
+    if (!Node->m_ClassID.IsNull())
+      return Node->m_ClassID;
+  }
+  return m_ClassID;
+}
+
+TCNullTypes<std::string> TCBasicPropertyID::GetDefaultValue() {
+  if (m_Type == eComboChoice)
+    return ToString(m_Number);
+  return TCNullTypes<std::string>();
+}
+
+int TCBasicPropertyID::GetOrder() const {
+  return m_Order;
+}
+
+bool TCBasicPropertyID::GetShow() const {
+  return true;
+}
+
+void TCBasicPropertyID::SetShow(bool) {}
+
+void TCBasicPropertyID::DoInitialize() {
+  if (m_ClassID.IsNull())
+    m_ClassID = get_classid();
+  if (m_InitOverride != nullptr)
+    m_InitOverride->Initialize(this);
+}
+
+void TCBasicPropertyID::Initialize() {
+  UnassignedProperty();  // belongs to every schema, also to one completed before its own static
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_Initialized || g_Initializing)
+    return;
+  TCInitializing const Pass;
+  TCPropertyShowControl::Initialize();
+  InitializeNodes();
+  TCPropertyChoiceID::Initialize();
+  m_Initialized = true;
+}
+
+void TCBasicPropertyID::InitializeNodes() {
+  std::map<std::pair<TCNullTypes<int>, TCNullTypes<int>>, int> Siblings;
+  // An override may construct nodes; they are appended and get their turn.
+  for (TCBasicPropertyID* Node : *g_TempList) {
+    Node->DoInitialize();
+    if (HasOrder(Node->m_Type))
+      Node->m_Order = Siblings[{Node->m_ClassID, Node->m_Parent}]++;
+    m_Classlist.insert(Node->m_ClassID);
+  }
+  g_TempList->clear();
+}
+
+}  // namespace Property

@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+// The registry of choice references and their check against the schema.
+#include "CommonProperties/TCPropertyChoiceID.h"
+
+#include "CommonProperties/TCBasicPropertyID.h"
+#include "CommonProperties/TCPropertyChoice.h"
+#include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TextConversions.h"
+
+namespace Property {
+
+namespace {
+
+char const* const kSource = "../CommonProperties/TCPropertyChoiceID";
+
+TCPropertyChoice const& FindChoice(int Number) {
+  auto const* const Choice = dynamic_cast<TCPropertyChoice*>(TCBasicPropertyID::Find(Number));
+  if (Choice == nullptr)
+    throw TCException(kSource, __LINE__, "Choice!=__null");
+  return *Choice;
+}
+
+}  // namespace
+
+std::map<int, TCPropertyChoiceID*>* TCPropertyChoiceID::m_List = nullptr;
+
+TCPropertyChoiceID::TCPropertyChoiceID(std::string const&, int Number, std::string const& Name)
+    : m_Number(Number), m_Name(Name) {
+  TCCriticalSectionLock Lock(TCBasicPropertyID::m_CSection);
+  if (m_List == nullptr)
+    m_List = new std::map<int, TCPropertyChoiceID*>;
+  m_List->emplace(Number, this);
+}
+
+TCPropertyChoiceID::~TCPropertyChoiceID() = default;
+
+TCPropertyChoiceID* TCPropertyChoiceID::Find(int Number) {
+  if (m_List == nullptr)
+    return nullptr;
+  auto const Itr = m_List->find(Number);
+  return Itr != m_List->end() ? Itr->second : nullptr;
+}
+
+void TCPropertyChoiceID::Initialize() {
+  TCCriticalSectionLock Lock(TCBasicPropertyID::m_CSection);
+  if (m_List == nullptr)
+    return;
+  for (auto Itr = m_List->begin(); Itr != m_List->end();) {
+    TCPropertyChoiceID const& Reference = *Itr->second;
+    TCBasicPropertyID const* const Property = TCBasicPropertyID::Find(Itr->first);
+    if (Property == nullptr) {
+      SyslogError("Property Choice %s doens't exist anymore", Reference.Viewname().c_str());
+      Itr = m_List->erase(Itr);
+      continue;
+    }
+    if (Property->get_Type() != eComboChoice)
+      throw TCException(kSource, __LINE__, "Property->get_Type() == eComboChoice")
+          .Format("Property Choice reference %s refer to a none property choice",
+                  Reference.Viewname().c_str());
+    ++Itr;
+  }
+}
+
+std::string TCPropertyChoiceID::get_AsString() const {
+  return ToString(m_Number);
+}
+
+std::string TCPropertyChoiceID::Viewname() const {
+  std::string Result;
+  return sprintf(Result, "%s(%d)", m_Name.c_str(), m_Number);
+}
+
+std::string TCPropertyChoiceID::get_DefaultStringValue() const {
+  return FindChoice(m_Number).get_Value();
+}
+
+int TCPropertyChoiceID::get_DefaultIntegerValue() const {
+  return ToInt(FindChoice(m_Number).get_Value());
+}
+
+}  // namespace Property

@@ -1,0 +1,630 @@
+// SPDX-License-Identifier: MIT
+// The process-wide store: its values, and what surrounds them in every process.
+#include "CommonProperties/TCPropertyCollection.h"
+
+#include <utility>
+
+#include "CommonProperties/TCBasicPropertyID.h"
+#include "CommonProperties/TCPropertyChoiceID.h"
+#include "CommonProperties/TCPropertyContainer.h"
+#include "CommonProperties/TCPropertyID.h"
+#include "CommonProperties/TCPropertyTransaction.h"
+#include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCUtilities.h"
+#include "Platform/Utility/TextConversions.h"
+
+using Accessories::TCNullTypes;
+using Accessories::TCRecordID;
+
+namespace Property {
+
+namespace {
+
+char const* const kSource = "../CommonProperties/TCPropertyCollection";
+
+TCPropertyKey KeyOf(TCCommonPropertyObject const& Object) {
+  return TCPropertyKey(Object.get_ID(), Object.get_Link(), Object.get_MAC());
+}
+
+TCCommonPropertyObject EmptyValue(TCPropertyKey const& Key) {
+  return TCCommonPropertyObject(Key.get_ID(), Key.get_Link(), Key.get_MAC());
+}
+
+TCCommonPropertyObject LoadedValue(TCPropertyKey const& Key, std::string const& Data) {
+  TCCommonPropertyObject Value = EmptyValue(Key);
+  Value.SetRealValue(Data);
+  return Value;
+}
+
+// Once a store exists the schema is complete, and its mark is only read from then on.
+void CompleteSchema() {
+  if (!TCBasicPropertyID::m_Initialized)
+    TCBasicPropertyID::Initialize();
+}
+
+}  // namespace
+
+/// What belongs to the process and not to the instance; the class's static references name it.
+class TCPropertyCollection::TCProcessState {
+ public:
+  std::string m_OwnMACText;
+  TCMACAddress m_OwnMAC;  // of m_OwnMACText
+  std::map<unsigned long, std::string> m_Sessions;
+  std::map<int, TCPropertyTransaction*> m_Transactions;
+};
+
+/// Drops the registration of a thread that ends with a transaction open, so that a later thread
+/// with the same id does not take it over.
+class TCPropertyCollection::TCThreadEnd {
+ public:
+  ~TCThreadEnd() { ForgetTransaction(); }
+};
+
+TCPropertyCollection::TCProcessState& TCPropertyCollection::State() {
+  static TCProcessState& Result = *new TCProcessState;
+  return Result;
+}
+
+// The library itself asks State(), because these are not set yet in an early static initialiser.
+std::string& TCPropertyCollection::m_OwnMACAddress = State().m_OwnMACText;
+std::map<unsigned long, std::string>& TCPropertyCollection::m_SessionList = State().m_Sessions;
+std::map<int, TCPropertyTransaction*>& TCPropertyCollection::m_Transactions =
+    State().m_Transactions;
+
+TCPropertyCollection::TSessionCallback TCPropertyCollection::m_FPGetCurrentSession = nullptr;
+std::set<TCCommonPropertyChangeNotifier*>* TCPropertyCollection::m_Notifiers = nullptr;
+TCPropertyCollection* TCPropertyCollection::m_Instance = nullptr;
+bool TCPropertyCollection::m_Ready = false;
+TCCriticalSection TCPropertyCollection::m_CSection;
+
+TCPropertyCollection::TCPropertyCollection() {
+  TCCriticalSectionLock Lock(m_CSection);
+  State().m_OwnMAC = TCMACAddress::Own("");
+  State().m_OwnMACText = State().m_OwnMAC.get_AsString(':');
+  TCBasicPropertyID::Initialize();
+  if (m_Instance != nullptr)
+    throw TCException(kSource, __LINE__, "m_Instance==__null")
+        .Format("Property collection has already been created");
+  m_Instance = this;
+}
+
+TCPropertyCollection::~TCPropertyCollection() = default;
+
+TCPropertyCollection* TCPropertyCollection::get() {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_Instance == nullptr)
+    throw TCException(kSource, __LINE__, "m_Instance!=__null")
+        .Format("Property collection has not been created");
+  return m_Instance;
+}
+
+void TCPropertyCollection::Clear() {
+  TCCriticalSectionLock Lock(m_CSection);
+  for (auto const& Entry : m_Properties)
+    delete Entry.second;
+  m_Properties.clear();
+  m_Removed.clear();
+}
+
+// --- the map -------------------------------------------------------------------------------------
+
+TCCommonPropertyObject* TCPropertyCollection::Find(TCPropertyKey const& Key) const {
+  auto const Entry = m_Properties.find(Key);
+  return Entry != m_Properties.end() ? Entry->second : nullptr;
+}
+
+TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Value) {
+  TCPropertyKey const Key = KeyOf(Value);
+  auto const Removed = m_Removed.find(Key);
+  if (Removed != m_Removed.end()) {
+    TCCommonPropertyObject& Stored = *Removed->second;
+    m_Properties.emplace(Key, &Stored);
+    Stored = std::move(Value);
+    Removed->second.release();
+    m_Removed.erase(Removed);
+    return Stored;
+  }
+  auto Stored = std::make_unique<TCCommonPropertyObject>(std::move(Value));
+  m_Properties.emplace(Key, Stored.get());
+  return *Stored.release();
+}
+
+void TCPropertyCollection::ChangedThenNotify(TCCommonPropertyObject const& Object,
+                                             TCCriticalSectionLock& Lock) {
+  TCCommonPropertyObject const Copy(Object);
+  Lock.Leave();
+  OnPropertyChanged(Copy);
+  Notify(eNotifyChanged, Copy);
+}
+
+// --- writing -------------------------------------------------------------------------------------
+
+TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID const& ID,
+                                                                TCRecordID const& Link,
+                                                                std::string const& Data,
+                                                                std::string MAC) {
+  return Set(TCPropertyKey(ID, Link, MACFor(ID, MAC)), Data);
+}
+
+TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID const& ID,
+                                                                TCRecordID const& Link, int Data,
+                                                                std::string MAC) {
+  return Set(TCPropertyKey(ID, Link, MACFor(ID, MAC)), ToString(Data));
+}
+
+TCCommonPropertyObject const& TCPropertyCollection::setProperty(TCPropertyID const& ID,
+                                                                TCRecordID const& Link,
+                                                                std::string const& Data,
+                                                                std::string const& MAC) {
+  return Set(TCPropertyKey(ID, Link, MAC), Data);
+}
+
+TCCommonPropertyObject const& TCPropertyCollection::Set(TCPropertyKey const& Key,
+                                                        std::string const& Data) {
+  TCCriticalSectionLock Lock(m_CSection);
+  CompleteSchema();
+  TCCommonPropertyObject* Stored = Find(Key);
+  if (Stored != nullptr && *Stored == Data)
+    return *Stored;
+  if (TCPropertyTransaction* Transaction = InTransaction())
+    return *Transaction->Changed(Key, Data);
+  if (Stored != nullptr) {
+    Stored->set_Data(Data);
+  } else {
+    TCCommonPropertyObject Value = EmptyValue(Key);
+    Value.set_Data(Data);
+    Stored = &Insert(std::move(Value));
+  }
+  ChangedThenNotify(*Stored, Lock);
+  return *Stored;
+}
+
+TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID const& ID,
+                                                                TCRecordID const& Link,
+                                                                TCPropertyChoiceID const& Choice,
+                                                                std::string MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  CompleteSchema();
+  std::string const Number = ToString(Choice.get_AsInteger());
+  TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
+  TCCommonPropertyObject* Stored = Find(Key);
+  TCPropertyTransaction* const Transaction = InTransaction();
+  if (Stored == nullptr && Transaction == nullptr) {
+    // A choice never makes a value for another device than the current one.
+    TCPropertyKey const Current(ID, Link, CurrentMAC(ID));
+    Stored = Find(Current);
+    if (Stored == nullptr)
+      Stored = &Insert(EmptyValue(Current));
+  }
+  if (Stored != nullptr && Stored->GetRealValue() == Number)
+    return *Stored;
+  if (Transaction != nullptr)
+    return *Transaction->Changed(Key, Number);
+  Stored->SetRealValue(Number);
+  ChangedThenNotify(*Stored, Lock);
+  return *Stored;
+}
+
+bool TCPropertyCollection::UpdateProperty(TCPropertyID const& ID, TCRecordID const& Link,
+                                          std::string const& Data, bool AddIfMissing,
+                                          std::string const& MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  TCPropertyKey const Key(ID, Link, MAC);
+  TCCommonPropertyObject* Stored = Find(Key);
+  if (Stored != nullptr) {
+    if (!Stored->SetRealValue(Data))
+      return false;
+  } else if (AddIfMissing) {
+    Stored = &Insert(LoadedValue(Key, Data));
+  } else {
+    throw TCException(kSource, __LINE__)
+        .Format("Updating a non existing Property %s", ID.Viewname(true).c_str());
+  }
+  Notify(eNotifyChanged, *Stored);
+  return true;
+}
+
+TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyID const& ID,
+                                                             TCRecordID const& Link,
+                                                             std::string const& Data,
+                                                             std::string const& MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  TCPropertyKey const Key(ID, Link, MAC);
+  TCCommonPropertyObject* const Stored = Find(Key);
+  if (Stored == nullptr)
+    return &Insert(LoadedValue(Key, Data));
+  return Stored->SetRealValue(Data) ? Stored : nullptr;
+}
+
+void TCPropertyCollection::LoadProperty(TCCommonPropertyObject const& Object) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (Find(KeyOf(Object)) == nullptr)
+    Insert(TCCommonPropertyObject(Object));
+}
+
+TCCommonPropertyObject* TCPropertyCollection::LoadProperty(TCPropertyID const& ID,
+                                                           std::string const& Data,
+                                                           TCRecordID const& Link,
+                                                           std::string const& MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  TCPropertyKey const Key(ID, Link, MAC);
+  TCCommonPropertyObject* Stored = Find(Key);
+  bool Changed = false;
+  if (Stored != nullptr) {
+    Changed = Stored->SetRealValue(Data);
+  } else {
+    std::string const Text = Data;  // Data may be the text of the removed value that Insert reuses
+    Stored = &Insert(EmptyValue(Key));
+    Stored->SetRealValue(Text);
+    Changed = true;
+  }
+  if (Changed)
+    ChangedThenNotify(*Stored, Lock);
+  return Stored;
+}
+
+void TCPropertyCollection::DeleteProperty(TCPropertyID const& ID, TCRecordID const& Link,
+                                          std::string MAC) {
+  TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
+  TCCriticalSectionLock Lock(m_CSection);
+  TCCommonPropertyObject const* const Stored = Find(Key);
+  if (Stored == nullptr)
+    return;
+  Notify(eNotifyDeleted, *Stored);
+  // Looked up again: a hook may have removed the value itself.
+  auto const Entry = m_Properties.find(Key);
+  if (Entry == m_Properties.end())
+    return;
+  m_Removed.emplace(Key, nullptr)->second.reset(Entry->second);
+  m_Properties.erase(Entry);
+}
+
+void TCPropertyCollection::DeletePropertiesLinkedTo(TCRecordID const& Link,
+                                                    TCNullTypes<int> const& ClassID,
+                                                    std::string MAC) {
+  std::list<TCCommonPropertyObject> Linked;
+  {
+    TCCriticalSectionLock Lock(m_CSection);
+    for (auto const& Entry : m_Properties) {
+      TCCommonPropertyObject const& Object = *Entry.second;
+      bool const OfClass = ClassID.IsNull() || Object.get_ID().get_ClassID() == ClassID;
+      if (Object.get_Link() == Link && OfClass)
+        Linked.push_back(Object);
+    }
+  }
+  for (TCCommonPropertyObject const& Object : Linked)
+    DeleteProperty(Object.get_ID(), Link, MAC);
+}
+
+// --- reading -------------------------------------------------------------------------------------
+
+TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID,
+                                                         TCRecordID const& Link, std::string MAC) {
+  return GetProperty(ID, false, Link, std::move(MAC));
+}
+
+TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID, bool NoException,
+                                                         TCRecordID const& Link, std::string MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
+  if (TCPropertyTransaction const* Transaction = InTransaction()) {
+    if (TCCommonPropertyObject* Pending = Transaction->Find(Key)) {
+      Lock.Leave();
+      Validation(*Pending);
+      return *Pending;
+    }
+  }
+  TCCommonPropertyObject Object = EmptyValue(Key);
+  bool const Stored = TakeStored(Object);
+  Lock.Leave();
+  if (!Stored)
+    FetchMissing(Object, NoException);
+  Validation(Object);
+  return Object;
+}
+
+TCCommonPropertyObject& TCPropertyCollection::getProperty(TCCommonPropertyObject& Object,
+                                                          bool NoException, std::string const&) {
+  TCCriticalSectionLock Lock(m_CSection);
+  bool const Stored = TakeStored(Object);
+  Lock.Leave();
+  if (!Stored)
+    FetchMissing(Object, NoException);
+  return Object;
+}
+
+bool TCPropertyCollection::TakeStored(TCCommonPropertyObject& Object) const {
+  if (Object.m_MAC.Empty())
+    Object.m_MAC = CurrentMAC(Object.get_ID());
+  TCCommonPropertyObject const* const Stored = Find(KeyOf(Object));
+  if (Stored == nullptr)
+    return false;
+  Object.m_Data = Stored->m_Data;
+  Object.m_Defined = true;
+  Object.m_Loaded = Stored->m_Loaded;
+  Object.Trace("Get");
+  return true;
+}
+
+void TCPropertyCollection::FetchMissing(TCCommonPropertyObject& Object, bool NoException) {
+  if (OnFetchProperty(Object)) {
+    Object.Trace("Created");
+    return;
+  }
+  Object.m_Defined = false;
+  Object.Trace("Get Failed");
+  std::string const Name = Object.get_ID().Viewname(false);
+  SyslogWarning("Timeout. Cannot fetch property %s", Name.c_str());
+  if (!NoException)
+    throw TCException(kSource, __LINE__).Format("Unable to load Property %s", Name.c_str());
+}
+
+std::string const& TCPropertyCollection::getPropertyData(TCPropertyID const& ID,
+                                                         TCRecordID const& Link,
+                                                         std::string const& MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  TCCommonPropertyObject const* const Stored = Find(TCPropertyKey(ID, Link, MAC));
+  if (Stored == nullptr)
+    throw TCException(kSource, __LINE__)
+        .Format("getting a non existing Property %s", ID.Viewname(true).c_str());
+  return Stored->GetRealValue();
+}
+
+bool TCPropertyCollection::ExistProperty(TCPropertyID const& ID, TCRecordID const& Link,
+                                         std::string MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  return Find(TCPropertyKey(ID, Link, MACFor(ID, MAC))) != nullptr;
+}
+
+std::list<TCCommonPropertyObject> TCPropertyCollection::GetProperties(TCPropertyID const& ID) {
+  TCCriticalSectionLock Lock(m_CSection);
+  return get()->DoLoadPropertyList(ID);
+}
+
+// --- validators ----------------------------------------------------------------------------------
+
+void TCPropertyCollection::AssignValidator(TCPropertyID const& ID, TValidator Function) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (!m_Validators.emplace(ID.get_Number(), Function).second)
+    throw TCException(kSource, __LINE__, "Itr == m_Validators.end()")
+        .Format("There are already installed a Validation method for property %s",
+                ID.Viewname(false).c_str());
+}
+
+void TCPropertyCollection::Validation(TCCommonPropertyObject& Object) {
+  TCCriticalSectionLock Lock(m_CSection);
+  auto const Entry = m_Validators.find(Object.get_ID().get_Number());
+  if (Entry == m_Validators.end())
+    return;
+  TValidator const Function = Entry->second;
+  Lock.Leave();
+  Object.Validate(Function);
+}
+
+// --- devices and sessions ------------------------------------------------------------------------
+
+bool TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int> const& ClassID) {
+  return !TCPropertyContainer::IsOrvaneLinked(ClassID.get_Value());
+}
+
+bool TCPropertyCollection::IsSystemWideProperty(TCPropertyID const& ID) {
+  return IsSystemWideProperty(ID.get_ClassID());
+}
+
+std::set<TCRecordID> TCPropertyCollection::GetSystemwideClassIDs() {
+  std::set<TCRecordID> Result;
+  for (TCNullTypes<int> const& ClassID : TCBasicPropertyID::m_Classlist)
+    if (!ClassID.IsNull() && IsSystemWideProperty(ClassID))
+      Result.insert(TCRecordID(ClassID.get_Value()));
+  return Result;
+}
+
+TCNullTypes<int> TCPropertyCollection::GetClassIDForWPFunction(int Function) {
+  switch (Function) {
+    case 23:
+      return 44;
+    case 24:
+      return 47;
+    case 101:
+      return 107;
+    case 102:
+      return 108;
+    // These two classes are numbered the other way round than their functions.
+    case 103:
+      return 110;
+    case 104:
+      return 109;
+    default:
+      return TCNullTypes<int>();
+  }
+}
+
+std::string TCPropertyCollection::GetCurrentMAC(TCPropertyID const& ID) {
+  if (IsSystemWideProperty(ID))
+    return std::string();
+  TCCriticalSectionLock Lock(m_CSection);
+  return m_FPGetCurrentSession == nullptr ? State().m_OwnMACText : SessionMAC();
+}
+
+// GetCurrentMAC as an address, without a way over the text of this device's own.
+TCMACAddress TCPropertyCollection::CurrentMAC(TCPropertyID const& ID) {
+  if (IsSystemWideProperty(ID))
+    return TCMACAddress();
+  TCCriticalSectionLock Lock(m_CSection);
+  return m_FPGetCurrentSession == nullptr ? State().m_OwnMAC : TCMACAddress(SessionMAC());
+}
+
+std::string const& TCPropertyCollection::SessionMAC() {
+  auto const& Sessions = State().m_Sessions;
+  auto const Entry = Sessions.find(m_FPGetCurrentSession());
+  if (Entry == Sessions.end())
+    throw TCException(kSource, __LINE__, "Itr!=m_SessionList.end()")
+        .Format("No Mac address saved for current session");
+  return Entry->second;
+}
+
+TCMACAddress TCPropertyCollection::MACFor(TCPropertyID const& ID, std::string const& MAC) {
+  return MAC.empty() ? CurrentMAC(ID) : TCMACAddress(MAC);
+}
+
+void TCPropertyCollection::SetSessionCallback(TSessionCallback Function) {
+  TCCriticalSectionLock Lock(m_CSection);
+  m_FPGetCurrentSession = Function;
+}
+
+void TCPropertyCollection::SetCurrentSession(unsigned long SessionID, std::string const& MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  State().m_Sessions[SessionID] = MAC;
+  get()->DoSetSession(SessionID, MAC);
+}
+
+void TCPropertyCollection::DeleteSession(unsigned long SessionID) {
+  TCCriticalSectionLock Lock(m_CSection);
+  State().m_Sessions.erase(SessionID);
+  get()->DoDeleteSession(SessionID);
+}
+
+// --- transactions --------------------------------------------------------------------------------
+
+void TCPropertyCollection::AddTransaction(TCPropertyTransaction* Transaction) {
+  static thread_local TCThreadEnd AtThreadEnd;
+  TCCriticalSectionLock Lock(m_CSection);
+  Transaction->m_Active = true;
+  State().m_Transactions.emplace(TCUtilities::GetCurrentThreadID(), Transaction);
+}
+
+void TCPropertyCollection::RemoveTransaction(TCPropertyTransaction* Transaction) {
+  TCCriticalSectionLock Lock(m_CSection);
+  Transaction->m_Active = false;
+  ForgetTransaction();
+}
+
+void TCPropertyCollection::RollbackTransaction(TCPropertyTransaction* Transaction) {
+  TCCriticalSectionLock Lock(m_CSection);
+  RemoveTransaction(Transaction);
+  Transaction->Reset();
+}
+
+void TCPropertyCollection::ForgetTransaction() {
+  TCCriticalSectionLock Lock(m_CSection);
+  State().m_Transactions.erase(TCUtilities::GetCurrentThreadID());
+}
+
+TCPropertyTransaction* TCPropertyCollection::InTransaction() {
+  TCCriticalSectionLock Lock(m_CSection);
+  auto const& Transactions = State().m_Transactions;
+  if (Transactions.empty())
+    return nullptr;
+  auto const Entry = Transactions.find(TCUtilities::GetCurrentThreadID());
+  return Entry != Transactions.end() ? Entry->second : nullptr;
+}
+
+// --- notifiers -----------------------------------------------------------------------------------
+
+void TCPropertyCollection::AddNotifier(TCCommonPropertyChangeNotifier* Notifier) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_Notifiers == nullptr)
+    m_Notifiers = new std::set<TCCommonPropertyChangeNotifier*>;
+  m_Notifiers->insert(Notifier);
+}
+
+void TCPropertyCollection::DelNotifier(TCCommonPropertyChangeNotifier* Notifier) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_Notifiers != nullptr)
+    m_Notifiers->erase(Notifier);
+}
+
+void TCPropertyCollection::Notify(TENotificationType Type, TCCommonPropertyObject const& Object) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_Notifiers == nullptr)
+    return;
+  for (auto Next = m_Notifiers->begin(); Next != m_Notifiers->end();) {
+    TCCommonPropertyChangeNotifier* const Notifier = *Next;
+    if (Notifier->get_Enabled())
+      Notifier->Push(Type, Object);
+    // Searched for, because the hook may have added and destroyed notifiers.
+    Next = m_Notifiers->upper_bound(Notifier);
+  }
+}
+
+// --- what a subclass may add ---------------------------------------------------------------------
+
+void TCPropertyCollection::DoSetSession(unsigned long, std::string const&) {}
+
+void TCPropertyCollection::DoDeleteSession(unsigned long) {}
+
+void TCPropertyCollection::OnPropertyChanged(TCCommonPropertyObject const&) {}
+
+bool TCPropertyCollection::OnFetchProperty(TCCommonPropertyObject&) {
+  return false;
+}
+
+void TCPropertyCollection::CommitTransaction(TCPropertyTransaction* Transaction) {
+  RemoveTransaction(Transaction);
+}
+
+}  // namespace Property
+
+// --- the client's functions ----------------------------------------------------------------------
+
+using Property::TCCommonPropertyObject;
+using Property::TCPropertyChoiceID;
+using Property::TCPropertyCollection;
+using Property::TCPropertyID;
+
+TCCommonPropertyObject GetProperty(TCPropertyID const& ID, TCRecordID const& Link,
+                                   std::string const& MAC) {
+  return TCPropertyCollection::get()->GetProperty(ID, Link, MAC);
+}
+
+TCCommonPropertyObject GetPropertyNoException(TCPropertyID const& ID, TCRecordID const& Link) {
+  return TCPropertyCollection::get()->GetProperty(ID, true, Link, std::string());
+}
+
+TCCommonPropertyObject const& SetProperty(TCPropertyID const& ID, std::string const& Data,
+                                          TCRecordID const& Link, std::string const& MAC) {
+  return TCPropertyCollection::get()->SetProperty(ID, Link, Data, MAC);
+}
+
+TCCommonPropertyObject const& SetProperty(TCPropertyID const& ID, int Data, TCRecordID const& Link,
+                                          std::string const& MAC) {
+  return TCPropertyCollection::get()->SetProperty(ID, Link, Data, MAC);
+}
+
+TCCommonPropertyObject const& SetProperty(TCPropertyID const& ID, TCPropertyChoiceID const& Choice,
+                                          TCRecordID const& Link, std::string const& MAC) {
+  return TCPropertyCollection::get()->SetProperty(ID, Link, Choice, MAC);
+}
+
+TCCommonPropertyObject const& SetProperty(TCCommonPropertyObject const& Object,
+                                          std::string const& Data, std::string const& MAC) {
+  return SetProperty(Object.get_ID(), Data, Object.get_Link(), MAC);
+}
+
+TCCommonPropertyObject const& SetProperty(TCCommonPropertyObject const& Object, int Data,
+                                          std::string const& MAC) {
+  return SetProperty(Object.get_ID(), Data, Object.get_Link(), MAC);
+}
+
+TCCommonPropertyObject const& SetProperty(TCCommonPropertyObject const& Object,
+                                          TCPropertyChoiceID const& Choice,
+                                          std::string const& MAC) {
+  return SetProperty(Object.get_ID(), Choice, Object.get_Link(), MAC);
+}
+
+TCCommonPropertyObject const& SetPropertyChoiceID(TCPropertyID const& ID, int ChoiceNumber,
+                                                  TCRecordID const& Link) {
+  static TCCommonPropertyObject const Tmp;
+  TCPropertyChoiceID const* const Choice = TCPropertyChoiceID::Find(ChoiceNumber);
+  if (Choice == nullptr) {
+    SyslogWarning("Invalid Property choice [%d] assigned to %s", ChoiceNumber,
+                  ID.Viewname(false).c_str());
+    return Tmp;
+  }
+  return SetProperty(ID, *Choice, Link, std::string());
+}
+
+void SetPropertyValidation(TCPropertyID const& ID, void (*Function)(TCCommonPropertyObject&)) {
+  TCPropertyCollection::get()->AssignValidator(ID, Function);
+}

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: MIT
+// A lookup's text is copied before the field registers, so that a failure leaves nothing behind.
+#include "CommonProperties/TCPropertyDBLookup.h"
+
+#include <utility>
+
+using Accessories::TCNullTypes;
+
+namespace Property {
+
+TCPropertyDBLookup::TCPropertyDBLookup(std::string const& Name, int Number,
+                                       std::string const& Description,
+                                       TCNullTypes<int> const& Parent, int Flags, int LookupNumber,
+                                       std::string const& LookupText, bool const& LookupFlag)
+    : TCPropertyDBLookup(Flags, LookupNumber, std::string(LookupText), LookupFlag, Name, Number,
+                         Description, Parent) {}
+
+TCPropertyDBLookup::TCPropertyDBLookup(int Flags, int LookupNumber, std::string&& LookupText,
+                                       bool LookupFlag, std::string const& Name, int Number,
+                                       std::string const& Description,
+                                       TCNullTypes<int> const& Parent)
+    : TCPropertyID(Name, Number, Description, Parent, Flags, ""),
+      m_LookupNumber(LookupNumber),
+      m_LookupText(std::move(LookupText)),
+      m_LookupFlag(LookupFlag) {
+  set_Type(eDBLookupField);
+}
+
+TCPropertyDBLookup::~TCPropertyDBLookup() = default;
+
+}  // namespace Property

@@ -1,0 +1,498 @@
+// SPDX-License-Identifier: MIT
+// How a value takes stored text in, is handled by choice, is validated and is traced.
+#include <gmock/gmock.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+#include "CapturedLog.h"
+#include "CaughtException.h"
+#include "CommonProperties/TCCommonPropertyObject.h"
+#include "CommonProperties/TCPropertyChoiceID.h"
+#include "TestStore.h"
+#include "ValueSchema.h"
+
+using Accessories::TCNullTypes;
+using Accessories::TCRecordID;
+using Property::TCCommonPropertyObject;
+using Property::TCPropertyChoiceID;
+using Property::TCPropertyID;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+namespace {
+
+char const* const kMAC = "00:11:22:33:44:55";
+char const* const kSource = "../CommonProperties/TCCommonPropertyObject";
+
+/// The references stay in the process's registry, which does not own them.
+struct TCCommonPropertyObjectValidation : ::testing::Test {
+  TCCommonPropertyObject NewChoice(std::string const& Data = "") const {
+    TCCommonPropertyObject Result(m_Schema.m_Choice, 3, kMAC);
+    if (!Data.empty())
+      Result.SetRealValue(Data);
+    return Result;
+  }
+
+  TCCommonPropertyObject NewText(std::string const& Data) const {
+    TCCommonPropertyObject Result(m_Schema.m_String, 3, kMAC);
+    Result.SetRealValue(Data);
+    return Result;
+  }
+
+  TCapturedLog m_Log;
+  TValueSchema m_Schema;
+  TCPropertyChoiceID m_OffID{"", 101, "OffID"};
+  TCPropertyChoiceID m_OnID{"", 102, "OnID"};
+  TCPropertyChoiceID m_StrangerID{"", 501, "StrangerID"};
+};
+
+struct TCCommonPropertyObjectCheckData : TCCommonPropertyObjectValidation {
+  TCCommonPropertyObjectCheckData() { TCCommonPropertyObject::m_CheckData = true; }
+  ~TCCommonPropertyObjectCheckData() override { TCCommonPropertyObject::m_CheckData = false; }
+};
+
+struct TCCommonPropertyObjectValidate : TCCommonPropertyObjectValidation {
+  TTestStore m_Store;
+};
+
+void AppendX(TCCommonPropertyObject& Object) {
+  Object.set_Data(Object.GetRealValue() + "x");
+}
+
+void ChangeNothing(TCCommonPropertyObject& Object) {
+  Object.SetRealValue(Object.GetRealValue());
+}
+
+void ChangeAndThrow(TCCommonPropertyObject& Object) {
+  Object.SetRealValue("half done");
+  throw std::runtime_error("no good");
+}
+
+}  // namespace
+
+// --- taking stored text in -----------------------------------------------------------------------
+
+TEST_F(TCCommonPropertyObjectValidation, TakesAnyTextIntoAFieldThatIsNoChoiceField) {
+  TCCommonPropertyObject Boolean(m_Schema.m_Boolean, 3, kMAC);
+  m_Log.EnableTraces();
+
+  EXPECT_TRUE(Boolean.SetRealValue("yes"));
+
+  EXPECT_EQ(Boolean.GetRealValue(), "yes");
+  EXPECT_TRUE(Boolean.get_Loaded());
+  EXPECT_THAT(m_Log.get_Traces(), IsEmpty());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, SaysThatEqualTextDoesNotDifferAndIsLoadedAnyway) {
+  TCCommonPropertyObject Text(m_Schema.m_String, 3, kMAC);
+  Text.set_Data("x");
+  TCCommonPropertyObject Choice = NewChoice();
+  Choice.set_Data("off");
+
+  EXPECT_FALSE(Text.SetRealValue("x"));
+  EXPECT_FALSE(Choice.SetRealValue("101"));
+
+  EXPECT_TRUE(Text.get_Loaded());
+  EXPECT_TRUE(Choice.get_Loaded());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, SaysThatTextOfAnotherLengthDiffers) {
+  TCCommonPropertyObject Text = NewText("x");
+
+  EXPECT_TRUE(Text.SetRealValue("xx"));
+  EXPECT_TRUE(Text.SetRealValue(""));
+  EXPECT_FALSE(Text.SetRealValue(""));
+}
+
+TEST_F(TCCommonPropertyObjectValidation, StoresTheTextOfAKnownChoiceAsItIsAndTracesAlways) {
+  TCCommonPropertyObject Value = NewChoice();
+  m_Log.EnableTraces();
+
+  EXPECT_TRUE(Value.SetRealValue("0101"));
+  EXPECT_FALSE(Value.SetRealValue("0101"));
+
+  EXPECT_EQ(Value.GetRealValue(), "0101");
+  EXPECT_TRUE(Value.get_Loaded());
+  EXPECT_THAT(m_Log.get_Warnings(), IsEmpty());
+  EXPECT_THAT(m_Log.get_Traces(),
+              ElementsAre("Mode(100) Choice Field link(3) is changed from [] to [0101]*",
+                          "Mode(100) Choice Field link(3) is changed from [0101] to [0101]*"));
+}
+
+TEST_F(TCCommonPropertyObjectValidation, TakesTheDefaultChoiceForAnEmptyTextSilently) {
+  TCCommonPropertyObject Value = NewChoice();
+  m_Log.EnableTraces();
+
+  EXPECT_FALSE(Value.SetRealValue(""));
+
+  EXPECT_EQ(Value.GetRealValue(), "102");
+  EXPECT_TRUE(Value.get_Loaded());
+  EXPECT_THAT(m_Log.get_Warnings(), IsEmpty());
+  EXPECT_THAT(m_Log.get_Traces(), IsEmpty());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, TakesTheDefaultChoiceForAnUnknownNumberAndWarns) {
+  TCCommonPropertyObject Value = NewChoice();
+  m_Log.EnableTraces();
+
+  EXPECT_TRUE(Value.SetRealValue("99"));
+
+  EXPECT_EQ(Value.GetRealValue(), "102");
+  EXPECT_TRUE(Value.get_Loaded());
+  EXPECT_THAT(m_Log.get_Warnings(),
+              ElementsAre("Invalid Value [99] assigned to Mode(100) Choice Field. Default is "
+                          "chosen [Switched on]"));
+  EXPECT_THAT(m_Log.get_Traces(), IsEmpty());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, DoesNotTakeAChoicesValueTextForItsNumber) {
+  TCCommonPropertyObject Value = NewChoice();
+
+  Value.SetRealValue("off");
+
+  EXPECT_EQ(Value.GetRealValue(), "102");
+}
+
+TEST_F(TCCommonPropertyObjectValidation, ComparesTheGivenTextNotTheStoredDefaultForItsAnswer) {
+  TCCommonPropertyObject Value = NewChoice("102");
+
+  EXPECT_TRUE(Value.SetRealValue("99"));
+  EXPECT_EQ(Value.GetRealValue(), "102");
+}
+
+TEST_F(TCCommonPropertyObjectValidation, DoesNotCheckDataAtStart) {
+  EXPECT_FALSE(TCCommonPropertyObject::m_CheckData);
+}
+
+TEST_F(TCCommonPropertyObjectCheckData, RefusesAnUnknownChoiceAfterStoringTheDefault) {
+  TCCommonPropertyObject Value = NewChoice();
+
+  TCException const Exception = CaughtException([&] { Value.SetRealValue("99"); });
+
+  EXPECT_EQ(Exception.get_Source(), kSource);
+  EXPECT_EQ(Exception.get_Condition(), "");
+  EXPECT_EQ(Exception.get_Message(),
+            "Invalid Value [99] assigned to Mode(100) Choice Field. Default is chosen [Switched "
+            "on]");
+  EXPECT_EQ(Value.GetRealValue(), "102");
+  EXPECT_FALSE(Value.get_Loaded());
+  EXPECT_THAT(m_Log.get_Warnings(),
+              ElementsAre("Invalid Value [99] assigned to Mode(100) Choice Field. Default is "
+                          "chosen [Switched on]"));
+}
+
+TEST_F(TCCommonPropertyObjectCheckData, KeepsTheLoadedMarkWhenItRefuses) {
+  TCCommonPropertyObject Value = NewChoice("101");
+
+  EXPECT_THROW(Value.SetRealValue("99"), TCException);
+
+  EXPECT_EQ(Value.GetRealValue(), "102");
+  EXPECT_TRUE(Value.get_Loaded());
+}
+
+TEST_F(TCCommonPropertyObjectCheckData, RefusesTheEmptyTextWithoutAWarning) {
+  TCCommonPropertyObject Value = NewChoice();
+
+  TCException const Exception = CaughtException([&] { Value.SetRealValue(""); });
+
+  EXPECT_EQ(Exception.get_Message(),
+            "Invalid Value [] assigned to Mode(100) Choice Field. Default is chosen [Switched on]");
+  EXPECT_THAT(m_Log.get_Warnings(), IsEmpty());
+  EXPECT_EQ(Value.GetRealValue(), "102");
+}
+
+TEST_F(TCCommonPropertyObjectCheckData, NamesItsOwnUnknownTextWhenGivenThatAgain) {
+  TCPropertyID& Field = *new TCPropertyID("Late", 600, "", TCNullTypes<int>(), 0x10);
+  TCCommonPropertyObject Value(Field, 3, kMAC);
+  Value.SetRealValue("99");
+  new Property::TCPropertyChoice("One", "The one", 601, true, &Field, "one");
+
+  TCException const Exception = CaughtException([&] { Value.SetRealValue(Value.GetRealValue()); });
+
+  EXPECT_EQ(Exception.get_Message(),
+            "Invalid Value [99] assigned to Late(600) Choice Field. Default is chosen [The one]");
+}
+
+TEST_F(TCCommonPropertyObjectCheckData, AcceptsKnownChoicesAndOtherFields) {
+  TCCommonPropertyObject Text = NewText("anything");
+  TCCommonPropertyObject Choice = NewChoice("101");
+
+  EXPECT_EQ(Text.GetRealValue(), "anything");
+  EXPECT_EQ(Choice.GetRealValue(), "101");
+}
+
+// --- the default choice and the reads of a choice ------------------------------------------------
+
+TEST_F(TCCommonPropertyObjectValidation, SetsTheDefaultChoiceWithoutTraceAndLoadedMark) {
+  TCCommonPropertyObject Value = NewChoice();
+  m_Log.EnableTraces();
+
+  Value.SetDefaultChoice();
+
+  EXPECT_EQ(Value.GetRealValue(), "102");
+  EXPECT_FALSE(Value.get_Loaded());
+  EXPECT_THAT(m_Log.get_Traces(), IsEmpty());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, RefusesADefaultChoiceForAnyOtherFieldAndStaysUnchanged) {
+  TCCommonPropertyObject Value = NewText("x");
+
+  TCException const Exception = CaughtException([&] { Value.SetDefaultChoice(); });
+
+  EXPECT_EQ(Exception.get_Source(), kSource);
+  EXPECT_EQ(Exception.get_Condition(), "m_ID->get_Type() == eComboField");
+  EXPECT_EQ(Exception.get_Message(), "Property Name(30) String Field is not a choice type");
+  EXPECT_EQ(Value.GetRealValue(), "x");
+}
+
+TEST_F(TCCommonPropertyObjectValidation, ReadsNumberValueAndNameOfTheChoice) {
+  TCCommonPropertyObject const Value = NewChoice("103");
+
+  EXPECT_EQ(Value.get_ChoiceID(), 103);
+  EXPECT_EQ(Value.get_ChoiceValue(), 5);
+  EXPECT_EQ(Value.get_ChoiceName(), "Five times");
+}
+
+TEST_F(TCCommonPropertyObjectValidation, ReadsZeroForAChoiceValueThatIsNoNumber) {
+  EXPECT_EQ(NewChoice("101").get_ChoiceValue(), 0);
+}
+
+TEST_F(TCCommonPropertyObjectValidation, ReadsTheDefaultChoiceForAnUnknownNumberNotTheArgument) {
+  TCCommonPropertyObject const Value = NewChoice();
+
+  EXPECT_EQ(Value.get_ChoiceID(TCNullTypes<int>(5)), 102);
+  EXPECT_EQ(Value.get_ChoiceValue(TCNullTypes<int>(5)), 0);
+  EXPECT_EQ(Value.get_ChoiceName(TCNullTypes<int>(5)), "Switched on");
+  EXPECT_THAT(m_Log.get_Warnings(), IsEmpty());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, RefusesToReadAChoiceOfAnyOtherField) {
+  TCCommonPropertyObject const Value = NewText("101");
+
+  TCException const ID = CaughtException([&] { (void)Value.get_ChoiceID(); });
+  TCException const Number = CaughtException([&] { (void)Value.get_ChoiceValue(); });
+  TCException const Name = CaughtException([&] { (void)Value.get_ChoiceName(); });
+
+  for (TCException const* Exception : {&ID, &Number, &Name}) {
+    EXPECT_EQ(Exception->get_Source(), kSource);
+    EXPECT_EQ(Exception->get_Condition(), "get_ID().get_Type() == eComboField");
+    EXPECT_EQ(Exception->get_Message(), "");
+  }
+}
+
+// --- assigning and comparing a choice reference --------------------------------------------------
+
+TEST_F(TCCommonPropertyObjectValidation, SelectsTheReferencedChoiceAndIsLoaded) {
+  TCCommonPropertyObject Value = NewChoice();
+
+  TCCommonPropertyObject& Result = Value = m_OffID;
+
+  EXPECT_EQ(&Result, &Value);
+  EXPECT_EQ(Value.GetRealValue(), "101");
+  EXPECT_TRUE(Value.get_Loaded());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, RefusesAReferenceForAnyOtherFieldAndStaysUnchanged) {
+  TCCommonPropertyObject Value(m_Schema.m_String, 3, kMAC);
+  Value.set_Data("x");
+
+  TCException const Exception = CaughtException([&] { Value = m_OffID; });
+
+  EXPECT_EQ(Exception.get_Source(), kSource);
+  EXPECT_EQ(Exception.get_Condition(), "m_ID->get_Type() == eComboField");
+  EXPECT_EQ(Exception.get_Message(), "Property Name(30) String Field is not a choice field");
+  EXPECT_EQ(Value.GetRealValue(), "x");
+  EXPECT_FALSE(Value.get_Loaded());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, RefusesAReferenceToAnotherFieldsChoiceAndStaysUnchanged) {
+  TCCommonPropertyObject Value = NewChoice();
+  Value.set_Data("off");
+
+  TCException const Exception = CaughtException([&] { Value = m_StrangerID; });
+
+  EXPECT_EQ(Exception.get_Source(), kSource);
+  EXPECT_EQ(Exception.get_Condition(), "m_ID->HaveChoice(right.get_AsInteger())==true");
+  EXPECT_EQ(Exception.get_Message(),
+            "Property Mode(100) Choice Field is assigned to choice which are not valid choice");
+  EXPECT_EQ(Value.GetRealValue(), "101");
+  EXPECT_FALSE(Value.get_Loaded());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, EqualsTheReferenceToItsChoice) {
+  TCCommonPropertyObject const Value = NewChoice("101");
+
+  EXPECT_TRUE(Value == m_OffID);
+  EXPECT_FALSE(Value != m_OffID);
+  EXPECT_FALSE(Value == m_OnID);
+  EXPECT_TRUE(Value != m_OnID);
+}
+
+TEST_F(TCCommonPropertyObjectValidation, DiffersFromAReferenceWithAnotherSpellingOfItsNumber) {
+  TCCommonPropertyObject const Value = NewChoice("0101");
+
+  EXPECT_FALSE(Value == m_OffID);
+  EXPECT_TRUE(Value != m_OffID);
+}
+
+TEST_F(TCCommonPropertyObjectValidation, RefusesToCompareAnyOtherFieldWithAReference) {
+  TCCommonPropertyObject const Value = NewText("101");
+
+  TCException const Equal = CaughtException([&] { (void)(Value == m_OffID); });
+  TCException const Unequal = CaughtException([&] { (void)(Value != m_OffID); });
+
+  for (TCException const* Exception : {&Equal, &Unequal}) {
+    EXPECT_EQ(Exception->get_Source(), kSource);
+    EXPECT_EQ(Exception->get_Condition(), "m_ID->get_Type() == eComboField");
+    EXPECT_EQ(Exception->get_Message(), "Property Name(30) String Field is not a choice field");
+  }
+}
+
+TEST_F(TCCommonPropertyObjectValidation, RefusesToCompareWithAReferenceToAnotherFieldsChoice) {
+  TCCommonPropertyObject const Value = NewChoice("101");
+
+  TCException const Equal = CaughtException([&] { (void)(Value == m_StrangerID); });
+  TCException const Unequal = CaughtException([&] { (void)(Value != m_StrangerID); });
+
+  EXPECT_EQ(Equal.get_Source(), kSource);
+  EXPECT_EQ(Equal.get_Condition(), "m_ID->HaveChoice(ChoiceID.get_AsInteger())==true");
+  EXPECT_EQ(Equal.get_Message(),
+            "Property Mode(100) Choice Field is comparing to choice which are not valid choice");
+  EXPECT_EQ(Unequal.get_Source(), kSource);
+  EXPECT_EQ(Unequal.get_Condition(), "m_ID->HaveChoice(ChoiceID.get_AsInteger())==true");
+  EXPECT_EQ(Unequal.get_Message(),
+            "Mode(100) Choice Field is comparing to choice which are not valid choice");
+}
+
+// --- validation ----------------------------------------------------------------------------------
+
+TEST_F(TCCommonPropertyObjectValidation, RefusesANullFunction) {
+  TCCommonPropertyObject Value = NewText("x");
+
+  TCException const Exception = CaughtException([&] { (void)Value.Validate(nullptr); });
+
+  EXPECT_EQ(Exception.get_Source(), kSource);
+  EXPECT_EQ(Exception.get_Condition(), "Function!=__null");
+  EXPECT_EQ(Exception.get_Message(),
+            "Validation function is NULL for property Name(30) String Field");
+  EXPECT_EQ(Value.GetRealValue(), "x");
+}
+
+TEST_F(TCCommonPropertyObjectValidation, NeedsNoStoreWhenTheFunctionChangesNothing) {
+  TCCommonPropertyObject Value = NewText("x");
+  m_Log.EnableTraces();
+
+  TCCommonPropertyObject const Result = Value.Validate(&ChangeNothing);
+
+  EXPECT_EQ(Value.GetRealValue(), "x");
+  EXPECT_EQ(Result.GetRealValue(), "x");
+  EXPECT_EQ(&Result.get_ID(), &m_Schema.m_String);
+  EXPECT_THAT(m_Log.get_Traces(),
+              ElementsAre("Name(30) String Field link(3) validation with not change [x]"));
+}
+
+TEST_F(TCCommonPropertyObjectValidation, DoesNotTakeTheLoadedMarkOfTheFunctionsCopy) {
+  TCCommonPropertyObject Value(m_Schema.m_String, 3, kMAC);
+
+  (void)Value.Validate(&ChangeNothing);
+
+  EXPECT_FALSE(Value.get_Loaded());
+}
+
+TEST_F(TCCommonPropertyObjectValidation, PassesTheFunctionsExceptionOnAndStaysUnchanged) {
+  TCCommonPropertyObject Value = NewText("x");
+
+  EXPECT_THROW((void)Value.Validate(&ChangeAndThrow), std::runtime_error);
+
+  EXPECT_EQ(Value.GetRealValue(), "x");
+}
+
+TEST_F(TCCommonPropertyObjectValidation, KeepsTheChangeWhenThereIsNoStoreToWriteItTo) {
+  TCCommonPropertyObject Value = NewText("x");
+
+  TCException const Exception = CaughtException([&] { (void)Value.Validate(&AppendX); });
+
+  EXPECT_EQ(Exception.get_Message(), "Property collection has not been created");
+  EXPECT_EQ(Value.GetRealValue(), "xx");
+}
+
+TEST_F(TCCommonPropertyObjectValidate, MakesNoStoreUpdateWhenTheFunctionChangesNothing) {
+  m_Store.LoadProperty(NewText("stored"));
+  TCCommonPropertyObject Value = NewText("x");
+
+  (void)Value.Validate(&ChangeNothing);
+
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_String, 3, kMAC), "stored");
+  EXPECT_THAT(m_Store.get_Calls(), IsEmpty());
+}
+
+TEST_F(TCCommonPropertyObjectValidate, TakesTheChangeOverAndWritesItToTheStore) {
+  m_Store.LoadProperty(NewText("x"));
+  TCCommonPropertyObject Value = NewText("x");
+  m_Log.EnableTraces();
+
+  TCCommonPropertyObject const Result = Value.Validate(&AppendX);
+
+  EXPECT_EQ(Value.GetRealValue(), "xx");
+  EXPECT_EQ(Result.GetRealValue(), "xx");
+  EXPECT_EQ(Result.get_Link(), TCRecordID(3));
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_String, 3, kMAC), "xx");
+  EXPECT_THAT(m_Log.get_Traces(),
+              ElementsAre("Name(30) String Field link(3) is changed from [x] to [xx]",
+                          "Name(30) String Field link(3) validation change from [x] to [xx]"));
+}
+
+TEST_F(TCCommonPropertyObjectValidate, NotifiesTheChangeOnceAndCallsNoOtherHook) {
+  m_Store.LoadProperty(NewText("x"));
+  TCCommonPropertyObject Value = NewText("x");
+
+  (void)Value.Validate(&AppendX);
+
+  EXPECT_THAT(m_Store.get_Calls(), ElementsAre("Notify"));
+  ASSERT_EQ(m_Store.get_Notified().size(), 1u);
+  EXPECT_EQ(m_Store.get_Notified()[0].first, Property::eNotifyChanged);
+  EXPECT_EQ(m_Store.get_Notified()[0].second.GetRealValue(), "xx");
+}
+
+TEST_F(TCCommonPropertyObjectValidate, WritesAValueOfNoDeviceUnderTheEmptyMAC) {
+  TCCommonPropertyObject Value(m_Schema.m_String, TCRecordID(), "");
+  Value.SetRealValue("x");
+  m_Store.LoadProperty(Value);
+
+  (void)Value.Validate(&AppendX);
+
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_String, TCRecordID(), ""), "xx");
+}
+
+TEST_F(TCCommonPropertyObjectValidate, FailsAfterTheChangeWhenTheStoreLacksTheValue) {
+  TCCommonPropertyObject Value = NewText("x");
+
+  TCException const Exception = CaughtException([&] { (void)Value.Validate(&AppendX); });
+
+  EXPECT_EQ(Exception.get_Message(), "Updating a non existing Property Name(30) String Field");
+  EXPECT_EQ(Value.GetRealValue(), "xx");
+  EXPECT_TRUE(m_Store.m_Properties.empty());
+}
+
+TEST_F(TCCommonPropertyObjectValidate, TakesAChoicesRawTextOver) {
+  TCCommonPropertyObject Value = NewChoice("101");
+  m_Store.LoadProperty(Value);
+
+  (void)Value.Validate([](TCCommonPropertyObject& Object) { Object = std::string("on"); });
+
+  EXPECT_EQ(Value.GetRealValue(), "102");
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_Choice, 3, kMAC), "102");
+}
+
+// --- tracing -------------------------------------------------------------------------------------
+
+TEST_F(TCCommonPropertyObjectValidation, TracesTextPropertyLinkAndStoredText) {
+  TCCommonPropertyObject const Value = NewChoice("101");
+  m_Log.EnableTraces();
+
+  Value.Trace("Get");
+
+  EXPECT_THAT(m_Log.get_Traces(), ElementsAre("Get Mode(100) Choice Field link(3). Data [101]"));
+}

@@ -1,0 +1,574 @@
+// SPDX-License-Identifier: MIT
+// The store's life, what it reads, and which properties are system-wide.
+#include "CommonProperties/TCPropertyCollection.h"
+
+#include <memory>
+
+#include "CommonProperties/TCPropertyInitOverride.h"
+#include "CommonProperties/TCPropertyTransaction.h"
+#include "StoreFixture.h"
+
+using Accessories::TCNullTypes;
+using Accessories::TCRecordID;
+using Property::TCBasicPropertyID;
+using Property::TCCommonPropertyObject;
+using Property::TCPropertyCollection;
+using Property::TCPropertyContainer;
+using Property::TCPropertyID;
+using Property::TCPropertyKey;
+using Property::TCPropertyTransaction;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::SizeIs;
+
+namespace {
+
+struct TCPropertyCollectionSingleton : TSchemaFixture {};
+struct TCPropertyCollectionLife : TStoreFixture {};
+struct TCPropertyCollectionReads : TStoreFixture {};
+struct TCPropertyCollectionSystemWide : TStoreFixture {};
+
+/// A store that does nothing of its own, not even when it is destroyed.
+class TBareStore : public TCPropertyCollection {
+ public:
+  using TCPropertyCollection::m_Instance;
+  using TCPropertyCollection::m_Properties;
+  std::list<TCCommonPropertyObject> DoLoadPropertyList(TCPropertyID const&) override { return {}; }
+};
+
+/// A value that notes its end.
+class TNotedValue : public TCCommonPropertyObject {
+ public:
+  TNotedValue(TCPropertyID const& ID, TCRecordID const& Link, std::vector<int>& Ends)
+      : TCCommonPropertyObject(ID, Link, ""), m_Ends(Ends) {}
+  ~TNotedValue() override { m_Ends.push_back(get_Link().get_AsInteger()); }
+
+ private:
+  std::vector<int>& m_Ends;
+};
+
+template <class TStore>
+void Place(TStore& Store, TCCommonPropertyObject* Value) {
+  Store.m_Properties.emplace(TCPropertyKey(Value->get_ID(), Value->get_Link(), Value->get_MAC()),
+                             Value);
+}
+
+}  // namespace
+
+// --- the singleton -------------------------------------------------------------------------------
+
+TEST_F(TCPropertyCollectionSingleton, IsNotCreatedByAskingForIt) {
+  TCException const Exception = CaughtException([] { TCPropertyCollection::get(); });
+
+  ExpectStoreException(Exception, "m_Instance!=__null", "Property collection has not been created");
+  EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionSingleton, IsTheFirstStoreConstructed) {
+  TTestStore Store;
+
+  EXPECT_EQ(TCPropertyCollection::get(), &Store);
+}
+
+TEST_F(TCPropertyCollectionSingleton, StaysTheFirstWhenASecondIsConstructed) {
+  TTestStore Store;
+  Store.UpdateProperty(m_Schema.m_SiteName, 5, "kept", "");
+
+  TCException const Exception = CaughtException([] { TTestStore Second; });
+
+  ExpectStoreException(Exception, "m_Instance==__null",
+                       "Property collection has already been created");
+  EXPECT_EQ(TCPropertyCollection::get(), &Store);
+  EXPECT_EQ(Store.getPropertyData(m_Schema.m_SiteName, 5, ""), "kept");
+  EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionSingleton, CompletesTheSchemaAtItsConstruction) {
+  ASSERT_FALSE(TCBasicPropertyID::m_Initialized);
+
+  TTestStore Store;
+
+  EXPECT_TRUE(TCBasicPropertyID::m_Initialized);
+  EXPECT_EQ(m_Schema.m_Name.get_ClassID(), TCNullTypes<int>(1));
+}
+
+TEST_F(TCPropertyCollectionSingleton, IsNotRegisteredWhenTheSchemaIsInvalid) {
+  new TCPropertyID("Untyped", 9000, "", TCNullTypes<int>(), 0x01);
+
+  TCException const Exception = CaughtException([] { TTestStore Store; });
+
+  EXPECT_EQ(Exception.get_Message(),
+            "Property Untyped(9000) Field does not specify Field Type");
+  EXPECT_EQ(TTestStore::m_Instance, nullptr);
+  EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionSingleton, TakesTheDevicesOwnMACAtItsConstruction) {
+  TTestStore Store;
+
+  TCMACAddress::SetOwn(TCMACAddress(kOtherMAC));
+
+  EXPECT_EQ(TTestStore::m_OwnMACAddress, "00:11:22:33:44:55");
+}
+
+TEST_F(TCPropertyCollectionSingleton, HoldsTheLockWhileItCompletesTheSchema) {
+  struct TProbe : Property::TCPropertyInitOverride {
+    explicit TProbe(TCBasicPropertyID* Node) : TCPropertyInitOverride(Node) {}
+    void DoInitialize() override { m_Free = IsStoreFree(); }
+    bool m_Free = true;
+  };
+  auto& Probe = *new TProbe(&m_Schema.m_Name);
+
+  TTestStore Store;
+
+  EXPECT_FALSE(Probe.m_Free);
+  EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionSingleton, BeginsEmptyAndNotReady) {
+  TTestStore Store;
+
+  EXPECT_THAT(Store.m_Properties, IsEmpty());
+  EXPECT_THAT(Store.m_Validators, IsEmpty());
+  EXPECT_THAT(TTestStore::m_SessionList, IsEmpty());
+  EXPECT_THAT(TTestStore::m_Transactions, IsEmpty());
+  EXPECT_EQ(TTestStore::m_Notifiers, nullptr);
+  EXPECT_EQ(TTestStore::m_FPGetCurrentSession, nullptr);
+  EXPECT_FALSE(TTestStore::m_Ready);
+}
+
+TEST_F(TCPropertyCollectionSingleton, StaysRegisteredAndKeepsItsValuesAliveWhenDestroyed) {
+  auto Store = std::make_unique<TBareStore>();
+  TCPropertyCollection const* const Address = Store.get();
+  std::unique_ptr<TCCommonPropertyObject> const Value(
+      Store->UpdateProperty(m_Schema.m_SiteName, 5, "alive", ""));
+
+  Store.reset();
+
+  EXPECT_EQ(TBareStore::m_Instance, Address);
+  EXPECT_EQ(Value->GetRealValue(), "alive");
+}
+
+TEST_F(TCPropertyCollectionSingleton, FreesItsRemovedValuesWhenDestroyed) {
+  std::vector<int> Ends;
+  auto Store = std::make_unique<TBareStore>();
+  Place(*Store, new TNotedValue(m_Schema.m_SiteName, 5, Ends));
+  Store->DeleteProperty(m_Schema.m_SiteName, 5, "");
+  ASSERT_THAT(Ends, IsEmpty());
+
+  Store.reset();
+
+  EXPECT_THAT(Ends, ElementsAre(5));
+}
+
+// --- emptying ------------------------------------------------------------------------------------
+
+TEST_F(TCPropertyCollectionLife, ClearDeletesEveryValueInKeyOrder) {
+  std::vector<int> Ends;
+  Place(m_Store, new TNotedValue(m_Schema.m_SiteName, 9, Ends));
+  Place(m_Store, new TNotedValue(m_Schema.m_SiteName, 5, Ends));
+  Place(m_Store, new TNotedValue(m_Schema.m_Name, 7, Ends));
+
+  m_Store.Clear();
+
+  EXPECT_THAT(Ends, ElementsAre(7, 5, 9));
+  EXPECT_THAT(m_Store.m_Properties, IsEmpty());
+}
+
+TEST_F(TCPropertyCollectionLife, ClearCallsNoHook) {
+  Store(m_Schema.m_SiteName, 5, "x", "");
+
+  m_Store.Clear();
+
+  EXPECT_THAT(m_Store.get_Calls(), IsEmpty());
+}
+
+TEST_F(TCPropertyCollectionLife, ClearFreesRemovedValues) {
+  std::vector<int> Ends;
+  Place(m_Store, new TNotedValue(m_Schema.m_SiteName, 5, Ends));
+  m_Store.DeleteProperty(m_Schema.m_SiteName, 5, "");
+
+  m_Store.Clear();
+
+  EXPECT_THAT(Ends, ElementsAre(5));
+}
+
+TEST_F(TCPropertyCollectionLife, ClearedStoreTakesValuesAgain) {
+  Store(m_Schema.m_SiteName, 5, "before", "");
+
+  m_Store.Clear();
+  Store(m_Schema.m_SiteName, 5, "after", "");
+
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_SiteName, 5, ""), "after");
+}
+
+// --- reading a value -----------------------------------------------------------------------------
+
+TEST_F(TCPropertyCollectionReads, AnswersACopyOfTheStoredValue) {
+  TCCommonPropertyObject* const Value = Store(m_Schema.m_SiteName, 5, "text", "");
+
+  TCCommonPropertyObject Read = m_Store.GetProperty(m_Schema.m_SiteName, 5, "");
+  Value->SetRealValue("changed");
+
+  EXPECT_EQ(Read.GetRealValue(), "text");
+  EXPECT_TRUE(Read.get_Defined());
+  EXPECT_TRUE(Read.get_Loaded());
+  EXPECT_EQ(&Read.get_ID(), &m_Schema.m_SiteName);
+  EXPECT_EQ(Read.get_Link(), TCRecordID(5));
+  EXPECT_TRUE(Read.get_MAC().Empty());
+}
+
+TEST_F(TCPropertyCollectionReads, AnswersTheStoredNumberOfAChoice) {
+  Store(m_Schema.m_SiteMode, 5, "2012", "");
+
+  EXPECT_EQ(m_Store.GetProperty(m_Schema.m_SiteMode, 5, "").GetRealValue(), "2012");
+}
+
+TEST_F(TCPropertyCollectionReads, AnswersWhetherTheStoredValueWasLoaded) {
+  m_Store.SetProperty(m_Schema.m_SiteName, 5, "set, not loaded", "");
+
+  EXPECT_FALSE(m_Store.GetProperty(m_Schema.m_SiteName, 5, "").get_Loaded());
+}
+
+TEST_F(TCPropertyCollectionReads, DoesNotFetchWhatIsStored) {
+  Store(m_Schema.m_SiteName, 5, "text", "");
+
+  m_Store.GetProperty(m_Schema.m_SiteName, 5, "");
+
+  EXPECT_THAT(m_Store.get_Calls(), IsEmpty());
+}
+
+TEST_F(TCPropertyCollectionReads, TracesAHit) {
+  Store(m_Schema.m_SiteName, 5, "text", "");
+  m_Log.EnableTraces();
+
+  m_Store.GetProperty(m_Schema.m_SiteName, 5, "");
+
+  EXPECT_THAT(m_Log.get_Traces(),
+              ElementsAre("Get SiteName(2001) String Field link(5). Data [text]"));
+}
+
+TEST_F(TCPropertyCollectionReads, KeepsValuesOfDifferentMACsApart) {
+  Store(m_Schema.m_Name, 5, "own", kOwnMAC);
+  Store(m_Schema.m_Name, 5, "other", kOtherMAC);
+  Store(m_Schema.m_Name, 5, "none", "");
+
+  EXPECT_THAT(m_Store.m_Properties, SizeIs(3));
+  EXPECT_EQ(m_Store.GetProperty(m_Schema.m_Name, 5, kOwnMAC).GetRealValue(), "own");
+  EXPECT_EQ(m_Store.GetProperty(m_Schema.m_Name, 5, kOtherMAC).GetRealValue(), "other");
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_Name, 5, ""), "none");
+}
+
+TEST_F(TCPropertyCollectionReads, KeepsValuesOfDifferentLinksApart) {
+  Store(m_Schema.m_SiteName, 5, "five", "");
+  Store(m_Schema.m_SiteName, TCRecordID(), "null", "");
+
+  EXPECT_EQ(m_Store.GetProperty(m_Schema.m_SiteName, 5, "").GetRealValue(), "five");
+  EXPECT_EQ(m_Store.GetProperty(m_Schema.m_SiteName, TCRecordID(), "").GetRealValue(), "null");
+}
+
+TEST_F(TCPropertyCollectionReads, TakesTheOwnMACForADeviceLinkedPropertyWithoutOne) {
+  Store(m_Schema.m_Name, 5, "own", kOwnMAC);
+
+  TCCommonPropertyObject const Read = m_Store.GetProperty(m_Schema.m_Name, 5, "");
+
+  EXPECT_EQ(Read.GetRealValue(), "own");
+  EXPECT_EQ(Read.get_MAC(), TCMACAddress(kOwnMAC));
+}
+
+TEST_F(TCPropertyCollectionReads, UsesAnExplicitMACForASystemWideProperty) {
+  Store(m_Schema.m_SiteName, 5, "all", "");
+  Store(m_Schema.m_SiteName, 5, "other", kOtherMAC);
+
+  EXPECT_EQ(m_Store.GetProperty(m_Schema.m_SiteName, 5, kOtherMAC).GetRealValue(), "other");
+}
+
+TEST_F(TCPropertyCollectionReads, FetchesAMissingValueByItsKey) {
+  m_Store.m_FetchResult = [](TCCommonPropertyObject& Object) {
+    Object.SetRealValue("fetched");
+    return true;
+  };
+
+  TCCommonPropertyObject const Read = m_Store.GetProperty(m_Schema.m_Name, 5, kOtherMAC);
+
+  EXPECT_EQ(Read.GetRealValue(), "fetched");
+  EXPECT_TRUE(Read.get_Defined());
+  EXPECT_THAT(m_Store.get_Calls(), ElementsAre("OnFetchProperty"));
+  TCCommonPropertyObject const Asked = m_Store.get_Fetched().front();
+  EXPECT_EQ(&Asked.get_ID(), &m_Schema.m_Name);
+  EXPECT_EQ(Asked.get_Link(), TCRecordID(5));
+  EXPECT_EQ(Asked.get_MAC(), TCMACAddress(kOtherMAC));
+  EXPECT_TRUE(Asked.get_Defined());
+  EXPECT_FALSE(Asked.get_Loaded());
+  EXPECT_EQ(Asked.GetRealValue(), "");
+}
+
+TEST_F(TCPropertyCollectionReads, StoresNothingOnAFetch) {
+  m_Store.m_FetchResult = [](TCCommonPropertyObject&) { return true; };
+
+  m_Store.GetProperty(m_Schema.m_SiteName, 5, "");
+
+  EXPECT_THAT(m_Store.m_Properties, IsEmpty());
+}
+
+TEST_F(TCPropertyCollectionReads, TracesAFetch) {
+  m_Store.m_FetchResult = [](TCCommonPropertyObject&) { return true; };
+  m_Log.EnableTraces();
+
+  m_Store.GetProperty(m_Schema.m_SiteName, 5, "");
+
+  EXPECT_THAT(m_Log.get_Traces(),
+              ElementsAre("Created SiteName(2001) String Field link(5). Data []"));
+}
+
+TEST_F(TCPropertyCollectionReads, AnswersAnUndefinedValueWhenTheFetchFailsWithoutException) {
+  TCCommonPropertyObject const Read = m_Store.GetProperty(m_Schema.m_SiteName, true, 5, "");
+
+  EXPECT_FALSE(Read.get_Defined());
+  EXPECT_EQ(Read.GetRealValue(), "");
+  EXPECT_EQ(&Read.get_ID(), &m_Schema.m_SiteName);
+  EXPECT_THAT(m_Log.get_Warnings(),
+              ElementsAre("Timeout. Cannot fetch property SiteName(2001) String Field"));
+}
+
+TEST_F(TCPropertyCollectionReads, ThrowsWhenTheFetchFails) {
+  TCException const Exception =
+      CaughtException([this] { m_Store.GetProperty(m_Schema.m_SiteName, 5, ""); });
+
+  ExpectStoreException(Exception, "", "Unable to load Property SiteName(2001) String Field");
+  EXPECT_THAT(m_Log.get_Warnings(),
+              ElementsAre("Timeout. Cannot fetch property SiteName(2001) String Field"));
+  EXPECT_THAT(m_Store.m_Properties, IsEmpty());
+  EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionReads, ThrowsWhenTheFetchFailsAndExceptionsAreAskedFor) {
+  TCException const Exception =
+      CaughtException([this] { m_Store.GetProperty(m_Schema.m_SiteName, false, 5, ""); });
+
+  ExpectStoreException(Exception, "", "Unable to load Property SiteName(2001) String Field");
+}
+
+TEST_F(TCPropertyCollectionReads, TracesAFailedFetch) {
+  m_Log.EnableTraces();
+
+  m_Store.GetProperty(m_Schema.m_SiteName, true, 5, "");
+
+  EXPECT_THAT(m_Log.get_Traces(),
+              ElementsAre("Get Failed SiteName(2001) String Field link(5). Data []"));
+}
+
+TEST_F(TCPropertyCollectionReads, FetchesWithTheLockFree) {
+  ProbeLockInHooks();
+
+  m_Store.GetProperty(m_Schema.m_SiteName, true, 5, "");
+
+  EXPECT_TRUE(m_LockFree.at("OnFetchProperty"));
+}
+
+TEST_F(TCPropertyCollectionReads, PassesOnWhatAFetchThrows) {
+  m_Store.m_FetchResult = [](TCCommonPropertyObject&) -> bool {
+    throw TCException("fetch", 1).Format("broken");
+  };
+
+  TCException const Exception =
+      CaughtException([this] { m_Store.GetProperty(m_Schema.m_SiteName, true, 5, ""); });
+
+  EXPECT_EQ(Exception.get_Message(), "broken");
+  EXPECT_THAT(m_Log.get_Warnings(), IsEmpty());
+  EXPECT_TRUE(IsStoreFree());
+}
+
+// --- the read core -------------------------------------------------------------------------------
+
+TEST_F(TCPropertyCollectionReads, CompletesTheGivenObject) {
+  Store(m_Schema.m_Name, 5, "own", kOwnMAC);
+  TCCommonPropertyObject Object(m_Schema.m_Name, 5, "");
+
+  TCCommonPropertyObject const& Answer = m_Store.getProperty(Object, false, "");
+
+  EXPECT_EQ(&Answer, &Object);
+  EXPECT_EQ(Object.GetRealValue(), "own");
+  EXPECT_TRUE(Object.get_Loaded());
+  EXPECT_EQ(Object.get_MAC(), TCMACAddress(kOwnMAC));
+}
+
+TEST_F(TCPropertyCollectionReads, UsesTheObjectsMACAndNotTheText) {
+  Store(m_Schema.m_Name, 5, "own", kOwnMAC);
+  Store(m_Schema.m_Name, 5, "other", kOtherMAC);
+  TCCommonPropertyObject Object(m_Schema.m_Name, 5, kOtherMAC);
+
+  m_Store.getProperty(Object, false, kOwnMAC);
+
+  EXPECT_EQ(Object.GetRealValue(), "other");
+}
+
+TEST_F(TCPropertyCollectionReads, DefinesAnUndefinedObjectOnAHit) {
+  Store(m_Schema.m_SiteName, 5, "text", "");
+  TCCommonPropertyObject Object(m_Schema.m_SiteName, 6, "");
+  m_Store.getProperty(Object, true, "");
+  ASSERT_FALSE(Object.get_Defined());
+  Store(m_Schema.m_SiteName, 6, "late", "");
+
+  m_Store.getProperty(Object, false, "");
+
+  EXPECT_TRUE(Object.get_Defined());
+  EXPECT_EQ(Object.GetRealValue(), "late");
+}
+
+TEST_F(TCPropertyCollectionReads, LeavesTheObjectsDataWhenTheFetchFails) {
+  TCCommonPropertyObject Object(m_Schema.m_SiteName, 5, "");
+  Object.SetRealValue("mine");
+
+  m_Store.getProperty(Object, true, "");
+
+  EXPECT_EQ(Object.GetRealValue(), "mine");
+  EXPECT_TRUE(Object.get_Loaded());
+  EXPECT_FALSE(Object.get_Defined());
+}
+
+TEST_F(TCPropertyCollectionReads, UndefinesTheObjectBeforeItThrows) {
+  TCCommonPropertyObject Object(m_Schema.m_SiteName, 5, "");
+
+  TCException const Exception =
+      CaughtException([&] { m_Store.getProperty(Object, false, ""); });
+
+  ExpectStoreException(Exception, "", "Unable to load Property SiteName(2001) String Field");
+  EXPECT_FALSE(Object.get_Defined());
+  EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionReads, AsksNoTransactionInTheReadCore) {
+  Store(m_Schema.m_SiteName, 5, "stored", "");
+  TCPropertyTransaction Transaction;
+  Transaction.Begin();
+  m_Store.SetProperty(m_Schema.m_SiteName, 5, "pending", "");
+  TCCommonPropertyObject Object(m_Schema.m_SiteName, 5, "");
+
+  m_Store.getProperty(Object, false, "");
+
+  EXPECT_EQ(Object.GetRealValue(), "stored");
+}
+
+// --- raw data, presence, lists -------------------------------------------------------------------
+
+TEST_F(TCPropertyCollectionReads, AnswersTheStoredTextItself) {
+  TCCommonPropertyObject const* const Value = Store(m_Schema.m_SiteMode, 5, "2012", "");
+
+  std::string const& Data = m_Store.getPropertyData(m_Schema.m_SiteMode, 5, "");
+
+  EXPECT_EQ(&Data, &Value->GetRealValue());
+  EXPECT_EQ(Data, "2012");
+}
+
+TEST_F(TCPropertyCollectionReads, ThrowsAndFetchesNothingForMissingData) {
+  m_Store.m_FetchResult = [](TCCommonPropertyObject&) { return true; };
+
+  TCException const Exception =
+      CaughtException([this] { m_Store.getPropertyData(m_Schema.m_SiteName, 5, ""); });
+
+  ExpectStoreException(Exception, "",
+                       "getting a non existing Property SiteName(2001) String Field");
+  EXPECT_THAT(m_Store.get_Calls(), IsEmpty());
+  EXPECT_THAT(m_Log.get_Warnings(), IsEmpty());
+  EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionReads, TakesAnEmptyMACForDataAsItIs) {
+  Store(m_Schema.m_Name, 5, "own", kOwnMAC);
+
+  TCException const Exception =
+      CaughtException([this] { m_Store.getPropertyData(m_Schema.m_Name, 5, ""); });
+
+  ExpectStoreException(Exception, "", "getting a non existing Property Name(1001) String Field");
+}
+
+TEST_F(TCPropertyCollectionReads, KnowsWhichValuesAreStored) {
+  Store(m_Schema.m_SiteName, 5, "text", "");
+
+  EXPECT_TRUE(m_Store.ExistProperty(m_Schema.m_SiteName, 5, ""));
+  EXPECT_FALSE(m_Store.ExistProperty(m_Schema.m_SiteName, 6, ""));
+  EXPECT_FALSE(m_Store.ExistProperty(m_Schema.m_SiteName, 5, kOwnMAC));
+  EXPECT_THAT(m_Store.get_Calls(), IsEmpty());
+}
+
+TEST_F(TCPropertyCollectionReads, AsksForTheCurrentDevicesValueWithoutAMAC) {
+  Store(m_Schema.m_Name, 5, "own", kOwnMAC);
+  Store(m_Schema.m_Count, 5, "1", kOtherMAC);
+
+  EXPECT_TRUE(m_Store.ExistProperty(m_Schema.m_Name, 5, ""));
+  EXPECT_FALSE(m_Store.ExistProperty(m_Schema.m_Count, 5, ""));
+}
+
+TEST_F(TCPropertyCollectionReads, ListsWhatTheHookAnswers) {
+  Store(m_Schema.m_SiteName, 5, "five", "");
+  Store(m_Schema.m_SiteName, 6, "six", "");
+  Store(m_Schema.m_PlantName, 5, "plant", "");
+
+  std::list<TCCommonPropertyObject> const List = m_Store.GetProperties(m_Schema.m_SiteName);
+
+  ASSERT_THAT(List, SizeIs(2));
+  EXPECT_EQ(List.front().GetRealValue(), "five");
+  EXPECT_EQ(List.back().GetRealValue(), "six");
+  EXPECT_THAT(m_Store.get_LoadedLists(), ElementsAre(&m_Schema.m_SiteName));
+}
+
+TEST_F(TCPropertyCollectionReads, ListsWithTheLockHeld) {
+  ProbeLockInHooks();
+
+  m_Store.GetProperties(m_Schema.m_SiteName);
+
+  EXPECT_FALSE(m_LockFree.at("DoLoadPropertyList"));
+  EXPECT_TRUE(IsStoreFree());
+}
+
+// --- system-wide properties ----------------------------------------------------------------------
+
+TEST_F(TCPropertyCollectionSystemWide, IsWhatBelongsToNoDeviceLinkedClass) {
+  EXPECT_FALSE(TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int>(1)));
+  EXPECT_TRUE(TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int>(2)));
+  EXPECT_FALSE(TCPropertyCollection::IsSystemWideProperty(m_Schema.m_Name));
+  EXPECT_TRUE(TCPropertyCollection::IsSystemWideProperty(m_Schema.m_SiteName));
+}
+
+TEST_F(TCPropertyCollectionSystemWide, TestsANullClassAsClassZero) {
+  EXPECT_TRUE(TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int>()));
+  EXPECT_TRUE(TCPropertyCollection::IsSystemWideProperty(m_Schema.m_Loose));
+}
+
+TEST_F(TCPropertyCollectionSystemWide, ThrowsForAnUnknownClass) {
+  TCException const Exception = CaughtException(
+      [] { TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int>(6)); });
+
+  EXPECT_EQ(Exception.get_Message(), "Property Container 6 have no Orvane link specification");
+}
+
+TEST_F(TCPropertyCollectionSystemWide, AsksTheDefinitionsOwnClassAndNoInheritedOne) {
+  TCPropertyID& Late = *new TCPropertyID("Late", 1099, "", 1000, 0x20);
+
+  EXPECT_EQ(Late.get_classid(), TCNullTypes<int>(1));
+  EXPECT_TRUE(TCPropertyCollection::IsSystemWideProperty(Late));
+  EXPECT_EQ(TCPropertyCollection::GetCurrentMAC(Late), "");
+}
+
+TEST_F(TCPropertyCollectionSystemWide, ListsTheSystemWideClassesWithoutNull) {
+  ASSERT_EQ(TCBasicPropertyID::m_Classlist.count(TCNullTypes<int>()), 1u);
+  ASSERT_EQ(TCBasicPropertyID::m_Classlist.count(TCNullTypes<int>(1)), 1u);
+
+  EXPECT_THAT(TCPropertyCollection::GetSystemwideClassIDs(),
+              ElementsAre(TCRecordID(2), TCRecordID(5)));
+}
+
+TEST_F(TCPropertyCollectionSystemWide, MapsFunctionsToClasses) {
+  EXPECT_EQ(TCPropertyCollection::GetClassIDForWPFunction(23), TCNullTypes<int>(44));
+  EXPECT_EQ(TCPropertyCollection::GetClassIDForWPFunction(24), TCNullTypes<int>(47));
+  EXPECT_EQ(TCPropertyCollection::GetClassIDForWPFunction(101), TCNullTypes<int>(107));
+  EXPECT_EQ(TCPropertyCollection::GetClassIDForWPFunction(102), TCNullTypes<int>(108));
+  EXPECT_EQ(TCPropertyCollection::GetClassIDForWPFunction(103), TCNullTypes<int>(110));
+  EXPECT_EQ(TCPropertyCollection::GetClassIDForWPFunction(104), TCNullTypes<int>(109));
+}
+
+TEST_F(TCPropertyCollectionSystemWide, MapsEveryOtherFunctionToNull) {
+  for (int const Function : {-1, 0, 1, 22, 25, 44, 100, 105, 107, 110})
+    EXPECT_TRUE(TCPropertyCollection::GetClassIDForWPFunction(Function).IsNull()) << Function;
+}
