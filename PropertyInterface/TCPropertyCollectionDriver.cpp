@@ -1,0 +1,263 @@
+// SPDX-License-Identifier: MIT
+// Speaks the property protocol for the process's store.
+#include "PropertyInterface/TCPropertyCollectionDriver.h"
+
+#include <vector>
+
+#include "CommonProperties/TCPropertyContainer.h"
+#include "CommonProperties/TCPropertyID.h"
+#include "CommonProperties/TCPropertyTransaction.h"
+#include "Platform/Messaging/TCNorvMailMessage.h"
+#include "Platform/Utility/DebugOutput.h"
+#include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCMACAddress.h"
+#include "PropertyInterface/TCNorvPropertyObject.h"
+
+namespace Property {
+namespace {
+
+using TCPropertyMail = TCNorvMailMessage<TCNorvPropertyObject>;
+
+constexpr char kSource[] = "../PropertyInterface/TCPropertyCollectionDriver";
+constexpr int kWithoutLimit = -1;
+
+// Signal names of the property mail class, by signal type.
+constexpr int kRequestAll = 1;
+constexpr int kRequestOne = 2;
+constexpr int kChange = 3;
+constexpr int kAllValues = 1;
+constexpr int kPublishedChange = 1;
+
+constexpr int kActionOwn = 0;
+constexpr int kActionAll = 1;
+
+TCNorvServiceName PropertyServer() {
+  return TCNorvServiceName::MakeLocalProcess("@mailrouter.property", "");
+}
+
+std::string OwnMACText() {
+  return TCMACAddress::Own("").get_AsString(':');
+}
+
+bool IsBulkLoad(TCNorvMessage const& Mail) {
+  return Mail.get_SignalType() == eNorvChange && Mail.get_SignalName() == kAllValues;
+}
+
+bool IsAccepted(TCNorvMessage const& Mail) {
+  return (Mail.get_SignalType() == eNorvEvent && Mail.get_SignalName() == kPublishedChange) ||
+         (Mail.get_SignalType() == eNorvChange && Mail.get_SignalName() == kChange) ||
+         IsBulkLoad(Mail);
+}
+
+void AppendChange(TCPropertyMail& Mail, TCCommonPropertyObject const& Object) {
+  Mail.CreateRecord()->SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(),
+                                 Object.get_Link(), false, Object.get_MAC().get_AsString(':'));
+}
+
+}  // namespace
+
+std::atomic<TCPropertyCollectionDriver*> TCPropertyCollectionDriver::m_Instance{nullptr};
+std::atomic<bool> TCPropertyCollectionDriver::m_Created{false};
+
+TCPropertyCollectionDriver::TCPropertyCollectionDriver() : m_MailFunctions(this) {
+  m_Instance = this;
+  SetMailParse(m_MailFunctions);
+  m_MailFunctions.Add(Norv_PropertyMail.get_ID(), &TCPropertyCollectionDriver::OnPropertyMail);
+  TCBasicPropertyID::Initialize();
+}
+
+TCPropertyCollectionDriver::~TCPropertyCollectionDriver() {
+  Close();
+}
+
+// ---- start-up ----
+
+void TCPropertyCollectionDriver::Create(bool ownMACOnly) {
+  {
+    TCCriticalSectionLock const Lock(m_CSection);
+    if (m_Instance != nullptr) {
+      throw TCException(kSource, 82, "m_Instance==__null");
+    }
+    new TCPropertyCollectionDriver;  // registers itself and lives as long as the process
+    get_Instance()->Init();
+    get_Instance()->m_OwnMACOnly = ownMACOnly;
+    m_Created = true;
+  }
+  if (!get_Instance()->WaitForMailRouter(kWithoutLimit)) {
+    throw TCException(kSource, 88, "m_Instance->WaitForMailRouter() == true")
+        .Format("Mail router is not available");
+  }
+  get_Instance()->Fetch();
+}
+
+void TCPropertyCollectionDriver::Init() {
+  {
+    TCCriticalSectionLock const Lock(m_CSection);
+    m_OwnMACOnly = false;
+    m_Created = true;
+  }
+  if (!get_Instance()->WaitForMailRouter(kWithoutLimit)) {
+    throw TCException(kSource, 100, "m_Instance->WaitForMailRouter() == true")
+        .Format("Mail router is not available");
+  }
+  m_Connected = true;
+}
+
+void TCPropertyCollectionDriver::Fetch() {
+  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvRequest, kRequestAll);
+  Mail.CreateRecord()->get_Request().m_Action = m_OwnMACOnly ? kActionOwn : kActionAll;
+  if (IsDebugLevel(DEBUG_COMMON)) {
+    SendDebugOutput(DEBUG_COMMON, "Property Request All");
+  }
+  Clear();
+  bool const Answered = SendAndWait(PropertyServer(), Mail, kWithoutLimit);
+  if (Answered) {
+    TCCriticalSectionLock const Lock(m_CSection);
+    m_Connected = true;
+    ConnectService(Norv_PropertyMail, 3, false);
+    OnPropertyMail(Mail);
+  }
+  if (IsDebugLevel(DEBUG_COMMON)) {
+    SendDebugOutput(DEBUG_COMMON, "Property Request All Done");
+  }
+  if (!Answered) {
+    throw TCException(kSource, 163).Format("Unable to fetch properties");
+  }
+}
+
+// ---- what the server sends ----
+
+void TCPropertyCollectionDriver::OnProxySignal() {
+  if (m_Connected) {
+    ProcessProxy(-1, false);
+  }
+}
+
+void TCPropertyCollectionDriver::OnMailRouterState(bool /*Reachable*/) {}
+
+bool TCPropertyCollectionDriver::IsWanted(TCPropertyID const& ID,
+                                          Accessories::TCRecordID const& Link,
+                                          std::string const& MAC, std::string const& OwnMAC) {
+  return !m_OwnMACOnly || MAC == OwnMAC || IsSystemWideProperty(ID) || ExistProperty(ID, Link, MAC);
+}
+
+void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
+  std::string const OwnMAC = OwnMACText();
+  TCPropertyMail Copy(Mail.get_MailClassID(), Mail.get_SignalType(), Mail.get_SignalName());
+  Copy.Copy(Mail);
+  if (!IsAccepted(Copy)) {
+    return;
+  }
+  bool const Notified = !IsBulkLoad(Copy);
+  std::vector<TCCommonPropertyObject const*> Changed;
+  for (int Index = 0; Index < Copy.RecordCount(); ++Index) {
+    TCNorvPropertyObject::TCRecord const& Record = Copy.GetMailRecord(Index)->get_Record();
+    std::string const MAC = Record.m_MAC.get_AsString();
+    Accessories::TCRecordID const Link = Record.m_Link.get_AsRecordID();
+    TCPropertyID const* const ID = TCPropertyID::Find(Record.m_ID);
+    if (ID == nullptr || !IsWanted(*ID, Link, MAC, OwnMAC)) {
+      continue;
+    }
+    TCCommonPropertyObject const* const Object =
+        UpdateProperty(*ID, Link, Record.m_Data.get_AsString(), MAC);
+    if (Object != nullptr && Notified) {
+      Changed.push_back(Object);
+    }
+  }
+  for (TCCommonPropertyObject const* Object : Changed) {
+    Notify(eNotifyChanged, *Object);
+  }
+}
+
+// ---- what the store asks for and reports ----
+
+bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object) {
+  std::string const MAC = Object.get_MAC().get_AsString(':');
+  if (MAC.empty() || MAC == OwnMACText()) {
+    if (TCPropertyID const* const ID = TCPropertyID::Find(Object.get_ID().get_Number())) {
+      ID->SetDefaultValue(Object);
+    }
+    return true;
+  }
+  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvRequest, kRequestOne);
+  Mail.CreateRecord()->RequestProperty(Object.get_ID().get_Number(), Object.get_Link(), MAC);
+  if (IsDebugLevel(DEBUG_PROPERTY)) {
+    SendDebugOutput(DEBUG_PROPERTY, "Fetch property %s from server",
+                    Object.get_ID().get_Name().c_str());
+  }
+  if (!SendAndWait(PropertyServer(), Mail, kWithoutLimit)) {
+    return false;
+  }
+  if (Mail.RecordCount() != 1) {
+    throw TCException(kSource, 220, "Mail.RecordCount() == 1")
+        .Format("Missing property response record");
+  }
+  TCNorvPropertyObject::TCRecord const& Record = Mail.GetMailRecord(0)->get_Record();
+  TCPropertyID const* const PropID = TCPropertyID::Find(Record.m_ID);
+  if (PropID == nullptr) {
+    throw TCException(kSource, 222, "PropID!=__null")
+        .Format("Property ID %d is not defined", Record.m_ID.get_AsInteger());
+  }
+  std::string const Data = Record.m_Data.get_AsString();
+  if (Record.m_Loaded.get_AsBool()) {
+    UpdateProperty(*PropID, Record.m_Link.get_AsRecordID(), Data, true,
+                   Record.m_MAC.get_AsString());
+  }
+  Object.SetRealValue(Data);
+  return true;
+}
+
+void TCPropertyCollectionDriver::OnPropertyChanged(TCCommonPropertyObject const& Object) {
+  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange);
+  AppendChange(Mail, Object);
+  Mail.Send(PropertyServer(), this, 0);
+}
+
+void TCPropertyCollectionDriver::ApplyChange(TCPropertyKey const& Key,
+                                             TCCommonPropertyObject const& Change) {
+  auto const Stored = m_Properties.find(Key);
+  if (Stored != m_Properties.end()) {
+    Stored->second->SetRealValue(Change.GetRealValue());
+    return;
+  }
+  TCCommonPropertyObject Value(Key.get_ID(), Key.get_Link(), Key.get_MAC());
+  Value.SetRealValue(Change.GetRealValue());
+  Insert(std::move(Value));
+}
+
+void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transaction) {
+  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange);
+  {
+    TCCriticalSectionLock const Lock(m_CSection);
+    TCPropertyCollection::CommitTransaction(Transaction);
+    if (Transaction->get_Changes().empty()) {
+      return;
+    }
+    for (auto const& [Key, Change] : Transaction->get_Changes()) {
+      ApplyChange(Key, *Change);
+      AppendChange(Mail, *Change);
+    }
+  }
+  Mail.Send(PropertyServer(), this, 0);
+  for (auto const& [Key, Change] : Transaction->get_Changes()) {
+    Notify(eNotifyChanged, *Change);
+  }
+}
+
+std::list<TCCommonPropertyObject> TCPropertyCollectionDriver::DoLoadPropertyList(
+    TCPropertyID const& ID) {
+  bool const InTable = !TCPropertyContainer::GetTableIDForObject(ID).IsNull();
+  std::list<TCCommonPropertyObject> Result;
+  TCCriticalSectionLock const Lock(m_CSection);
+  auto Entry =
+      m_Properties.lower_bound(TCPropertyKey(ID, Accessories::TCRecordID(), TCMACAddress()));
+  for (; Entry != m_Properties.end() && Entry->first.get_ID().get_Number() == ID.get_Number();
+       ++Entry) {
+    if (InTable || !Entry->first.get_Link().IsNull()) {
+      Result.push_back(*Entry->second);
+    }
+  }
+  return Result;
+}
+
+}  // namespace Property

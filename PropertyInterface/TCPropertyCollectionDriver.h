@@ -1,0 +1,78 @@
+// SPDX-License-Identifier: MIT
+// The process's property store, kept in step with the property server.
+#pragma once
+
+#include <atomic>
+#include <list>
+#include <string>
+
+#include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/TCPropertyCollection.h"
+#include "Platform/Messaging/TCNorvMailFunctions.h"
+#include "Platform/Messaging/TCNorvServiceProxy.h"
+
+namespace Property {
+
+/// The one concrete store: loads all values from the server at start, fetches single values of
+/// other devices, sends every change and every committed transaction, and applies the changes that
+/// the server publishes. Created once by the application's start-up code and never replaced; lives
+/// until the process ends.
+///
+/// Published changes are applied on the proxy's thread, relying on the store's own locking. The
+/// store's lock is held during Create() (but for the waiting at its end), Init(), and the parts of
+/// Fetch() and CommitTransaction() that change the store; never while waiting for an answer.
+class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
+                                                   public TCNorvServiceProxy {
+ public:
+  /// Makes the store and loads it; waits for router and server without limit. With `ownMACOnly`
+  /// the store takes in only this device's values, system-wide ones and those it holds already.
+  /// Throws TCException when there is a driver or another store, the router is not available, the
+  /// values can not be fetched, or the schema is wrong.
+  static void Create(bool ownMACOnly);
+
+  ~TCPropertyCollectionDriver() override;
+
+  /// Marks the driver created and waits for the router. Throws TCException when it is not
+  /// available.
+  void Init();
+
+  /// Empties the store and loads all values, without notifications. Throws TCException, the store
+  /// empty, when no answer comes.
+  void Fetch();
+
+  bool get_Connected() const { return m_Connected; }
+  bool get_OwnMACOnly() const { return m_OwnMACOnly; }
+  static bool get_Created() { return m_Created; }
+  /// Null until Create() has made the driver.
+  static TCPropertyCollectionDriver* get_Instance() { return m_Instance; }
+
+  /// Applies a received mail: published changes with notifications, a bulk load without. Records
+  /// of unknown properties are skipped; mails with other signals are dropped.
+  void OnPropertyMail(TCNorvMessage const& Mail);
+
+  std::list<TCCommonPropertyObject> DoLoadPropertyList(TCPropertyID const& ID) override;
+  void OnPropertyChanged(TCCommonPropertyObject const& Object) override;
+  /// Gives a value of this device, or of none, its default; asks the server for any other. False
+  /// when no answer comes. Throws TCException for an answer that is not one known property.
+  bool OnFetchProperty(TCCommonPropertyObject& Object) override;
+  void CommitTransaction(TCPropertyTransaction* Transaction) override;
+  void OnProxySignal() override;
+  /// The connection's state changes nothing here: the proxy keeps what is to be sent.
+  void OnMailRouterState(bool Reachable) override;
+
+ private:
+  TCPropertyCollectionDriver();
+
+  bool IsWanted(TCPropertyID const& ID, Accessories::TCRecordID const& Link, std::string const& MAC,
+                std::string const& OwnMAC);
+  void ApplyChange(TCPropertyKey const& Key, TCCommonPropertyObject const& Change);
+
+  std::atomic<bool> m_Connected{false};
+  TCNorvMailFunctions<TCPropertyCollectionDriver> m_MailFunctions;
+  std::atomic<bool> m_OwnMACOnly{true};
+
+  static std::atomic<TCPropertyCollectionDriver*> m_Instance;
+  static std::atomic<bool> m_Created;
+};
+
+}  // namespace Property
