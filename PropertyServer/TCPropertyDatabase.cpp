@@ -1,0 +1,467 @@
+// SPDX-License-Identifier: MIT
+// Statements, schema and error texts of the property server's database.
+#include "PropertyServer/TCPropertyDatabase.h"
+
+#include <fcntl.h>
+#include <sqlite3.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <iterator>
+#include <limits>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace Property {
+
+namespace {
+
+constexpr char kSource[] = "../PropertyServer/TCPropertyDatabase";
+
+constexpr long long kApplicationID = 0x50726f70;
+
+// Step n brings the schema from version n to n + 1 and ends by recording that version; all steps
+// that a file needs run in one transaction. Steps are only ever added. A null link is has_link 0
+// and link 0, so that the primary key has the order of the server's keys.
+constexpr char const* kMigrations[] = {
+    R"(CREATE TABLE property_value(
+         number INTEGER NOT NULL,
+         has_link INTEGER NOT NULL,
+         link INTEGER NOT NULL,
+         mac TEXT NOT NULL,
+         data TEXT NOT NULL,
+         PRIMARY KEY(number, has_link, link, mac)) STRICT, WITHOUT ROWID;
+       CREATE TABLE mail_sender(
+         turn INTEGER PRIMARY KEY,
+         identity TEXT NOT NULL UNIQUE,
+         last_mail INTEGER NOT NULL) STRICT;
+       CREATE TABLE meta(
+         name TEXT NOT NULL PRIMARY KEY,
+         value INTEGER NOT NULL) STRICT, WITHOUT ROWID;
+       PRAGMA application_id=0x50726f70;
+       PRAGMA user_version=1;)",
+};
+constexpr long long kSchemaVersion = std::size(kMigrations);
+
+// Binds, steps and finally resets a statement. Bound text must outlive it.
+class TCExecution {
+ public:
+  explicit TCExecution(sqlite3_stmt* Statement) : m_Statement(Statement) {}
+  TCExecution(TCExecution const&) = delete;
+  TCExecution& operator=(TCExecution const&) = delete;
+  ~TCExecution() {
+    sqlite3_reset(m_Statement);
+    sqlite3_clear_bindings(m_Statement);
+  }
+
+  void Bind(int Place, long long Value) { Keep(sqlite3_bind_int64(m_Statement, Place, Value)); }
+  void Bind(int Place, std::string const& Text) {
+    Keep(sqlite3_bind_text64(m_Statement, Place, Text.data(), Text.size(), SQLITE_STATIC,
+                             SQLITE_UTF8));
+  }
+
+  // SQLITE_ROW, SQLITE_DONE or the error, which may be that of a binding.
+  int Step() { return m_Result == SQLITE_OK ? sqlite3_step(m_Statement) : m_Result; }
+
+ private:
+  void Keep(int Result) {
+    if (m_Result == SQLITE_OK) {
+      m_Result = Result;
+    }
+  }
+
+  sqlite3_stmt* m_Statement;
+  int m_Result = SQLITE_OK;
+};
+
+std::string_view ColumnText(sqlite3_stmt* Statement, int Column) {
+  void const* const Bytes = sqlite3_column_text(Statement, Column);
+  return {static_cast<char const*>(Bytes),
+          static_cast<std::size_t>(sqlite3_column_bytes(Statement, Column))};
+}
+
+bool IsInt(long long Value) {
+  return Value >= std::numeric_limits<int>::min() && Value <= std::numeric_limits<int>::max();
+}
+
+// SQLite gives the empty name, ":memory:" and "file:..." a meaning of their own; an absolute path
+// is always a file.
+std::string FileOf(std::string const& Path) {
+  if (Path.empty()) {
+    throw TCException(kSource, __LINE__, "Path.empty()==false")
+        .Format("cannot open the property database: its file name is empty");
+  }
+  std::error_code Error;
+  std::string File = std::filesystem::absolute(Path, Error).string();
+  if (Error) {
+    throw TCException(kSource, __LINE__, "!Error")
+        .Format("cannot open %s: %s", Path.c_str(), Error.message().c_str());
+  }
+  return File;
+}
+
+// Why the system opens no file at `Path`. SQLite tries a file that it may not write again for
+// reading and keeps the reason of that; so the folder is asked first.
+std::string OpeningReason(std::string const& Path, sqlite3* Handle) {
+  std::string const Folder = Path.substr(0, Path.rfind('/') + 1);
+  int const Reason = faccessat(AT_FDCWD, Folder.c_str(), W_OK, AT_EACCESS) == 0
+                         ? sqlite3_system_errno(Handle)
+                         : errno;
+  return std::generic_category().message(Reason);
+}
+
+}  // namespace
+
+void TSSQLiteDeleter::operator()(sqlite3* Handle) const {
+  sqlite3_close(Handle);
+}
+
+void TSSQLiteDeleter::operator()(sqlite3_stmt* Statement) const {
+  sqlite3_finalize(Statement);
+}
+
+TCPropertyDatabase::TCPropertyDatabase(std::string const& Path) : m_Path(FileOf(Path)) {
+  RequireLogHasFile();
+  Open();
+  RequireOwnFile();
+  RequireSound();
+  Migrate();
+  StartLog();
+  PrepareStatements();
+}
+
+TCPropertyDatabase::~TCPropertyDatabase() = default;
+
+// SQLite removes the log of a missing or empty file, and with it the last values.
+void TCPropertyDatabase::RequireLogHasFile() const {
+  std::error_code Error;
+  std::uintmax_t const LogSize = std::filesystem::file_size(m_Path + "-wal", Error);
+  if (Error || LogSize == 0) {
+    return;
+  }
+  std::uintmax_t const FileSize = std::filesystem::file_size(m_Path, Error);
+  if (Error || FileSize == 0) {
+    throw TCException(kSource, __LINE__, "FileSize>0")
+        .Format(
+            "%s is damaged: it is missing or empty, but its log %s-wal is not; restore a backup "
+            "or, to begin with no values, remove the log, nothing was changed",
+            m_Path.c_str(), m_Path.c_str());
+  }
+}
+
+void TCPropertyDatabase::Open() {
+  sqlite3* Handle = nullptr;
+  int const Result =
+      sqlite3_open_v2(m_Path.c_str(), &Handle,
+                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  m_Handle.reset(Handle);
+  if (Result != SQLITE_OK) {
+    FailOpening();
+  }
+  sqlite3_extended_result_codes(Handle, 1);
+  if (sqlite3_db_readonly(Handle, "main") == 1) {
+    throw TCException(kSource, __LINE__, "sqlite3_db_readonly(Handle,\"main\")!=1")
+        .Format("cannot open %s: it is read-only; check that this user may write it",
+                m_Path.c_str());
+  }
+  // A file that turns out to be refused is left alone when it is closed.
+  sqlite3_db_config(Handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  Execute("PRAGMA locking_mode=EXCLUSIVE");
+  Execute("PRAGMA synchronous=FULL");
+}
+
+void TCPropertyDatabase::RequireOwnFile() const {
+  long long const Application = QueryInteger("PRAGMA application_id");
+  long long const Version = QueryInteger("PRAGMA user_version");
+  bool const New =
+      Application == 0 && Version == 0 && QueryInteger("SELECT count(*) FROM sqlite_schema") == 0;
+  if (Application != kApplicationID && !New) {
+    throw TCException(kSource, __LINE__, "Application==kApplicationID")
+        .Format(
+            "%s is not a property database: its application id is 0x%08llx, not 0x%08llx; "
+            "choose another file, nothing was changed",
+            m_Path.c_str(), Application & 0xffffffff, kApplicationID);
+  }
+  if (Version < 0 || Version > kSchemaVersion) {
+    throw TCException(kSource, __LINE__, "Version<=kSchemaVersion")
+        .Format(
+            "%s was written by a newer version (schema %lld, this program knows %lld); "
+            "use that version or restore a backup, nothing was changed",
+            m_Path.c_str(), Version, kSchemaVersion);
+  }
+}
+
+void TCPropertyDatabase::RequireSound() const {
+  std::string Finding = QueryText("PRAGMA quick_check(1)");
+  if (Finding != "ok") {
+    std::replace(Finding.begin(), Finding.end(), '\n', ' ');
+    throw TCException(kSource, __LINE__, "Finding==\"ok\"")
+        .Format("%s is damaged: %s; restore a backup, nothing was changed", m_Path.c_str(),
+                Finding.c_str());
+  }
+}
+
+void TCPropertyDatabase::Migrate() const {
+  long long const Version = QueryInteger("PRAGMA user_version");
+  if (Version == kSchemaVersion) {
+    return;
+  }
+  Execute("BEGIN IMMEDIATE");
+  for (long long Step = Version; Step < kSchemaVersion; ++Step) {
+    Execute(kMigrations[Step]);
+  }
+  Execute("COMMIT");
+}
+
+// A new file is made with a rollback journal and only then switched to the log: its first page
+// says at every moment whose file it is.
+void TCPropertyDatabase::StartLog() const {
+  std::string const Mode = QueryText("PRAGMA journal_mode=WAL");
+  if (Mode != "wal") {
+    throw TCException(kSource, __LINE__, "Mode==\"wal\"")
+        .Format("cannot open %s: its file system allows no write-ahead log, only mode %s",
+                m_Path.c_str(), Mode.c_str());
+  }
+  Execute("PRAGMA wal_autocheckpoint=1000");
+  Execute("PRAGMA journal_size_limit=4194304");
+  sqlite3_db_config(m_Handle.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+}
+
+void TCPropertyDatabase::PrepareStatements() {
+  m_Begin = Prepare("BEGIN IMMEDIATE");
+  m_Commit = Prepare("COMMIT");
+  m_Rollback = Prepare("ROLLBACK");
+  m_Load = Prepare(
+      "SELECT number, has_link, link, mac, data FROM property_value "
+      "ORDER BY number, has_link, link, mac");
+  m_Put = Prepare(
+      "INSERT OR REPLACE INTO property_value(number, has_link, link, mac, data) "
+      "VALUES(?1, ?2, ?3, ?4, ?5)");
+  m_LastMail = Prepare("SELECT last_mail FROM mail_sender WHERE identity = ?1");
+  // The replaced row goes, the new one gets the highest turn: the turns order the senders by age.
+  m_RememberMail =
+      Prepare("INSERT OR REPLACE INTO mail_sender(identity, last_mail) VALUES(?1, ?2)");
+  m_ForgetSenders = Prepare(
+      "DELETE FROM mail_sender WHERE turn <= "
+      "(SELECT turn FROM mail_sender ORDER BY turn DESC LIMIT 1 OFFSET ?1)");
+  m_Meta = Prepare("SELECT value FROM meta WHERE name = ?1");
+  m_SetMeta = Prepare("INSERT OR REPLACE INTO meta(name, value) VALUES(?1, ?2)");
+}
+
+void TCPropertyDatabase::LoadAll(std::function<void(TSPropertyRecord)> const& Take) const {
+  TCExecution Execution(m_Load.get());
+  int Result = Execution.Step();
+  while (Result == SQLITE_ROW) {
+    Take(ReadRecord());
+    Result = Execution.Step();
+  }
+  if (Result != SQLITE_DONE) {
+    throw Failure("read the values of");
+  }
+}
+
+// The value in the current row of m_Load. A key that this program never writes is refused: two
+// such rows could stand for one property.
+TSPropertyRecord TCPropertyDatabase::ReadRecord() const {
+  sqlite3_stmt* const Row = m_Load.get();
+  long long const Number = sqlite3_column_int64(Row, 0);
+  long long const HasLink = sqlite3_column_int64(Row, 1);
+  long long const Link = sqlite3_column_int64(Row, 2);
+  std::string const MAC(ColumnText(Row, 3));
+
+  TSPropertyRecord Record;
+  Record.Number = static_cast<int>(Number);
+  if (HasLink == 1) {
+    Record.Link = Accessories::TCRecordID(static_cast<int>(Link));
+  }
+  if (!MAC.empty()) {
+    Record.MAC = TCMACAddress(MAC);
+  }
+  Record.Data = ColumnText(Row, 4);
+  if (!IsInt(Number) || !IsInt(Link) || (HasLink != 1 && (HasLink != 0 || Link != 0)) ||
+      Record.MAC.get_AsString(':') != MAC) {
+    throw TCException(kSource, __LINE__, "Record.MAC.get_AsString(':')==MAC")
+        .Format(
+            "%s is damaged: property %lld has the impossible link %lld,%lld or MAC \"%s\"; "
+            "restore a backup, nothing was changed",
+            m_Path.c_str(), Number, HasLink, Link, MAC.c_str());
+  }
+  return Record;
+}
+
+std::uint64_t TCPropertyDatabase::LastMail(std::string const& Identity) const {
+  return FindCounter(m_LastMail, Identity).value_or(0);
+}
+
+std::optional<std::uint64_t> TCPropertyDatabase::Meta(std::string const& Name) const {
+  return FindCounter(m_Meta, Name);
+}
+
+std::optional<std::uint64_t> TCPropertyDatabase::FindCounter(TCStatement const& Statement,
+                                                             std::string const& Key) const {
+  TCExecution Execution(Statement.get());
+  Execution.Bind(1, Key);
+  switch (Execution.Step()) {
+    case SQLITE_ROW:
+      return static_cast<std::uint64_t>(sqlite3_column_int64(Statement.get(), 0));
+    case SQLITE_DONE:
+      return std::nullopt;
+    default:
+      throw Failure("read the counter " + Key + " of");
+  }
+}
+
+TCPropertyDatabase::TCStatement TCPropertyDatabase::Prepare(char const* SQL) const {
+  sqlite3_stmt* Statement = nullptr;
+  if (sqlite3_prepare_v3(m_Handle.get(), SQL, -1, SQLITE_PREPARE_PERSISTENT, &Statement, nullptr) !=
+      SQLITE_OK) {
+    FailOpening();
+  }
+  return TCStatement(Statement);
+}
+
+void TCPropertyDatabase::Execute(char const* SQL) const {
+  if (sqlite3_exec(m_Handle.get(), SQL, nullptr, nullptr, nullptr) != SQLITE_OK) {
+    FailOpening();
+  }
+}
+
+long long TCPropertyDatabase::QueryInteger(char const* SQL) const {
+  TCStatement const Statement = Prepare(SQL);
+  if (sqlite3_step(Statement.get()) != SQLITE_ROW) {
+    FailOpening();
+  }
+  return sqlite3_column_int64(Statement.get(), 0);
+}
+
+std::string TCPropertyDatabase::QueryText(char const* SQL) const {
+  TCStatement const Statement = Prepare(SQL);
+  if (sqlite3_step(Statement.get()) != SQLITE_ROW) {
+    FailOpening();
+  }
+  return std::string(ColumnText(Statement.get(), 0));
+}
+
+void TCPropertyDatabase::FailOpening() const {
+  TCException Error(kSource, __LINE__, "Result==SQLITE_OK");
+  char const* const Text = sqlite3_errmsg(m_Handle.get());
+  switch (sqlite3_errcode(m_Handle.get()) & 0xff) {
+    case SQLITE_CANTOPEN:
+      throw Error.Format(
+          "cannot open %s: %s (%s); check that the folder exists and that this user may write it",
+          m_Path.c_str(), Text, OpeningReason(m_Path, m_Handle.get()).c_str());
+    case SQLITE_BUSY:
+      throw Error.Format(
+          "cannot open %s: another process uses it; stop that process, or choose another file",
+          m_Path.c_str());
+    case SQLITE_NOTADB:
+      throw Error.Format(
+          "%s is not a property database: %s; choose another file, nothing was changed",
+          m_Path.c_str(), Text);
+    case SQLITE_CORRUPT:
+      throw Error.Format("%s is damaged: %s; restore a backup, nothing was changed", m_Path.c_str(),
+                         Text);
+    default:
+      throw Error.Format("cannot open %s: %s (SQLite error %d)", m_Path.c_str(), Text,
+                         sqlite3_extended_errcode(m_Handle.get()));
+  }
+}
+
+TCException TCPropertyDatabase::Failure(std::string const& Operation) const {
+  TCException Error(kSource, __LINE__, "Result==SQLITE_DONE");
+  Error.Format("cannot %s %s: %s (SQLite error %d)", Operation.c_str(), m_Path.c_str(),
+               sqlite3_errmsg(m_Handle.get()), sqlite3_extended_errcode(m_Handle.get()));
+  return Error;
+}
+
+TCPropertyDatabase::TCTransaction::TCTransaction(TCPropertyDatabase& Database)
+    : m_Database(Database) {
+  TCExecution Execution(m_Database.m_Begin.get());
+  if (Execution.Step() != SQLITE_DONE) {
+    throw m_Database.Failure("begin a transaction in");
+  }
+  m_Open = true;
+}
+
+TCPropertyDatabase::TCTransaction::~TCTransaction() {
+  Undo();
+}
+
+void TCPropertyDatabase::TCTransaction::Put(TSPropertyRecord const& Record) {
+  RequireOpen();
+  std::string const MAC = Record.MAC.get_AsString(':');
+  TCExecution Execution(m_Database.m_Put.get());
+  Execution.Bind(1, Record.Number);
+  Execution.Bind(2, Record.Link.IsNull() ? 0 : 1);
+  Execution.Bind(3, Record.Link.IsNull() ? 0 : Record.Link.get_AsInteger());
+  Execution.Bind(4, MAC);
+  Execution.Bind(5, Record.Data);
+  if (Execution.Step() != SQLITE_DONE) {
+    Fail("store property " + std::to_string(Record.Number) + " in");
+  }
+}
+
+void TCPropertyDatabase::TCTransaction::RememberMail(std::string const& Identity,
+                                                     std::uint64_t Number) {
+  RequireOpen();
+  TCExecution Execution(m_Database.m_RememberMail.get());
+  Execution.Bind(1, Identity);
+  Execution.Bind(2, static_cast<long long>(Number));
+  if (Execution.Step() != SQLITE_DONE) {
+    Fail("remember mail " + std::to_string(Number) + " of " + Identity + " in");
+  }
+}
+
+void TCPropertyDatabase::TCTransaction::ForgetSenders(std::size_t Keep) {
+  RequireOpen();
+  TCExecution Execution(m_Database.m_ForgetSenders.get());
+  Execution.Bind(1, static_cast<long long>(Keep));
+  if (Execution.Step() != SQLITE_DONE) {
+    Fail("forget old mail senders in");
+  }
+}
+
+void TCPropertyDatabase::TCTransaction::SetMeta(std::string const& Name, std::uint64_t Value) {
+  RequireOpen();
+  TCExecution Execution(m_Database.m_SetMeta.get());
+  Execution.Bind(1, Name);
+  Execution.Bind(2, static_cast<long long>(Value));
+  if (Execution.Step() != SQLITE_DONE) {
+    Fail("set the counter " + Name + " in");
+  }
+}
+
+void TCPropertyDatabase::TCTransaction::Commit() {
+  RequireOpen();
+  TCExecution Execution(m_Database.m_Commit.get());
+  if (Execution.Step() != SQLITE_DONE) {
+    Fail("commit to");
+  }
+  m_Open = false;
+}
+
+// SQLite may have ended a failed transaction by itself; a change after that would be stored alone.
+void TCPropertyDatabase::TCTransaction::RequireOpen() const {
+  if (!m_Open) {
+    throw TCException(kSource, __LINE__, "m_Open").Format("the transaction has already ended");
+  }
+}
+
+void TCPropertyDatabase::TCTransaction::Fail(std::string const& Operation) {
+  TCException const Error = m_Database.Failure(Operation);
+  Undo();
+  throw Error;
+}
+
+void TCPropertyDatabase::TCTransaction::Undo() {
+  if (m_Open && sqlite3_get_autocommit(m_Database.m_Handle.get()) == 0) {
+    TCExecution Execution(m_Database.m_Rollback.get());
+    Execution.Step();
+  }
+  m_Open = false;
+}
+
+}  // namespace Property

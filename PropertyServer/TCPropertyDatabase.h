@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: MIT
+// The property server's memory across restarts and power cuts: one SQLite file.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "Platform/Utility/TCException.h"
+#include "PropertyServer/TSPropertyRecord.h"
+
+struct sqlite3;
+struct sqlite3_stmt;
+
+namespace Property {
+
+struct TSSQLiteDeleter {
+  void operator()(sqlite3* Handle) const;
+  void operator()(sqlite3_stmt* Statement) const;
+};
+
+/// Every property value, the last mail taken from each sender and the server's counters.
+/// Owns the file as long as it lives; a second opener is refused. Used by one thread at a time.
+///
+/// A committed transaction survives a power cut: the write-ahead log is synced at each commit.
+///
+/// The log (`<path>-wal`) is copied into the file when a commit leaves more than 1000 pages (4 MiB)
+/// in it, and then written from its start again; no reader can hold that up, because the file has
+/// one user. The log thus holds 4 MiB and one transaction at most, and is cut back to 4 MiB after a
+/// larger one. It is removed when the database is closed.
+class TCPropertyDatabase {
+ public:
+  class TCTransaction;
+
+  /// Opens the database at `Path`, creates it if there is none and brings an older schema up to
+  /// date. Reads the whole file once to check it.
+  /// Throws TCException, with the way out in its message, when the file can not be opened or
+  /// written, is in use, is damaged, is no property database or has a schema newer than this
+  /// program's; file and log then stay as they were.
+  explicit TCPropertyDatabase(std::string const& Path);
+  TCPropertyDatabase(TCPropertyDatabase const&) = delete;
+  TCPropertyDatabase& operator=(TCPropertyDatabase const&) = delete;
+  ~TCPropertyDatabase();
+
+  /// Hands every value to `Take`, ordered by number, link (null first) and MAC (empty first).
+  /// `Take` does not use this database. What it throws passes through and ends the loading.
+  /// Throws TCException when a value can not be read.
+  void LoadAll(std::function<void(TSPropertyRecord)> const& Take) const;
+
+  /// The number of the last mail remembered of `Identity`; 0 when there is none.
+  std::uint64_t LastMail(std::string const& Identity) const;
+
+  /// The counter `Name`; nothing when it was never set.
+  std::optional<std::uint64_t> Meta(std::string const& Name) const;
+
+  std::string const& get_Path() const { return m_Path; }
+
+ private:
+  using TCHandle = std::unique_ptr<sqlite3, TSSQLiteDeleter>;
+  using TCStatement = std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter>;
+
+  void RequireLogHasFile() const;
+  void Open();
+  void RequireOwnFile() const;
+  void RequireSound() const;
+  void Migrate() const;
+  void StartLog() const;
+  void PrepareStatements();
+
+  TCStatement Prepare(char const* SQL) const;
+  void Execute(char const* SQL) const;
+  long long QueryInteger(char const* SQL) const;
+  std::string QueryText(char const* SQL) const;
+  std::optional<std::uint64_t> FindCounter(TCStatement const& Statement,
+                                           std::string const& Key) const;
+  TSPropertyRecord ReadRecord() const;
+
+  [[noreturn]] void FailOpening() const;
+  TCException Failure(std::string const& Operation) const;
+
+  std::string const m_Path;
+  TCHandle m_Handle;
+  TCStatement m_Begin;
+  TCStatement m_Commit;
+  TCStatement m_Rollback;
+  TCStatement m_Load;
+  TCStatement m_Put;
+  TCStatement m_LastMail;
+  TCStatement m_RememberMail;
+  TCStatement m_ForgetSenders;
+  TCStatement m_Meta;
+  TCStatement m_SetMeta;
+};
+
+/// Changes that are stored all or none. At most one at a time, within the life of its database.
+///
+/// An operation that fails throws TCException naming operation, file and SQLite's error, and undoes
+/// the whole transaction: the database holds what it held before and takes the next one. Every
+/// operation on a transaction that has failed or was committed throws.
+class TCPropertyDatabase::TCTransaction {
+ public:
+  explicit TCTransaction(TCPropertyDatabase& Database);
+  TCTransaction(TCTransaction const&) = delete;
+  TCTransaction& operator=(TCTransaction const&) = delete;
+  /// Undoes the changes unless they were committed.
+  ~TCTransaction();
+
+  /// Stores a value in place of the one with the same number, link and MAC.
+  void Put(TSPropertyRecord const& Record);
+  /// Remembers `Number` as the last mail of `Identity`, which becomes the most recent sender.
+  void RememberMail(std::string const& Identity, std::uint64_t Number);
+  /// Forgets all senders but the `Keep` most recent ones, so that their number stays bounded.
+  void ForgetSenders(std::size_t Keep);
+  void SetMeta(std::string const& Name, std::uint64_t Value);
+
+  /// Returns when the changes are on the disk.
+  void Commit();
+
+ private:
+  void RequireOpen() const;
+  [[noreturn]] void Fail(std::string const& Operation);
+  void Undo();
+
+  TCPropertyDatabase& m_Database;
+  bool m_Open = false;
+};
+
+}  // namespace Property

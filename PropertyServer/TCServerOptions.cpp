@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// Options of property-server, their defaults and their help.
+#include "PropertyServer/TCServerOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdlib>
+
+namespace Property {
+
+namespace {
+
+constexpr char kProgram[] = "property-server";
+constexpr char kDefaultAddress[] = "unix:path=/run/mailrouter/socket";
+constexpr char kDefaultStateFolder[] = "/var/lib/property";
+
+// The service manager separates several folders by colons; the first one is this server's.
+std::string DefaultDatabase() {
+  char const* const Environment = std::getenv("STATE_DIRECTORY");
+  std::string Folder = Environment != nullptr ? Environment : "";
+  Folder.erase(std::min(Folder.find(':'), Folder.size()));
+  return (Folder.empty() ? kDefaultStateFolder : Folder) + "/values.db";
+}
+
+std::string CheckAddress(std::string const& Text) {
+  return Text.compare(0, 5, "unix:") == 0 ? "" : "\"" + Text + "\" does not begin with unix:";
+}
+
+// "--database= --trace" would take the next option for the file.
+std::string CheckFile(std::string const& Text) {
+  return !Text.empty() && Text[0] != '-' ? "" : "\"" + Text + "\" is no file name";
+}
+
+}  // namespace
+
+std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
+                                                              char const* const* Arguments) {
+  m_Address = kDefaultAddress;
+  m_Database = DefaultDatabase();
+  m_Trace = false;
+
+  CLI::App App("Keeps the properties of this device and tells its processes what changes.",
+               kProgram);
+  App.set_help_flag("-h,--help", "Print this help and exit");
+  App.set_version_flag("--version", std::string(kProgram) + " " + PROPERTY_VERSION,
+                       "Print the version and exit");
+  App.add_option("--address", m_Address, "Address on which the mail router listens")
+      ->envname("MAILROUTER_ADDRESS")
+      ->check(CheckAddress)
+      ->type_name("ADDRESS")
+      ->capture_default_str();
+  App.add_option("--database", m_Database,
+                 "File with the values, made when missing (default: values.db in\n"
+                 "the folder that STATE_DIRECTORY names, else /var/lib/property)")
+      ->check(CheckFile)
+      ->type_name("FILE");
+  App.add_flag("--trace", m_Trace, "Print every mail to the standard output (default: off)");
+
+  try {
+    App.parse(Count, Arguments);
+  } catch (CLI::CallForHelp const&) {
+    return TSExit{0, App.help()};
+  } catch (CLI::CallForVersion const& Version) {
+    return TSExit{0, std::string(Version.what()) + "\n"};
+  } catch (CLI::ParseError const& Error) {
+    return TSExit{2, std::string(kProgram) + ": " + Error.what() + "; see --help\n"};
+  }
+  return std::nullopt;
+}
+
+}  // namespace Property

@@ -1,0 +1,21 @@
+// SPDX-License-Identifier: MIT
+// One stored property value, as the server hands it to and takes it from its database.
+#pragma once
+
+#include <string>
+
+#include "Platform/Utility/TCMACAddress.h"
+#include "Platform/Utility/TCRecordID.h"
+
+namespace Property {
+
+/// The text `Data` of the property `Number` for a record (null: none) and a device (empty: none).
+/// The data may hold any bytes, zero bytes included.
+struct TSPropertyRecord {
+  int Number = 0;
+  Accessories::TCRecordID Link;
+  TCMACAddress MAC;
+  std::string Data;
+};
+
+}  // namespace Property
