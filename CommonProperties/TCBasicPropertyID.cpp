@@ -7,11 +7,11 @@
 #include <new>
 #include <utility>
 
-#include "CommonProperties/TUEarlyStatic.h"
 #include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyInitOverride.h"
 #include "CommonProperties/TCPropertyShowControl.h"
+#include "CommonProperties/TUEarlyStatic.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TextConversions.h"
 

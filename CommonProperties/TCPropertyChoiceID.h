@@ -23,7 +23,7 @@ class PROPERTY_EXPORT TCPropertyChoiceID {
   /// Null when the number is not registered. Takes no lock.
   static TCPropertyChoiceID* Find(int Number);
   /// Drops references to missing nodes, with an error in the system log, and throws TCException for
-  /// the first one whose node is no choice. Part of the schema's initialisation.
+  /// the first one whose node is no choice. Called by the schema's initialisation.
   static void Initialize();
 
   int get_AsInteger() const { return m_Number; }

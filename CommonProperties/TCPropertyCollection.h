@@ -236,7 +236,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
   static std::string& m_OwnMACAddress;  // written by the constructor only
   static TSessionCallback m_FPGetCurrentSession;
   static std::map<unsigned long, std::string>& m_SessionList;
-  static std::map<int, TCPropertyTransaction*>& m_Transactions;  // by thread id
+  static std::map<int, TCPropertyTransaction*>& m_Transactions;   // by thread id
   static std::set<TCCommonPropertyChangeNotifier*>* m_Notifiers;  // null until one is added
   static TCPropertyCollection* m_Instance;
   static bool m_Ready;  // for subclasses; the library does not use it

@@ -26,7 +26,7 @@ class PROPERTY_EXPORT TCPropertyShowControl {
 
   void SetShow(bool Show);
 
-  /// Applies every control. Part of the schema's initialisation; passes on what a control throws.
+  /// Applies every control, for the schema's initialisation. Passes on what a control throws.
   static void Initialize();
 
  private:

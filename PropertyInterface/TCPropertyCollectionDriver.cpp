@@ -2,6 +2,7 @@
 // Speaks the property protocol for the process's store.
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 
+#include <utility>
 #include <vector>
 
 #include "CommonProperties/TCPropertyContainer.h"
@@ -35,10 +36,6 @@ TCNorvServiceName PropertyServer() {
   return TCNorvServiceName::MakeLocalProcess("@mailrouter.property", "");
 }
 
-std::string OwnMACText() {
-  return TCMACAddress::Own("").get_AsString(':');
-}
-
 bool IsBulkLoad(TCNorvMessage const& Mail) {
   return Mail.get_SignalType() == eNorvChange && Mail.get_SignalName() == kAllValues;
 }
@@ -47,6 +44,12 @@ bool IsAccepted(TCNorvMessage const& Mail) {
   return (Mail.get_SignalType() == eNorvEvent && Mail.get_SignalName() == kPublishedChange) ||
          (Mail.get_SignalType() == eNorvChange && Mail.get_SignalName() == kChange) ||
          IsBulkLoad(Mail);
+}
+
+void TraceCommon(char const* Text) {
+  if (IsDebugLevel(DEBUG_COMMON)) {
+    SendDebugOutput(DEBUG_COMMON, "%s", Text);
+  }
 }
 
 void AppendChange(TCPropertyMail& Mail, TCCommonPropertyObject const& Object) {
@@ -106,23 +109,17 @@ void TCPropertyCollectionDriver::Init() {
 void TCPropertyCollectionDriver::Fetch() {
   TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvRequest, kRequestAll);
   Mail.CreateRecord()->get_Request().m_Action = m_OwnMACOnly ? kActionOwn : kActionAll;
-  if (IsDebugLevel(DEBUG_COMMON)) {
-    SendDebugOutput(DEBUG_COMMON, "Property Request All");
-  }
+  TraceCommon("Property Request All");
   Clear();
-  bool const Answered = SendAndWait(PropertyServer(), Mail, kWithoutLimit);
-  if (Answered) {
-    TCCriticalSectionLock const Lock(m_CSection);
-    m_Connected = true;
-    ConnectService(Norv_PropertyMail, 3, false);
-    OnPropertyMail(Mail);
-  }
-  if (IsDebugLevel(DEBUG_COMMON)) {
-    SendDebugOutput(DEBUG_COMMON, "Property Request All Done");
-  }
-  if (!Answered) {
+  if (!SendAndWait(PropertyServer(), Mail, kWithoutLimit)) {
+    TraceCommon("Property Request All Done");
     throw TCException(kSource, 163).Format("Unable to fetch properties");
   }
+  TCCriticalSectionLock const Lock(m_CSection);
+  m_Connected = true;
+  ConnectService(Norv_PropertyMail, 3, false);
+  OnPropertyMail(Mail);
+  TraceCommon("Property Request All Done");
 }
 
 // ---- what the server sends ----
@@ -142,12 +139,12 @@ bool TCPropertyCollectionDriver::IsWanted(TCPropertyID const& ID,
 }
 
 void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
-  std::string const OwnMAC = OwnMACText();
-  TCPropertyMail Copy(Mail.get_MailClassID(), Mail.get_SignalType(), Mail.get_SignalName());
-  Copy.Copy(Mail);
-  if (!IsAccepted(Copy)) {
+  if (!IsAccepted(Mail)) {
     return;
   }
+  std::string const OwnMAC = TCMACAddress::Own("").get_AsString(':');
+  TCPropertyMail Copy(Mail.get_MailClassID(), Mail.get_SignalType(), Mail.get_SignalName());
+  Copy.Copy(Mail);
   bool const Notified = !IsBulkLoad(Copy);
   std::vector<TCCommonPropertyObject const*> Changed;
   for (int Index = 0; Index < Copy.RecordCount(); ++Index) {
@@ -172,15 +169,15 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
 // ---- what the store asks for and reports ----
 
 bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object) {
-  std::string const MAC = Object.get_MAC().get_AsString(':');
-  if (MAC.empty() || MAC == OwnMACText()) {
+  if (Object.get_MAC().Empty() || Object.get_MAC() == TCMACAddress::Own("")) {
     if (TCPropertyID const* const ID = TCPropertyID::Find(Object.get_ID().get_Number())) {
       ID->SetDefaultValue(Object);
     }
     return true;
   }
   TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvRequest, kRequestOne);
-  Mail.CreateRecord()->RequestProperty(Object.get_ID().get_Number(), Object.get_Link(), MAC);
+  Mail.CreateRecord()->RequestProperty(Object.get_ID().get_Number(), Object.get_Link(),
+                                       Object.get_MAC().get_AsString(':'));
   if (IsDebugLevel(DEBUG_PROPERTY)) {
     SendDebugOutput(DEBUG_PROPERTY, "Fetch property %s from server",
                     Object.get_ID().get_Name().c_str());

@@ -216,14 +216,32 @@ TSNorvMailContent TCPropertyServer::AnswerAll(TSNorvMailSender const& Sender,
   }
   Part.Decode(Request.Body->get_Record(0));
   bool const OwnOnly = Part.m_Action == kActionOwn;
+  auto Body = EncodeValues(
+      [&](TCMACAddress const& MAC) { return !OwnOnly || MAC.Empty() || MAC == Sender.Device; });
+  return {Norv_PropertyMail, eNorvChange, kAllValues, std::move(Body)};
+}
+
+std::shared_ptr<TCNorvMailBody const> TCPropertyServer::EncodeValues(
+    std::function<bool(TCMACAddress const&)> const& IsWanted) {
   TCNorvMailBody::TCWriter Writer(m_Scratch.get_Record().get_Signature());
   for (auto const& [Key, Data] : m_Values) {
-    TCMACAddress const& MAC = std::get<TCMACAddress>(Key);
-    if (!OwnOnly || MAC.Empty() || MAC == Sender.Device) {
+    if (IsWanted(std::get<TCMACAddress>(Key))) {
       AppendValue(Writer, Key, Data, false);
     }
   }
-  return {Norv_PropertyMail, eNorvChange, kAllValues, Writer.Finish()};
+  return Writer.Finish();
+}
+
+// All values, as a change: those that the subscriber holds already tell nobody anything there.
+bool TCPropertyServer::OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
+                                 TSNorvMailContent& Content) {
+  if (MailClass != Norv_PropertyMail) {
+    return false;
+  }
+  Content = {Norv_PropertyMail, eNorvEvent, kPublishedChange,
+             EncodeValues([](TCMACAddress const&) { return true; })};
+  TraceMail("published", Sender, Content);
+  return true;
 }
 
 TSNorvMailContent TCPropertyServer::AnswerOne(TSNorvMailContent const& Request) {

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -41,6 +43,8 @@ class TCPropertyServer : public TCNorvService {
   void OnRefused(TSNorvReceivedMail const& Mail) override;
   bool OnRequest(TSNorvMailSender const& Sender, TSNorvMailContent const& Request,
                  TSNorvMailContent& Answer) override;
+  bool OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
+                 TSNorvMailContent& Content) override;
 
  private:
   using TCKey = std::tuple<int, Accessories::TCRecordID, TCMACAddress>;
@@ -62,6 +66,8 @@ class TCPropertyServer : public TCNorvService {
   static int OnRetry(sd_event_source* Source, std::uint64_t Time, void* Server);
 
   TSNorvMailContent AnswerAll(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
+  std::shared_ptr<TCNorvMailBody const> EncodeValues(
+      std::function<bool(TCMACAddress const&)> const& IsWanted);
   TSNorvMailContent AnswerOne(TSNorvMailContent const& Request);
   void AppendValue(TCNorvMailBody::TCWriter& Writer, TCKey const& Key, std::string const& Data,
                    bool Loaded);

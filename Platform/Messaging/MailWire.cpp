@@ -69,22 +69,6 @@ bool IsBusText(std::string_view Text) {
   return true;
 }
 
-bool FitsInline(TCNorvMailBody const& Body) {
-  if (Body.get_Size() > kInlineLimit) {
-    return false;
-  }
-  for (int Index = 0; Index < Body.get_Count(); ++Index) {
-    TCNorvRecordCursor Cursor(Body.get_Signature(), Body.get_Record(Index));
-    TSNorvFieldValue Value;
-    while (Cursor.Next(Value)) {
-      if (Value.Code == 's' && !IsBusText(Value.Text)) {
-        return false;
-      }
-    }
-  }
-  return true;
-}
-
 void AppendValue(sd_bus_message* Message, TSNorvFieldValue const& Value) {
   if (Value.Code == 's') {
     std::string const Text(Value.Text);
@@ -184,6 +168,16 @@ std::shared_ptr<TCNorvMailBody const> ReadRecords(sd_bus_message* Message, char 
 
 }  // namespace
 
+std::string CaughtText() {
+  try {
+    throw;
+  } catch (std::exception const& Failure) {
+    return Failure.what();
+  } catch (...) {
+    return "an exception of an unknown type";
+  }
+}
+
 std::string ErrorText(int Error) {
   return std::generic_category().message(std::abs(Error));
 }
@@ -206,14 +200,24 @@ std::string RouterAddress(std::string const& Address) {
 std::string MailboxPath(std::string const& Mailbox) {
   char* Path = nullptr;
   Require(sd_bus_path_encode(kMailboxPrefix, Mailbox.c_str(), &Path), "make a mailbox's path");
-  return TCText(Path).get();
+  TCText const Owner(Path);
+  if (sd_bus_object_path_is_valid(Path) <= 0) {
+    throw TCException(kSource, __LINE__).Format("the name of a mailbox is too long");
+  }
+  return Path;
 }
 
 std::string ClassInterface(TCNorvMailClassID const& MailClass) {
   char* Path = nullptr;
   Require(sd_bus_path_encode("/", MailClass.get_Name().c_str(), &Path), "make a class's interface");
   TCText const Owner(Path);
-  return std::string(kClassPrefix) + (Path + 1) + ".v" + ToString(MailClass.get_Version());
+  std::string const Interface =
+      std::string(kClassPrefix) + (Path + 1) + ".v" + ToString(MailClass.get_Version());
+  if (sd_bus_interface_name_is_valid(Interface.c_str()) <= 0) {
+    throw TCException(kSource, __LINE__)
+        .Format("%s is no interface that a mail class can have", Interface.c_str());
+  }
+  return Interface;
 }
 
 std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface) {
@@ -234,6 +238,22 @@ std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface) {
   return TCNorvMailClassID(Name, static_cast<int>(Version));
 }
 
+bool FitsInline(TCNorvMailBody const& Body) {
+  if (Body.get_Size() > kInlineLimit) {
+    return false;
+  }
+  for (int Index = 0; Index < Body.get_Count(); ++Index) {
+    TCNorvRecordCursor Cursor(Body.get_Signature(), Body.get_Record(Index));
+    TSNorvFieldValue Value;
+    while (Cursor.Next(Value)) {
+      if (Value.Code == 's' && !IsBusText(Value.Text)) {
+        return false;
+      }
+    }
+  }
+  return true;
+}
+
 void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content) {
   Require(sd_bus_message_append(Message, "ii", Content.SignalType, Content.SignalName),
           "append a signal");
@@ -246,7 +266,8 @@ void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content) {
   Require(sd_bus_message_append_basic(Message, 'h', &Number), "append a memory file");
 }
 
-TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
+TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass,
+                           std::size_t Limit) {
   TSNorvMailContent Content{MailClass, 0, 0, nullptr};
   Require(sd_bus_message_read(Message, "ii", &Content.SignalType, &Content.SignalName),
           "read a signal");
@@ -256,7 +277,7 @@ TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& Mai
   if (Type == 'h') {
     int File = -1;  // stays the message's
     Require(sd_bus_message_read_basic(Message, 'h', &File), "read a memory file");
-    Content.Body = TCNorvMailBody::FromMemoryFile(File);
+    Content.Body = TCNorvMailBody::FromMemoryFile(File, Limit);
   } else if (Type == 'a') {
     Content.Body = ReadRecords(Message, Contents);
   } else {

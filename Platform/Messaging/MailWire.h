@@ -29,6 +29,10 @@ constexpr char kErrorProtocol[] = "mailrouter.Error.Protocol";
 
 /// Records above this size travel as a sealed memory file.
 constexpr std::size_t kInlineLimit = std::size_t{64} << 10;
+/// Origin of what brings one subscriber up to date instead of telling a change.
+constexpr char kNoOrigin[] = "";
+/// Largest memory file that a router takes from a proxy; a proxy keeps no larger mail either.
+constexpr std::size_t kMailLimit = std::size_t{64} << 20;
 /// Longest identity of a proxy that is accepted.
 constexpr std::size_t kIdentityLimit = 64;
 
@@ -38,20 +42,29 @@ struct TSPosition {
   std::uint64_t Sequence = 0;
 };
 
-/// Object path of a mailbox.
+/// Object path of a mailbox. Throws TCException when its name is too long for one.
 std::string MailboxPath(std::string const& Mailbox);
-/// Interface of a mail class, and back.
+/// Interface of a mail class, and back. The first throws TCException for a name that is too long or
+/// a version below 0.
 std::string ClassInterface(TCNorvMailClassID const& MailClass);
 std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface);
+
+/// Whether the records travel in the message itself: small enough, and all texts are valid there.
+bool FitsInline(TCNorvMailBody const& Body);
 
 /// Appends signal and records ("ii" and "a(u...)", or "iih" for what is large or no valid text).
 /// Throws TCException when the message can not be built.
 void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content);
-/// Reads what AppendMail wrote. Throws TCException on anything else; nothing is believed unchecked.
-TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass);
+/// Reads what AppendMail wrote, up to `Limit` bytes of records. Throws TCException on anything
+/// else; nothing is believed unchecked.
+TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass,
+                           std::size_t Limit = TCNorvMailBody::kMaximumSize);
 
 /// Turns a negative result of the bus library into a TCException naming `Operation`.
 void Require(int Result, char const* Operation);
+
+/// The text of the exception being handled.
+std::string CaughtText();
 
 /// The text of errno or of a negative result, thread-safe.
 std::string ErrorText(int Error);

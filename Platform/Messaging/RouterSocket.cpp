@@ -24,7 +24,9 @@ constexpr mode_t kSocketMode = 0660;
 
 std::string PathOf(std::string const& Address) {
   std::size_t const Prefix = std::strlen(kPathPrefix);
-  if (Address.compare(0, Prefix, kPathPrefix) != 0 || Address.size() == Prefix) {
+  // Clients read the address as a list of keys and escapes; a path with their marks means another.
+  if (Address.compare(0, Prefix, kPathPrefix) != 0 || Address.size() == Prefix ||
+      Address.find_first_of(",;%") != std::string::npos) {
     throw TCException(kSource, __LINE__)
         .Format("cannot listen at %s: the address must be unix:path=FILE", Address.c_str());
   }
@@ -72,6 +74,10 @@ bool IsServed(sockaddr_un const& Address) {
 
 TCRouterSocket::TCRouterSocket(std::string const& Address) {
   if (sd_listen_fds(0) > 0) {
+    if (sd_is_socket_unix(SD_LISTEN_FDS_START, SOCK_STREAM, 1, nullptr, 0) <= 0) {
+      throw TCException(kSource, __LINE__)
+          .Format("the socket handed over by the init system is no listening Unix stream socket");
+    }
     m_File = TCFileDescriptor(SD_LISTEN_FDS_START);
     fcntl(m_File.get(), F_SETFL, fcntl(m_File.get(), F_GETFL) | O_NONBLOCK);
     return;

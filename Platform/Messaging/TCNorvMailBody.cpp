@@ -233,14 +233,14 @@ std::string_view TCNorvMailBody::get_Record(int Index) const {
   return m_Bytes.substr(Begin, End - Begin);
 }
 
-std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File) {
+std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, std::size_t Limit) {
   int const Seals = fcntl(File, F_GET_SEALS);
   if (Seals < 0 || (Seals & kAllSeals) != kAllSeals) {
     ThrowMalformed(__LINE__, "a memory file that is not sealed");
   }
   struct stat Status = {};
   if (fstat(File, &Status) != 0 || Status.st_size <= 0 ||
-      static_cast<std::uint64_t>(Status.st_size) > kMaximumSize) {
+      static_cast<std::uint64_t>(Status.st_size) > Limit) {
     ThrowMalformed(__LINE__, "a memory file of an impossible size");
   }
   auto Mapping = std::make_unique<TCMapping>(File, static_cast<std::size_t>(Status.st_size));

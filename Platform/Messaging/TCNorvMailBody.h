@@ -76,8 +76,10 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   static std::shared_ptr<TCNorvMailBody const> Empty();
 
   /// Maps the sealed memory file `File` (not taken over) and validates all of it.
-  /// Throws TCException when the file is not sealed against every change, or is malformed.
-  static std::shared_ptr<TCNorvMailBody const> FromMemoryFile(int File);
+  /// Throws TCException when the file is not sealed against every change, is larger than `Limit`
+  /// bytes, or is malformed.
+  static std::shared_ptr<TCNorvMailBody const> FromMemoryFile(int File,
+                                                              std::size_t Limit = kMaximumSize);
 
   /// Makes a sealed memory file of the body; the caller closes it.
   /// Throws TCException when the system has no file or memory left.

@@ -9,8 +9,19 @@
 #include "Platform/Utility/TextConversions.h"
 
 namespace {
+
 constexpr char kSource[] = "../Platform/Messaging/TCNorvMessage";
+
+void RequireSignature(TCNorvMailBody const& Body, TCNorvRecordObject const& Record) {
+  std::string const Expected = Record.get_Signature();
+  if (Body.get_Signature() != Expected) {
+    throw TCException(kSource, __LINE__)
+        .Format("Malformed mail: records of type (%s) where (%s) is expected",
+                Body.get_Signature().c_str(), Expected.c_str());
+  }
 }
+
+}  // namespace
 
 TCNorvMessage::TCNorvMessage(TCNorvMailClassID const& MailClass, int SignalType, int SignalName)
     : m_MailClass(MailClass), m_SignalType(SignalType), m_SignalName(SignalName) {}
@@ -55,10 +66,8 @@ void TCNorvMessage::RequireLayout(TSNorvMailContent const& Content) const {
   }
   TCNorvRecordObject const* const Record =
       Object->Find(Content.MailClass, Content.SignalType, Content.SignalName);
-  if (Record != nullptr && Record->get_Signature() != Content.Body->get_Signature()) {
-    throw TCException(kSource, __LINE__)
-        .Format("Malformed mail: records of type (%s) where (%s) is expected",
-                Content.Body->get_Signature().c_str(), Record->get_Signature().c_str());
+  if (Record != nullptr) {
+    RequireSignature(*Content.Body, *Record);
   }
 }
 
@@ -94,7 +103,9 @@ TCNorvMailObject* TCNorvMessage::GetRecord(int Index) const {
     if (!Object) {
       throw TCException(kSource, __LINE__).Format("The mail has no record class");
     }
-    BoundRecord(*Object).Decode(m_Body->get_Record(Index));
+    TCNorvRecordObject& Record = BoundRecord(*Object);
+    RequireSignature(*m_Body, Record);
+    Record.Decode(m_Body->get_Record(Index));
     Place = Object.release();
   }
   return Place;

@@ -9,7 +9,9 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <set>
+#include <utility>
 
 #include "Platform/Messaging/TCNorvServiceProxy.h"
 #include "Platform/Utility/SystemLog.h"
@@ -22,6 +24,8 @@ constexpr char kSource[] = "../Platform/Messaging/TCNorvServiceProxy";
 constexpr std::size_t kUnacknowledgedLimit = std::size_t{64} << 20;
 constexpr std::size_t kMailOverhead = 64;  // counted for every kept mail beside its records
 constexpr std::size_t kWindow = 4096;      // mails on their way to one mailbox
+constexpr std::size_t kFileWindow = 64;    // the same while the next needs a memory file
+constexpr int kBatch = 256;                // messages from the router that are taken at a time
 constexpr std::chrono::milliseconds kFirstRetryDelay{5};
 constexpr std::chrono::milliseconds kLongestRetryDelay{200};
 constexpr std::chrono::milliseconds kExitLinger{2000};
@@ -42,8 +46,8 @@ template <class TFunction>
 void Guarded(char const* Subject, TFunction const& Function) {
   try {
     Function();
-  } catch (std::exception const& Failure) {
-    SyslogError("%s: %s", Subject, Failure.what());
+  } catch (...) {
+    SyslogError("%s: %s", Subject, MailWire::CaughtText().c_str());
   }
 }
 
@@ -55,32 +59,36 @@ class TCLiveConnections {
     return *Instance;
   }
 
-  void Insert(TCNorvProxyConnection* Connection) {
+  void Insert(std::weak_ptr<TCNorvProxyConnection> const& Connection) {
     std::lock_guard<std::mutex> const Lock(m_Mutex);
     m_Connections.insert(Connection);
   }
 
-  void Erase(TCNorvProxyConnection* Connection) {
+  void Erase(std::weak_ptr<TCNorvProxyConnection> const& Connection) {
     std::lock_guard<std::mutex> const Lock(m_Mutex);
     m_Connections.erase(Connection);
   }
 
  private:
+  using TCConnections = std::set<std::weak_ptr<TCNorvProxyConnection>, std::owner_less<>>;
+
   TCLiveConnections() { std::atexit(CloseAll); }
 
   static void CloseAll() {
-    std::set<TCNorvProxyConnection*> Connections;
+    TCConnections Connections;
     {
       std::lock_guard<std::mutex> const Lock(Get().m_Mutex);
-      Connections.swap(Get().m_Connections);
+      Connections = Get().m_Connections;
     }
-    for (TCNorvProxyConnection* Connection : Connections) {
-      Connection->CloseAfterAcknowledgements(kExitLinger);
+    for (auto const& Weak : Connections) {
+      if (auto const Connection = Weak.lock()) {
+        Connection->CloseAfterAcknowledgements(kExitLinger);
+      }
     }
   }
 
   std::mutex m_Mutex;
-  std::set<TCNorvProxyConnection*> m_Connections;
+  TCConnections m_Connections;
 };
 
 }  // namespace
@@ -96,11 +104,6 @@ TCNorvProxyConnection::TCNorvProxyConnection(TCNorvServiceProxy& Owner)
     throw TCException(kSource, __LINE__)
         .Format("cannot make an event descriptor: %s", MailWire::ErrorText(errno).c_str());
   }
-}
-
-TCNorvProxyConnection::~TCNorvProxyConnection() {
-  Close();
-  TCLiveConnections::Get().Erase(this);
 }
 
 // ---- waiting and pumping ----
@@ -180,13 +183,13 @@ void TCNorvProxyConnection::Start() {
   if (m_Thread.joinable() || m_Closing) {
     return;
   }
-  TCLiveConnections::Get().Insert(this);
+  TCLiveConnections::Get().Insert(weak_from_this());
   // The application's signals are the business of the application's threads.
   sigset_t All;
   sigset_t Former;
   sigfillset(&All);
   pthread_sigmask(SIG_SETMASK, &All, &Former);
-  m_Thread = std::thread([this] { Run(); });
+  m_Thread = std::thread([Self = shared_from_this()] { Self->Run(); });
   pthread_sigmask(SIG_SETMASK, &Former, nullptr);
 }
 
@@ -275,7 +278,8 @@ bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailConte
                                      int Timeout) {
   TCLock Lock(m_Mutex);
   Start();
-  TSExchange Pending{&Mailbox, &Content, m_Outboxes[Mailbox].LastNumber, nullptr};
+  TSExchange Pending{&Mailbox, MailWire::ClassInterface(Content.MailClass), &Content,
+                     m_Outboxes[Mailbox].LastNumber, nullptr};
   Pending.Connection = this;
   m_Exchanges.push_back(&Pending);
   auto const Place = std::prev(m_Exchanges.end());
@@ -293,6 +297,14 @@ bool TCNorvProxyConnection::WaitForAcknowledgements(int Timeout) {
       Lock, [this] { return m_UnacknowledgedBytes == 0; }, DeadlineAfter(Timeout));
 }
 
+std::uint64_t TCNorvProxyConnection::LastNumber() const {
+  std::uint64_t Last = 0;
+  for (auto const& [Mailbox, Outbox] : m_Outboxes) {
+    Last = std::max(Last, Outbox.LastNumber);
+  }
+  return Last;
+}
+
 bool TCNorvProxyConnection::DeliverMail(bool Wait) {
   TCLock Lock(m_Mutex);
   if (Wait && !WaitUntil(
@@ -307,7 +319,12 @@ bool TCNorvProxyConnection::DeliverMail(bool Wait) {
   Lock.unlock();
   m_Owner.OnServiceMail(TCNorvMessage(Received.Content));
   Lock.lock();
-  m_Streams[Received.Interface].Handled = Received.Position;
+  TSStream& Stream = m_Streams[Received.Interface];
+  Stream.Handled = Received.Position;
+  if (Received.CatchUp) {
+    Stream.CatchingUp = false;
+    Stream.TakeOwnThrough = LastNumber();
+  }
   return true;
 }
 
@@ -321,19 +338,23 @@ void TCNorvProxyConnection::Close() {
   m_Closing = true;
   Wake();
   m_Changed.notify_all();
-  if (!m_Thread.joinable()) {
-    return;
-  }
-  // A hook may end the process, or may wait for a lock that the closing thread holds for good: the
-  // thread is then left to itself.
+  // A hook may be what closes or ends the process, or may wait for a lock that the closing thread
+  // holds for good: the thread is then left to itself.
   bool const Own = m_Thread.get_id() == std::this_thread::get_id();
-  if (!Own && m_Changed.wait_for(Lock, kExitLinger, [this] { return m_ThreadEnded; })) {
-    Lock.unlock();
-    m_Thread.join();
-    Lock.lock();
+  if (!Own && m_Thread.joinable()) {
+    m_Changed.wait_for(Lock, kExitLinger, [this] { return m_ThreadEnded && !m_Pumping; });
+  }
+  std::thread Thread = std::move(m_Thread);
+  bool const Ended = m_ThreadEnded;
+  if (!m_Pumping) {
     m_Bus.reset();
-  } else {
-    m_Thread.detach();
+  }
+  Lock.unlock();
+  TCLiveConnections::Get().Erase(weak_from_this());
+  if (Thread.joinable() && Ended) {
+    Thread.join();
+  } else if (Thread.joinable()) {
+    Thread.detach();
   }
 }
 
@@ -357,7 +378,7 @@ void TCNorvProxyConnection::Connect() {
   }
   m_Bus = std::move(Handle);
   if (Result < 0) {
-    Disconnect(Result);
+    Disconnect();
     return;
   }
   Guarded("mail router", [this] { Greet(); });
@@ -375,16 +396,17 @@ void TCNorvProxyConnection::Greet() {
 }
 
 void TCNorvProxyConnection::ProcessBus() {
+  // No more than a batch, so that a stream of mails keeps nobody from the mutex or from delivering.
   int Result = 1;
-  while (Result > 0 && m_Bus) {
+  for (int Count = 0; Result > 0 && Count < kBatch; ++Count) {
     Result = sd_bus_process(m_Bus.get(), nullptr);
   }
   if (Result < 0 || sd_bus_is_open(m_Bus.get()) <= 0) {
-    Disconnect(Result);
+    Disconnect();
   }
 }
 
-void TCNorvProxyConnection::Disconnect(int /*Reason*/) {
+void TCNorvProxyConnection::Disconnect() {
   m_Bus.reset();
   for (TSExchange* Exchange : m_Exchanges) {
     Exchange->Reply.reset();
@@ -429,9 +451,17 @@ void TCNorvProxyConnection::Transmit() {
   }
 }
 
+// False when the connection is lost; polling notices that too and everything is sent again.
+bool TCNorvProxyConnection::SendToBus(sd_bus_message* Message) {
+  return sd_bus_send(m_Bus.get(), Message, nullptr) >= 0;
+}
+
 void TCNorvProxyConnection::TransmitMails(std::string const& Mailbox, TSOutbox& Outbox) {
   while (Outbox.Untransmitted < std::min(Outbox.Mails.size(), kWindow)) {
     TSOutbox::TSMail const& Mail = Outbox.Mails[Outbox.Untransmitted];
+    if (Outbox.Untransmitted >= kFileWindow && !MailWire::FitsInline(*Mail.Content.Body)) {
+      return;  // each memory file on its way is a descriptor of this process
+    }
     TCBusMessage const Message =
         NewCall(Mailbox, MailWire::ClassInterface(Mail.Content.MailClass), MailWire::kSend);
     MailWire::Require(
@@ -439,7 +469,9 @@ void TCNorvProxyConnection::TransmitMails(std::string const& Mailbox, TSOutbox& 
         "append an envelope");
     MailWire::AppendMail(Message.get(), Mail.Content);
     sd_bus_message_set_expect_reply(Message.get(), 0);
-    MailWire::Require(sd_bus_send(m_Bus.get(), Message.get(), nullptr), "send a mail");
+    if (!SendToBus(Message.get())) {
+      return;
+    }
     ++Outbox.Untransmitted;
   }
 }
@@ -453,15 +485,14 @@ void TCNorvProxyConnection::TransmitExchanges() {
       continue;
     }
     TCBusMessage const Message =
-        NewCall(*Exchange->Mailbox, MailWire::ClassInterface(Exchange->Content->MailClass),
-                MailWire::kRequest);
+        NewCall(*Exchange->Mailbox, Exchange->Interface, MailWire::kRequest);
     MailWire::Require(sd_bus_message_append_basic(Message.get(), 's', m_Identity.c_str()),
                       "append an envelope");
     MailWire::AppendMail(Message.get(), *Exchange->Content);
     sd_bus_slot* Slot = nullptr;
-    MailWire::Require(
-        sd_bus_call_async(m_Bus.get(), &Slot, Message.get(), OnAnswer, Exchange, UINT64_MAX),
-        "send a request");
+    if (sd_bus_call_async(m_Bus.get(), &Slot, Message.get(), OnAnswer, Exchange, UINT64_MAX) < 0) {
+      return;  // lost, as in SendToBus
+    }
     Exchange->Reply.reset(Slot);
   }
 }
@@ -477,8 +508,7 @@ void TCNorvProxyConnection::TransmitSubscriptions() {
                                             Stream.Received.Epoch, Stream.Received.Sequence),
                       "append a subscription");
     sd_bus_message_set_expect_reply(Message.get(), 0);
-    MailWire::Require(sd_bus_send(m_Bus.get(), Message.get(), nullptr), "subscribe");
-    Stream.Requested = true;
+    Stream.Requested = SendToBus(Message.get());
   }
 }
 
@@ -503,17 +533,21 @@ int TCNorvProxyConnection::OnFilter(sd_bus_message* Message, void* Connection,
 int TCNorvProxyConnection::OnGreeted(sd_bus_message* Message, void* Connection,
                                      sd_bus_error* /*Error*/) {
   auto& Self = *static_cast<TCNorvProxyConnection*>(Connection);
-  if (sd_bus_message_is_method_error(Message, MailWire::kErrorProtocol) > 0) {
-    SyslogError("mail router at %s: %s", Self.m_Address.c_str(),
-                sd_bus_message_get_error(Message)->message);
-    return sd_bus_message_get_errno(Message) == 0 ? 0 : -EPROTO;
+  if (sd_bus_message_is_method_error(Message, SD_BUS_ERROR_NO_REPLY) > 0) {
+    return 0;  // the connection is gone; the next one greets again
   }
-  if (sd_bus_message_is_method_error(Message, nullptr) == 0) {
-    Self.m_Ready = true;
-    Self.m_RetryDelay = kFirstRetryDelay;
-    Self.Signal(TEEvent::eReachable);
-    Self.Transmit();
+  if (sd_bus_message_is_method_error(Message, nullptr) > 0) {
+    if (!std::exchange(Self.m_Refused, true)) {
+      SyslogError("mail router at %s: %s", Self.m_Address.c_str(),
+                  sd_bus_message_get_error(Message)->message);
+    }
+    return 0;  // of no use until another router takes its place and ends the connection
   }
+  Self.m_Ready = true;
+  Self.m_Refused = false;
+  Self.m_RetryDelay = kFirstRetryDelay;
+  Self.Signal(TEEvent::eReachable);
+  Self.Transmit();
   return 0;
 }
 
@@ -540,7 +574,8 @@ void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Mes
                     "read an envelope");
   TSNorvMailContent Answer = MailWire::ReadMail(Message, Exchange.Content->MailClass);
   TSStream& Stream = m_Streams[MailWire::ClassInterface(Answer.MailClass)];
-  if (!Stream.Subscribed) {
+  // The first answer counts: what was published since is missing from the values it brought.
+  if (!Stream.Subscribed && Stream.Received.Epoch != Position.Epoch) {
     Stream.Received = Position;
     Stream.Handled = Position;
   }
@@ -568,17 +603,20 @@ void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
 
 void TCNorvProxyConnection::OnPublished(sd_bus_message* Message,
                                         TCNorvMailClassID const& MailClass) {
-  TSReceived Received{{MailClass, 0, 0, nullptr}, MailWire::ClassInterface(MailClass), {}};
+  TSReceived Received{{MailClass, 0, 0, nullptr}, MailWire::ClassInterface(MailClass), {}, false};
   char const* Origin = nullptr;
   std::uint64_t Number = 0;
   MailWire::Require(sd_bus_message_read(Message, "ttst", &Received.Position.Epoch,
                                         &Received.Position.Sequence, &Origin, &Number),
                     "read an envelope");
   Received.Content = MailWire::ReadMail(Message, MailClass);
-  m_Streams[Received.Interface].Received = Received.Position;
-  if (m_Identity == Origin) {
+  TSStream& Stream = m_Streams[Received.Interface];
+  Stream.Received = Received.Position;
+  if (m_Identity == Origin && !Stream.CatchingUp && Number > Stream.TakeOwnThrough) {
     return;  // this process has had the change since before it was sent
   }
+  Received.CatchUp = std::strcmp(Origin, MailWire::kNoOrigin) == 0;
+  Stream.CatchingUp = Stream.CatchingUp || Received.CatchUp;
   m_Inbox.push_back(std::move(Received));
   Signal(TEEvent::eMails);
 }

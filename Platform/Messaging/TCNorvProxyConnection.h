@@ -16,6 +16,7 @@
 #include <functional>
 #include <list>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -27,12 +28,11 @@
 
 class TCNorvServiceProxy;
 
-class TCNorvProxyConnection {
+class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyConnection> {
  public:
   explicit TCNorvProxyConnection(TCNorvServiceProxy& Owner);
   TCNorvProxyConnection(TCNorvProxyConnection const&) = delete;
   TCNorvProxyConnection& operator=(TCNorvProxyConnection const&) = delete;
-  ~TCNorvProxyConnection();
 
   bool WaitForRouter(int Timeout);
   void Subscribe(TCNorvMailClassID const& MailClass);
@@ -65,6 +65,7 @@ class TCNorvProxyConnection {
   // A request that a thread waits for; lives on that thread's stack.
   struct TSExchange {
     std::string const* Mailbox;
+    std::string Interface;
     TSNorvMailContent* Content;
     std::uint64_t After;  // mails up to this number go first
     TCBusSlot Reply;      // set while the request is on its way
@@ -78,12 +79,18 @@ class TCNorvProxyConnection {
     bool Requested = false;  // on the present connection
     MailWire::TSPosition Received;
     MailWire::TSPosition Handled;
+    // Mails of this proxy that were under way when the process was brought up to date may have
+    // been overwritten there, so their published copies are taken in: all while the catch-up
+    // waits to be handled, then those up to this number.
+    bool CatchingUp = false;
+    std::uint64_t TakeOwnThrough = 0;
   };
 
   struct TSReceived {
     TSNorvMailContent Content;
     std::string Interface;
     MailWire::TSPosition Position;
+    bool CatchUp = false;
   };
 
   enum class TEEvent { eReachable, eLost, eMails };
@@ -103,13 +110,14 @@ class TCNorvProxyConnection {
   // The connection; m_Mutex held.
   void Connect();
   void ProcessBus();
-  void Disconnect(int Reason);
+  void Disconnect();
   void Greet();
   void Transmit();
   void TransmitMails(std::string const& Mailbox, TSOutbox& Outbox);
   void TransmitExchanges();
   void TransmitSubscriptions();
-  void SendToBus(sd_bus_message* Message);
+  bool SendToBus(sd_bus_message* Message);
+  std::uint64_t LastNumber() const;
   TCBusMessage NewCall(std::string const& Path, std::string const& Interface, char const* Member);
 
   // What the router sends; m_Mutex held.
@@ -131,7 +139,8 @@ class TCNorvProxyConnection {
   bool m_Closing = false;
   bool m_ThreadEnded = false;
   bool m_Pumping = false;
-  bool m_Ready = false;  // greeted by the router
+  bool m_Ready = false;    // greeted by the router
+  bool m_Refused = false;  // the router's refusal to greet has been logged
   TCFileDescriptor m_Wake;
   TCBusHandle m_Bus;
   TCClock::time_point m_NextAttempt;

@@ -34,7 +34,15 @@ void TCNorvService::Publish(TSNorvMailContent const& Content, TSNorvReceivedMail
   m_Router.m_Core->Publish(m_Path, Content, Origin);
 }
 
-void TCNorvService::OnRefused(TSNorvReceivedMail const& Mail) { Acknowledge(Mail); }
+void TCNorvService::OnRefused(TSNorvReceivedMail const& Mail) {
+  Acknowledge(Mail);
+}
+
+bool TCNorvService::OnCatchUp(TSNorvMailSender const& /*Sender*/,
+                              TCNorvMailClassID const& /*MailClass*/,
+                              TSNorvMailContent& /*Content*/) {
+  return false;
+}
 
 std::uint64_t TCNorvService::get_Sequence() const {
   return m_Router.m_Core->get_Sequence();

@@ -72,6 +72,11 @@ class PROPERTY_PLATFORM_EXPORT TCNorvService {
   /// missing. Acknowledges it here: sent again it would be refused again. A service that defers
   /// acknowledgements overrides this, because they count for all earlier mails of the sender too.
   virtual void OnRefused(TSNorvReceivedMail const& Mail);
+  /// `Sender` subscribes to a class and has missed more published mails than are kept. Fills
+  /// `Content` with what brings it up to date, which reaches it before anything newer; false, as
+  /// here, when there is nothing to send.
+  virtual bool OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
+                         TSNorvMailContent& Content);
 
  private:
   friend class TCRouterCore;

@@ -7,9 +7,11 @@
 #include "Platform/Messaging/TCNorvProxyConnection.h"
 
 TCNorvServiceProxy::TCNorvServiceProxy()
-    : m_Connection(std::make_unique<TCNorvProxyConnection>(*this)) {}
+    : m_Connection(std::make_shared<TCNorvProxyConnection>(*this)) {}
 
-TCNorvServiceProxy::~TCNorvServiceProxy() = default;
+TCNorvServiceProxy::~TCNorvServiceProxy() {
+  m_Connection->Close();
+}
 
 bool TCNorvServiceProxy::WaitForMailRouter(int Timeout) {
   return m_Connection->WaitForRouter(Timeout);

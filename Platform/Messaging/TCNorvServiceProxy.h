@@ -65,7 +65,9 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// through; the mails behind it stay and are signalled again.
   void ProcessProxy(int Limit, bool Wait);
 
-  /// Ends the connection and the proxy's thread; waiting calls return false. May be repeated.
+  /// Ends the connection and the proxy's thread; waiting calls return false. May be repeated, and
+  /// called from inside a hook, which then is the last one. A hook that has not returned after 2
+  /// seconds is not waited for.
   void Close();
 
   /// The router became reachable or was lost. Does nothing here.
@@ -77,5 +79,6 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
 
  private:
   TCNorvBasicMailFunctions* m_MailFunctions = nullptr;
-  std::unique_ptr<TCNorvProxyConnection> m_Connection;
+  // Shared with the proxy's thread, which may come back from a hook after the proxy has gone.
+  std::shared_ptr<TCNorvProxyConnection> m_Connection;
 };

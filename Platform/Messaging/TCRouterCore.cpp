@@ -15,6 +15,7 @@ namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCNorvMailRouter";
 constexpr std::size_t kRecentLimit = 1024;  // published mails kept for late subscribers
+constexpr std::size_t kRecentByteLimit = std::size_t{16} << 20;  // and the size of their records
 constexpr std::size_t kParkedLimit = 8192;  // messages kept for a mailbox without owner
 
 void RequireLoop(int Result, char const* Operation) {
@@ -81,24 +82,39 @@ TCRouterCore::~TCRouterCore() = default;
 // ---- the loop ----
 
 void TCRouterCore::Run() {
-  {
-    std::lock_guard<std::mutex> const Lock(m_Mutex);
-    m_Runner = std::this_thread::get_id();
-  }
+  BeginTurn();
   int Result = 0;
   for (;;) {
     {
       std::lock_guard<std::mutex> const Lock(m_Mutex);
       if (m_Stopping || Result < 0) {
-        m_Runner = std::thread::id();
         m_Stopping = false;
         break;
       }
     }
     Result = sd_event_run(m_Event.get(), UINT64_MAX);
   }
-  RunTasks();
+  EndTurn();
   RequireLoop(Result, "run the event loop");
+}
+
+void TCRouterCore::BeginTurn() {
+  std::unique_lock<std::mutex> Lock(m_Mutex);
+  m_Changed.wait(Lock, [this] { return m_Runner == std::thread::id(); });
+  m_Runner = std::this_thread::get_id();
+}
+
+// No task is left behind: it is run here, or its thread takes the next turn.
+void TCRouterCore::EndTurn() {
+  for (;;) {
+    RunTasks();
+    std::lock_guard<std::mutex> const Lock(m_Mutex);
+    if (m_Tasks.empty()) {
+      m_Runner = std::thread::id();
+      m_Changed.notify_all();
+      return;
+    }
+  }
 }
 
 void TCRouterCore::Stop() {
@@ -109,7 +125,7 @@ void TCRouterCore::Stop() {
 
 void TCRouterCore::Execute(std::function<void()> const& Function) {
   std::unique_lock<std::mutex> Lock(m_Mutex);
-  if (m_Runner == std::thread::id() || m_Runner == std::this_thread::get_id()) {
+  if (m_Runner == std::this_thread::get_id()) {
     Lock.unlock();
     Function();
     return;
@@ -124,10 +140,18 @@ void TCRouterCore::Execute(std::function<void()> const& Function) {
     }
     std::lock_guard<std::mutex> const TaskLock(m_Mutex);
     Done = true;
-    m_TasksDone.notify_all();
+    m_Changed.notify_all();
   });
-  eventfd_write(m_Wake.get(), 1);
-  m_TasksDone.wait(Lock, [&Done] { return Done; });
+  if (m_Runner == std::thread::id()) {
+    m_Runner = std::this_thread::get_id();
+    Lock.unlock();
+    EndTurn();
+    Lock.lock();
+  } else {
+    eventfd_write(m_Wake.get(), 1);
+  }
+  m_Changed.wait(Lock, [&Done] { return Done; });
+  Lock.unlock();
   if (Failure) {
     std::rethrow_exception(Failure);
   }
@@ -162,8 +186,8 @@ int TCRouterCore::OnConnect(sd_event_source* /*Source*/, int /*File*/, std::uint
                             void* Core) {
   try {
     static_cast<TCRouterCore*>(Core)->Accept();
-  } catch (std::exception const& Failure) {
-    SyslogError("mail router: a connection failed: %s", Failure.what());
+  } catch (...) {
+    SyslogError("mail router: a connection failed: %s", MailWire::CaughtText().c_str());
   }
   return 0;
 }
@@ -190,6 +214,7 @@ void TCRouterCore::Accept() {
     MailWire::Require(sd_bus_add_filter(Bus, nullptr, OnMessage, &Connection),
                       "serve a connection");
     MailWire::Require(sd_bus_start(Bus), "start a connection");
+    ReadCredentials(Bus, Connection.Sender);
     MailWire::Require(sd_bus_attach_event(Bus, m_Event.get(), SD_EVENT_PRIORITY_NORMAL),
                       "attach a connection");
   } catch (...) {
@@ -208,6 +233,10 @@ void TCRouterCore::Drop(TSConnection& Connection) {
     }
     Messages.swap(Kept);
   }
+  if (Connection.Sender.Identity.empty()) {
+    SyslogWarning("mail router: a connection of %s ended before its greeting",
+                  Describe(Connection.Sender).c_str());
+  }
   m_Dropped.splice(m_Dropped.end(), m_Connections, Connection.Place);
   sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
 }
@@ -221,10 +250,11 @@ int TCRouterCore::OnMessage(sd_bus_message* Message, void* Connection, sd_bus_er
   auto& From = *static_cast<TSConnection*>(Connection);
   try {
     return From.Core->Route(From, Message);
-  } catch (std::exception const& Failure) {
-    SyslogError("Mail of %s refused: %s", Describe(From.Sender).c_str(), Failure.what());
+  } catch (...) {
+    std::string const Reason = MailWire::CaughtText();
+    SyslogError("Mail of %s refused: %s", Describe(From.Sender).c_str(), Reason.c_str());
     if (sd_bus_message_get_expect_reply(Message) > 0) {
-      sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "%s", Failure.what());
+      sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "%s", Reason.c_str());
     }
   }
   return 1;
@@ -280,10 +310,26 @@ void TCRouterCore::Greet(TSConnection& Connection, sd_bus_message* Message) {
     throw TCException(kSource, __LINE__)
         .Format("an identity has 1 to %zu bytes", MailWire::kIdentityLimit);
   }
-  ReadCredentials(Connection.Bus.get(), Connection.Sender);
+  RequireFreeIdentity(Connection, Identity);
   Connection.Sender.Identity = Identity;
   Connection.Sender.Device = TCMACAddress(std::string(Device));
   MailWire::Require(sd_bus_reply_method_return(Message, "u", MailWire::kProtocolVersion), "greet");
+}
+
+// A proxy that reconnects may find its former connection still there; nobody else may take its
+// identity, because mails sent in its name would make its own look like repeats.
+void TCRouterCore::RequireFreeIdentity(TSConnection const& Connection,
+                                       std::string const& Identity) const {
+  TSNorvMailSender const& Asking = Connection.Sender;
+  if (!Asking.Identity.empty()) {
+    throw TCException(kSource, __LINE__).Format("a second greeting");
+  }
+  for (TSConnection const& Other : m_Connections) {
+    TSNorvMailSender const& Held = Other.Sender;
+    if (Held.Identity == Identity && (Held.Process != Asking.Process || Held.User != Asking.User)) {
+      throw TCException(kSource, __LINE__).Format("the identity of another process");
+    }
+  }
 }
 
 void TCRouterCore::Subscribe(TSConnection& Connection, sd_bus_message* Message) {
@@ -295,12 +341,39 @@ void TCRouterCore::Subscribe(TSConnection& Connection, sd_bus_message* Message) 
     throw TCException(kSource, __LINE__).Format("%s is no mail class", Interface);
   }
   Connection.Classes.insert(Interface);
-  if (Known.Epoch != m_Position.Epoch) {
+  CatchUp(Connection, Interface, Known);
+}
+
+// Sends what the subscriber has not had: the kept mails after its position, or, when they do not
+// reach back that far or the position is of an earlier run, what the services say.
+void TCRouterCore::CatchUp(TSConnection& Connection, std::string const& Interface,
+                           MailWire::TSPosition Known) {
+  if (Known.Epoch == 0) {
+    return;  // it has had nothing that could be out of date
+  }
+  std::uint64_t const Oldest =
+      m_Recent.empty() ? m_Position.Sequence + 1 : m_Recent.front().Sequence;
+  if (Known.Epoch != m_Position.Epoch || Known.Sequence + 1 < Oldest) {
+    CatchUpByServices(Connection, Interface);
     return;
   }
   for (TSPublished const& Published : m_Recent) {
     if (Published.Sequence > Known.Sequence && Published.Interface == Interface) {
-      sd_bus_send(Connection.Bus.get(), Published.Message.get(), nullptr);
+      TCBusMessage const Message = NewPublished(Connection.Bus.get(), Published);
+      sd_bus_send(Connection.Bus.get(), Message.get(), nullptr);
+    }
+  }
+}
+
+void TCRouterCore::CatchUpByServices(TSConnection& Connection, std::string const& Interface) {
+  TCNorvMailClassID const MailClass = *MailWire::ParseClassInterface(Interface.c_str());
+  for (auto const& [Path, Owner] : m_Mailboxes) {
+    TSNorvMailContent Content{MailClass, 0, 0, TCNorvMailBody::Empty()};
+    if (Owner->OnCatchUp(Connection.Sender, MailClass, Content)) {
+      TCBusMessage const Message =
+          NewPublished(Connection.Bus.get(),
+                       {Path, Interface, m_Position.Sequence, MailWire::kNoOrigin, 0, Content});
+      sd_bus_send(Connection.Bus.get(), Message.get(), nullptr);
     }
   }
 }
@@ -348,10 +421,11 @@ void TCRouterCore::DeliverMail(TCNorvService& Owner, TSConnection& Connection,
     throw TCException(kSource, __LINE__).Format("a mail in another's name");
   }
   try {
-    Mail.Content = MailWire::ReadMail(Message, MailClass);
+    Mail.Content = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
     Owner.OnMail(Mail);
-  } catch (std::exception const& Failure) {
-    SyslogError("Mail of %s refused: %s", Describe(Mail.Sender).c_str(), Failure.what());
+  } catch (...) {
+    SyslogError("Mail of %s refused: %s", Describe(Mail.Sender).c_str(),
+                MailWire::CaughtText().c_str());
     Owner.OnRefused(Mail);
   }
 }
@@ -360,7 +434,7 @@ void TCRouterCore::DeliverRequest(TCNorvService& Owner, TSConnection& Connection
                                   sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
   char const* Identity = nullptr;
   MailWire::Require(sd_bus_message_read(Message, "s", &Identity), "read an envelope");
-  TSNorvMailContent const Request = MailWire::ReadMail(Message, MailClass);
+  TSNorvMailContent const Request = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
   TSNorvMailContent Answer{MailClass, 0, 0, TCNorvMailBody::Empty()};
   if (!Owner.OnRequest(Connection.Sender, Request, Answer)) {
     sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "the service refuses");
@@ -404,29 +478,46 @@ void TCRouterCore::Acknowledge(std::string const& Path, std::string const& Ident
   }
 }
 
-void TCRouterCore::Publish(std::string const& Path, TSNorvMailContent const& Content,
-                           TSNorvReceivedMail const& Origin) {
-  std::string const Interface = MailWire::ClassInterface(Content.MailClass);
-  ++m_Position.Sequence;
-  if (m_Connections.empty()) {
-    return;
-  }
+TCBusMessage TCRouterCore::NewPublished(sd_bus* Bus, TSPublished const& Published) const {
   sd_bus_message* Raw = nullptr;
-  MailWire::Require(sd_bus_message_new_signal(m_Connections.front().Bus.get(), &Raw, Path.c_str(),
-                                              Interface.c_str(), MailWire::kPublished),
+  MailWire::Require(sd_bus_message_new_signal(Bus, &Raw, Published.Path.c_str(),
+                                              Published.Interface.c_str(), MailWire::kPublished),
                     "make a published mail");
   TCBusMessage Message(Raw);
-  MailWire::Require(sd_bus_message_append(Raw, "ttst", m_Position.Epoch, m_Position.Sequence,
-                                          Origin.Sender.Identity.c_str(), Origin.Number),
+  MailWire::Require(sd_bus_message_append(Raw, "ttst", m_Position.Epoch, Published.Sequence,
+                                          Published.Origin.c_str(), Published.Number),
                     "append an envelope");
-  MailWire::AppendMail(Raw, Content);
+  MailWire::AppendMail(Raw, Published.Content);
+  return Message;
+}
+
+void TCRouterCore::Publish(std::string const& Path, TSNorvMailContent const& Content,
+                           TSNorvReceivedMail const& Origin) {
+  TSPublished Published{Path,
+                        MailWire::ClassInterface(Content.MailClass),
+                        m_Position.Sequence + 1,
+                        Origin.Sender.Identity,
+                        Origin.Number,
+                        Content};
+  ++m_Position.Sequence;
+  TCBusMessage Message;
   for (TSConnection& Connection : m_Connections) {
-    if (Connection.Classes.count(Interface) != 0) {
-      sd_bus_send(Connection.Bus.get(), Raw, nullptr);
+    if (Connection.Classes.count(Published.Interface) == 0) {
+      continue;
     }
+    if (!Message) {
+      Message = NewPublished(Connection.Bus.get(), Published);
+    }
+    sd_bus_send(Connection.Bus.get(), Message.get(), nullptr);
   }
-  m_Recent.push_back({m_Position.Sequence, Interface, std::move(Message)});
-  if (m_Recent.size() > kRecentLimit) {
+  Keep(std::move(Published));
+}
+
+void TCRouterCore::Keep(TSPublished Published) {
+  m_RecentBytes += Published.Content.Body->get_Size();
+  m_Recent.push_back(std::move(Published));
+  while (m_Recent.size() > kRecentLimit || m_RecentBytes > kRecentByteLimit) {
+    m_RecentBytes -= m_Recent.front().Content.Body->get_Size();
     m_Recent.pop_front();
   }
 }

@@ -20,8 +20,8 @@
 #include "Platform/Messaging/RouterSocket.h"
 #include "Platform/Messaging/TCNorvService.h"
 
-/// Everything but Stop() and Execute() belongs to the thread in Run() (or, while it does not run,
-/// to whoever uses the router).
+/// Everything but Stop() and Execute() belongs to the thread in Run(). While that does not run, the
+/// thread in Execute() takes its turn.
 class TCRouterCore {
  public:
   explicit TCRouterCore(std::string const& Address);
@@ -58,11 +58,14 @@ class TCRouterCore {
     TCBusMessage Message;
   };
 
-  // A published mail that late or reconnecting subscribers may still need.
+  // A published mail, kept for late and reconnecting subscribers.
   struct TSPublished {
-    std::uint64_t Sequence;
+    std::string Path;
     std::string Interface;
-    TCBusMessage Message;
+    std::uint64_t Sequence;
+    std::string Origin;
+    std::uint64_t Number;
+    TSNorvMailContent Content;
   };
 
   static int OnConnect(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
@@ -70,14 +73,21 @@ class TCRouterCore {
   static int OnReap(sd_event_source* Source, void* Core);
   static int OnMessage(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
 
-  void Accept();
+  void BeginTurn();
+  void EndTurn();
   void RunTasks();
+  void Accept();
   void Drop(TSConnection& Connection);
   int Route(TSConnection& Connection, sd_bus_message* Message);
   void RouteToRouter(TSConnection& Connection, sd_bus_message* Message);
   void RouteToMailbox(TSConnection& Connection, sd_bus_message* Message);
   void Greet(TSConnection& Connection, sd_bus_message* Message);
+  void RequireFreeIdentity(TSConnection const& Connection, std::string const& Identity) const;
   void Subscribe(TSConnection& Connection, sd_bus_message* Message);
+  void CatchUp(TSConnection& Connection, std::string const& Interface, MailWire::TSPosition Known);
+  void CatchUpByServices(TSConnection& Connection, std::string const& Interface);
+  TCBusMessage NewPublished(sd_bus* Bus, TSPublished const& Published) const;
+  void Keep(TSPublished Published);
   void Park(TSConnection& Connection, sd_bus_message* Message);
   void DeliverMail(TCNorvService& Owner, TSConnection& Connection, sd_bus_message* Message,
                    TCNorvMailClassID const& MailClass);
@@ -98,11 +108,12 @@ class TCRouterCore {
   std::map<std::string, std::deque<TSParked>> m_Parked;  // by mailbox path
   MailWire::TSPosition m_Position;
   std::deque<TSPublished> m_Recent;
+  std::size_t m_RecentBytes = 0;
 
   std::mutex m_Mutex;
-  std::condition_variable m_TasksDone;
+  std::condition_variable m_Changed;
   // guarded by m_Mutex
-  std::thread::id m_Runner;  // of the thread in Run()
+  std::thread::id m_Runner;  // whose turn it is: the thread in Run(), or in Execute() without it
   bool m_Stopping = false;
   std::deque<std::function<void()>> m_Tasks;
 };

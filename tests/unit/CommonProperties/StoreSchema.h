@@ -43,5 +43,6 @@ struct TStoreSchema {
       *new Property::TCPropertyID("PlantName", 3001, "", 3000, 0x20);
 
   /// Of no class.
-  Property::TCPropertyID& m_Loose = *new Property::TCPropertyID("Loose", 4001, "", m_NoParent, 0x20);
+  Property::TCPropertyID& m_Loose =
+      *new Property::TCPropertyID("Loose", 4001, "", m_NoParent, 0x20);
 };

@@ -247,8 +247,8 @@ TEST_F(TCCommonPropertyChangeNotifierTest, MakesTheChangeThrowWhenTheHookRefuses
   Notifier.m_Answer = false;
   Notifier.Enable();
 
-  TCException const Exception = CaughtException(
-      [this] { m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "new", true, ""); });
+  TCException const Exception =
+      CaughtException([this] { m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "new", true, ""); });
 
   ExpectNoHook(Exception);
   EXPECT_THAT(Notifier.get_Entries(), SizeIs(1));

@@ -444,6 +444,22 @@ TEST_F(TCCommonPropertyObjectValidate, TakesTheChangeOverAndWritesItToTheStore) 
                           "Name(30) String Field link(3) validation change from [x] to [xx]"));
 }
 
+TEST_F(TCCommonPropertyObjectValidate, TakesOnlyTheTextOverFromTheFunctionsCopy) {
+  m_Store.LoadProperty(NewText("x"));
+  TCCommonPropertyObject Value(m_Schema.m_String, 3, kMAC);
+
+  (void)Value.Validate([](TCCommonPropertyObject& Object) {
+    Object = TCCommonPropertyObject();
+    Object.SetRealValue("changed");
+  });
+
+  EXPECT_EQ(Value.GetRealValue(), "changed");
+  EXPECT_TRUE(Value.get_Defined());
+  EXPECT_FALSE(Value.get_Loaded());
+  EXPECT_EQ(&Value.get_ID(), &m_Schema.m_String);
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_String, 3, kMAC), "changed");
+}
+
 TEST_F(TCCommonPropertyObjectValidate, NotifiesTheChangeOnceAndCallsNoOtherHook) {
   m_Store.LoadProperty(NewText("x"));
   TCCommonPropertyObject Value = NewText("x");

@@ -235,8 +235,8 @@ TEST_F(TCPropertyCollectionSessions, FailASetBeforeAnythingChanges) {
 }
 
 TEST_F(TCPropertyCollectionSessions, FailAChoiceSetBeforeAnythingChanges) {
-  ExpectNoSession(CaughtException(
-      [this] { m_Store.SetProperty(m_Schema.m_Mode, 5, m_Schema.m_OffID, ""); }));
+  ExpectNoSession(
+      CaughtException([this] { m_Store.SetProperty(m_Schema.m_Mode, 5, m_Schema.m_OffID, ""); }));
   ExpectNoSession(CaughtException(
       [this] { m_Store.SetProperty(m_Schema.m_Mode, 5, m_Schema.m_OffID, kOtherMAC); }));
   EXPECT_THAT(m_Store.m_Properties, IsEmpty());
@@ -256,9 +256,8 @@ TEST_F(TCPropertyCollectionSessions, FailADeletion) {
 TEST_F(TCPropertyCollectionSessions, FailADeletionByLink) {
   Store(m_Schema.m_Name, 5, "own", kOwnMAC);
 
-  ExpectNoSession(CaughtException([this] {
-    m_Store.DeletePropertiesLinkedTo(5, Accessories::TCNullTypes<int>(), "");
-  }));
+  ExpectNoSession(CaughtException(
+      [this] { m_Store.DeletePropertiesLinkedTo(5, Accessories::TCNullTypes<int>(), ""); }));
 
   EXPECT_TRUE(m_Store.ExistProperty(m_Schema.m_Name, 5, kOwnMAC));
   EXPECT_TRUE(IsStoreFree());

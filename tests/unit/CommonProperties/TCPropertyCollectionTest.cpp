@@ -97,8 +97,7 @@ TEST_F(TCPropertyCollectionSingleton, IsNotRegisteredWhenTheSchemaIsInvalid) {
 
   TCException const Exception = CaughtException([] { TTestStore Store; });
 
-  EXPECT_EQ(Exception.get_Message(),
-            "Property Untyped(9000) Field does not specify Field Type");
+  EXPECT_EQ(Exception.get_Message(), "Property Untyped(9000) Field does not specify Field Type");
   EXPECT_EQ(TTestStore::m_Instance, nullptr);
   EXPECT_TRUE(IsStoreFree());
 }
@@ -430,8 +429,7 @@ TEST_F(TCPropertyCollectionReads, LeavesTheObjectsDataWhenTheFetchFails) {
 TEST_F(TCPropertyCollectionReads, UndefinesTheObjectBeforeItThrows) {
   TCCommonPropertyObject Object(m_Schema.m_SiteName, 5, "");
 
-  TCException const Exception =
-      CaughtException([&] { m_Store.getProperty(Object, false, ""); });
+  TCException const Exception = CaughtException([&] { m_Store.getProperty(Object, false, ""); });
 
   ExpectStoreException(Exception, "", "Unable to load Property SiteName(2001) String Field");
   EXPECT_FALSE(Object.get_Defined());
@@ -537,8 +535,8 @@ TEST_F(TCPropertyCollectionSystemWide, TestsANullClassAsClassZero) {
 }
 
 TEST_F(TCPropertyCollectionSystemWide, ThrowsForAnUnknownClass) {
-  TCException const Exception = CaughtException(
-      [] { TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int>(6)); });
+  TCException const Exception =
+      CaughtException([] { TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int>(6)); });
 
   EXPECT_EQ(Exception.get_Message(), "Property Container 6 have no Orvane link specification");
 }

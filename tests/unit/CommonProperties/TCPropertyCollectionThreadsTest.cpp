@@ -114,8 +114,8 @@ TEST_F(TCPropertyCollectionThreads, UseEveryOperationAtOnce) {
       std::string const Text = std::to_string(Round);
       m_Store.SetProperty(m_Schema.m_Name, 1, Text, "");
       m_Store.SetProperty(m_Schema.m_Count, 1, Round, kOtherMAC);
-      m_Store.SetProperty(m_Schema.m_Mode, 1,
-                          Round % 2 == 0 ? m_Schema.m_OffID : m_Schema.m_OnID, "");
+      m_Store.SetProperty(m_Schema.m_Mode, 1, Round % 2 == 0 ? m_Schema.m_OffID : m_Schema.m_OnID,
+                          "");
       m_Store.UpdateProperty(m_Schema.m_SiteName, 1, Text, true, "");
       m_Store.LoadProperty(m_Schema.m_PlantName, Text, 1, "");
       m_Store.LoadProperty(Whole);
@@ -226,8 +226,8 @@ TEST_F(TCPropertyCollectionThreads, ComeAndGoAsNotifiersWhileOthersWrite) {
   Writer.join();
 
   EXPECT_THAT(*TTestStore::m_Notifiers, IsEmpty());
-  EXPECT_THAT(Received, Each(Each(::testing::Field(&TTestNotifier::TEntry::second,
-                                                   eNotifyChanged))));
+  EXPECT_THAT(Received,
+              Each(Each(::testing::Field(&TTestNotifier::TEntry::second, eNotifyChanged))));
   EXPECT_THAT(Received, Each(SizeIs(::testing::Ge(1u))));
 }
 

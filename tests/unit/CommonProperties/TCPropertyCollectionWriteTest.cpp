@@ -11,6 +11,7 @@ using Property::eNotifyDeleted;
 using Property::TCBasicPropertyID;
 using Property::TCCommonPropertyObject;
 using Property::TCPropertyCollection;
+using Property::TCPropertyID;
 using Property::TCPropertyTransaction;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -163,9 +164,9 @@ TEST_F(TCPropertyCollectionSet, TakesTheDefaultForAnUnknownChoiceText) {
   m_Store.SetProperty(m_Schema.m_SiteMode, 5, "medium", "");
 
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_SiteMode, 5, ""), "2011");
-  EXPECT_THAT(m_Log.get_Warnings(),
-              ElementsAre(
-                  "Invalid Property Value [medium] assigned to SiteMode(2010) Choice Field"));
+  EXPECT_THAT(
+      m_Log.get_Warnings(),
+      ElementsAre("Invalid Property Value [medium] assigned to SiteMode(2010) Choice Field"));
 }
 
 TEST_F(TCPropertyCollectionSet, NormalisesABoolean) {
@@ -217,6 +218,16 @@ TEST_F(TCPropertyCollectionSet, HasStoredTheValueWhenTheHookThrows) {
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_SiteName, 5, ""), "new");
   EXPECT_THAT(m_Store.get_Calls(), ElementsAre("OnPropertyChanged"));
   EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionSet, KeepsNoTextForAChoiceFieldWithoutChoices) {
+  auto& Bare = *new TCPropertyID("Bare", 9001, "", TCNullTypes<int>(), 0x10);
+  Bare.set_Type(Property::eComboField);
+
+  m_Store.SetProperty(Bare, 5, "text", "");
+
+  EXPECT_EQ(m_Store.getPropertyData(Bare, 5, ""), "");
+  EXPECT_EQ(m_Store.GetProperty(Bare, 5, "").get_AsString(), "");
 }
 
 TEST_F(TCPropertyCollectionSet, TakesTheTextOfTheValueItself) {
@@ -389,8 +400,8 @@ TEST_F(TCPropertyCollectionUpdate, AddsAMissingValueAndNotifies) {
 }
 
 TEST_F(TCPropertyCollectionUpdate, ThrowsForAMissingValueThatIsNotToBeAdded) {
-  TCException const Exception = CaughtException(
-      [this] { m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "new", false, ""); });
+  TCException const Exception =
+      CaughtException([this] { m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "new", false, ""); });
 
   ExpectStoreException(Exception, "",
                        "Updating a non existing Property SiteName(2001) String Field");
@@ -404,6 +415,16 @@ TEST_F(TCPropertyCollectionUpdate, TakesAnEmptyMACAsItIs) {
 
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_Name, 5, ""), "none");
   EXPECT_FALSE(m_Store.ExistProperty(m_Schema.m_Name, 5, kOwnMAC));
+}
+
+TEST_F(TCPropertyCollectionUpdate, StoresWithoutMACBesideTheOwnValueThatStandsForIt) {
+  Store(m_Schema.m_Name, 5, "own", kOwnMAC);
+  ASSERT_TRUE(m_Store.ExistProperty(m_Schema.m_Name, 5, ""));
+
+  m_Store.UpdateProperty(m_Schema.m_Name, 5, "none", "");
+
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_Name, 5, ""), "none");
+  EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_Name, 5, kOwnMAC), "own");
 }
 
 TEST_F(TCPropertyCollectionUpdate, NotifiesWithTheLockHeldAndTheStoredValue) {
@@ -450,8 +471,8 @@ TEST_F(TCPropertyCollectionUpdate, IsNotTakenByATransaction) {
 TEST_F(TCPropertyCollectionUpdate, HasStoredTheValueWhenANotifierThrows) {
   m_Store.m_OnHook = [](std::string const&) { throw TCException("hook", 1).Format("refused"); };
 
-  TCException const Exception = CaughtException(
-      [this] { m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "new", true, ""); });
+  TCException const Exception =
+      CaughtException([this] { m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "new", true, ""); });
 
   EXPECT_EQ(Exception.get_Message(), "refused");
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_SiteName, 5, ""), "new");
@@ -459,8 +480,7 @@ TEST_F(TCPropertyCollectionUpdate, HasStoredTheValueWhenANotifierThrows) {
 }
 
 TEST_F(TCPropertyCollectionUpdate, IsSilentInItsShortForm) {
-  TCCommonPropertyObject* const Added =
-      m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "new", "");
+  TCCommonPropertyObject* const Added = m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "new", "");
   TCCommonPropertyObject* const Changed =
       m_Store.UpdateProperty(m_Schema.m_SiteName, 5, "newer", "");
 
@@ -602,8 +622,8 @@ TEST_F(TCPropertyCollectionLoad, IsNotTakenByATransaction) {
 // --- with bad data refused -----------------------------------------------------------------------
 
 TEST_F(TCPropertyCollectionCheckData, UpdateOfAMissingValueStoresNothing) {
-  TCException const Exception = CaughtException(
-      [this] { m_Store.UpdateProperty(m_Schema.m_SiteMode, 5, "99", true, ""); });
+  TCException const Exception =
+      CaughtException([this] { m_Store.UpdateProperty(m_Schema.m_SiteMode, 5, "99", true, ""); });
 
   EXPECT_EQ(Exception.get_Message(), kUnknownChoice);
   EXPECT_THAT(m_Store.m_Properties, IsEmpty());

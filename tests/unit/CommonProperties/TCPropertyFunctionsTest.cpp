@@ -73,7 +73,8 @@ TEST_F(TPropertyFunctionsWithoutStore, SettingAKnownChoiceNumberThrows) {
   ExpectNoStore(CaughtException([this] { SetPropertyChoiceID(m_Schema.m_Mode, 1011); }));
 }
 
-TEST_F(TPropertyFunctionsWithoutStore, SettingAnUnknownChoiceNumberWarnsAndAnswersAnUndefinedValue) {
+TEST_F(TPropertyFunctionsWithoutStore,
+       SettingAnUnknownChoiceNumberWarnsAndAnswersAnUndefinedValue) {
   TCCommonPropertyObject const& Answer = SetPropertyChoiceID(m_Schema.m_Mode, 99);
 
   EXPECT_FALSE(Answer.get_Defined());

@@ -335,8 +335,7 @@ TEST_F(TCPropertyTransactionTest, LetsOtherThreadsReadTheStoredValue) {
   m_Store.SetProperty(m_Schema.m_SiteName, 5, "pending", "");
   std::string Read;
 
-  OnAnotherThread(
-      [&] { Read = m_Store.GetProperty(m_Schema.m_SiteName, 5, "").GetRealValue(); });
+  OnAnotherThread([&] { Read = m_Store.GetProperty(m_Schema.m_SiteName, 5, "").GetRealValue(); });
 
   EXPECT_EQ(Read, "stored");
 }

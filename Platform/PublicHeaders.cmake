@@ -1,0 +1,4 @@
+# SPDX-License-Identifier: MIT
+# The headers that programs built with the library include.
+set(PUBLIC_HEADERS
+  PlatformExport.h)

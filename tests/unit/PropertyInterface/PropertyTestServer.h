@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// A property server for one test: answers as the test says and remembers what it was sent.
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Platform/Messaging/TCNorvMailMessage.h"
+#include "Platform/Messaging/TCNorvMailRouter.h"
+#include "Platform/Messaging/TCNorvService.h"
+#include "PropertyInterface/TCNorvPropertyObject.h"
+
+using TPropertyMail = TCNorvMailMessage<Property::TCNorvPropertyObject>;
+
+/// One value record. An empty link leaves the field unset.
+struct TRecord {
+  int m_ID;
+  std::string m_Data;
+  std::string m_Link;
+  std::string m_MAC;
+  bool m_Loaded = false;
+};
+
+/// Appends the records to a mail whose signal carries value records.
+void Fill(TPropertyMail& Mail, std::vector<TRecord> const& Records);
+
+/// Makes a private folder and points MAILROUTER_ADDRESS into it; nobody listens there yet.
+std::string MakeRouterFolder();
+
+/// Owns "@mailrouter.property" on a router of its own, which it runs on a thread at a socket in
+/// `Folder`, removed in the end. Every operation is safe on every thread.
+class TPropertyTestServer {
+ public:
+  explicit TPropertyTestServer(std::string const& Folder = MakeRouterFolder());
+  TPropertyTestServer(TPropertyTestServer const&) = delete;
+  TPropertyTestServer& operator=(TPropertyTestServer const&) = delete;
+  ~TPropertyTestServer();
+
+  /// What a request for all properties is answered with, as (2, 1).
+  void AnswerAll(std::vector<TRecord> Records);
+  /// What a request for one property is answered with.
+  void AnswerOne(std::vector<TRecord> Records, int SignalType = 4, int SignalName = 2);
+  /// Refuses every request from now on.
+  void Refuse();
+  /// Runs on the router's thread before each request is answered.
+  void OnRequest(std::function<void()> Hook);
+  /// Runs on the router's thread after each mail was taken; may call PublishHere.
+  void OnMail(std::function<void()> Hook);
+
+  /// Sends a mail to every subscribed process.
+  void Publish(int SignalType, int SignalName, std::vector<TRecord> const& Records);
+  /// The same, on the router's thread.
+  void PublishHere(int SignalType, int SignalName, std::vector<TRecord> const& Records);
+
+  /// The texts of what arrived so far, in order.
+  std::vector<std::string> get_Requests() const;
+  std::vector<std::string> get_Mails() const;
+
+ private:
+  class TService;
+
+  std::string const m_Folder;
+  std::unique_ptr<TCNorvMailRouter> m_Router;
+  std::unique_ptr<TService> m_Service;
+  std::thread m_Thread;
+};
