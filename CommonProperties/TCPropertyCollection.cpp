@@ -121,7 +121,7 @@ TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Va
     TCCommonPropertyObject& Stored = *Removed->second;
     m_Properties.emplace(Key, &Stored);
     Stored = std::move(Value);
-    Removed->second.release();
+    static_cast<void>(Removed->second.release());  // m_Properties owns it now
     m_Removed.erase(Removed);
     return Stored;
   }

@@ -147,8 +147,11 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
   Copy.Copy(Mail);
   bool const Notified = !IsBulkLoad(Copy);
   std::vector<TCCommonPropertyObject const*> Changed;
-  for (int Index = 0; Index < Copy.RecordCount(); ++Index) {
-    TCNorvPropertyObject::TCRecord const& Record = Copy.GetMailRecord(Index)->get_Record();
+  // One record for all, decoded anew: a bulk load has hundreds of thousands.
+  TSNorvMailContent const Content = Copy.get_Content();
+  TCNorvPropertyObject::TCRecord Record;
+  for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
+    Record.Decode(Content.Body->get_Record(Index));
     std::string const MAC = Record.m_MAC.get_AsString();
     Accessories::TCRecordID const Link = Record.m_Link.get_AsRecordID();
     TCPropertyID const* const ID = TCPropertyID::Find(Record.m_ID);

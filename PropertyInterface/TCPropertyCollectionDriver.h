@@ -71,6 +71,8 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   TCNorvMailFunctions<TCPropertyCollectionDriver> m_MailFunctions;
   std::atomic<bool> m_OwnMACOnly{true};
 
+  // Beside the base's, which may be a store of another class.
+  // cppcheck-suppress duplInheritedMember
   static std::atomic<TCPropertyCollectionDriver*> m_Instance;
   static std::atomic<bool> m_Created;
 };

@@ -211,7 +211,7 @@ std::string ClassInterface(TCNorvMailClassID const& MailClass) {
   char* Path = nullptr;
   Require(sd_bus_path_encode("/", MailClass.get_Name().c_str(), &Path), "make a class's interface");
   TCText const Owner(Path);
-  std::string const Interface =
+  std::string Interface =
       std::string(kClassPrefix) + (Path + 1) + ".v" + ToString(MailClass.get_Version());
   if (sd_bus_interface_name_is_valid(Interface.c_str()) <= 0) {
     throw TCException(kSource, __LINE__)

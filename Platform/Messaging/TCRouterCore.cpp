@@ -434,6 +434,9 @@ void TCRouterCore::DeliverRequest(TCNorvService& Owner, TSConnection& Connection
                                   sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
   char const* Identity = nullptr;
   MailWire::Require(sd_bus_message_read(Message, "s", &Identity), "read an envelope");
+  if (Connection.Sender.Identity != Identity) {
+    throw TCException(kSource, __LINE__).Format("a mail in another's name");
+  }
   TSNorvMailContent const Request = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
   TSNorvMailContent Answer{MailClass, 0, 0, TCNorvMailBody::Empty()};
   if (!Owner.OnRequest(Connection.Sender, Request, Answer)) {

@@ -30,9 +30,9 @@ class PROPERTY_PLATFORM_EXPORT TCNullTypes {
   template <class P, class B = T, std::enable_if_t<std::is_same_v<B, bool>, int> = 0>
   TCNullTypes(P*) = delete;
   TCNullTypes(TCNullTypes const&) = default;
-  TCNullTypes(TCNullTypes&&) = default;
+  TCNullTypes(TCNullTypes&&) noexcept = default;
   TCNullTypes& operator=(TCNullTypes const&) = default;
-  TCNullTypes& operator=(TCNullTypes&&) = default;
+  TCNullTypes& operator=(TCNullTypes&&) noexcept = default;
   virtual ~TCNullTypes() = default;
 
   TCNullTypes& operator=(T Value) {
@@ -43,7 +43,8 @@ class PROPERTY_PLATFORM_EXPORT TCNullTypes {
   /// Throws std::logic_error for a null pointer; the object is unchanged.
   template <class P, std::enable_if_t<kIsText<P>, int> = 0>
   TCNullTypes& operator=(P* Text) {
-    return *this = T(Text);
+    *this = T(Text);
+    return *this;
   }
   template <class P, class B = T, std::enable_if_t<std::is_same_v<B, bool>, int> = 0>
   TCNullTypes& operator=(P*) = delete;

@@ -25,6 +25,8 @@ struct TEarlyClient {
     m_Classes = TCBasicPropertyID::m_Classlist;
     m_OfTable = TCPropertyContainer::GetClassListForTableID(2000);
   }
+  TEarlyClient(TEarlyClient const&) = delete;
+  TEarlyClient& operator=(TEarlyClient const&) = delete;
 
   bool m_NoClasses;
   TCPropertyID* m_Field;
