@@ -43,17 +43,24 @@ std::string Describe(TSNorvMailSender const& Sender) {
          std::to_string(Sender.User) + ")";
 }
 
+// The bus library does not look up the name of a peer without a bus, so it is asked by number.
+std::string ProcessName(pid_t Process) {
+  sd_bus_creds* Raw = nullptr;
+  char const* Name = nullptr;
+  int const Result = sd_bus_creds_new_from_pid(&Raw, Process, SD_BUS_CREDS_COMM);
+  TCBusCredentials const Credentials(Raw);
+  return Result >= 0 && sd_bus_creds_get_comm(Raw, &Name) >= 0 ? Name : "unknown";
+}
+
 void ReadCredentials(sd_bus* Bus, TSNorvMailSender& Sender) {
   sd_bus_creds* Raw = nullptr;
-  constexpr std::uint64_t kMask = SD_BUS_CREDS_PID | SD_BUS_CREDS_EUID | SD_BUS_CREDS_EGID |
-                                  SD_BUS_CREDS_COMM | SD_BUS_CREDS_AUGMENT;
+  constexpr std::uint64_t kMask = SD_BUS_CREDS_PID | SD_BUS_CREDS_EUID | SD_BUS_CREDS_EGID;
   MailWire::Require(sd_bus_get_owner_creds(Bus, kMask, &Raw), "read credentials");
   TCBusCredentials const Credentials(Raw);
   MailWire::Require(sd_bus_creds_get_euid(Raw, &Sender.User), "read the user");
   sd_bus_creds_get_egid(Raw, &Sender.Group);
   sd_bus_creds_get_pid(Raw, &Sender.Process);
-  char const* Name = nullptr;
-  Sender.ProcessName = sd_bus_creds_get_comm(Raw, &Name) >= 0 ? Name : "unknown";
+  Sender.ProcessName = ProcessName(Sender.Process);
 }
 
 }  // namespace

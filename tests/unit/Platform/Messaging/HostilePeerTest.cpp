@@ -1,0 +1,293 @@
+// SPDX-License-Identifier: MIT
+// Peers that do not keep to the protocol: the router refuses, logs, and serves everybody else.
+#include <gmock/gmock.h>
+
+#include <sys/mman.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "MessagingFixture.h"
+#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/MailWire.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::EndsWith;
+using ::testing::IsEmpty;
+
+constexpr char kInterface[] = "mailrouter.class.test.v1";
+
+// Speaks to the router without a proxy.
+class TPeer {
+ public:
+  explicit TPeer(std::string const& Address) {
+    sd_bus* Bus = nullptr;
+    EXPECT_GE(sd_bus_new(&Bus), 0);
+    m_Bus.reset(Bus);
+    EXPECT_GE(sd_bus_set_address(Bus, Address.c_str()), 0);
+    EXPECT_GE(sd_bus_negotiate_fds(Bus, 1), 0);
+    EXPECT_GE(sd_bus_start(Bus), 0);
+  }
+
+  TCBusMessage NewCall(std::string const& Path, char const* Interface, char const* Member) {
+    sd_bus_message* Message = nullptr;
+    EXPECT_GE(sd_bus_message_new_method_call(m_Bus.get(), &Message, nullptr, Path.c_str(),
+                                             Interface, Member),
+              0);
+    return TCBusMessage(Message);
+  }
+
+  TCBusMessage NewMail(char const* Member = MailWire::kSend, char const* Interface = kInterface) {
+    return NewCall(MailWire::MailboxPath(kMailbox), Interface, Member);
+  }
+
+  // "" for success, else the error's name and text.
+  std::string Call(TCBusMessage const& Message) {
+    sd_bus_error Error = SD_BUS_ERROR_NULL;
+    constexpr std::uint64_t kMicroseconds = 30000000;
+    std::string Result;
+    if (sd_bus_call(m_Bus.get(), Message.get(), kMicroseconds, &Error, nullptr) < 0) {
+      Result = std::string(Error.name) + ": " + Error.message;
+    }
+    sd_bus_error_free(&Error);
+    return Result;
+  }
+
+  std::string Greet(char const* Identity = "peer", std::uint32_t Version = 1) {
+    TCBusMessage const Hello =
+        NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kHello);
+    EXPECT_GE(sd_bus_message_append(Hello.get(), "sus", Identity, Version, ""), 0);
+    return Call(Hello);
+  }
+
+ private:
+  TCBusHandle m_Bus;
+};
+
+// What a refusal looks like to the peer.
+std::string Refused(std::string const& Text) {
+  return "mailrouter.Error.Refused: " + Text;
+}
+
+struct HostilePeer : TMessagingFixture {
+  // After whatever the peer did, the router serves others and has logged `Reason` last.
+  void ExpectServedAndLogged(std::string const& Reason) {
+    EXPECT_THAT(Errors().WaitFor(1), ElementsAre(EndsWith(Reason)));
+    ExpectServed();
+  }
+  static void ExpectServed() {
+    TTestProxy Proxy;
+    EXPECT_TRUE(Proxy.AskNumber(1));
+  }
+
+  int RawConnection() const {
+    sockaddr_un Name = {};
+    Name.sun_family = AF_UNIX;
+    std::memcpy(Name.sun_path, SocketPath().data(), SocketPath().size());
+    int const Socket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(connect(Socket, reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)), 0);
+    return Socket;
+  }
+
+  // Sends `Bytes` and waits until the router has ended the connection.
+  void ExpectEnded(std::string const& Bytes) const {
+    int const Socket = RawConnection();
+    EXPECT_EQ(send(Socket, Bytes.data(), Bytes.size(), MSG_NOSIGNAL),
+              static_cast<ssize_t>(Bytes.size()));
+    char Buffer[256];
+    while (recv(Socket, Buffer, sizeof(Buffer), 0) > 0) {
+    }
+    close(Socket);
+  }
+
+  TTestServer m_Server;
+};
+
+// Authentication as this user and the start of messages, as bytes.
+std::string Authenticated() {
+  return std::string("\0", 1) + "AUTH EXTERNAL\r\nDATA\r\nBEGIN\r\n";
+}
+
+TEST_F(HostilePeer, ThatSendsGarbageIsDropped) {
+  ExpectEnded(std::string(4096, '\xa5'));
+  EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(EndsWith(" ended before its greeting")));
+  ExpectServed();
+}
+
+TEST_F(HostilePeer, ThatSendsGarbageAfterAuthenticationIsDropped) {
+  ExpectEnded(Authenticated() + std::string(4096, '\xa5'));
+  EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(EndsWith(" ended before its greeting")));
+  ExpectServed();
+}
+
+TEST_F(HostilePeer, ThatSendsHalfAMessageIsDropped) {
+  int const Socket = RawConnection();
+  std::string const Bytes = Authenticated() + std::string("l\1\0\1\x20\0\0\0\1\0\0\0", 12);
+  EXPECT_EQ(send(Socket, Bytes.data(), Bytes.size(), MSG_NOSIGNAL),
+            static_cast<ssize_t>(Bytes.size()));
+  close(Socket);
+  EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(EndsWith(" ended before its greeting")));
+  ExpectServed();
+}
+
+TEST_F(HostilePeer, MailBeforeTheGreetingIsRefused) {
+  TPeer Peer(Address());
+  TCBusMessage const Mail = Peer.NewMail();
+  sd_bus_message_append(Mail.get(), "sttiia(uisv)", "peer", std::uint64_t{1}, std::uint64_t{0}, 2,
+                        1, 0);
+  EXPECT_EQ(Peer.Call(Mail), Refused("a mail before the greeting"));
+  ExpectServedAndLogged(" refused: a mail before the greeting");
+}
+
+TEST_F(HostilePeer, AnotherProtocolVersionIsRefused) {
+  TPeer Peer(Address());
+  EXPECT_EQ(Peer.Greet("peer", 2),
+            "mailrouter.Error.Protocol: protocol version 2 is not spoken here, only 1");
+  ExpectServed();
+}
+
+TEST_F(HostilePeer, AnIdentityOfImpossibleLengthIsRefused) {
+  TPeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(""), Refused("an identity has 1 to 64 bytes"));
+  EXPECT_EQ(Peer.Greet(std::string(65, 'x').c_str()), Refused("an identity has 1 to 64 bytes"));
+  EXPECT_EQ(Peer.Greet(), "");
+}
+
+TEST_F(HostilePeer, ASecondGreetingIsRefused) {
+  TPeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_EQ(Peer.Greet("other"), Refused("a second greeting"));
+}
+
+TEST_F(HostilePeer, ItsOwnIdentityMayReturnWhileTheFormerConnectionLasts) {
+  TPeer Former(Address());
+  TPeer Present(Address());
+  EXPECT_EQ(Former.Greet("same"), "");
+  EXPECT_EQ(Present.Greet("same"), "");
+}
+
+TEST_F(HostilePeer, MailInAnothersNameIsRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  TCBusMessage const Mail = Peer.NewMail();
+  sd_bus_message_append(Mail.get(), "sttiia(uisv)", "another", std::uint64_t{1}, std::uint64_t{0},
+                        2, 1, 0);
+  EXPECT_EQ(Peer.Call(Mail), Refused("a mail in another's name"));
+  ExpectServedAndLogged(" refused: a mail in another's name");
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(0), IsEmpty());
+}
+
+TEST_F(HostilePeer, RequestInAnothersNameIsRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
+  sd_bus_message_append(Request.get(), "siia(uisv)", "another", 1, 1, 0);
+  EXPECT_EQ(Peer.Call(Request), Refused("a mail in another's name"));
+}
+
+TEST_F(HostilePeer, AnEnvelopeOfAnotherTypeIsRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  TCBusMessage const Mail = Peer.NewMail();
+  sd_bus_message_append(Mail.get(), "us", 1, "peer");
+  EXPECT_THAT(Peer.Call(Mail), ::testing::StartsWith("mailrouter.Error.Refused: "));
+  ExpectServedAndLogged("No such device or address");
+}
+
+// Sends records of a signature as a request, so that the refusal comes back.
+std::string AskWith(TPeer& Peer, char const* Records) {
+  TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
+  sd_bus_message_append(Request.get(), "sii", "peer", 1, 1);
+  if (*Records != '\0') {
+    sd_bus_message_append(Request.get(), Records, 0);
+  }
+  return Peer.Call(Request);
+}
+
+TEST_F(HostilePeer, RecordsOfUnknownTypesAreRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  EXPECT_EQ(AskWith(Peer, "a(ud)"), Refused("Malformed mail: a field of an unknown type"));
+  EXPECT_EQ(AskWith(Peer, "a(u(ii))"), Refused("Malformed mail: a field of an unknown type"));
+  EXPECT_EQ(AskWith(Peer, "a(is)"), Refused("Malformed mail: records of type (is)"));
+  EXPECT_EQ(AskWith(Peer, "a{us}"), Refused("Malformed mail: records of type {us}"));
+  EXPECT_EQ(AskWith(Peer, "u"), Refused("Malformed mail: no records"));
+  ExpectServed();
+}
+
+TEST_F(HostilePeer, MoreThanItsRecordsIsRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  EXPECT_EQ(AskWith(Peer, "a(ui)i"), Refused("Malformed mail: more than its records"));
+}
+
+TEST_F(HostilePeer, AnUnknownAssignedFieldIsRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
+  sd_bus_message_append(Request.get(), "siia(ui)", "peer", 1, 1, 1, 2, 5);
+  EXPECT_EQ(Peer.Call(Request), Refused("Malformed mail: an unknown field is assigned"));
+}
+
+TEST_F(HostilePeer, AnUnsealedMemoryFileIsRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  TCFileDescriptor const File(memfd_create("test", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+  TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
+  sd_bus_message_append(Request.get(), "siih", "peer", 1, 1, File.get());
+  EXPECT_EQ(Peer.Call(Request), Refused("Malformed mail: a memory file that is not sealed"));
+  ExpectServed();
+}
+
+TEST_F(HostilePeer, AMalformedMailIsAcknowledgedAndTheNextIsDelivered) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  for (int Number = 1; Number <= 2; ++Number) {
+    TCBusMessage const Mail = Peer.NewMail();
+    sd_bus_message_append(Mail.get(), "sttii", "peer", static_cast<std::uint64_t>(Number),
+                          std::uint64_t{0}, 2, 1);
+    if (Number == 1) {
+      sd_bus_message_append(Mail.get(), "s", "no records");
+    } else {
+      sd_bus_message_append(Mail.get(), "a(uisv)", 1, 3, 7, "seven", "s", "");
+    }
+    // Mails are not answered, so the call is sent as one that expects nothing.
+    sd_bus_message_set_expect_reply(Mail.get(), 0);
+    ASSERT_GE(sd_bus_send(nullptr, Mail.get(), nullptr), 0);
+  }
+  Peer.Call(Peer.NewCall(MailWire::kRouterPath, "org.freedesktop.DBus.Peer", "Ping"));
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(1), ElementsAre(7));
+  EXPECT_THAT(Errors().WaitFor(1).at(0), EndsWith(" refused: Malformed mail: no records"));
+}
+
+TEST_F(HostilePeer, AnUnknownInterfaceOfAMailboxIsRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  EXPECT_THAT(Peer.Call(Peer.NewMail(MailWire::kRequest, "some.Interface")),
+              ::testing::StartsWith("org.freedesktop.DBus.Error.UnknownObject: "));
+  ExpectServed();
+}
+
+TEST_F(HostilePeer, UnknownOperationsAreRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  EXPECT_EQ(Peer.Call(Peer.NewMail("Erase")), Refused("a mailbox knows no operation Erase"));
+  EXPECT_EQ(Peer.Call(Peer.NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, "Erase")),
+            Refused("the router knows no operation Erase"));
+}
+
+TEST_F(HostilePeer, ASubscriptionToNoMailClassIsRefused) {
+  TPeer Peer(Address());
+  Peer.Greet();
+  TCBusMessage const Subscription =
+      Peer.NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kSubscribe);
+  sd_bus_message_append(Subscription.get(), "stt", "some.Interface", std::uint64_t{0},
+                        std::uint64_t{0});
+  EXPECT_EQ(Peer.Call(Subscription), Refused("some.Interface is no mail class"));
+}
+
+}  // namespace

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: MIT
+// Mails that are sent without waiting: order, acknowledgement, restarts of the router, limits.
+#include <gmock/gmock.h>
+
+#include <unistd.h>
+
+#include <optional>
+
+#include "MessagingFixture.h"
+#include "tests/unit/CommonProperties/CaughtException.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ProxyMail = TMessagingFixture;
+
+TEST_F(ProxyMail, ReachesTheServiceInTheOrderOfSending) {
+  TTestServer Server;
+  TTestProxy Proxy;
+  for (int Number = 1; Number <= 500; ++Number) {
+    ASSERT_TRUE(Proxy.SendNumber(Number));
+  }
+  EXPECT_EQ(Server.m_Service.m_Mails.WaitFor(500), Numbers(1, 500));
+}
+
+TEST_F(ProxyMail, IsAcknowledgedByTheService) {
+  TTestServer Server;
+  TTestProxy Proxy;
+  Proxy.SendNumber(1);
+  EXPECT_TRUE(Proxy.WaitForAcknowledgements(kPatienceMilliseconds));
+  EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(1), ElementsAre(1));
+}
+
+TEST_F(ProxyMail, StaysUnacknowledgedWhileTheServiceKeepsSilent) {
+  TTestServer Server(nullptr, false);
+  TTestProxy Proxy;
+  Proxy.SendNumber(1);
+  Server.m_Service.m_Mails.WaitFor(1);
+  EXPECT_FALSE(Proxy.WaitForAcknowledgements(1));
+}
+
+TEST_F(ProxyMail, WaitsForARouterThatStartsLater) {
+  TTestProxy Proxy;
+  Proxy.SendNumber(1);
+  Proxy.SendNumber(2);
+  TTestServer Server;
+  EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(2), ElementsAre(1, 2));
+}
+
+TEST_F(ProxyMail, ReachesAServiceThatOpensLater) {
+  TCNorvMailRouter Router;
+  std::thread Thread([&] { Router.Run(); });
+  TTestProxy Proxy;
+  Proxy.SendNumber(1);
+  EXPECT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
+  {
+    TTestService Service(Router);
+    Service.Open();
+    EXPECT_THAT(Service.m_Mails.WaitFor(1), ElementsAre(1));
+  }
+  Router.Stop();
+  Thread.join();
+}
+
+TEST_F(ProxyMail, IsSentAgainInOrderToANewRouter) {
+  std::optional<TTestServer> Server;
+  Server.emplace(nullptr, false);
+  TTestProxy Proxy;
+  for (int Number = 1; Number <= 20; ++Number) {
+    Proxy.SendNumber(Number);
+  }
+  Server->m_Service.m_Mails.WaitFor(20);
+  Server.reset();
+  Proxy.SendNumber(21);
+  Server.emplace();
+  EXPECT_EQ(Server->m_Service.m_Mails.WaitFor(21), Numbers(1, 21));
+  EXPECT_TRUE(Proxy.WaitForAcknowledgements(kPatienceMilliseconds));
+}
+
+TEST_F(ProxyMail, CarriesAnyBytes) {
+  TTestServer Server;
+  TTestProxy Proxy;
+  std::string const Bytes("\xff\xfe\0 zero \xc3", 9);
+  Proxy.SendNumber(1, Bytes);
+  EXPECT_THAT(Server.m_Service.m_Texts.WaitFor(1), ElementsAre(Bytes));
+}
+
+TEST_F(ProxyMail, CarriesManyMemoryFiles) {
+  TTestServer Server;
+  TTestProxy Proxy;
+  std::string const Large(kLargeText, 'x');
+  for (int Number = 1; Number <= 100; ++Number) {
+    Proxy.SendNumber(Number, Large);
+  }
+  EXPECT_EQ(Server.m_Service.m_Mails.WaitFor(100), Numbers(1, 100));
+}
+
+TEST_F(ProxyMail, NamesItsSender) {
+  TTestServer Server;
+  TTestProxy Proxy;
+  Proxy.SendNumber(1);
+  TSNorvMailSender const Sender = Server.m_Service.m_Senders.WaitFor(1).at(0);
+  EXPECT_EQ(Sender.Process, getpid());
+  EXPECT_EQ(Sender.User, geteuid());
+  EXPECT_EQ(Sender.Group, getegid());
+  EXPECT_EQ(Sender.ProcessName, "platform_messag");  // the system keeps 15 characters
+  EXPECT_EQ(Sender.Identity.size(), 32U);
+  EXPECT_EQ(Sender.Device, TCMACAddress::Own(""));
+}
+
+TEST_F(ProxyMail, IsRefusedPastTheLimitOfUnacknowledgedMail) {
+  TTestProxy Proxy;
+  std::string const Half(std::size_t{33} << 20, 'x');
+  ASSERT_TRUE(Proxy.SendNumber(1, Half));
+  TCException const Exception = CaughtException([&] { Proxy.SendNumber(2, Half); });
+  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/TCNorvServiceProxy");
+  EXPECT_EQ(Exception.get_Message(),
+            "cannot send a mail of 34603089 bytes: 34603089 bytes wait for acknowledgement, at "
+            "most 67108864 are kept");
+}
+
+TEST_F(ProxyMail, IsRefusedForAClassThatHasNoInterface) {
+  TTestProxy Proxy;
+  TCNorvMessage Mail(TCNorvMailClassID("test", -1), eNorvChange, 1);
+  TCException const Exception = CaughtException([&] { Mail.Send(TestMailbox(), &Proxy, 0); });
+  EXPECT_EQ(Exception.get_Message(),
+            "mailrouter.class.test.v-1 is no interface that a mail class can have");
+}
+
+TEST_F(ProxyMail, IsNotTakenWithoutProxy) {
+  TCNorvMessage Mail(TestClass(), eNorvChange, 1);
+  EXPECT_FALSE(Mail.Send(TestMailbox(), nullptr, 0));
+}
+
+TEST_F(ProxyMail, ThatTheServiceThrowsForIsLoggedAndTheNextIsDelivered) {
+  TTestServer Server([](TTestService& Service) {
+    Service.m_OnMail = [](TSNorvReceivedMail const& Mail) {
+      if (FirstNumber(Mail.Content) == 1) {
+        throw std::runtime_error("no room");
+      }
+      if (FirstNumber(Mail.Content) == 2) {
+        throw 2;
+      }
+    };
+  });
+  TTestProxy Proxy;
+  Proxy.SendNumber(1);
+  Proxy.SendNumber(2);
+  Proxy.SendNumber(3);
+  EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(1), ElementsAre(3));
+  EXPECT_TRUE(Proxy.WaitForAcknowledgements(kPatienceMilliseconds));
+  std::string const Start = "Mail of platform_messag (process " + std::to_string(getpid()) +
+                            ", user " + std::to_string(geteuid()) + ") refused: ";
+  EXPECT_THAT(Errors().WaitFor(2),
+              ElementsAre(Start + "no room", Start + "an exception of an unknown type"));
+}
+
+TEST_F(ProxyMail, WaitsWhenTheRouterIsGoneWithoutRaisingASignal) {
+  std::optional<TTestServer> Server;
+  Server.emplace();
+  TTestProxy Proxy;
+  ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
+  Server.reset();
+  for (int Number = 1; Number <= 100; ++Number) {
+    EXPECT_TRUE(Proxy.SendNumber(Number));
+  }
+  Server.emplace();
+  EXPECT_EQ(Server->m_Service.m_Mails.WaitFor(100), Numbers(1, 100));
+}
+
+}  // namespace

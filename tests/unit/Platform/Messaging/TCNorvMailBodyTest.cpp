@@ -1,0 +1,186 @@
+// SPDX-License-Identifier: MIT
+// Records in memory files: what is written, and what is refused when read.
+#include "Platform/Messaging/TCNorvMailBody.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "tests/unit/CommonProperties/CaughtException.h"
+
+namespace {
+
+std::string Word(std::uint32_t Value) {
+  std::string Bytes;
+  for (int Shift = 0; Shift < 32; Shift += 8) {
+    Bytes.push_back(static_cast<char>((Value >> Shift) & 0xffU));
+  }
+  return Bytes;
+}
+
+std::string Header(std::uint32_t Count, std::string const& Signature, std::uint32_t Version = 1) {
+  return "MAILBODY" + Word(Version) + Word(Count) +
+         Word(static_cast<std::uint32_t>(Signature.size())) + Signature;
+}
+
+// A file of this process's own making; closed with the test's process.
+class TMemoryFile {
+ public:
+  explicit TMemoryFile(std::string const& Bytes,
+                       int Seals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL)
+      : m_File(memfd_create("test", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
+    EXPECT_EQ(write(m_File, Bytes.data(), Bytes.size()), static_cast<ssize_t>(Bytes.size()));
+    EXPECT_EQ(fcntl(m_File, F_ADD_SEALS, Seals), 0);
+  }
+  ~TMemoryFile() { close(m_File); }
+  int get() const { return m_File; }
+
+ private:
+  int m_File;
+};
+
+void ExpectMalformed(TMemoryFile const& File, std::string const& Reason) {
+  TCException const Exception =
+      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get()); });
+  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/TCNorvMailBody");
+  EXPECT_EQ(Exception.get_Message(), "Malformed mail: " + Reason);
+}
+
+std::string const kRecord = Word(3) + Word(7) + Word(2) + "ab";
+
+TEST(MailBody, IsReadFromAMemoryFile) {
+  TMemoryFile const File(Header(2, "is") + kRecord + kRecord);
+  auto const Body = TCNorvMailBody::FromMemoryFile(File.get());
+  EXPECT_EQ(Body->get_Signature(), "is");
+  EXPECT_EQ(Body->get_Count(), 2);
+  EXPECT_EQ(Body->get_Record(0), kRecord);
+  EXPECT_EQ(Body->get_Record(1), kRecord);
+}
+
+TEST(MailBody, SurvivesItsFile) {
+  std::shared_ptr<TCNorvMailBody const> Body;
+  {
+    TMemoryFile const File(Header(1, "is") + kRecord);
+    Body = TCNorvMailBody::FromMemoryFile(File.get());
+  }
+  EXPECT_EQ(Body->get_Record(0), kRecord);
+}
+
+TEST(MailBody, WritesASealedMemoryFile) {
+  TCNorvMailBody::TCWriter Writer("is");
+  Writer.AppendRecord(kRecord);
+  int const File = Writer.Finish()->MakeMemoryFile();
+  EXPECT_EQ(fcntl(File, F_GET_SEALS), F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);
+  EXPECT_EQ(fcntl(File, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+  std::string const Expected = Header(1, "is") + kRecord;
+  std::string Bytes(Expected.size() + 1, '\0');
+  EXPECT_EQ(pread(File, Bytes.data(), Bytes.size(), 0), static_cast<ssize_t>(Expected.size()));
+  Bytes.pop_back();
+  EXPECT_EQ(Bytes, Expected);
+  close(File);
+}
+
+TEST(MailBody, WithoutRecordsSurvivesAMemoryFile) {
+  int const File = TCNorvMailBody::Empty()->MakeMemoryFile();
+  EXPECT_EQ(TCNorvMailBody::FromMemoryFile(File)->get_Count(), 0);
+  close(File);
+}
+
+TEST(MailBody, RefusesAFileThatMayStillChange) {
+  std::string const Bytes = Header(1, "is") + kRecord;
+  ExpectMalformed(TMemoryFile(Bytes, 0), "a memory file that is not sealed");
+  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL),
+                  "a memory file that is not sealed");
+  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW),
+                  "a memory file that is not sealed");
+}
+
+TEST(MailBody, RefusesWhatIsNoMemoryFile) {
+  int Pipe[2];
+  ASSERT_EQ(pipe(Pipe), 0);
+  TCException const Exception = CaughtException([&] { TCNorvMailBody::FromMemoryFile(Pipe[0]); });
+  EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file that is not sealed");
+  close(Pipe[0]);
+  close(Pipe[1]);
+}
+
+TEST(MailBody, RefusesAnEmptyFile) {
+  ExpectMalformed(TMemoryFile(""), "a memory file of an impossible size");
+}
+
+TEST(MailBody, RefusesAFileAboveTheLimit) {
+  TMemoryFile const File(Header(1, "is") + kRecord);
+  TCException const Exception =
+      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get(), 10); });
+  EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file of an impossible size");
+}
+
+TEST(MailBody, RefusesAShortHeader) {
+  ExpectMalformed(TMemoryFile(Header(0, "").substr(0, 19)), "a memory file that holds no mail");
+}
+
+TEST(MailBody, RefusesAnotherMagic) {
+  ExpectMalformed(TMemoryFile("mailbody" + Header(0, "").substr(8)),
+                  "a memory file that holds no mail");
+}
+
+TEST(MailBody, RefusesAnotherVersion) {
+  ExpectMalformed(TMemoryFile(Header(0, "", 2)), "a memory file of an unknown version");
+}
+
+TEST(MailBody, RefusesASignatureLongerThanTheFile) {
+  ExpectMalformed(TMemoryFile("MAILBODY" + Word(1) + Word(0) + Word(0xffffffffU) + "is"),
+                  "a memory file that ends early");
+}
+
+TEST(MailBody, RefusesUnknownFieldTypes) {
+  ExpectMalformed(TMemoryFile(Header(0, "ix")), "a field of an unknown type");
+  ExpectMalformed(TMemoryFile(Header(1, "v") + Word(1) + "x" + Word(0)),
+                  "a field of an unknown type");
+  ExpectMalformed(TMemoryFile(Header(1, "v") + Word(1) + "v" + Word(0)),
+                  "a field of an unknown type");
+}
+
+TEST(MailBody, RefusesTooManyFields) {
+  ExpectMalformed(TMemoryFile(Header(0, std::string(33, 'i'))), "too many fields in a record");
+}
+
+TEST(MailBody, RefusesACountThatTheBytesCanNotHold) {
+  ExpectMalformed(TMemoryFile(Header(0xffffffffU, "is") + kRecord),
+                  "more records than its bytes can hold");
+}
+
+TEST(MailBody, RefusesAMissingRecord) {
+  ExpectMalformed(TMemoryFile(Header(2, "is") + kRecord), "a record ends early");
+}
+
+TEST(MailBody, RefusesATextLongerThanTheFile) {
+  ExpectMalformed(TMemoryFile(Header(1, "s") + Word(1) + Word(3) + "ab"), "a record ends early");
+  ExpectMalformed(TMemoryFile(Header(1, "s") + Word(1) + Word(0xffffffffU) + "ab"),
+                  "a record ends early");
+}
+
+TEST(MailBody, RefusesBytesBehindTheLastRecord) {
+  ExpectMalformed(TMemoryFile(Header(1, "is") + kRecord + "x"), "bytes after the last record");
+}
+
+TEST(MailBody, RefusesABooleanOfTwo) {
+  ExpectMalformed(TMemoryFile(Header(1, "b") + Word(1) + "\2"),
+                  "a boolean that is neither 0 nor 1");
+}
+
+TEST(MailBody, RefusesAnAssignedFieldThatIsNotThere) {
+  ExpectMalformed(TMemoryFile(Header(1, "b") + Word(2) + "\1"),
+                  "an assigned field that the record does not have");
+}
+
+TEST(MailBody, WriterRefusesAFieldOfAnotherType) {
+  TCNorvMailBody::TCWriter Writer("i");
+  Writer.BeginRecord(1);
+  TCException const Exception = CaughtException([&] { Writer.AppendField({true, 's', 0, "x"}); });
+  EXPECT_EQ(Exception.get_Message(),
+            "Malformed mail: a field of another type than its record declares");
+}
+
+}  // namespace

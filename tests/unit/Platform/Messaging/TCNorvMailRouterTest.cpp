@@ -1,0 +1,162 @@
+// SPDX-License-Identifier: MIT
+// Where a router can listen, and what it says when it can not.
+#include "Platform/Messaging/TCNorvMailRouter.h"
+
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+
+#include "MessagingFixture.h"
+#include "tests/unit/CommonProperties/CaughtException.h"
+
+namespace {
+
+using MailRouter = TMessagingFixture;
+
+void ExpectCannotListen(std::string const& Address, std::string const& Message) {
+  TCException const Exception = CaughtException([&] { TCNorvMailRouter const Router(Address); });
+  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/TCNorvMailRouter");
+  EXPECT_EQ(Exception.get_Message(), Message);
+}
+
+bool Exists(std::string const& Path) {
+  return access(Path.c_str(), F_OK) == 0;
+}
+
+// Leaves the file of a socket that nobody listens at.
+void LeaveStaleSocket(std::string const& Path) {
+  sockaddr_un Name = {};
+  Name.sun_family = AF_UNIX;
+  std::memcpy(Name.sun_path, Path.data(), Path.size());
+  int const Socket = socket(AF_UNIX, SOCK_STREAM, 0);
+  ASSERT_EQ(bind(Socket, reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)), 0);
+  close(Socket);
+}
+
+TEST_F(MailRouter, ListensAtTheAddressOfTheEnvironment) {
+  TCNorvMailRouter const Router;
+  EXPECT_EQ(Router.get_Address(), Address());
+  EXPECT_TRUE(Exists(SocketPath()));
+}
+
+TEST_F(MailRouter, ListensAtAGivenAddress) {
+  TCNorvMailRouter const Router(Address() + "2");
+  EXPECT_TRUE(Exists(SocketPath() + "2"));
+}
+
+TEST_F(MailRouter, LetsItsGroupConnect) {
+  TCNorvMailRouter const Router;
+  struct stat Status = {};
+  ASSERT_EQ(stat(SocketPath().c_str(), &Status), 0);
+  EXPECT_EQ(Status.st_mode & 0777U, 0660U);
+}
+
+TEST_F(MailRouter, RemovesItsSocket) {
+  { TCNorvMailRouter const Router; }
+  EXPECT_FALSE(Exists(SocketPath()));
+}
+
+TEST_F(MailRouter, ReplacesASocketThatNobodyServes) {
+  LeaveStaleSocket(SocketPath());
+  TTestServer Server;
+  TTestProxy Proxy;
+  EXPECT_TRUE(Proxy.AskNumber(1));
+}
+
+TEST_F(MailRouter, LeavesALivingRouterAlone) {
+  TTestServer Server;
+  ExpectCannotListen(Address(), "cannot listen at " + SocketPath() +
+                                    ": a running router serves it; stop that one first or choose "
+                                    "another address");
+  TTestProxy Proxy;
+  EXPECT_TRUE(Proxy.AskNumber(1));
+}
+
+TEST_F(MailRouter, NeedsItsFolder) {
+  std::string const Path = m_Folder + "/missing/socket";
+  ExpectCannotListen("unix:path=" + Path,
+                     "cannot listen at " + Path +
+                         ": No such file or directory; the folder must exist and this user must "
+                         "be able to write it");
+}
+
+TEST_F(MailRouter, LeavesAFileThatIsNoSocketAlone) {
+  std::ofstream(SocketPath()) << "precious";
+  ExpectCannotListen(
+      Address(), "cannot listen at " + SocketPath() + ": a file that is no socket is in the way");
+  std::string Text;
+  std::ifstream(SocketPath()) >> Text;
+  EXPECT_EQ(Text, "precious");
+}
+
+TEST_F(MailRouter, RefusesAPathThatIsTooLong) {
+  std::string const Path = m_Folder + "/" + std::string(120, 'x');
+  ExpectCannotListen(
+      "unix:path=" + Path,
+      "cannot listen at " + Path + ": the path is longer than the 107 bytes of a socket's name");
+}
+
+TEST_F(MailRouter, RefusesOtherAddresses) {
+  for (std::string const Address : {"tcp:host=localhost", "unix:path=", "unix:abstract=x",
+                                    "unix:path=/tmp/a;unix:path=/tmp/b", "unix:path=/tmp/%20"}) {
+    ExpectCannotListen(Address,
+                       "cannot listen at " + Address + ": the address must be unix:path=FILE");
+  }
+}
+
+TEST_F(MailRouter, GivesAMailboxToOneOwner) {
+  TTestServer Server;
+  TTestService Second(Server.m_Router);
+  TCException const Exception = CaughtException([&] { Second.Open(); });
+  EXPECT_EQ(Exception.get_Message(), "mailbox @test.mailbox has an owner");
+  TTestProxy Proxy;
+  EXPECT_TRUE(Proxy.AskNumber(1));
+}
+
+TEST_F(MailRouter, ExecutesOnItsThreadAndHandsExceptionsBack) {
+  TTestServer Server;
+  TTestProxy Proxy;
+  ASSERT_TRUE(Proxy.AskNumber(1));  // it runs
+  std::thread::id Thread;
+  Server.m_Router.Execute([&] {
+    Thread = std::this_thread::get_id();
+    Server.m_Router.Execute([] {});
+  });
+  EXPECT_NE(Thread, std::this_thread::get_id());
+  TCException const Exception = CaughtException(
+      [&] { Server.m_Router.Execute([] { throw TCException("Here", 1).Format("no"); }); });
+  EXPECT_EQ(Exception.get_Message(), "no");
+}
+
+TEST_F(MailRouter, IsDestroyedWithMessagesWaitingForAnOwner) {
+  TTestProxy Proxy;
+  {
+    TCNorvMailRouter Router;
+    std::thread Thread([&] { Router.Run(); });
+    ASSERT_TRUE(Proxy.SendNumber(1));
+    EXPECT_FALSE(Proxy.AskNumber(2, 20));
+    Router.Stop();
+    Thread.join();
+  }
+  TTestServer Server;
+  EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(1), ::testing::ElementsAre(1));
+}
+
+TEST_F(MailRouter, SaysWhenTheHandedOverSocketIsNone) {
+  std::string const Process = std::to_string(getpid());
+  if (dup2(STDERR_FILENO, 3) != 3) {
+    FAIL() << "no descriptor 3";
+  }
+  setenv("LISTEN_PID", Process.c_str(), 1);
+  setenv("LISTEN_FDS", "1", 1);
+  ExpectCannotListen(
+      Address(), "the socket handed over by the init system is no listening Unix stream socket");
+}
+
+}  // namespace
