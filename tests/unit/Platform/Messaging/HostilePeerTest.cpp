@@ -47,7 +47,7 @@ class TPeer {
 
   // "" for success, else the error's name and text.
   std::string Call(TCBusMessage const& Message) {
-    sd_bus_error Error = SD_BUS_ERROR_NULL;
+    sd_bus_error Error = {nullptr, nullptr, 0};
     constexpr std::uint64_t kMicroseconds = 30000000;
     std::string Result;
     if (sd_bus_call(m_Bus.get(), Message.get(), kMicroseconds, &Error, nullptr) < 0) {

@@ -137,13 +137,11 @@ TEST_F(ProxyClose, AProcessMayExitFromAHandler) {
     TEvent().Wait();
     return 98;
   });
-  TTestServer* Running = nullptr;
-  TTestServer Server([&Running](TTestService& Service) {
-    Service.m_OnMail = [&](TSNorvReceivedMail const& Mail) {
-      Running->m_Service.Publish(Mail.Content, {{}, 0, 0, Mail.Content});
+  TTestServer Server([](TTestService& Service) {
+    Service.m_OnMail = [&Service](TSNorvReceivedMail const& Mail) {
+      Service.Publish(Mail.Content, {{}, 0, 0, Mail.Content});
     };
   });
-  Running = &Server;
   EXPECT_EQ(Child.Run(), 0);
 }
 

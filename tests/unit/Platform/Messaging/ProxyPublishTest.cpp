@@ -43,13 +43,11 @@ TEST_F(ProxyPublish, DoesNotReachAProxyThatHasNotSubscribed) {
 }
 
 TEST_F(ProxyPublish, DoesNotReachItsOrigin) {
-  TTestServer* Running = nullptr;
-  TTestServer Server([&Running](TTestService& Service) {
-    Service.m_OnMail = [&](TSNorvReceivedMail const& Mail) {
-      Running->m_Service.Publish(Mail.Content, Mail);
+  TTestServer Server([](TTestService& Service) {
+    Service.m_OnMail = [&Service](TSNorvReceivedMail const& Mail) {
+      Service.Publish(Mail.Content, Mail);
     };
   });
-  Running = &Server;
   TTestProxy Origin;
   TTestProxy Other;
   Subscribe(Origin);

@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: MIT
+// Values between processes: loading, changes, transactions, devices, and the server's death.
+#include <csignal>
+
+#include "ProcessFixture.h"
+
+namespace {
+
+using SharedValues = TProcessFixture;
+
+std::string const kThis = " 02:00:00:00:00:01 ";
+
+TEST_F(SharedValues, AreLoadedAtStartUp) {
+  auto const Server = StartServer();
+  auto const Writer = StartClient();
+  EXPECT_EQ(Writer->Ask("set 101 7 - " + Hex("seven")), "set");
+  EXPECT_EQ(Writer->Ask("acknowledged"), "acknowledged");
+  auto const Reader = StartClient();
+  EXPECT_EQ(Reader->Ask("exist 101 7 -"), "yes");
+  EXPECT_EQ(Reader->Ask("get 101 7 -"), Hex("seven"));
+}
+
+TEST_F(SharedValues, ArriveInAnotherProcessWithEveryByte) {
+  auto const Server = StartServer();
+  auto const Writer = StartClient();
+  auto const Reader = StartClient();
+  for (std::string const& Text : {std::string("plain"), std::string(), std::string("\xff\xfe"),
+                                  std::string("a\0b", 3), std::string(std::size_t{1} << 20, 'x')}) {
+    EXPECT_EQ(Writer->Ask("set 101 3 - " + Hex(Text)), "set");
+    EXPECT_EQ(Reader->Ask("await"), "101 3" + kThis + Hex(Text));
+    EXPECT_EQ(Writer->Ask("await"), "101 3" + kThis + Hex(Text));
+  }
+}
+
+TEST_F(SharedValues, OfATransactionArriveTogetherInKeyOrder) {
+  auto const Server = StartServer();
+  auto const Writer = StartClient();
+  auto const Reader = StartClient();
+  Writer->Ask("begin");
+  Writer->Ask("set 201 - - " + Hex("onward"));
+  Writer->Ask("set 102 - - " + Hex("9"));
+  Writer->Ask("set 101 - - " + Hex("north"));
+  EXPECT_EQ(Reader->Ask("exist 102 - -"), "no");
+  EXPECT_EQ(Writer->Ask("commit"), "committed");
+  EXPECT_EQ(Reader->Ask("await"), "101 -" + kThis + Hex("north"));
+  EXPECT_EQ(Reader->Ask("exist 201 - -"), "yes");
+  EXPECT_EQ(Reader->Ask("await"), "102 -" + kThis + Hex("9"));
+  EXPECT_EQ(Reader->Ask("await"), "201 - - " + Hex("onward"));
+}
+
+TEST_F(SharedValues, OfARolledBackTransactionDoNotArrive) {
+  auto const Server = StartServer();
+  auto const Writer = StartClient();
+  auto const Reader = StartClient();
+  Writer->Ask("begin");
+  Writer->Ask("set 101 - - " + Hex("dropped"));
+  EXPECT_EQ(Writer->Ask("rollback"), "rolled back");
+  Writer->Ask("set 102 - - " + Hex("8"));
+  EXPECT_EQ(Reader->Ask("await"), "102 -" + kThis + Hex("8"));
+  EXPECT_EQ(Writer->Ask("get 101 - -"), Hex("unnamed"));
+}
+
+TEST_F(SharedValues, OfOtherDevicesAreFetchedWhenTheyAreReadAndNotBefore) {
+  auto const Server = StartServer();
+  auto const Other = StartClient(kOtherDevice);
+  Other->Ask("set 101 - - " + Hex("other"));
+  Other->Ask("set 201 - - " + Hex("for all"));
+  Other->Ask("acknowledged");
+  auto const Filtered = StartClient(kThisDevice, true);
+  EXPECT_EQ(Filtered->Ask("exist 101 - 02:00:00:00:00:02"), "no");
+  EXPECT_EQ(Filtered->Ask("get 201 - -"), Hex("for all"));
+  EXPECT_EQ(Filtered->Ask("get 101 - 02:00:00:00:00:02"), Hex("other"));
+  EXPECT_EQ(Filtered->Ask("exist 101 - 02:00:00:00:00:02"), "yes");
+  EXPECT_EQ(Filtered->Ask("get 102 - 02:00:00:00:00:02"), "-");
+  EXPECT_EQ(Filtered->Ask("exist 102 - 02:00:00:00:00:02"), "no");
+}
+
+TEST_F(SharedValues, SurviveTheEndOfTheServer) {
+  for (int const Signal : {SIGTERM, SIGKILL}) {
+    auto Server = StartServer();
+    auto const Writer = StartClient();
+    std::string const Text = Hex("before signal " + std::to_string(Signal));
+    Writer->Ask("set 101 - - " + Text);
+    Writer->Ask("acknowledged");
+    EXPECT_EQ(Server->End(Signal), Signal == SIGTERM ? 0 : -SIGKILL);
+    Server = StartServer();
+    auto const Reader = StartClient();
+    EXPECT_EQ(Reader->Ask("get 101 - -"), Text);
+  }
+}
+
+TEST_F(SharedValues, ChangedWhileTheServerIsAwayArriveWhenItIsBack) {
+  auto Server = StartServer();
+  auto const Writer = StartClient();
+  auto const Reader = StartClient();
+  Server->End(SIGKILL);
+  EXPECT_EQ(Writer->Ask("set 101 - - " + Hex("first")), "set");
+  EXPECT_EQ(Writer->Ask("get 101 - -"), Hex("first"));
+  EXPECT_EQ(Writer->Ask("set 102 - - " + Hex("2")), "set");
+  Server = StartServer();
+  EXPECT_EQ(Writer->Ask("acknowledged"), "acknowledged");
+  EXPECT_EQ(Reader->Ask("await"), "101 -" + kThis + Hex("first"));
+  EXPECT_EQ(Reader->Ask("await"), "102 -" + kThis + Hex("2"));
+}
+
+TEST_F(SharedValues, AreWaitedForByAProcessThatStartsBeforeTheServer) {
+  auto const Client = NewClient();
+  Client->Say("create 0");
+  auto const Server = StartServer();
+  EXPECT_EQ(Client->Hear(), "created");
+}
+
+TEST_F(SharedValues, AreNotLostByAProcessThatEndsAtOnce) {
+  auto const Server = StartServer();
+  auto const Writer = StartClient();
+  for (int Number = 0; Number < 200; ++Number) {
+    Writer->Say("set 101 " + std::to_string(Number) + " - " + Hex("last"));
+  }
+  EXPECT_EQ(Writer->End(), 0);
+  auto const Reader = StartClient();
+  EXPECT_EQ(Reader->Ask("exist 101 0 -"), "yes");
+  EXPECT_EQ(Reader->Ask("exist 101 199 -"), "yes");
+}
+
+TEST_F(SharedValues, OfSeveralWritersReachEveryProcess) {
+  constexpr int kWriters = 3;
+  constexpr int kChanges = 50;
+  auto const Server = StartServer();
+  auto const Reader = StartClient();
+  std::vector<std::unique_ptr<TProcess>> Writers;
+  for (int Writer = 0; Writer < kWriters; ++Writer) {
+    Writers.push_back(StartClient());
+  }
+  for (int Change = 0; Change < kChanges; ++Change) {
+    for (int Writer = 0; Writer < kWriters; ++Writer) {
+      Writers[static_cast<std::size_t>(Writer)]->Say("set 102 " + std::to_string(Writer) + " - " +
+                                                     Hex(std::to_string(Change)));
+    }
+  }
+  std::map<std::string, int> Last;
+  for (int Received = 0; Received < kWriters * kChanges; ++Received) {
+    std::string const Line = Reader->Ask("await");
+    std::string const Link = Line.substr(4, 1);
+    EXPECT_EQ(Line, "102 " + Link + kThis + Hex(std::to_string(Last[Link]++)));
+  }
+  EXPECT_EQ(Last.size(), 3U);
+}
+
+}  // namespace
