@@ -23,17 +23,6 @@ void MakePipe(int (&Ends)[2]) {
 
 }  // namespace
 
-std::string Hex(std::string const& Text) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string Result;
-  for (char Character : Text) {
-    auto const Byte = static_cast<unsigned char>(Character);
-    Result.push_back(kDigits[Byte >> 4U]);
-    Result.push_back(kDigits[Byte & 0xfU]);
-  }
-  return Result.empty() ? "-" : Result;
-}
-
 TProcess::TProcess(std::vector<std::string> const& Command,
                    std::map<std::string, std::string> const& Set) {
   signal(SIGPIPE, SIG_IGN);

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tests/integration/Hex.h"
+
 /// A child process with pipes to its standard streams. Killed, if it lives, with its owner.
 class TProcess {
  public:
@@ -36,8 +38,6 @@ class TProcess {
   int m_Error = -1;
   std::string m_Buffer;
 };
-
-std::string Hex(std::string const& Text);
 
 class TProcessFixture : public testing::Test {
  protected:

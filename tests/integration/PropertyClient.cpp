@@ -13,6 +13,7 @@
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "Platform/Utility/TCException.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
+#include "tests/integration/Hex.h"
 
 namespace {
 
@@ -25,17 +26,6 @@ Property::TCPropertyID const Name("Name", 101, "", 100, 0x20, "unnamed");
 Property::TCPropertyID const Level("Level", 102, "", 100, 0x10, 5);
 Property::TCPropertyContainer const System("System", 200, "", 2);
 Property::TCPropertyID const Motto("Motto", 201, "", 200, 0x20);
-
-std::string ToHex(std::string const& Text) {
-  constexpr char kDigits[] = "0123456789abcdef";
-  std::string Hex;
-  for (char Character : Text) {
-    auto const Byte = static_cast<unsigned char>(Character);
-    Hex.push_back(kDigits[Byte >> 4U]);
-    Hex.push_back(kDigits[Byte & 0xfU]);
-  }
-  return Hex.empty() ? "-" : Hex;
-}
 
 std::string FromHex(std::string const& Hex) {
   std::string Text;
@@ -52,7 +42,7 @@ std::string OrNothing(std::string const& Text) {
 std::string Describe(Property::TCCommonPropertyObject const& Value) {
   return std::to_string(Value.get_ID().get_Number()) + " " +
          OrNothing(Value.get_Link().get_AsString()) + " " +
-         OrNothing(Value.get_MAC().get_AsString(':')) + " " + ToHex(Value.GetRealValue());
+         OrNothing(Value.get_MAC().get_AsString(':')) + " " + Hex(Value.GetRealValue());
 }
 
 class TCQueue : public Property::TCCommonPropertyChangeNotifier {
@@ -112,7 +102,7 @@ std::string Obey(std::string const& Command, std::istream& Words,
   if (Command == "get") {
     TSKey const Key(Words);
     auto const Value = GetProperty(*Key.ID, Key.Link, Key.MAC);
-    return ToHex(Value.GetRealValue());
+    return Hex(Value.GetRealValue());
   }
   if (Command == "exist") {
     TSKey const Key(Words);

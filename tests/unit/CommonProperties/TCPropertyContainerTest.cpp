@@ -133,7 +133,7 @@ TEST(TCPropertyContainerTest, AnswersThatClassZeroIsNotLinkedAlthoughItHasNoTabl
   EXPECT_FALSE(TCPropertyContainer::IsOrvaneLinked(0));
 }
 
-TEST(TCPropertyContainerTest, RefusesTheLinkOfAClassWithoutSpecification) {
+TEST(TCPropertyContainerTest, RefusesTheLinkOfAClassWithoutEntry) {
   for (int Class : ClassesWithoutRelation()) {
     if (Class == 0)
       continue;

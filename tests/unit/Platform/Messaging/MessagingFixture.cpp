@@ -95,11 +95,13 @@ bool TTestService::OnCatchUp(TSNorvMailSender const& /*Sender*/,
 }
 
 TTestServer::TTestServer(TPrepare const& Prepare, bool Acknowledging)
-    : m_Service(m_Router, Acknowledging), m_Thread([this] { m_Router.Run(); }) {
+    : m_Service(m_Router, Acknowledging) {
   if (Prepare) {
     Prepare(m_Service);
   }
-  m_Service.Open();
+  m_Service
+      .Open();  // before anybody is served, or a subscriber would miss being brought up to date
+  m_Thread = std::thread([this] { m_Router.Run(); });
 }
 
 TTestServer::~TTestServer() {
