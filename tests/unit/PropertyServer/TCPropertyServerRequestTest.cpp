@@ -2,6 +2,8 @@
 // How the server answers requests, and which it refuses.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+
 #include "tests/unit/PropertyServer/ServiceFixture.h"
 
 using Accessories::TCRecordID;
