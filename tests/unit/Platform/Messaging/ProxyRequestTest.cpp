@@ -2,8 +2,9 @@
 // Requests: answers large and small, refusals, time-outs and restarts.
 #include <gmock/gmock.h>
 
-#include <dirent.h>
 #include <unistd.h>
+#include <filesystem>
+#include <iterator>
 
 #include <future>
 #include <optional>
@@ -17,14 +18,9 @@ using ::testing::ElementsAre;
 using ::testing::Pair;
 using ProxyRequest = TMessagingFixture;
 
-int OpenDescriptors() {
-  DIR* const Folder = opendir("/proc/self/fd");
-  int Count = 0;
-  while (readdir(Folder) != nullptr) {
-    ++Count;
-  }
-  closedir(Folder);
-  return Count;
+auto OpenDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                       std::filesystem::directory_iterator());
 }
 
 TEST_F(ProxyRequest, IsReplacedByItsAnswer) {
@@ -72,7 +68,7 @@ TEST_F(ProxyRequest, LeavesNoDescriptorOfAMemoryFileOpen) {
     EXPECT_TRUE(Proxy.Ask(Mail));
   };
   Ask();
-  int const Before = OpenDescriptors();
+  auto const Before = OpenDescriptors();
   for (int Round = 0; Round < 20; ++Round) {
     Ask();
   }
