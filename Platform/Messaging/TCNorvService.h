@@ -21,6 +21,7 @@ struct TSNorvMailSender {
   std::string Identity;
   uid_t User = 0;
   gid_t Group = 0;
+  std::vector<gid_t> Groups;  ///< its further groups
   pid_t Process = 0;
   std::string ProcessName;
   TCMACAddress Device;  ///< the device that the process says it acts for

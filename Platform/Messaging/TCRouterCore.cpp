@@ -54,11 +54,17 @@ std::string ProcessName(pid_t Process) {
 
 void ReadCredentials(sd_bus* Bus, TSNorvMailSender& Sender) {
   sd_bus_creds* Raw = nullptr;
-  constexpr std::uint64_t kMask = SD_BUS_CREDS_PID | SD_BUS_CREDS_EUID | SD_BUS_CREDS_EGID;
+  constexpr std::uint64_t kMask = SD_BUS_CREDS_PID | SD_BUS_CREDS_EUID | SD_BUS_CREDS_EGID |
+                                  SD_BUS_CREDS_SUPPLEMENTARY_GIDS;
   MailWire::Require(sd_bus_get_owner_creds(Bus, kMask, &Raw), "read credentials");
   TCBusCredentials const Credentials(Raw);
   MailWire::Require(sd_bus_creds_get_euid(Raw, &Sender.User), "read the user");
   sd_bus_creds_get_egid(Raw, &Sender.Group);
+  gid_t const* Groups = nullptr;
+  int const Count = sd_bus_creds_get_supplementary_gids(Raw, &Groups);
+  if (Count > 0) {
+    Sender.Groups.assign(Groups, Groups + Count);
+  }
   sd_bus_creds_get_pid(Raw, &Sender.Process);
   Sender.ProcessName = ProcessName(Sender.Process);
 }
