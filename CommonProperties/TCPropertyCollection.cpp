@@ -133,6 +133,7 @@ TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Va
 void TCPropertyCollection::ChangedThenNotify(TCCommonPropertyObject const& Object,
                                              TCCriticalSectionLock& Lock) {
   TCCommonPropertyObject const Copy(Object);
+  OnPropertySet();
   Lock.Leave();
   OnPropertyChanged(Copy);
   Notify(eNotifyChanged, Copy);
@@ -553,6 +554,8 @@ void TCPropertyCollection::Notify(TENotificationType Type, TCCommonPropertyObjec
 void TCPropertyCollection::DoSetSession(unsigned long, std::string const&) {}
 
 void TCPropertyCollection::DoDeleteSession(unsigned long) {}
+
+void TCPropertyCollection::OnPropertySet() {}
 
 void TCPropertyCollection::OnPropertyChanged(TCCommonPropertyObject const&) {}
 

@@ -8,7 +8,8 @@
 // It is held while these run:
 //  - the session callback, DoSetSession, DoDeleteSession and DoLoadPropertyList;
 //  - Notify's walk over the notifiers, and with it their OnPropQueued;
-//  - all of Notify for values that are updated or deleted.
+//  - all of Notify for values that are updated or deleted;
+//  - OnPropertySet.
 // It is left before these run:
 //  - OnFetchProperty and validators;
 //  - OnPropertyChanged, and Notify for values that are set or loaded; both get a copy.
@@ -209,6 +210,9 @@ class PROPERTY_EXPORT TCPropertyCollection {
   virtual std::list<TCCommonPropertyObject> DoLoadPropertyList(TCPropertyID const& ID) = 0;
   /// A value was set or loaded by this process.
   virtual void OnPropertyChanged(TCCommonPropertyObject const& Object);
+  /// The same, called first and with the lock held: what comes before and after it in the store is
+  /// certain here. Does nothing in the base.
+  virtual void OnPropertySet();
   /// Gives a missing value its data, and stores it when it is to be found the next time. The base
   /// answers false: no value.
   virtual bool OnFetchProperty(TCCommonPropertyObject& Object);

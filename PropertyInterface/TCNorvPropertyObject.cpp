@@ -16,10 +16,10 @@ TCNorvPropertyObject::TCRequest::~TCRequest() = default;
 
 // The order of registration is the order on the wire, and is not that of the members.
 TCNorvPropertyObject::TCRecord::TCRecord() {
-  Add(m_ID, "id", TENorvFieldKind::eInteger);
+  AddKey(m_ID, "id", TENorvFieldKind::eInteger);
   Add(m_Data, "data", TENorvFieldKind::eString);
-  Add(m_Link, "link", TENorvFieldKind::eRecordID);
-  Add(m_MAC, "mac", TENorvFieldKind::eString);
+  AddKey(m_Link, "link", TENorvFieldKind::eRecordID);
+  AddKey(m_MAC, "mac", TENorvFieldKind::eString);
   Add(m_Loaded, "loaded", TENorvFieldKind::eBoolean);
 }
 

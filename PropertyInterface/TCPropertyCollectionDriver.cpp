@@ -111,6 +111,7 @@ void TCPropertyCollectionDriver::Fetch() {
   Mail.CreateRecord()->get_Request().m_Action = m_OwnMACOnly ? kActionOwn : kActionAll;
   TraceCommon("Property Request All");
   Clear();
+  TCAnswerInHand const Answer(*this);
   if (!SendAndWait(PropertyServer(), Mail, kWithoutLimit)) {
     TraceCommon("Property Request All Done");
     throw TCException(kSource, 163).Format("Unable to fetch properties");
@@ -185,6 +186,7 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
     SendDebugOutput(DEBUG_PROPERTY, "Fetch property %s from server",
                     Object.get_ID().get_Name().c_str());
   }
+  TCAnswerInHand const Answer(*this);
   if (!SendAndWait(PropertyServer(), Mail, kWithoutLimit)) {
     return false;
   }
@@ -205,6 +207,10 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
   }
   Object.SetRealValue(Data);
   return true;
+}
+
+void TCPropertyCollectionDriver::OnPropertySet() {
+  MarkChange();
 }
 
 void TCPropertyCollectionDriver::OnPropertyChanged(TCCommonPropertyObject const& Object) {
@@ -237,6 +243,7 @@ void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transa
       ApplyChange(Key, *Change);
       AppendChange(Mail, *Change);
     }
+    MarkChange();
   }
   Mail.Send(PropertyServer(), this, 0);
   for (auto const& [Key, Change] : Transaction->get_Changes()) {

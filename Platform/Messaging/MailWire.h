@@ -20,9 +20,10 @@ constexpr char kHello[] = "Hello";                // s identity, u version, s de
 constexpr char kSubscribe[] = "Subscribe";        // s class interface, t epoch, t sequence
 constexpr char kAcknowledged[] = "Acknowledged";  // signal: t mail number
 
-constexpr char kSend[] = "Send";            // s identity, t number, t seen, mail
-constexpr char kRequest[] = "Request";      // s identity, mail -> t epoch, t sequence, mail
-constexpr char kPublished[] = "Published";  // signal: t epoch, t sequence, s origin, t number, mail
+constexpr char kSend[] = "Send";            // s identity, t number, mail
+constexpr char kRequest[] = "Request";      // s identity, mail -> t epoch, t sequence, t number, mail
+constexpr char kPublished[] = "Published";  // signal: t epoch, t previous, t sequence, s origin,
+                                            // t number, mail
 
 constexpr char kErrorRefused[] = "mailrouter.Error.Refused";
 constexpr char kErrorProtocol[] = "mailrouter.Error.Protocol";

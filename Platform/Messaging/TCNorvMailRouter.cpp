@@ -2,6 +2,8 @@
 // Forwards the router's operations to its core.
 #include "Platform/Messaging/TCNorvMailRouter.h"
 
+#include <utility>
+
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/TCRouterCore.h"
 
@@ -20,6 +22,27 @@ void TCNorvMailRouter::Stop() {
 
 void TCNorvMailRouter::Execute(std::function<void()> const& Function) {
   m_Core->Execute(Function);
+}
+
+void TCNorvMailRouter::SetLimits(TSNorvRouterLimits const& Limits) {
+  m_Core->SetLimits(Limits);
+}
+
+void TCNorvMailRouter::SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission) {
+  m_Core->SetAdmission(std::move(Admission));
+}
+
+void TCNorvMailRouter::BringUpToDate(
+    std::function<bool(TSNorvMailSender const&)> const& IsConcerned) {
+  m_Core->BringUpToDate(IsConcerned);
+}
+
+std::size_t TCNorvMailRouter::get_ConnectionCount() const {
+  return m_Core->get_ConnectionCount();
+}
+
+std::uint64_t TCNorvMailRouter::get_Epoch() const {
+  return m_Core->get_Position().Epoch;
 }
 
 sd_event* TCNorvMailRouter::get_Event() const {

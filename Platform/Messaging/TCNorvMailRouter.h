@@ -2,6 +2,9 @@
 // The mail router: listens on a socket, hosts mailboxes, carries mails between processes.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -9,8 +12,17 @@
 #include "Platform/PlatformExport.h"
 
 struct sd_event;
+struct TSNorvMailSender;
 class TCNorvService;
 class TCRouterCore;
+
+/// What a router grants its peers.
+struct TSNorvRouterLimits {
+  unsigned Connections = 4096;
+  unsigned ConnectionsPerUser = 512;
+  unsigned MailsPerSecond = 100000;       ///< of one connection; it is read from more slowly then
+  std::chrono::seconds GreetingTime{10};  ///< from connecting until the greeting is complete
+};
 
 /// Listens on a Unix socket and serves the proxies of other processes (and of this one).
 /// Runs on the thread that calls Run(); services live on that thread. The address is
@@ -35,6 +47,18 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailRouter {
   /// Runs `Function` on the router's thread and waits for it; at once when the router does not run
   /// or this is its thread. What it throws comes out here.
   void Execute(std::function<void()> const& Function);
+
+  // On the router's thread:
+
+  /// Holds for connections and mails from now on.
+  void SetLimits(TSNorvRouterLimits const& Limits);
+  /// Whom `Admission` is false for is refused at its greeting. Without it everybody is admitted.
+  void SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission);
+  /// Has the services bring the subscribers that `IsConcerned` names up to date.
+  void BringUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned);
+  std::size_t get_ConnectionCount() const;
+  /// Drawn anew for each router; what is published is numbered in it.
+  std::uint64_t get_Epoch() const;
 
   /// The loop that Run() turns, for further sources of the same program.
   sd_event* get_Event() const;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cinttypes>
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
@@ -40,6 +41,49 @@ std::string NewIdentity() {
 std::size_t KeptSize(TSNorvMailContent const& Content) {
   return Content.Body->get_Size() + kMailOverhead;
 }
+
+std::string StreamName(std::string const& Mailbox, std::string const& Interface) {
+  return Mailbox + " " + Interface;
+}
+
+// The calling thread's change that it has not sent yet. A thread that ends without sending it, or
+// makes another first, gives the mark back.
+class TCThreadMark {
+ public:
+  TCThreadMark() = default;
+  TCThreadMark(TCThreadMark const&) = delete;
+  TCThreadMark& operator=(TCThreadMark const&) = delete;
+  ~TCThreadMark() { Clear(); }
+
+  void Set(std::shared_ptr<TCOwnChanges> const& Changes) {
+    Clear();
+    m_Mark = Changes->Mark();
+    m_Changes = Changes;
+  }
+
+  // The mark of a change, or of now when none was marked; it is the caller's then.
+  TCOwnChanges::TCMoment Take(std::shared_ptr<TCOwnChanges> const& Changes) {
+    bool const Marked = m_Changes.lock() == Changes;
+    if (!Marked) {
+      return Changes->Mark();
+    }
+    m_Changes.reset();
+    return m_Mark;
+  }
+
+ private:
+  void Clear() {
+    if (auto const Changes = m_Changes.lock()) {
+      Changes->Unmark(m_Mark);
+    }
+    m_Changes.reset();
+  }
+
+  std::weak_ptr<TCOwnChanges> m_Changes;
+  TCOwnChanges::TCMoment m_Mark = 0;
+};
+
+thread_local TCThreadMark ThreadMark;
 
 // Nothing thrown may pass through the bus library.
 template <class TFunction>
@@ -97,6 +141,7 @@ TCNorvProxyConnection::TCNorvProxyConnection(TCNorvServiceProxy& Owner)
     : m_Owner(Owner),
       m_Identity(NewIdentity()),
       m_Address(MailWire::RouterAddress("")),
+      m_OwnChanges(std::make_shared<TCOwnChanges>()),
       m_Wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       m_NextAttempt(TCClock::now()),
       m_RetryDelay(kFirstRetryDelay) {
@@ -247,16 +292,23 @@ bool TCNorvProxyConnection::WaitForRouter(int Timeout) {
 void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
   TCLock const Lock(m_Mutex);
   Start();
-  m_Streams[MailWire::ClassInterface(MailClass)].Subscribed = true;
+  m_Subscriptions[MailWire::ClassInterface(MailClass)].Subscribed = true;
   Transmit();
 }
 
+void TCNorvProxyConnection::MarkChange() {
+  ThreadMark.Set(m_OwnChanges);
+}
+
 bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent const& Content) {
+  TCOwnChanges::TCMoment const Mark = ThreadMark.Take(m_OwnChanges);
   TCLock const Lock(m_Mutex);
   if (m_Closing) {
+    m_OwnChanges->Unmark(Mark);
     return false;
   }
   if (KeptSize(Content) > kUnacknowledgedLimit - m_UnacknowledgedBytes) {
+    m_OwnChanges->Unmark(Mark);
     throw TCException(kSource, __LINE__)
         .Format(
             "cannot send a mail of %zu bytes: %zu bytes wait for acknowledgement, at most %zu "
@@ -265,22 +317,22 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
   }
   Start();
   TSOutbox& Outbox = m_Outboxes[Mailbox];
-  std::uint64_t const Seen =
-      m_Streams[MailWire::ClassInterface(Content.MailClass)].Handled.Sequence;
-  Outbox.Mails.push_back({Outbox.LastNumber + 1, Seen, Content});
+  std::string const Stream = StreamName(Mailbox, MailWire::ClassInterface(Content.MailClass));
+  Outbox.Streams.insert(Stream);
+  Outbox.Mails.push_back({Outbox.LastNumber + 1, Content});
   ++Outbox.LastNumber;
   m_UnacknowledgedBytes += KeptSize(Content);
+  m_OwnChanges->Sent(Stream, Outbox.LastNumber, *Content.Body, Mark);
   Transmit();
   return true;
 }
 
 bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailContent& Content,
-                                     int Timeout) {
+                                     int Timeout, std::uint64_t* Hold) {
   TCLock Lock(m_Mutex);
   Start();
-  TSExchange Pending{&Mailbox, MailWire::ClassInterface(Content.MailClass), &Content,
-                     m_Outboxes[Mailbox].LastNumber, nullptr};
-  Pending.Connection = this;
+  TSExchange Pending{this, &Mailbox, &Content, Hold};
+  Pending.After = m_Outboxes[Mailbox].LastNumber;
   m_Exchanges.push_back(&Pending);
   auto const Place = std::prev(m_Exchanges.end());
   Transmit();
@@ -291,41 +343,89 @@ bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailConte
   return Ended && *Pending.Answered;
 }
 
+void TCNorvProxyConnection::EndAnswer(std::uint64_t Hold) {
+  TCLock const Lock(m_Mutex);
+  m_OwnChanges->End(Hold);
+  m_AnswersInHand.erase(
+      std::find(m_AnswersInHand.begin(), m_AnswersInHand.end(), std::this_thread::get_id()));
+  m_Changed.notify_all();
+}
+
 bool TCNorvProxyConnection::WaitForAcknowledgements(int Timeout) {
   TCLock Lock(m_Mutex);
   return WaitUntil(
       Lock, [this] { return m_UnacknowledgedBytes == 0; }, DeadlineAfter(Timeout));
 }
 
-std::uint64_t TCNorvProxyConnection::LastNumber() const {
-  std::uint64_t Last = 0;
-  for (auto const& [Mailbox, Outbox] : m_Outboxes) {
-    Last = std::max(Last, Outbox.LastNumber);
-  }
-  return Last;
+// ---- delivering ----
+
+bool TCNorvProxyConnection::IsAnswerHeldHere() const {
+  return std::find(m_AnswersInHand.begin(), m_AnswersInHand.end(), std::this_thread::get_id()) !=
+         m_AnswersInHand.end();
 }
 
 bool TCNorvProxyConnection::DeliverMail(bool Wait) {
   TCLock Lock(m_Mutex);
-  if (Wait && !WaitUntil(
-                  Lock, [this] { return !m_Inbox.empty(); }, std::nullopt)) {
-    return false;
+  for (;;) {
+    // Mails are handed over one after the other: who comes while one is, leaves the rest to it.
+    if (m_Delivering || IsAnswerHeldHere()) {
+      m_TurnedAway = true;
+      return false;
+    }
+    if (m_Inbox.empty() && !Wait) {
+      return false;
+    }
+    auto const IsNext = [this, Wait] {
+      return m_Delivering || (m_AnswersInHand.empty() && (!Wait || !m_Inbox.empty()));
+    };
+    if (!WaitUntil(Lock, IsNext, std::nullopt)) {
+      return false;
+    }
+    if (m_Delivering || m_Inbox.empty()) {
+      continue;
+    }
+    TSReceived Received = std::move(m_Inbox.front());
+    m_Inbox.pop_front();
+    bool const Told = Received.Kind == TEKind::eForeign && Received.Content.Body->get_Count() == 0;
+    TCOwnChanges::TSHandover const Handover = Begin(Received);
+    if (Told || Handover.Body->get_Count() > 0) {
+      Received.Content.Body = Handover.Body;
+      m_Delivering = true;
+      Lock.unlock();
+      HandOver(Received, Handover);
+      return true;
+    }
   }
-  if (m_Inbox.empty()) {
-    return false;
+}
+
+// What of a received mail concerns this process; no records when nothing does.
+TCOwnChanges::TSHandover TCNorvProxyConnection::Begin(TSReceived const& Received) {
+  switch (Received.Kind) {
+    case TEKind::eOwn:
+      return m_OwnChanges->BeginOwn(Received.Stream, Received.Number, Received.Content.Body);
+    case TEKind::eForeign:
+      return m_OwnChanges->BeginForeign(Received.Stream, Received.Content.Body);
+    case TEKind::eCatchUp:
+      return m_OwnChanges->BeginCatchUp(Received.Stream, Received.Number, Received.Content.Body);
+    case TEKind::eAcknowledged:
+      m_OwnChanges->Done(Received.Stream, Received.Number);
   }
-  TSReceived const Received = std::move(m_Inbox.front());
-  m_Inbox.pop_front();
-  Lock.unlock();
+  return {TCNorvMailBody::Empty(), 0};
+}
+
+void TCNorvProxyConnection::HandOver(TSReceived const& Received,
+                                     TCOwnChanges::TSHandover const& Handover) {
+  auto const End = [&](void*) {
+    TCLock const Lock(m_Mutex);
+    m_OwnChanges->End(Handover.Place);
+    m_Delivering = false;
+    if (std::exchange(m_TurnedAway, false) && !m_Inbox.empty()) {
+      Signal(TEEvent::eMails);
+    }
+    m_Changed.notify_all();
+  };
+  std::unique_ptr<void, decltype(End)> const Ending(this, End);
   m_Owner.OnServiceMail(TCNorvMessage(Received.Content));
-  Lock.lock();
-  TSStream& Stream = m_Streams[Received.Interface];
-  Stream.Handled = Received.Position;
-  if (Received.CatchUp) {
-    Stream.CatchingUp = false;
-    Stream.TakeOwnThrough = LastNumber();
-  }
-  return true;
 }
 
 void TCNorvProxyConnection::CloseAfterAcknowledgements(std::chrono::milliseconds Linger) {
@@ -414,8 +514,9 @@ void TCNorvProxyConnection::Disconnect() {
   for (auto& [Mailbox, Outbox] : m_Outboxes) {
     Outbox.Untransmitted = 0;
   }
-  for (auto& [Interface, Stream] : m_Streams) {
-    Stream.Requested = false;
+  for (auto& [Interface, Subscription] : m_Subscriptions) {
+    Subscription.Requested = false;
+    Subscription.Missing = false;
   }
   m_NextAttempt = TCClock::now() + m_RetryDelay;
   m_RetryDelay = std::min(m_RetryDelay * 2, kLongestRetryDelay);
@@ -439,11 +540,13 @@ void TCNorvProxyConnection::Transmit() {
     return;
   }
   Guarded("mail router", [this] {
+    // First, so that what this process has missed arrives before the acknowledgement of mails that
+    // are sent again.
+    TransmitSubscriptions();
     for (auto& [Mailbox, Outbox] : m_Outboxes) {
       TransmitMails(Mailbox, Outbox);
     }
     TransmitExchanges();
-    TransmitSubscriptions();
   });
   std::uint64_t Queued = 0;
   if (sd_bus_get_n_queued_write(m_Bus.get(), &Queued) < 0 || Queued > 0) {
@@ -465,7 +568,7 @@ void TCNorvProxyConnection::TransmitMails(std::string const& Mailbox, TSOutbox& 
     TCBusMessage const Message =
         NewCall(Mailbox, MailWire::ClassInterface(Mail.Content.MailClass), MailWire::kSend);
     MailWire::Require(
-        sd_bus_message_append(Message.get(), "stt", m_Identity.c_str(), Mail.Number, Mail.Seen),
+        sd_bus_message_append(Message.get(), "st", m_Identity.c_str(), Mail.Number),
         "append an envelope");
     MailWire::AppendMail(Message.get(), Mail.Content);
     sd_bus_message_set_expect_reply(Message.get(), 0);
@@ -498,17 +601,18 @@ void TCNorvProxyConnection::TransmitExchanges() {
 }
 
 void TCNorvProxyConnection::TransmitSubscriptions() {
-  for (auto& [Interface, Stream] : m_Streams) {
-    if (!Stream.Subscribed || Stream.Requested) {
+  for (auto& [Interface, Subscription] : m_Subscriptions) {
+    if (!Subscription.Subscribed || Subscription.Requested) {
       continue;
     }
     TCBusMessage const Message =
         NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kSubscribe);
-    MailWire::Require(sd_bus_message_append(Message.get(), "stt", Interface.c_str(),
-                                            Stream.Received.Epoch, Stream.Received.Sequence),
-                      "append a subscription");
+    MailWire::Require(
+        sd_bus_message_append(Message.get(), "stt", Interface.c_str(), Subscription.Received.Epoch,
+                              Subscription.Received.Sequence),
+        "append a subscription");
     sd_bus_message_set_expect_reply(Message.get(), 0);
-    Stream.Requested = SendToBus(Message.get());
+    Subscription.Requested = SendToBus(Message.get());
   }
 }
 
@@ -570,14 +674,20 @@ int TCNorvProxyConnection::OnAnswer(sd_bus_message* Message, void* Exchange,
 
 void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Message) {
   MailWire::TSPosition Position;
-  MailWire::Require(sd_bus_message_read(Message, "tt", &Position.Epoch, &Position.Sequence),
+  std::uint64_t Number = 0;
+  MailWire::Require(sd_bus_message_read(Message, "ttt", &Position.Epoch, &Position.Sequence, &Number),
                     "read an envelope");
   TSNorvMailContent Answer = MailWire::ReadMail(Message, Exchange.Content->MailClass);
-  TSStream& Stream = m_Streams[MailWire::ClassInterface(Answer.MailClass)];
+  std::string const Stream = StreamName(*Exchange.Mailbox, Exchange.Interface);
+  TSSubscription& Subscription = m_Subscriptions[Exchange.Interface];
   // The first answer counts: what was published since is missing from the values it brought.
-  if (!Stream.Subscribed && Stream.Received.Epoch != Position.Epoch) {
-    Stream.Received = Position;
-    Stream.Handled = Position;
+  if (!Subscription.Subscribed && Subscription.Received.Epoch != Position.Epoch) {
+    Subscription.Received = Position;
+    m_OwnChanges->Done(Stream, Number);
+  }
+  if (Exchange.Hold != nullptr) {
+    *Exchange.Hold = m_OwnChanges->BeginAnswer(Stream);
+    m_AnswersInHand.push_back(Exchange.Waiter);
   }
   *Exchange.Content = std::move(Answer);
   Exchange.Answered = true;
@@ -597,26 +707,72 @@ void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
     Outbox.Mails.pop_front();
     --Outbox.Untransmitted;
   }
+  // Published mails arrive before their acknowledgement; what has not arrived will not.
+  for (std::string const& Stream : Outbox.Streams) {
+    if (m_OwnChanges->HasUpTo(Stream, Number)) {
+      Receive({TEKind::eAcknowledged, Stream, Number, {TCNorvMailClassID("", 0), 0, 0, nullptr}});
+    }
+  }
   m_Changed.notify_all();
   Transmit();
 }
 
 void TCNorvProxyConnection::OnPublished(sd_bus_message* Message,
                                         TCNorvMailClassID const& MailClass) {
-  TSReceived Received{{MailClass, 0, 0, nullptr}, MailWire::ClassInterface(MailClass), {}, false};
+  MailWire::TSPosition Position;
+  std::uint64_t Previous = 0;
   char const* Origin = nullptr;
-  std::uint64_t Number = 0;
-  MailWire::Require(sd_bus_message_read(Message, "ttst", &Received.Position.Epoch,
-                                        &Received.Position.Sequence, &Origin, &Number),
+  TSReceived Received{TEKind::eForeign, "", 0, {MailClass, 0, 0, nullptr}};
+  MailWire::Require(sd_bus_message_read(Message, "tttst", &Position.Epoch, &Previous,
+                                        &Position.Sequence, &Origin, &Received.Number),
                     "read an envelope");
-  Received.Content = MailWire::ReadMail(Message, MailClass);
-  TSStream& Stream = m_Streams[Received.Interface];
-  Stream.Received = Received.Position;
-  if (m_Identity == Origin && !Stream.CatchingUp && Number > Stream.TakeOwnThrough) {
-    return;  // this process has had the change since before it was sent
+  if (std::strcmp(Origin, MailWire::kNoOrigin) == 0) {
+    Received.Kind = TEKind::eCatchUp;
+  } else if (m_Identity == Origin) {
+    Received.Kind = TEKind::eOwn;
   }
-  Received.CatchUp = std::strcmp(Origin, MailWire::kNoOrigin) == 0;
-  Stream.CatchingUp = Stream.CatchingUp || Received.CatchUp;
+  std::string const Interface = MailWire::ClassInterface(MailClass);
+  if (!Admit(m_Subscriptions[Interface], Position, Previous, Received.Kind)) {
+    return;
+  }
+  Received.Content = MailWire::ReadMail(Message, MailClass);
+  Received.Stream = StreamName(sd_bus_message_get_path(Message), Interface);
+  Receive(std::move(Received));
+}
+
+// Whether a published mail is the next one. After a missing one all later mails are asked for.
+bool TCNorvProxyConnection::Admit(TSSubscription& Subscription, MailWire::TSPosition Position,
+                                  std::uint64_t Previous, TEKind Kind) {
+  if (Kind != TEKind::eCatchUp && Position.Epoch == Subscription.Received.Epoch) {
+    if (Position.Sequence <= Subscription.Received.Sequence) {
+      return false;  // had it
+    }
+    if (Previous > Subscription.Received.Sequence) {
+      if (!std::exchange(Subscription.Missing, true)) {
+        SyslogWarning("Published mails %" PRIu64 " to %" PRIu64 " are missing and are asked for",
+                      Subscription.Received.Sequence + 1, Previous);
+        Subscription.Requested = false;
+        Transmit();
+      }
+      return false;
+    }
+  }
+  Subscription.Missing = false;
+  Subscription.Received = Position;
+  return true;
+}
+
+void TCNorvProxyConnection::Receive(TSReceived Received) {
+  // Nothing that a hook has to hear of, and nothing before it: done at once.
+  bool const First = m_Inbox.empty() && !m_Delivering;
+  if (First && Received.Kind == TEKind::eAcknowledged) {
+    m_OwnChanges->Done(Received.Stream, Received.Number);
+    return;
+  }
+  if (First && Received.Kind == TEKind::eOwn &&
+      m_OwnChanges->EndsSilently(Received.Stream, Received.Number, *Received.Content.Body)) {
+    return;
+  }
   m_Inbox.push_back(std::move(Received));
   Signal(TEEvent::eMails);
 }

@@ -6,7 +6,8 @@
 // thread at a time, the one that set m_Pumping, polls it and reads from it. That is the proxy's own
 // thread, unless it is inside a hook: then a thread that waits for an answer pumps for itself, so
 // no waiting thread depends on a hook's return. Whoever changes what a waiting thread waits for
-// signals m_Changed.
+// signals m_Changed. m_OwnChanges has a lock of its own, taken last, because changes are marked
+// under the application's locks.
 #pragma once
 
 #include <chrono>
@@ -19,12 +20,15 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/TCNorvMessage.h"
+#include "Platform/Messaging/TCOwnChanges.h"
 
 class TCNorvServiceProxy;
 
@@ -36,8 +40,13 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
 
   bool WaitForRouter(int Timeout);
   void Subscribe(TCNorvMailClassID const& MailClass);
+  void MarkChange();
   bool Post(std::string const& Mailbox, TSNorvMailContent const& Content);
-  bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout);
+  /// Sets `Hold`, unless it is null, when it returns true; no mail is delivered then until
+  /// EndAnswer(*Hold).
+  bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout,
+                std::uint64_t* Hold);
+  void EndAnswer(std::uint64_t Hold);
   bool WaitForAcknowledgements(int Timeout);
   /// Hands the oldest waiting mail to the owner; false when none waits.
   bool DeliverMail(bool Wait);
@@ -54,43 +63,43 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   struct TSOutbox {
     struct TSMail {
       std::uint64_t Number;
-      std::uint64_t Seen;  // the last published mail handled when this one was posted
       TSNorvMailContent Content;
     };
     std::deque<TSMail> Mails;
+    std::set<std::string> Streams;  // names of those that mails have gone to
     std::size_t Untransmitted = 0;
     std::uint64_t LastNumber = 0;
   };
 
   // A request that a thread waits for; lives on that thread's stack.
   struct TSExchange {
+    TCNorvProxyConnection* Connection;
     std::string const* Mailbox;
-    std::string Interface;
     TSNorvMailContent* Content;
-    std::uint64_t After;  // mails up to this number go first
-    TCBusSlot Reply;      // set while the request is on its way
+    std::uint64_t* Hold;  // filled when the answer comes; null when it is not held
+    std::string Interface = MailWire::ClassInterface(Content->MailClass);
+    std::thread::id Waiter = std::this_thread::get_id();
+    std::uint64_t After = 0;    // mails up to this number go first
+    TCBusSlot Reply = nullptr;  // set while the request is on its way
     std::optional<bool> Answered = std::nullopt;
-    TCNorvProxyConnection* Connection = nullptr;
   };
 
   // The published mails of one class.
-  struct TSStream {
+  struct TSSubscription {
     bool Subscribed = false;
-    bool Requested = false;  // on the present connection
-    MailWire::TSPosition Received;
-    MailWire::TSPosition Handled;
-    // Mails of this proxy that were under way when the process was brought up to date may have
-    // been overwritten there, so their published copies are taken in: all while the catch-up
-    // waits to be handled, then those up to this number.
-    bool CatchingUp = false;
-    std::uint64_t TakeOwnThrough = 0;
+    bool Requested = false;         // on the present connection
+    bool Missing = false;           // a mail was missed and has been asked for
+    MailWire::TSPosition Received;  // the last mail, or the first answer's place
   };
 
+  enum class TEKind { eOwn, eForeign, eCatchUp, eAcknowledged };
+
+  // What waits to be delivered: a published mail, or that a mail has been acknowledged.
   struct TSReceived {
+    TEKind Kind;
+    std::string Stream;
+    std::uint64_t Number;  // of the own mail that it is or includes
     TSNorvMailContent Content;
-    std::string Interface;
-    MailWire::TSPosition Position;
-    bool CatchUp = false;
   };
 
   enum class TEEvent { eReachable, eLost, eMails };
@@ -100,6 +109,10 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void Pump(TCLock& Lock, TCDeadline Deadline);
   void Poll(TCLock& Lock, TCDeadline Deadline);
   void Wake();
+
+  bool IsAnswerHeldHere() const;
+  TCOwnChanges::TSHandover Begin(TSReceived const& Received);
+  void HandOver(TSReceived const& Received, TCOwnChanges::TSHandover const& Handover);
 
   // The proxy's thread.
   void Start();
@@ -117,7 +130,6 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void TransmitExchanges();
   void TransmitSubscriptions();
   bool SendToBus(sd_bus_message* Message);
-  std::uint64_t LastNumber() const;
   TCBusMessage NewCall(std::string const& Path, std::string const& Interface, char const* Member);
 
   // What the router sends; m_Mutex held.
@@ -126,11 +138,15 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   static int OnAnswer(sd_bus_message* Message, void* Exchange, sd_bus_error* Error);
   void OnAcknowledged(sd_bus_message* Message);
   void OnPublished(sd_bus_message* Message, TCNorvMailClassID const& MailClass);
+  bool Admit(TSSubscription& Subscription, MailWire::TSPosition Position, std::uint64_t Previous,
+             TEKind Kind);
+  void Receive(TSReceived Received);
   void ReadAnswer(TSExchange& Exchange, sd_bus_message* Message);
 
   TCNorvServiceProxy& m_Owner;
   std::string const m_Identity;
   std::string const m_Address;
+  std::shared_ptr<TCOwnChanges> const m_OwnChanges;
 
   std::mutex m_Mutex;
   std::condition_variable m_Changed;
@@ -148,7 +164,10 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   std::map<std::string, TSOutbox> m_Outboxes;  // by mailbox path
   std::size_t m_UnacknowledgedBytes = 0;
   std::list<TSExchange*> m_Exchanges;
-  std::map<std::string, TSStream> m_Streams;  // by class interface
+  std::map<std::string, TSSubscription> m_Subscriptions;  // by class interface
   std::deque<TSReceived> m_Inbox;
+  bool m_Delivering = false;
+  bool m_TurnedAway = false;                      // a thread that wanted to deliver meanwhile
+  std::vector<std::thread::id> m_AnswersInHand;  // threads that put an answer to use
   std::deque<TEEvent> m_Events;
 };

@@ -21,6 +21,13 @@ void TCNorvRecordObject::Add(TCNorvCommonField& Field, char const* Name, TENorvF
   m_Entries.push_back({&Field, Name, WireCode(Kind)});
 }
 
+void TCNorvRecordObject::AddKey(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind) {
+  if (m_Entries.size() < TCNorvMailBody::kMaximumFields) {  // larger records are refused anyway
+    m_KeyFields |= std::uint32_t{1} << m_Entries.size();
+  }
+  Add(Field, Name, Kind);
+}
+
 std::vector<std::string> TCNorvRecordObject::get_FieldNames() const {
   std::vector<std::string> Names;
   Names.reserve(m_Entries.size());

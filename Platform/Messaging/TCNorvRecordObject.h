@@ -22,11 +22,16 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
   /// with its type beside it; with one it is always sent as that kind, which is shorter.
   void Add(TCNorvCommonField& Field, char const* Name);
   void Add(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind);
+  /// As Add, for a field that says what the record is about: a later record with the same keys
+  /// replaces an earlier one.
+  void AddKey(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind);
 
   std::vector<std::string> get_FieldNames() const;
 
   /// The wire types of the fields, one letter each.
   std::string get_Signature() const;
+  /// The mask of the fields that are keys; bit 0 is the first field.
+  std::uint32_t get_KeyFields() const { return m_KeyFields; }
   void Encode(TCNorvMailBody::TCWriter& Writer) const;
   /// Fills the fields from one encoded record of the same signature.
   void Decode(std::string_view Record);
@@ -40,4 +45,5 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
     char Code;
   };
   std::vector<TSEntry> m_Entries;
+  std::uint32_t m_KeyFields = 0;
 };

@@ -31,7 +31,15 @@ void TCNorvService::Acknowledge(TSNorvReceivedMail const& Mail) {
 }
 
 void TCNorvService::Publish(TSNorvMailContent const& Content, TSNorvReceivedMail const& Origin) {
-  m_Router.m_Core->Publish(m_Path, Content, Origin);
+  // The service's own mails are in the mailbox's name.
+  std::string const& Sender = Origin.Sender.Identity;
+  m_Router.m_Core->Publish({m_Path, MailWire::ClassInterface(Content.MailClass), 0,
+                            Sender.empty() ? m_Mailbox : Sender, Origin.Number, "", Content});
+}
+
+void TCNorvService::Restore(TSNorvReceivedMail const& Refused, TSNorvMailContent const& Content) {
+  m_Router.m_Core->Publish({m_Path, MailWire::ClassInterface(Content.MailClass), 0,
+                            MailWire::kNoOrigin, Refused.Number, Refused.Sender.Identity, Content});
 }
 
 void TCNorvService::OnRefused(TSNorvReceivedMail const& Mail) {
@@ -45,5 +53,14 @@ bool TCNorvService::OnCatchUp(TSNorvMailSender const& /*Sender*/,
 }
 
 std::uint64_t TCNorvService::get_Sequence() const {
-  return m_Router.m_Core->get_Sequence();
+  return m_Router.m_Core->get_Position().Sequence;
+}
+
+std::uint64_t TCNorvService::get_LastTaken(std::string const& /*Identity*/) const {
+  return 0;
+}
+
+std::shared_ptr<TCNorvMailBody const> TCNorvService::OnForward(
+    TSNorvMailSender const& /*Subscriber*/, TSNorvMailContent const& Content) {
+  return Content.Body;
 }

@@ -31,7 +31,6 @@ struct TSNorvMailSender {
 struct TSNorvReceivedMail {
   TSNorvMailSender Sender;
   std::uint64_t Number = 0;  ///< of this sender's mails to this mailbox, from 1 without gaps
-  std::uint64_t Seen = 0;    ///< the last published sequence that the sender had handled
   TSNorvMailContent Content;
 };
 
@@ -39,8 +38,7 @@ struct TSNorvReceivedMail {
 /// subscribers of mail classes. Mails that arrived before an owner appeared are kept for it.
 ///
 /// Lives on the router's thread: the hooks are called there, and the operations are called there
-/// (see TCNorvMailRouter::Execute), construction and destruction excepted. What a hook throws is
-/// logged and refuses the mail or request. A subclass calls Open() when it is complete, and Close()
+/// (see TCNorvMailRouter::Execute), construction and destruction excepted. A subclass calls Open() when it is complete, and Close()
 /// first in its destructor.
 class PROPERTY_PLATFORM_EXPORT TCNorvService {
  public:
@@ -56,28 +54,43 @@ class PROPERTY_PLATFORM_EXPORT TCNorvService {
   /// Tells the sender of `Mail` that this mail and all before it need not be kept any longer.
   void Acknowledge(TSNorvReceivedMail const& Mail);
 
-  /// Publishes to every subscriber of the mail's class, with the next sequence number. The proxy
-  /// named as origin drops its own change.
+  /// Publishes to every subscriber of the mail's class, with the next sequence number, as what has
+  /// become of `Origin`: its sender holds that already. A mail is published before it is
+  /// acknowledged. Throws, with nothing published, only for lack of memory.
   void Publish(TSNorvMailContent const& Content, TSNorvReceivedMail const& Origin);
+
+  /// Sends `Content` to the sender of `Refused` in place of what it tried to change, as a published
+  /// mail that nobody else gets.
+  void Restore(TSNorvReceivedMail const& Refused, TSNorvMailContent const& Content);
 
   /// Mails published so far in this epoch.
   std::uint64_t get_Sequence() const;
 
+  /// The last mail of `Identity` that has come into effect: answers and what brings a subscriber
+  /// up to date include it. 0, as here: they say nothing of that.
+  virtual std::uint64_t get_LastTaken(std::string const& Identity) const;
+
  protected:
-  /// A mail sent without waiting. Acknowledged by Acknowledge(), now or later.
+  /// A mail sent without waiting. Acknowledged by Acknowledge(), now or later. A TCException from
+  /// here refuses the mail. Any other exception says that it can not be taken now: the connection
+  /// is ended, and the sender will send the mail again.
   virtual void OnMail(TSNorvReceivedMail const& Mail) = 0;
-  /// A request; fills `Answer`, or returns false to refuse it.
+  /// A request; fills `Answer`, or returns false or throws to refuse it.
   virtual bool OnRequest(TSNorvMailSender const& Sender, TSNorvMailContent const& Request,
                          TSNorvMailContent& Answer) = 0;
   /// A mail that is malformed, or that OnMail has thrown for; has been logged, its content may be
-  /// missing. Acknowledges it here: sent again it would be refused again. A service that defers
+  /// empty. Acknowledges it here: sent again it would be refused again. A service that defers
   /// acknowledgements overrides this, because they count for all earlier mails of the sender too.
+  /// An exception from here has the mail sent again.
   virtual void OnRefused(TSNorvReceivedMail const& Mail);
   /// `Sender` subscribes to a class and has missed more published mails than are kept. Fills
   /// `Content` with what brings it up to date, which reaches it before anything newer; false, as
   /// here, when there is nothing to send.
   virtual bool OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
                          TSNorvMailContent& Content);
+  /// What `Subscriber` gets of a published mail: its records, as here, others, or null for nothing.
+  virtual std::shared_ptr<TCNorvMailBody const> OnForward(TSNorvMailSender const& Subscriber,
+                                                          TSNorvMailContent const& Content);
 
  private:
   friend class TCRouterCore;

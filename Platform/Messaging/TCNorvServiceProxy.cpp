@@ -2,9 +2,17 @@
 // Forwards the proxy's operations to its connection and mails to their handlers.
 #include "Platform/Messaging/TCNorvServiceProxy.h"
 
+#include <utility>
+
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/TCNorvMailFunctions.h"
 #include "Platform/Messaging/TCNorvProxyConnection.h"
+
+namespace {
+
+thread_local TCNorvServiceProxy::TCAnswerInHand* ThreadAnswer = nullptr;
+
+}  // namespace
 
 TCNorvServiceProxy::TCNorvServiceProxy()
     : m_Connection(std::make_shared<TCNorvProxyConnection>(*this)) {}
@@ -29,11 +37,28 @@ void TCNorvServiceProxy::ConnectService(TCNorvMailClassID const& MailClass, int 
 bool TCNorvServiceProxy::SendAndWait(TCNorvServiceName const& Service, TCNorvMessage& Mail,
                                      int const& Timeout) {
   TSNorvMailContent Content = Mail.get_Content();
-  if (!m_Connection->Exchange(MailWire::MailboxPath(Service.get_Mailbox()), Content, Timeout)) {
+  bool const Held = ThreadAnswer != nullptr && ThreadAnswer->m_Connection == m_Connection &&
+                    ThreadAnswer->m_Place == 0;
+  if (!m_Connection->Exchange(MailWire::MailboxPath(Service.get_Mailbox()), Content, Timeout,
+                              Held ? &ThreadAnswer->m_Place : nullptr)) {
     return false;
   }
   Mail.SetContent(Content);
   return true;
+}
+
+TCNorvServiceProxy::TCAnswerInHand::TCAnswerInHand(TCNorvServiceProxy& Proxy)
+    : m_Connection(Proxy.m_Connection), m_Outer(std::exchange(ThreadAnswer, this)) {}
+
+TCNorvServiceProxy::TCAnswerInHand::~TCAnswerInHand() {
+  ThreadAnswer = m_Outer;
+  if (m_Place != 0) {
+    m_Connection->EndAnswer(m_Place);
+  }
+}
+
+void TCNorvServiceProxy::MarkChange() {
+  m_Connection->MarkChange();
 }
 
 bool TCNorvServiceProxy::Post(TCNorvServiceName const& Service,

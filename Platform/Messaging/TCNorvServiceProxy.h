@@ -2,6 +2,7 @@
 // A process's end of the mail router: sends mails, waits for answers, receives published mails.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -53,6 +54,24 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// False, `Mail` unchanged, when the service refuses, the time passes or the proxy is closing.
   bool SendAndWait(TCNorvServiceName const& Service, TCNorvMessage& Mail, int const& Timeout);
 
+  /// While it lives, the answer that SendAndWait gets on the same thread is being put to use: mails
+  /// that were published after the answer was made are delivered when this ends, so that the answer
+  /// does not undo them. For one request; ended by the thread that made it.
+  class PROPERTY_PLATFORM_EXPORT TCAnswerInHand {
+   public:
+    explicit TCAnswerInHand(TCNorvServiceProxy& Proxy);
+    TCAnswerInHand(TCAnswerInHand const&) = delete;
+    TCAnswerInHand& operator=(TCAnswerInHand const&) = delete;
+    ~TCAnswerInHand();
+
+   private:
+    friend class TCNorvServiceProxy;
+
+    std::shared_ptr<TCNorvProxyConnection> m_Connection;
+    TCAnswerInHand* m_Outer;    // of the same thread
+    std::uint64_t m_Place = 0;  // 0: no answer came
+  };
+
   /// Queues a mail for `Service` and returns at once; used by TCNorvMessage::Send. False when the
   /// proxy is closed. Throws TCException, nothing queued, when 64 MiB of mail are unacknowledged.
   bool Post(TCNorvServiceName const& Service, TSNorvMailContent const& Content) const;
@@ -76,6 +95,12 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   virtual void OnServiceMail(TCNorvMessage const& Mail);
   /// Mails wait. Processes all of them here.
   virtual void OnProxySignal();
+
+ protected:
+  /// Notes that the calling thread has changed what its next mail will tell of. Called under the
+  /// lock that makes the change, so that changes by published mails and by other threads are told
+  /// from before and after it. Without it the change counts as made when it is sent.
+  void MarkChange();
 
  private:
   TCNorvBasicMailFunctions* m_MailFunctions = nullptr;

@@ -4,9 +4,11 @@
 
 #include <sys/eventfd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <utility>
 
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
@@ -14,9 +16,10 @@
 namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCNorvMailRouter";
-constexpr std::size_t kRecentLimit = 1024;  // published mails kept for late subscribers
-constexpr std::size_t kRecentByteLimit = std::size_t{16} << 20;  // and the size of their records
 constexpr std::size_t kParkedLimit = 8192;  // messages kept for a mailbox without owner
+constexpr std::uint64_t kSecond = 1000000;
+constexpr std::uint64_t kAcceptAgain = kSecond / 10;  // after the descriptors have run out
+constexpr std::uint64_t kAccuracy = kSecond / 100;
 
 void RequireLoop(int Result, char const* Operation) {
   if (Result < 0) {
@@ -36,11 +39,6 @@ std::uint64_t NewEpoch() {
   sd_id128_t ID;
   RequireLoop(sd_id128_randomize(&ID), "draw an epoch");
   return ID.qwords[0];
-}
-
-std::string Describe(TSNorvMailSender const& Sender) {
-  return Sender.ProcessName + " (process " + std::to_string(Sender.Process) + ", user " +
-         std::to_string(Sender.User) + ")";
 }
 
 // The bus library does not look up the name of a peer without a bus, so it is asked by number.
@@ -88,6 +86,14 @@ TCRouterCore::TCRouterCore(std::string const& Address)
   RequireLoop(sd_event_add_defer(m_Event.get(), &Source, OnReap, this), "prepare cleaning up");
   m_ReapSource.reset(Source);
   RequireLoop(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "prepare cleaning up");
+  RequireLoop(sd_event_add_post(m_Event.get(), &Source, OnProgress, this), "watch for progress");
+  m_ProgressSource.reset(Source);
+  RequireLoop(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "watch for progress");
+  RequireLoop(sd_event_add_time(m_Event.get(), &Source, CLOCK_MONOTONIC, 0, kAccuracy,
+                                OnAcceptAgain, this),
+              "prepare accepting again");
+  m_AcceptAgainSource.reset(Source);
+  RequireLoop(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "prepare accepting again");
 }
 
 TCRouterCore::~TCRouterCore() = default;
@@ -195,21 +201,50 @@ int TCRouterCore::OnWake(sd_event_source* /*Source*/, int File, std::uint32_t /*
 
 // ---- connections ----
 
+std::uint64_t TCRouterCore::Now() const {
+  std::uint64_t Time = 0;
+  sd_event_now(m_Event.get(), CLOCK_MONOTONIC, &Time);
+  return Time;
+}
+
 int TCRouterCore::OnConnect(sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/,
                             void* Core) {
+  auto& Self = *static_cast<TCRouterCore*>(Core);
   try {
-    static_cast<TCRouterCore*>(Core)->Accept();
+    Self.Accept();
   } catch (...) {
-    SyslogError("mail router: a connection failed: %s", MailWire::CaughtText().c_str());
+    if (Self.m_LogBudget.Grant()) {
+      SyslogError("mail router: a connection failed: %s%s", MailWire::CaughtText().c_str(),
+                  Self.m_LogBudget.TakeNote().c_str());
+    }
   }
   return 0;
 }
 
 void TCRouterCore::Accept() {
   TCFileDescriptor File = m_Socket.Accept();
-  if (File.get() < 0) {
-    return;
+  if (File.get() >= 0) {
+    Serve(std::move(File));
+  } else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM) {
+    AcceptLater();
   }
+}
+
+// Who waits stays in the socket's queue, and the loop does not spin for them.
+void TCRouterCore::AcceptLater() {
+  SyslogError("mail router: cannot accept a connection: %s; trying again",
+              MailWire::ErrorText(errno).c_str());
+  sd_event_source_set_enabled(m_ConnectSource.get(), SD_EVENT_OFF);
+  sd_event_source_set_time(m_AcceptAgainSource.get(), Now() + kAcceptAgain);
+  sd_event_source_set_enabled(m_AcceptAgainSource.get(), SD_EVENT_ONESHOT);
+}
+
+int TCRouterCore::OnAcceptAgain(sd_event_source* /*Source*/, std::uint64_t /*Time*/, void* Core) {
+  sd_event_source_set_enabled(static_cast<TCRouterCore*>(Core)->m_ConnectSource.get(), SD_EVENT_ON);
+  return 0;
+}
+
+void TCRouterCore::Serve(TCFileDescriptor File) {
   sd_bus* Bus = nullptr;
   MailWire::Require(sd_bus_new(&Bus), "make a connection");
   TCBusHandle Handle(Bus);
@@ -219,15 +254,21 @@ void TCRouterCore::Accept() {
   File.Release();
   MailWire::Require(sd_bus_set_server(Bus, 1, ID), "serve a connection");
   MailWire::Require(sd_bus_negotiate_fds(Bus, 1), "serve a connection");
-  TSConnection& Connection = m_Connections.emplace_back();
-  Connection.Place = std::prev(m_Connections.end());
-  Connection.Core = this;
-  Connection.Bus = std::move(Handle);
+  TCRouterConnection& Connection = m_Connections.emplace_back(*this, std::move(Handle));
+  Connection.m_Place = std::prev(m_Connections.end());
   try {
     MailWire::Require(sd_bus_add_filter(Bus, nullptr, OnMessage, &Connection),
                       "serve a connection");
     MailWire::Require(sd_bus_start(Bus), "start a connection");
-    ReadCredentials(Bus, Connection.Sender);
+    ReadCredentials(Bus, Connection.m_Sender);
+    RequireRoomFor(Connection.m_Sender);
+    sd_event_source* Source = nullptr;
+    auto const Limit = static_cast<std::uint64_t>(
+        std::chrono::microseconds(m_Limits.GreetingTime).count());
+    MailWire::Require(sd_event_add_time_relative(m_Event.get(), &Source, CLOCK_MONOTONIC, Limit,
+                                                 kAccuracy, OnGreetingLimit, &Connection),
+                      "limit the time of a greeting");
+    Connection.m_GreetingLimit.reset(Source);
     MailWire::Require(sd_bus_attach_event(Bus, m_Event.get(), SD_EVENT_PRIORITY_NORMAL),
                       "attach a connection");
   } catch (...) {
@@ -236,7 +277,28 @@ void TCRouterCore::Accept() {
   }
 }
 
-void TCRouterCore::Drop(TSConnection& Connection) {
+void TCRouterCore::RequireRoomFor(TSNorvMailSender const& Sender) const {
+  std::size_t const OfUser = static_cast<std::size_t>(
+      std::count_if(m_Connections.begin(), m_Connections.end(), [&](auto const& Connection) {
+        return Connection.m_Sender.User == Sender.User;
+      }));
+  if (OfUser > m_Limits.ConnectionsPerUser || m_Connections.size() > m_Limits.Connections) {
+    throw TCException(kSource, __LINE__)
+        .Format(
+            "too many connections: %zu of user %u (at most %u), %zu in all (at most %u)", OfUser - 1,
+            Sender.User, m_Limits.ConnectionsPerUser, m_Connections.size() - 1,
+            m_Limits.Connections);
+  }
+}
+
+int TCRouterCore::OnGreetingLimit(sd_event_source* /*Source*/, std::uint64_t /*Time*/,
+                                  void* Connection) {
+  auto& Silent = *static_cast<TCRouterConnection*>(Connection);
+  Silent.m_Core.Drop(Silent);
+  return 0;
+}
+
+void TCRouterCore::Drop(TCRouterConnection& Connection) {
   for (auto& [Path, Messages] : m_Parked) {
     std::deque<TSParked> Kept;
     for (TSParked& Parked : Messages) {
@@ -246,11 +308,14 @@ void TCRouterCore::Drop(TSConnection& Connection) {
     }
     Messages.swap(Kept);
   }
-  if (Connection.Sender.Identity.empty()) {
-    SyslogWarning("mail router: a connection of %s ended before its greeting",
-                  Describe(Connection.Sender).c_str());
+  if (!Connection.IsGreeted() && m_LogBudget.Grant()) {
+    SyslogWarning("mail router: a connection of %s ended before its greeting%s",
+                  Connection.Describe().c_str(), m_LogBudget.TakeNote().c_str());
   }
-  m_Dropped.splice(m_Dropped.end(), m_Connections, Connection.Place);
+  Connection.m_GreetingLimit.reset();
+  Connection.m_Pause.reset();
+  sd_bus_detach_event(Connection.get_Bus());
+  m_Dropped.splice(m_Dropped.end(), m_Connections, Connection.m_Place);
   sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
 }
 
@@ -260,13 +325,16 @@ int TCRouterCore::OnReap(sd_event_source* /*Source*/, void* Core) {
 }
 
 int TCRouterCore::OnMessage(sd_bus_message* Message, void* Connection, sd_bus_error* /*Error*/) {
-  auto& From = *static_cast<TSConnection*>(Connection);
+  auto& From = *static_cast<TCRouterConnection*>(Connection);
   try {
-    return From.Core->Route(From, Message);
+    return From.m_Core.Route(From, Message);
   } catch (...) {
     std::string const Reason = MailWire::CaughtText();
-    SyslogError("Mail of %s refused: %s", Describe(From.Sender).c_str(), Reason.c_str());
-    if (sd_bus_message_get_expect_reply(Message) > 0) {
+    if (From.m_LogBudget.Grant()) {
+      SyslogError("Mail of %s refused: %s%s", From.Describe().c_str(), Reason.c_str(),
+                  From.m_LogBudget.TakeNote().c_str());
+    }
+    if (sd_bus_message_get_expect_reply(Message) > 0 && !From.IsCongested()) {
       sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "%s", Reason.c_str());
     }
   }
@@ -275,7 +343,7 @@ int TCRouterCore::OnMessage(sd_bus_message* Message, void* Connection, sd_bus_er
 
 // ---- messages ----
 
-int TCRouterCore::Route(TSConnection& Connection, sd_bus_message* Message) {
+int TCRouterCore::Route(TCRouterConnection& Connection, sd_bus_message* Message) {
   if (sd_bus_message_is_signal(Message, "org.freedesktop.DBus.Local", "Disconnected") > 0) {
     Drop(Connection);
     return 1;
@@ -295,7 +363,7 @@ int TCRouterCore::Route(TSConnection& Connection, sd_bus_message* Message) {
   return 1;
 }
 
-void TCRouterCore::RouteToRouter(TSConnection& Connection, sd_bus_message* Message) {
+void TCRouterCore::RouteToRouter(TCRouterConnection& Connection, sd_bus_message* Message) {
   if (sd_bus_message_is_method_call(Message, MailWire::kRouterInterface, MailWire::kHello) > 0) {
     Greet(Connection, Message);
   } else if (sd_bus_message_is_method_call(Message, MailWire::kRouterInterface,
@@ -307,7 +375,7 @@ void TCRouterCore::RouteToRouter(TSConnection& Connection, sd_bus_message* Messa
   }
 }
 
-void TCRouterCore::Greet(TSConnection& Connection, sd_bus_message* Message) {
+void TCRouterCore::Greet(TCRouterConnection& Connection, sd_bus_message* Message) {
   char const* Identity = nullptr;
   char const* Device = nullptr;
   std::uint32_t Version = 0;
@@ -324,28 +392,34 @@ void TCRouterCore::Greet(TSConnection& Connection, sd_bus_message* Message) {
         .Format("an identity has 1 to %zu bytes", MailWire::kIdentityLimit);
   }
   RequireFreeIdentity(Connection, Identity);
-  Connection.Sender.Identity = Identity;
-  Connection.Sender.Device = TCMACAddress(std::string(Device));
+  if (m_Admission && !m_Admission(Connection.m_Sender)) {
+    throw TCException(kSource, __LINE__)
+        .Format("%s may not use this router; its administrator can allow it",
+                Connection.Describe().c_str());
+  }
+  Connection.m_GreetingLimit.reset();
+  Connection.m_Sender.Identity = Identity;
+  Connection.m_Sender.Device = TCMACAddress(std::string(Device));
   MailWire::Require(sd_bus_reply_method_return(Message, "u", MailWire::kProtocolVersion), "greet");
 }
 
 // A proxy that reconnects may find its former connection still there; nobody else may take its
 // identity, because mails sent in its name would make its own look like repeats.
-void TCRouterCore::RequireFreeIdentity(TSConnection const& Connection,
+void TCRouterCore::RequireFreeIdentity(TCRouterConnection const& Connection,
                                        std::string const& Identity) const {
-  TSNorvMailSender const& Asking = Connection.Sender;
+  TSNorvMailSender const& Asking = Connection.m_Sender;
   if (!Asking.Identity.empty()) {
     throw TCException(kSource, __LINE__).Format("a second greeting");
   }
-  for (TSConnection const& Other : m_Connections) {
-    TSNorvMailSender const& Held = Other.Sender;
+  for (TCRouterConnection const& Other : m_Connections) {
+    TSNorvMailSender const& Held = Other.m_Sender;
     if (Held.Identity == Identity && (Held.Process != Asking.Process || Held.User != Asking.User)) {
       throw TCException(kSource, __LINE__).Format("the identity of another process");
     }
   }
 }
 
-void TCRouterCore::Subscribe(TSConnection& Connection, sd_bus_message* Message) {
+void TCRouterCore::Subscribe(TCRouterConnection& Connection, sd_bus_message* Message) {
   char const* Interface = nullptr;
   MailWire::TSPosition Known;
   MailWire::Require(sd_bus_message_read(Message, "stt", &Interface, &Known.Epoch, &Known.Sequence),
@@ -353,46 +427,118 @@ void TCRouterCore::Subscribe(TSConnection& Connection, sd_bus_message* Message) 
   if (!MailWire::ParseClassInterface(Interface)) {
     throw TCException(kSource, __LINE__).Format("%s is no mail class", Interface);
   }
-  Connection.Classes.insert(Interface);
+  Connection.m_Subscriptions[Interface].Behind = false;
   CatchUp(Connection, Interface, Known);
 }
 
 // Sends what the subscriber has not had: the kept mails after its position, or, when they do not
 // reach back that far or the position is of an earlier run, what the services say.
-void TCRouterCore::CatchUp(TSConnection& Connection, std::string const& Interface,
+void TCRouterCore::CatchUp(TCRouterConnection& Connection, std::string const& Interface,
                            MailWire::TSPosition Known) {
+  TCRouterConnection::TSSubscription& Subscription = Connection.m_Subscriptions[Interface];
   if (Known.Epoch == 0) {
-    return;  // it has had nothing that could be out of date
+    Subscription.Sent = m_Position.Sequence;  // it has had nothing that could be out of date
+    return;
   }
-  std::uint64_t const Oldest =
-      m_Recent.empty() ? m_Position.Sequence + 1 : m_Recent.front().Sequence;
-  if (Known.Epoch != m_Position.Epoch || Known.Sequence + 1 < Oldest) {
+  Subscription.Sent = Known.Sequence;
+  if (Known.Epoch != m_Position.Epoch ||
+      !m_Recent.ReachBackTo(Known.Sequence, m_Position.Sequence)) {
     CatchUpByServices(Connection, Interface);
     return;
   }
-  for (TSPublished const& Published : m_Recent) {
-    if (Published.Sequence > Known.Sequence && Published.Interface == Interface) {
-      TCBusMessage const Message = NewPublished(Connection.Bus.get(), Published);
-      sd_bus_send(Connection.Bus.get(), Message.get(), nullptr);
+  TSForwarded Last;
+  m_Recent.ForEachAfter(Known.Sequence, [&](TSPublishedMail const& Mail) {
+    if (Mail.Interface == Interface) {
+      Forward(Connection, Subscription, Mail, Last);
     }
-  }
+    return !Subscription.Behind;
+  });
 }
 
-void TCRouterCore::CatchUpByServices(TSConnection& Connection, std::string const& Interface) {
+void TCRouterCore::CatchUpByServices(TCRouterConnection& Connection, std::string const& Interface) {
+  TCRouterConnection::TSSubscription& Subscription = Connection.m_Subscriptions[Interface];
   TCNorvMailClassID const MailClass = *MailWire::ParseClassInterface(Interface.c_str());
+  TSNorvMailSender const& Subscriber = Connection.m_Sender;
   for (auto const& [Path, Owner] : m_Mailboxes) {
     TSNorvMailContent Content{MailClass, 0, 0, TCNorvMailBody::Empty()};
-    if (Owner->OnCatchUp(Connection.Sender, MailClass, Content)) {
-      TCBusMessage const Message =
-          NewPublished(Connection.Bus.get(),
-                       {Path, Interface, m_Position.Sequence, MailWire::kNoOrigin, 0, Content});
-      sd_bus_send(Connection.Bus.get(), Message.get(), nullptr);
+    if (!Owner->OnCatchUp(Subscriber, MailClass, Content)) {
+      continue;
+    }
+    std::uint64_t const Included = Owner->get_LastTaken(Subscriber.Identity);
+    TCBusMessage const Message = NewPublished(Connection.get_Bus(),
+                                              {Path, Interface, m_Position.Sequence,
+                                               MailWire::kNoOrigin, Included, "", Content},
+                                              0, Content.Body);
+    if (!Connection.Send(Message.get(), Content.Body->get_Size())) {
+      FallBehind(Connection, Subscription);
+      return;
+    }
+  }
+  Subscription.Sent = m_Position.Sequence;
+}
+
+// ---- subscribers that do not keep up ----
+
+// Nothing more is sent to the subscriber, and nothing is kept for it, until it has read what waits.
+void TCRouterCore::FallBehind(TCRouterConnection& Connection,
+                              TCRouterConnection::TSSubscription& Subscription) {
+  Subscription.Behind = true;
+  sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
+  if (Connection.m_LogBudget.Grant()) {
+    SyslogWarning("mail router: %s does not read its mails; it will be brought up to date%s",
+               Connection.Describe().c_str(), Connection.m_LogBudget.TakeNote().c_str());
+  }
+}
+
+// Runs after every turn of the loop in which anything happened, such as a peer's reading.
+int TCRouterCore::OnProgress(sd_event_source* Source, void* Core) {
+  auto& Self = *static_cast<TCRouterCore*>(Core);
+  bool Waiting = false;
+  for (TCRouterConnection& Connection : Self.m_Connections) {
+    if (Connection.IsBehind() && Connection.IsDrained()) {
+      Self.Resume(Connection);
+    }
+    Waiting = Waiting || Connection.IsBehind();
+  }
+  if (!Waiting) {
+    sd_event_source_set_enabled(Source, SD_EVENT_OFF);
+  }
+  return 0;
+}
+
+void TCRouterCore::Resume(TCRouterConnection& Connection) {
+  try {
+    bool Behind = false;
+    for (auto& [Interface, Subscription] : Connection.m_Subscriptions) {
+      if (Subscription.Behind) {
+        Subscription.Behind = false;
+        CatchUp(Connection, Interface, {m_Position.Epoch, Subscription.Sent});
+      }
+      Behind = Behind || Subscription.Behind;
+    }
+    if (!Behind) {
+      Connection.SendAcknowledgements();
+    }
+  } catch (...) {
+    SyslogError("mail router: %s cannot be brought up to date: %s; its connection is ended",
+                Connection.Describe().c_str(), MailWire::CaughtText().c_str());
+    Drop(Connection);
+  }
+}
+
+void TCRouterCore::BringUpToDate(
+    std::function<bool(TSNorvMailSender const&)> const& IsConcerned) {
+  for (TCRouterConnection& Connection : m_Connections) {
+    if (Connection.IsGreeted() && IsConcerned(Connection.m_Sender)) {
+      for (auto const& [Interface, Subscription] : Connection.m_Subscriptions) {
+        CatchUpByServices(Connection, Interface);
+      }
     }
   }
 }
 
-void TCRouterCore::RouteToMailbox(TSConnection& Connection, sd_bus_message* Message) {
-  if (Connection.Sender.Identity.empty()) {
+void TCRouterCore::RouteToMailbox(TCRouterConnection& Connection, sd_bus_message* Message) {
+  if (!Connection.IsGreeted()) {
     throw TCException(kSource, __LINE__).Format("a mail before the greeting");
   }
   auto const Owner = m_Mailboxes.find(sd_bus_message_get_path(Message));
@@ -402,6 +548,9 @@ void TCRouterCore::RouteToMailbox(TSConnection& Connection, sd_bus_message* Mess
   }
   auto const MailClass = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message));
   if (sd_bus_message_is_method_call(Message, nullptr, MailWire::kSend) > 0) {
+    if (!Connection.CountMail(m_Limits.MailsPerSecond, Now())) {
+      SlowDown(Connection);
+    }
     DeliverMail(*Owner->second, Connection, Message, *MailClass);
   } else if (sd_bus_message_is_method_call(Message, nullptr, MailWire::kRequest) > 0) {
     DeliverRequest(*Owner->second, Connection, Message, *MailClass);
@@ -411,58 +560,109 @@ void TCRouterCore::RouteToMailbox(TSConnection& Connection, sd_bus_message* Mess
   }
 }
 
-void TCRouterCore::Park(TSConnection& Connection, sd_bus_message* Message) {
+void TCRouterCore::Park(TCRouterConnection& Connection, sd_bus_message* Message) {
   std::size_t Count = 0;
   for (auto const& [Path, Messages] : m_Parked) {
     Count += Messages.size();
   }
   if (Count >= kParkedLimit) {
-    throw TCException(kSource, __LINE__)
-        .Format("%zu messages wait for mailboxes without owner, no more are kept", Count);
+    // Its proxy comes back and sends again what has not been acknowledged.
+    SyslogError("mail router: %zu messages wait for mailboxes without owner; %s has to come again",
+                Count, Connection.Describe().c_str());
+    Drop(Connection);
+    return;
   }
   m_Parked[sd_bus_message_get_path(Message)].push_back(
       {&Connection, TCBusMessage(sd_bus_message_ref(Message))});
 }
 
-void TCRouterCore::DeliverMail(TCNorvService& Owner, TSConnection& Connection,
+// The peer is not read from for the rest of a second, so it waits and nobody else does.
+void TCRouterCore::SlowDown(TCRouterConnection& Connection) {
+  if (Connection.m_Pause) {
+    return;
+  }
+  if (Connection.m_LogBudget.Grant()) {
+    SyslogWarning("mail router: %s sends more than %u mails a second and is slowed down%s",
+                  Connection.Describe().c_str(), m_Limits.MailsPerSecond,
+                  Connection.m_LogBudget.TakeNote().c_str());
+  }
+  sd_event_source* Source = nullptr;
+  MailWire::Require(sd_event_add_time_relative(m_Event.get(), &Source, CLOCK_MONOTONIC, kSecond,
+                                               kAccuracy, OnPauseOver, &Connection),
+                    "slow a connection down");
+  Connection.m_Pause.reset(Source);
+  sd_bus_detach_event(Connection.get_Bus());
+}
+
+int TCRouterCore::OnPauseOver(sd_event_source* /*Source*/, std::uint64_t /*Time*/,
+                              void* Connection) {
+  auto& Paused = *static_cast<TCRouterConnection*>(Connection);
+  Paused.m_Pause.reset();
+  if (sd_bus_attach_event(Paused.get_Bus(), Paused.m_Core.get_Event(), SD_EVENT_PRIORITY_NORMAL) <
+      0) {
+    Paused.m_Core.Drop(Paused);
+  }
+  return 0;
+}
+
+void TCRouterCore::DeliverMail(TCNorvService& Owner, TCRouterConnection& Connection,
                                sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
-  TSNorvReceivedMail Mail{Connection.Sender, 0, 0, {MailClass, 0, 0, nullptr}};
+  TSNorvReceivedMail Mail{Connection.m_Sender, 0, {MailClass, 0, 0, TCNorvMailBody::Empty()}};
   char const* Identity = nullptr;
-  MailWire::Require(sd_bus_message_read(Message, "stt", &Identity, &Mail.Number, &Mail.Seen),
+  MailWire::Require(sd_bus_message_read(Message, "st", &Identity, &Mail.Number),
                     "read an envelope");
   if (Mail.Sender.Identity != Identity) {
     throw TCException(kSource, __LINE__).Format("a mail in another's name");
   }
   try {
-    Mail.Content = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
-    Owner.OnMail(Mail);
-  } catch (...) {
-    SyslogError("Mail of %s refused: %s", Describe(Mail.Sender).c_str(),
-                MailWire::CaughtText().c_str());
-    Owner.OnRefused(Mail);
+    try {
+      Mail.Content = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
+      Owner.OnMail(Mail);
+    } catch (TCException const& Reason) {
+      if (Connection.m_LogBudget.Grant()) {
+        SyslogError("Mail of %s refused: %s%s", Connection.Describe().c_str(), Reason.what(),
+                    Connection.m_LogBudget.TakeNote().c_str());
+      }
+      Owner.OnRefused(Mail);
+    }
+  } catch (std::exception const& Reason) {
+    // Its proxy comes back and sends again what has not been acknowledged.
+    SyslogError("A mail of %s cannot be taken now: %s; its connection is ended",
+                Connection.Describe().c_str(), Reason.what());
+    Drop(Connection);
   }
 }
 
-void TCRouterCore::DeliverRequest(TCNorvService& Owner, TSConnection& Connection,
+void TCRouterCore::DeliverRequest(TCNorvService& Owner, TCRouterConnection& Connection,
                                   sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
   char const* Identity = nullptr;
   MailWire::Require(sd_bus_message_read(Message, "s", &Identity), "read an envelope");
-  if (Connection.Sender.Identity != Identity) {
+  TSNorvMailSender const& Sender = Connection.m_Sender;
+  if (Sender.Identity != Identity) {
     throw TCException(kSource, __LINE__).Format("a mail in another's name");
+  }
+  if (Connection.IsCongested()) {
+    SyslogWarning("mail router: %s does not read its answers; its connection is ended",
+                  Connection.Describe().c_str());
+    Drop(Connection);
+    return;
   }
   TSNorvMailContent const Request = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
   TSNorvMailContent Answer{MailClass, 0, 0, TCNorvMailBody::Empty()};
-  if (!Owner.OnRequest(Connection.Sender, Request, Answer)) {
+  if (!Owner.OnRequest(Sender, Request, Answer)) {
     sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "the service refuses");
     return;
   }
   sd_bus_message* Raw = nullptr;
   MailWire::Require(sd_bus_message_new_method_return(Message, &Raw), "make an answer");
   TCBusMessage const Reply(Raw);
-  MailWire::Require(sd_bus_message_append(Raw, "tt", m_Position.Epoch, m_Position.Sequence),
+  MailWire::Require(sd_bus_message_append(Raw, "ttt", m_Position.Epoch, m_Position.Sequence,
+                                          Owner.get_LastTaken(Sender.Identity)),
                     "append an envelope");
   MailWire::AppendMail(Raw, Answer);
-  MailWire::Require(sd_bus_send(Connection.Bus.get(), Raw, nullptr), "send an answer");
+  if (!Connection.Send(Raw, Answer.Body->get_Size())) {
+    Drop(Connection);  // its proxy comes back and asks again
+  }
 }
 
 // ---- mailboxes ----
@@ -484,56 +684,84 @@ void TCRouterCore::CloseMailbox(std::string const& Path) {
   m_Mailboxes.erase(Path);
 }
 
+void TCRouterCore::SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission) {
+  m_Admission = std::move(Admission);
+}
+
 void TCRouterCore::Acknowledge(std::string const& Path, std::string const& Identity,
                                std::uint64_t Number) {
-  for (TSConnection& Connection : m_Connections) {
-    if (Connection.Sender.Identity == Identity) {
-      sd_bus_emit_signal(Connection.Bus.get(), Path.c_str(), MailWire::kRouterInterface,
-                         MailWire::kAcknowledged, "t", Number);
+  for (TCRouterConnection& Connection : m_Connections) {
+    if (Connection.m_Sender.Identity == Identity) {
+      Connection.Acknowledge(Path, Number);
+      if (Connection.IsBehind()) {
+        sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
+      }
     }
   }
 }
 
-TCBusMessage TCRouterCore::NewPublished(sd_bus* Bus, TSPublished const& Published) const {
+// ---- publishing ----
+
+TCBusMessage TCRouterCore::NewPublished(sd_bus* Bus, TSPublishedMail const& Mail,
+                                        std::uint64_t Previous,
+                                        std::shared_ptr<TCNorvMailBody const> const& Body) const {
   sd_bus_message* Raw = nullptr;
-  MailWire::Require(sd_bus_message_new_signal(Bus, &Raw, Published.Path.c_str(),
-                                              Published.Interface.c_str(), MailWire::kPublished),
+  MailWire::Require(sd_bus_message_new_signal(Bus, &Raw, Mail.Path.c_str(), Mail.Interface.c_str(),
+                                              MailWire::kPublished),
                     "make a published mail");
   TCBusMessage Message(Raw);
-  MailWire::Require(sd_bus_message_append(Raw, "ttst", m_Position.Epoch, Published.Sequence,
-                                          Published.Origin.c_str(), Published.Number),
+  MailWire::Require(sd_bus_message_append(Raw, "tttst", m_Position.Epoch, Previous, Mail.Sequence,
+                                          Mail.Origin.c_str(), Mail.Number),
                     "append an envelope");
-  MailWire::AppendMail(Raw, Published.Content);
+  MailWire::AppendMail(Raw,
+                       {Mail.Content.MailClass, Mail.Content.SignalType, Mail.Content.SignalName,
+                        Body});
   return Message;
 }
 
-void TCRouterCore::Publish(std::string const& Path, TSNorvMailContent const& Content,
-                           TSNorvReceivedMail const& Origin) {
-  TSPublished Published{Path,
-                        MailWire::ClassInterface(Content.MailClass),
-                        m_Position.Sequence + 1,
-                        Origin.Sender.Identity,
-                        Origin.Number,
-                        Content};
+// Whatever fails for one subscriber makes it fall behind and concerns nobody else.
+void TCRouterCore::Publish(TSPublishedMail Mail) {
+  Mail.Sequence = m_Position.Sequence + 1;
+  m_Recent.Add(Mail);
   ++m_Position.Sequence;
-  TCBusMessage Message;
-  for (TSConnection& Connection : m_Connections) {
-    if (Connection.Classes.count(Published.Interface) == 0) {
-      continue;
+  TSForwarded Last;
+  for (TCRouterConnection& Connection : m_Connections) {
+    auto const Subscribed = Connection.m_Subscriptions.find(Mail.Interface);
+    if (Subscribed != Connection.m_Subscriptions.end() && !Subscribed->second.Behind) {
+      Forward(Connection, Subscribed->second, Mail, Last);
     }
-    if (!Message) {
-      Message = NewPublished(Connection.Bus.get(), Published);
-    }
-    sd_bus_send(Connection.Bus.get(), Message.get(), nullptr);
   }
-  Keep(std::move(Published));
 }
 
-void TCRouterCore::Keep(TSPublished Published) {
-  m_RecentBytes += Published.Content.Body->get_Size();
-  m_Recent.push_back(std::move(Published));
-  while (m_Recent.size() > kRecentLimit || m_RecentBytes > kRecentByteLimit) {
-    m_RecentBytes -= m_Recent.front().Content.Body->get_Size();
-    m_Recent.pop_front();
+void TCRouterCore::Forward(TCRouterConnection& Connection,
+                           TCRouterConnection::TSSubscription& Subscription,
+                           TSPublishedMail const& Mail, TSForwarded& Last) {
+  if (!Mail.Audience.empty() && Mail.Audience != Connection.m_Sender.Identity) {
+    return;
   }
+  if (Connection.IsCongested()) {
+    FallBehind(Connection, Subscription);
+    return;
+  }
+  try {
+    auto const Owner = m_Mailboxes.find(Mail.Path);
+    auto const Body = Owner == m_Mailboxes.end()
+                          ? Mail.Content.Body
+                          : Owner->second->OnForward(Connection.m_Sender, Mail.Content);
+    if (!Body) {
+      return;
+    }
+    if (Last.Body != Body.get() || Last.Previous != Subscription.Sent) {
+      Last = {NewPublished(Connection.get_Bus(), Mail, Subscription.Sent, Body), Body.get(),
+              Subscription.Sent};
+    }
+    if (Connection.Send(Last.Message.get(), Body->get_Size())) {
+      Subscription.Sent = Mail.Sequence;
+      return;
+    }
+  } catch (...) {
+    SyslogError("mail router: cannot send to %s: %s", Connection.Describe().c_str(),
+                MailWire::CaughtText().c_str());
+  }
+  FallBehind(Connection, Subscription);
 }

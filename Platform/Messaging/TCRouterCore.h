@@ -10,7 +10,6 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -18,7 +17,10 @@
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/RouterSocket.h"
+#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Messaging/TCNorvService.h"
+#include "Platform/Messaging/TCRecentMails.h"
+#include "Platform/Messaging/TCRouterConnection.h"
 
 /// Everything but Stop() and Execute() belongs to the thread in Run(). While that does not run, the
 /// thread in Execute() takes its turn.
@@ -38,77 +40,89 @@ class TCRouterCore {
   void OpenMailbox(std::string const& Mailbox, std::string const& Path, TCNorvService& Owner);
   void CloseMailbox(std::string const& Path);
   void Acknowledge(std::string const& Path, std::string const& Identity, std::uint64_t Number);
-  void Publish(std::string const& Path, TSNorvMailContent const& Content,
-               TSNorvReceivedMail const& Origin);
-  std::uint64_t get_Sequence() const { return m_Position.Sequence; }
+  /// Published to all, or to `Audience` only when it is not empty. Throws, with nothing published,
+  /// only for lack of memory.
+  void Publish(TSPublishedMail Mail);
+  void BringUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned);
+  void SetLimits(TSNorvRouterLimits const& Limits) { m_Limits = Limits; }
+  void SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission);
+  MailWire::TSPosition const& get_Position() const { return m_Position; }
+  std::size_t get_ConnectionCount() const { return m_Connections.size(); }
 
  private:
-  // One process at the other end.
-  struct TSConnection {
-    TCRouterCore* Core = nullptr;
-    TCBusHandle Bus;
-    TSNorvMailSender Sender;  // complete once greeted
-    std::set<std::string> Classes;
-    std::list<TSConnection>::iterator Place;
-  };
-
   // A message for a mailbox that has no owner yet.
   struct TSParked {
-    TSConnection* Connection;
+    TCRouterConnection* Connection;
     TCBusMessage Message;
   };
 
-  // A published mail, kept for late and reconnecting subscribers.
-  struct TSPublished {
-    std::string Path;
-    std::string Interface;
-    std::uint64_t Sequence;
-    std::string Origin;
-    std::uint64_t Number;
-    TSNorvMailContent Content;
+  // A message that was made for one subscriber and serves the next one too, if nothing differs.
+  struct TSForwarded {
+    TCBusMessage Message;
+    TCNorvMailBody const* Body = nullptr;
+    std::uint64_t Previous = 0;
   };
 
   static int OnConnect(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
+  static int OnAcceptAgain(sd_event_source* Source, std::uint64_t Time, void* Core);
   static int OnWake(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
   static int OnReap(sd_event_source* Source, void* Core);
+  static int OnProgress(sd_event_source* Source, void* Core);
+  static int OnGreetingLimit(sd_event_source* Source, std::uint64_t Time, void* Connection);
+  static int OnPauseOver(sd_event_source* Source, std::uint64_t Time, void* Connection);
   static int OnMessage(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
 
   void BeginTurn();
   void EndTurn();
   void RunTasks();
   void Accept();
-  void Drop(TSConnection& Connection);
-  int Route(TSConnection& Connection, sd_bus_message* Message);
-  void RouteToRouter(TSConnection& Connection, sd_bus_message* Message);
-  void RouteToMailbox(TSConnection& Connection, sd_bus_message* Message);
-  void Greet(TSConnection& Connection, sd_bus_message* Message);
-  void RequireFreeIdentity(TSConnection const& Connection, std::string const& Identity) const;
-  void Subscribe(TSConnection& Connection, sd_bus_message* Message);
-  void CatchUp(TSConnection& Connection, std::string const& Interface, MailWire::TSPosition Known);
-  void CatchUpByServices(TSConnection& Connection, std::string const& Interface);
-  TCBusMessage NewPublished(sd_bus* Bus, TSPublished const& Published) const;
-  void Keep(TSPublished Published);
-  void Park(TSConnection& Connection, sd_bus_message* Message);
-  void DeliverMail(TCNorvService& Owner, TSConnection& Connection, sd_bus_message* Message,
+  void Serve(TCFileDescriptor File);
+  void RequireRoomFor(TSNorvMailSender const& Sender) const;
+  void AcceptLater();
+  void Drop(TCRouterConnection& Connection);
+  int Route(TCRouterConnection& Connection, sd_bus_message* Message);
+  void RouteToRouter(TCRouterConnection& Connection, sd_bus_message* Message);
+  void RouteToMailbox(TCRouterConnection& Connection, sd_bus_message* Message);
+  void Greet(TCRouterConnection& Connection, sd_bus_message* Message);
+  void RequireFreeIdentity(TCRouterConnection const& Connection, std::string const& Identity) const;
+  void Subscribe(TCRouterConnection& Connection, sd_bus_message* Message);
+  void CatchUp(TCRouterConnection& Connection, std::string const& Interface,
+               MailWire::TSPosition Known);
+  void CatchUpByServices(TCRouterConnection& Connection, std::string const& Interface);
+  void Forward(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription,
+               TSPublishedMail const& Mail, TSForwarded& Last);
+  void FallBehind(TCRouterConnection& Connection,
+                  TCRouterConnection::TSSubscription& Subscription);
+  void Resume(TCRouterConnection& Connection);
+  TCBusMessage NewPublished(sd_bus* Bus, TSPublishedMail const& Mail, std::uint64_t Previous,
+                            std::shared_ptr<TCNorvMailBody const> const& Body) const;
+  void Park(TCRouterConnection& Connection, sd_bus_message* Message);
+  void SlowDown(TCRouterConnection& Connection);
+  void DeliverMail(TCNorvService& Owner, TCRouterConnection& Connection, sd_bus_message* Message,
                    TCNorvMailClassID const& MailClass);
-  void DeliverRequest(TCNorvService& Owner, TSConnection& Connection, sd_bus_message* Message,
-                      TCNorvMailClassID const& MailClass);
+  void DeliverRequest(TCNorvService& Owner, TCRouterConnection& Connection,
+                      sd_bus_message* Message, TCNorvMailClassID const& MailClass);
+  std::uint64_t Now() const;
 
   std::string const m_Address;
   TCRouterSocket m_Socket;
   TCEventHandle m_Event;
   TCFileDescriptor m_Wake;
   TCEventSource m_ConnectSource;
+  TCEventSource m_AcceptAgainSource;
   TCEventSource m_WakeSource;
   TCEventSource m_ReapSource;
+  TCEventSource m_ProgressSource;  // enabled while a connection is behind
 
-  std::list<TSConnection> m_Connections;
-  std::list<TSConnection> m_Dropped;  // freed outside their own callbacks
+  TSNorvRouterLimits m_Limits;
+  std::function<bool(TSNorvMailSender const&)> m_Admission;
+  std::list<TCRouterConnection> m_Connections;
+  std::list<TCRouterConnection> m_Dropped;  // freed outside their own callbacks
   std::map<std::string, TCNorvService*> m_Mailboxes;
   std::map<std::string, std::deque<TSParked>> m_Parked;  // by mailbox path
   MailWire::TSPosition m_Position;
-  std::deque<TSPublished> m_Recent;
-  std::size_t m_RecentBytes = 0;
+  TCRecentMails m_Recent;
+  TCLogBudget m_LogBudget;
 
   std::mutex m_Mutex;
   std::condition_variable m_Changed;

@@ -139,7 +139,7 @@ void TPropertyTestServer::PublishHere(int SignalType, int SignalName,
   TPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, SignalType, SignalName);
   Fill(Mail, Records);
   TSNorvMailContent const Content = Mail.get_Content();
-  m_Service->Publish(Content, {{}, 0, 0, Content});
+  m_Service->Publish(Content, {{}, 0, Content});
 }
 
 std::vector<std::string> TPropertyTestServer::get_Requests() const {

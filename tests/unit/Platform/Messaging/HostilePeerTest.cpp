@@ -137,7 +137,7 @@ TEST_F(HostilePeer, ThatSendsHalfAMessageIsDropped) {
 TEST_F(HostilePeer, MailBeforeTheGreetingIsRefused) {
   TPeer Peer(Address());
   TCBusMessage const Mail = Peer.NewMail();
-  sd_bus_message_append(Mail.get(), "sttiia(uisv)", "peer", std::uint64_t{1}, std::uint64_t{0}, 2,
+  sd_bus_message_append(Mail.get(), "stiia(uisv)", "peer", std::uint64_t{1}, 2,
                         1, 0);
   EXPECT_EQ(Peer.Call(Mail), Refused("a mail before the greeting"));
   ExpectServedAndLogged(" refused: a mail before the greeting");
@@ -174,7 +174,7 @@ TEST_F(HostilePeer, MailInAnothersNameIsRefused) {
   TPeer Peer(Address());
   Peer.Greet();
   TCBusMessage const Mail = Peer.NewMail();
-  sd_bus_message_append(Mail.get(), "sttiia(uisv)", "another", std::uint64_t{1}, std::uint64_t{0},
+  sd_bus_message_append(Mail.get(), "stiia(uisv)", "another", std::uint64_t{1},
                         2, 1, 0);
   EXPECT_EQ(Peer.Call(Mail), Refused("a mail in another's name"));
   ExpectServedAndLogged(" refused: a mail in another's name");
@@ -248,8 +248,7 @@ TEST_F(HostilePeer, AMalformedMailIsAcknowledgedAndTheNextIsDelivered) {
   Peer.Greet();
   for (int Number = 1; Number <= 2; ++Number) {
     TCBusMessage const Mail = Peer.NewMail();
-    sd_bus_message_append(Mail.get(), "sttii", "peer", static_cast<std::uint64_t>(Number),
-                          std::uint64_t{0}, 2, 1);
+    sd_bus_message_append(Mail.get(), "stii", "peer", static_cast<std::uint64_t>(Number), 2, 1);
     if (Number == 1) {
       sd_bus_message_append(Mail.get(), "s", "no records");
     } else {

@@ -113,7 +113,7 @@ TTestServer::~TTestServer() {
 void TTestServer::Publish(int Number, std::string const& Text) {
   m_Router.Execute([&] {
     TSNorvMailContent const Content = OneRecord(eNorvEvent, Number, Text);
-    m_Service.Publish(Content, {{}, 0, 0, Content});
+    m_Service.Publish(Content, {{}, 0, Content});
   });
 }
 

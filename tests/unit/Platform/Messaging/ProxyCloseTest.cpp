@@ -139,7 +139,7 @@ TEST_F(ProxyClose, AProcessMayExitFromAHandler) {
   });
   TTestServer Server([](TTestService& Service) {
     Service.m_OnMail = [&Service](TSNorvReceivedMail const& Mail) {
-      Service.Publish(Mail.Content, {{}, 0, 0, Mail.Content});
+      Service.Publish(Mail.Content, {{}, 0, Mail.Content});
     };
   });
   EXPECT_EQ(Child.Run(), 0);

@@ -133,27 +133,45 @@ TEST_F(ProxyMail, IsNotTakenWithoutProxy) {
   EXPECT_FALSE(Mail.Send(TestMailbox(), nullptr, 0));
 }
 
-TEST_F(ProxyMail, ThatTheServiceThrowsForIsLoggedAndTheNextIsDelivered) {
+std::string ThisProcess() {
+  return "platform_messag (process " + std::to_string(getpid()) + ", user " +
+         std::to_string(geteuid()) + ")";
+}
+
+TEST_F(ProxyMail, ThatTheServiceRefusesIsLoggedAndTheNextIsDelivered) {
   TTestServer Server([](TTestService& Service) {
     Service.m_OnMail = [](TSNorvReceivedMail const& Mail) {
       if (FirstNumber(Mail.Content) == 1) {
-        throw std::runtime_error("no room");
-      }
-      if (FirstNumber(Mail.Content) == 2) {
-        throw 2;
+        throw TCException("service", 1).Format("not wanted");
       }
     };
   });
   TTestProxy Proxy;
   Proxy.SendNumber(1);
   Proxy.SendNumber(2);
-  Proxy.SendNumber(3);
-  EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(1), ElementsAre(3));
+  EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(1), ElementsAre(2));
   EXPECT_TRUE(Proxy.WaitForAcknowledgements(kPatienceMilliseconds));
-  std::string const Start = "Mail of platform_messag (process " + std::to_string(getpid()) +
-                            ", user " + std::to_string(geteuid()) + ") refused: ";
-  EXPECT_THAT(Errors().WaitFor(2),
-              ElementsAre(Start + "no room", Start + "an exception of an unknown type"));
+  EXPECT_THAT(Errors().WaitFor(1),
+              ElementsAre("Mail of " + ThisProcess() + " refused: not wanted"));
+}
+
+TEST_F(ProxyMail, ThatTheServiceCannotTakeNowComesAgainInOrder) {
+  bool Room = false;
+  TTestServer Server([&Room](TTestService& Service) {
+    Service.m_OnMail = [&Room](TSNorvReceivedMail const& Mail) {
+      if (FirstNumber(Mail.Content) == 1 && !std::exchange(Room, true)) {
+        throw std::bad_alloc();
+      }
+    };
+  });
+  TTestProxy Proxy;
+  Proxy.SendNumber(1);
+  Proxy.SendNumber(2);
+  EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(2), ElementsAre(1, 2));
+  EXPECT_TRUE(Proxy.WaitForAcknowledgements(kPatienceMilliseconds));
+  EXPECT_THAT(Errors().WaitFor(1), ElementsAre("A mail of " + ThisProcess() +
+                                               " cannot be taken now: std::bad_alloc; its "
+                                               "connection is ended"));
 }
 
 TEST_F(ProxyMail, WaitsWhenTheRouterIsGoneWithoutRaisingASignal) {

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// The last published mails, kept for subscribers that come late or have fallen behind.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+
+#include "Platform/Messaging/TCNorvMessage.h"
+
+/// One mail as it was published.
+struct TSPublishedMail {
+  std::string Path;       ///< of the mailbox
+  std::string Interface;  ///< of the mail class
+  std::uint64_t Sequence;
+  std::string Origin;    ///< the identity whose mail it is; empty when it brings up to date
+  std::uint64_t Number;  ///< of that mail
+  std::string Audience;  ///< the only identity that it is for; empty: all
+  TSNorvMailContent Content;
+};
+
+/// Bounded in number and in the size of the records. Belongs to the router's thread.
+class TCRecentMails {
+ public:
+  void Add(TSPublishedMail Mail);
+
+  /// Whether every mail after `Sequence`, up to `Last`, is still here.
+  bool ReachBackTo(std::uint64_t Sequence, std::uint64_t Last) const;
+
+  /// Hands the mails after `Sequence` to `Take`, oldest first, until it returns false.
+  template <class TTake>
+  void ForEachAfter(std::uint64_t Sequence, TTake const& Take) const {
+    for (TSPublishedMail const& Mail : m_Mails) {
+      if (Mail.Sequence > Sequence && !Take(Mail)) {
+        return;
+      }
+    }
+  }
+
+ private:
+  std::deque<TSPublishedMail> m_Mails;
+  std::size_t m_Bytes = 0;
+};

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// Bounds what waits for a peer and what is read from it.
+#include "Platform/Messaging/TCRouterConnection.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "Platform/Messaging/MailWire.h"
+
+namespace {
+
+constexpr std::uint64_t kQueuedLimit = 512;                     // messages
+constexpr std::size_t kQueuedByteLimit = std::size_t{1} << 20;  // and their records
+constexpr std::size_t kMessageOverhead = 256;
+constexpr std::uint64_t kSecond = 1000000;
+
+}  // namespace
+
+TCRouterConnection::TCRouterConnection(TCRouterCore& Core, TCBusHandle Bus)
+    : m_Core(Core), m_Bus(std::move(Bus)) {}
+
+std::string TCRouterConnection::Describe() const {
+  return m_Sender.ProcessName + " (process " + std::to_string(m_Sender.Process) + ", user " +
+         std::to_string(m_Sender.User) + ")";
+}
+
+std::uint64_t TCRouterConnection::CountQueued() const {
+  std::uint64_t Count = 0;
+  return sd_bus_get_n_queued_write(m_Bus.get(), &Count) >= 0 ? Count : 0;
+}
+
+bool TCRouterConnection::IsCongested() {
+  std::uint64_t const Count = CountQueued();
+  if (Count == 0) {
+    m_QueuedBytes = 0;
+  }
+  return Count > kQueuedLimit || m_QueuedBytes > kQueuedByteLimit;
+}
+
+bool TCRouterConnection::Send(sd_bus_message* Message, std::size_t Bytes) {
+  if (sd_bus_send(m_Bus.get(), Message, nullptr) < 0) {
+    return false;
+  }
+  m_QueuedBytes += Bytes + kMessageOverhead;
+  return true;
+}
+
+bool TCRouterConnection::IsBehind() const {
+  return !m_Acknowledgements.empty() ||
+         std::any_of(m_Subscriptions.begin(), m_Subscriptions.end(),
+                     [](auto const& Entry) { return Entry.second.Behind; });
+}
+
+void TCRouterConnection::Acknowledge(std::string const& Path, std::uint64_t Number) {
+  m_Acknowledgements[Path] = Number;
+  bool const Held = std::any_of(m_Subscriptions.begin(), m_Subscriptions.end(),
+                                [](auto const& Entry) { return Entry.second.Behind; });
+  if (!Held && !IsCongested()) {
+    SendAcknowledgements();
+  }
+}
+
+void TCRouterConnection::SendAcknowledgements() {
+  for (auto const& [Path, Number] : m_Acknowledgements) {
+    sd_bus_emit_signal(m_Bus.get(), Path.c_str(), MailWire::kRouterInterface,
+                       MailWire::kAcknowledged, "t", Number);
+  }
+  m_Acknowledgements.clear();
+}
+
+bool TCRouterConnection::CountMail(unsigned Limit, std::uint64_t Now) {
+  if (Now - m_SecondBegan >= kSecond) {
+    m_SecondBegan = Now;
+    m_MailsInSecond = 0;
+  }
+  return ++m_MailsInSecond <= Limit;
+}

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// One process at the other end of a router's connection.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <map>
+#include <string>
+
+#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Messaging/TCNorvService.h"
+
+class TCRouterCore;
+
+/// The bus connection, who is there, what it subscribes to, and how far it has been served.
+/// Belongs to the router's thread.
+class TCRouterConnection {
+ public:
+  /// One subscribed mail class.
+  struct TSSubscription {
+    std::uint64_t Sent = 0;  // the last mail that went out, or need not
+    bool Behind = false;     // later ones go out when the peer has read what waits for it
+  };
+
+  TCRouterConnection(TCRouterCore& Core, TCBusHandle Bus);
+  TCRouterConnection(TCRouterConnection const&) = delete;
+  TCRouterConnection& operator=(TCRouterConnection const&) = delete;
+
+  sd_bus* get_Bus() const { return m_Bus.get(); }
+  bool IsGreeted() const { return !m_Sender.Identity.empty(); }
+  std::string Describe() const;
+
+  /// Sends, or queues, a message with so many bytes of records. False when it can not.
+  bool Send(sd_bus_message* Message, std::size_t Bytes);
+  /// Whether so much waits for the peer to read it that nothing may be added.
+  bool IsCongested();
+  /// Whether nothing waits for the peer any more.
+  bool IsDrained() const { return CountQueued() == 0; }
+
+  /// Acknowledges now, or, while published mails that came earlier are held back, with
+  /// SendAcknowledgements().
+  void Acknowledge(std::string const& Path, std::uint64_t Number);
+  void SendAcknowledgements();
+  bool IsBehind() const;
+
+  /// Counts a mail; false when there were more than `Limit` in the present second.
+  bool CountMail(unsigned Limit, std::uint64_t Now);
+
+  TCRouterCore& m_Core;
+  TSNorvMailSender m_Sender;  // complete once greeted
+  std::map<std::string, TSSubscription> m_Subscriptions;
+  std::list<TCRouterConnection>::iterator m_Place;
+  TCEventSource m_GreetingLimit;
+  TCEventSource m_Pause;  // while the peer is not read from
+  TCLogBudget m_LogBudget;
+
+ private:
+  std::uint64_t CountQueued() const;
+
+  TCBusHandle m_Bus;
+  std::size_t m_QueuedBytes = 0;  // at least what waits for the peer
+  std::map<std::string, std::uint64_t> m_Acknowledgements;  // held back, by mailbox path
+  std::uint64_t m_SecondBegan = 0;                          // microseconds
+  unsigned m_MailsInSecond = 0;
+};
