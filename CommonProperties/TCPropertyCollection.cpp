@@ -133,7 +133,7 @@ TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Va
 void TCPropertyCollection::ChangedThenNotify(TCCommonPropertyObject const& Object,
                                              TCCriticalSectionLock& Lock) {
   TCCommonPropertyObject const Copy(Object);
-  OnPropertySet();
+  OnPropertySet(Copy);
   Lock.Leave();
   OnPropertyChanged(Copy);
   Notify(eNotifyChanged, Copy);
@@ -555,7 +555,7 @@ void TCPropertyCollection::DoSetSession(unsigned long, std::string const&) {}
 
 void TCPropertyCollection::DoDeleteSession(unsigned long) {}
 
-void TCPropertyCollection::OnPropertySet() {}
+void TCPropertyCollection::OnPropertySet(TCCommonPropertyObject const&) {}
 
 void TCPropertyCollection::OnPropertyChanged(TCCommonPropertyObject const&) {}
 

@@ -212,7 +212,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
   virtual void OnPropertyChanged(TCCommonPropertyObject const& Object);
   /// The same, called first and with the lock held: what comes before and after it in the store is
   /// certain here. Does nothing in the base.
-  virtual void OnPropertySet();
+  virtual void OnPropertySet(TCCommonPropertyObject const& Object);
   /// Gives a missing value its data, and stores it when it is to be found the next time. The base
   /// answers false: no value.
   virtual bool OnFetchProperty(TCCommonPropertyObject& Object);

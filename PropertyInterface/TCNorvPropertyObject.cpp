@@ -48,6 +48,15 @@ void TCNorvPropertyObject::SetRecord(int ID, std::string const& Data,
   m_Record.m_MAC.set_AsString(MAC);
 }
 
+std::string TCNorvPropertyObject::Key(int ID, Accessories::TCRecordID const& Link,
+                                      std::string const& MAC) {
+  thread_local TCRecord Record;
+  Record.m_ID = ID;
+  Record.m_Link.set_AsRecordID(Link);
+  Record.m_MAC.set_AsString(MAC);
+  return Record.get_Key();
+}
+
 void TCNorvPropertyObject::RequestProperty(int ID, Accessories::TCRecordID const& Link,
                                            std::string const& MAC) {
   m_Record.m_ID = ID;

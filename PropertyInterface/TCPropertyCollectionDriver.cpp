@@ -2,6 +2,7 @@
 // Speaks the property protocol for the process's store.
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 
+#include <functional>
 #include <utility>
 #include <vector>
 
@@ -56,6 +57,17 @@ void AppendChange(TCPropertyMail& Mail, TCCommonPropertyObject const& Object) {
   Mail.CreateRecord()->SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(),
                                  Object.get_Link(), false, Object.get_MAC().get_AsString(':'));
 }
+
+std::string MailKey(TCCommonPropertyObject const& Object) {
+  return TCNorvPropertyObject::Key(Object.get_ID().get_Number(), Object.get_Link(),
+                                   Object.get_MAC().get_AsString(':'));
+}
+
+// A change that could not be sent is not on its way.
+struct TCMarkEnd {
+  std::function<void()> m_Forget;
+  ~TCMarkEnd() { m_Forget(); }
+};
 
 }  // namespace
 
@@ -159,6 +171,10 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
     if (ID == nullptr || !IsWanted(*ID, Link, MAC, OwnMAC)) {
       continue;
     }
+    TCCriticalSectionLock const Lock(m_CSection);
+    if (IsAnyOvertaken() && IsOvertaken(Record.get_Key())) {
+      continue;  // by a change of this process, which comes later in the server's order
+    }
     TCCommonPropertyObject const* const Object =
         UpdateProperty(*ID, Link, Record.m_Data.get_AsString(), MAC);
     if (Object != nullptr && Notified) {
@@ -209,11 +225,13 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
   return true;
 }
 
-void TCPropertyCollectionDriver::OnPropertySet() {
-  MarkChange();
+// From here until its published copy comes, nothing that the server publishes replaces the value.
+void TCPropertyCollectionDriver::OnPropertySet(TCCommonPropertyObject const& Object) {
+  MarkChange(PropertyServer(), Norv_PropertyMail, {MailKey(Object)});
 }
 
 void TCPropertyCollectionDriver::OnPropertyChanged(TCCommonPropertyObject const& Object) {
+  TCMarkEnd const End{[this] { ForgetMark(); }};
   TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange);
   AppendChange(Mail, Object);
   Mail.Send(PropertyServer(), this, 0);
@@ -232,6 +250,7 @@ void TCPropertyCollectionDriver::ApplyChange(TCPropertyKey const& Key,
 }
 
 void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transaction) {
+  TCMarkEnd const End{[this] { ForgetMark(); }};
   TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange);
   {
     TCCriticalSectionLock const Lock(m_CSection);
@@ -239,11 +258,13 @@ void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transa
     if (Transaction->get_Changes().empty()) {
       return;
     }
+    std::vector<std::string> Keys;
     for (auto const& [Key, Change] : Transaction->get_Changes()) {
       ApplyChange(Key, *Change);
       AppendChange(Mail, *Change);
+      Keys.push_back(MailKey(*Change));
     }
-    MarkChange();
+    MarkChange(PropertyServer(), Norv_PropertyMail, std::move(Keys));
   }
   Mail.Send(PropertyServer(), this, 0);
   for (auto const& [Key, Change] : Transaction->get_Changes()) {

@@ -15,6 +15,8 @@
 #include <system_error>
 #include <utility>
 
+#include "PropertyServer/TCDatabaseCopy.h"
+
 namespace Property {
 
 namespace {
@@ -22,6 +24,7 @@ namespace {
 constexpr char kSource[] = "../PropertyServer/TCPropertyDatabase";
 
 constexpr long long kApplicationID = 0x50726f70;
+constexpr std::size_t kCachedWriters = 1000;
 
 // Step n brings the schema from version n to n + 1 and ends by recording that version; all steps
 // that a file needs run in one transaction. Steps are only ever added. A null link is has_link 0
@@ -43,10 +46,44 @@ constexpr char const* kMigrations[] = {
          value INTEGER NOT NULL) STRICT, WITHOUT ROWID;
        PRAGMA application_id=0x50726f70;
        PRAGMA user_version=1;)",
+    // Who wrote a value of version 1 is unknown: no writer. A history entry without a former text
+    // is of a new value, one without a present text of a secret value.
+    R"(CREATE TABLE writer(
+         id INTEGER PRIMARY KEY,
+         user INTEGER NOT NULL,
+         process INTEGER NOT NULL,
+         name TEXT NOT NULL,
+         UNIQUE(user, process, name)) STRICT;
+       ALTER TABLE property_value ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
+       ALTER TABLE property_value ADD COLUMN writer INTEGER;
+       CREATE TABLE history(
+         id INTEGER PRIMARY KEY,
+         turn INTEGER NOT NULL,
+         time INTEGER NOT NULL,
+         writer INTEGER NOT NULL,
+         number INTEGER NOT NULL,
+         has_link INTEGER NOT NULL,
+         link INTEGER NOT NULL,
+         mac TEXT NOT NULL,
+         former TEXT,
+         present TEXT) STRICT;
+       PRAGMA user_version=2;)",
 };
 constexpr long long kSchemaVersion = std::size(kMigrations);
 
-// Binds, steps and finally resets a statement. Bound text must outlive it.
+constexpr char kLoad[] =
+    "SELECT number, has_link, link, mac, data FROM property_value "
+    "ORDER BY number, has_link, link, mac";
+
+constexpr char kTransactionCounter[] = "transaction";
+
+// Bytes of the file's header that say which way of writing it needs.
+constexpr std::size_t kWriteVersionPlace = 18;
+constexpr std::size_t kReadVersionPlace = 19;
+constexpr char kWithoutLog = 1;
+
+// Binds, steps and finally resets a statement. What is not bound is null. Bound text must outlive
+// it.
 class TCExecution {
  public:
   explicit TCExecution(sqlite3_stmt* Statement) : m_Statement(Statement) {}
@@ -77,10 +114,45 @@ class TCExecution {
   int m_Result = SQLITE_OK;
 };
 
+void BindKey(TCExecution& Execution, int Place, int Number, Accessories::TCRecordID const& Link,
+             std::string const& MAC) {
+  Execution.Bind(Place, Number);
+  Execution.Bind(Place + 1, Link.IsNull() ? 0 : 1);
+  Execution.Bind(Place + 2, Link.IsNull() ? 0 : Link.get_AsInteger());
+  Execution.Bind(Place + 3, MAC);
+}
+
 std::string_view ColumnText(sqlite3_stmt* Statement, int Column) {
   void const* const Bytes = sqlite3_column_text(Statement, Column);
   return {static_cast<char const*>(Bytes),
           static_cast<std::size_t>(sqlite3_column_bytes(Statement, Column))};
+}
+
+// Time, user, process and name, from column `First` on.
+TSProvenance ReadOrigin(sqlite3_stmt* Row, int First) {
+  TSProvenance Origin;
+  Origin.Time = sqlite3_column_int64(Row, First);
+  Origin.User = static_cast<uid_t>(sqlite3_column_int64(Row, First + 1));
+  Origin.Process = static_cast<pid_t>(sqlite3_column_int64(Row, First + 2));
+  Origin.ProcessName = ColumnText(Row, First + 3);
+  return Origin;
+}
+
+TSHistoryEntry ReadEntry(sqlite3_stmt* Row) {
+  TSHistoryEntry Entry;
+  Entry.Transaction = static_cast<std::uint64_t>(sqlite3_column_int64(Row, 0));
+  Entry.Number = sqlite3_column_int(Row, 1);
+  if (sqlite3_column_int(Row, 2) == 1) {
+    Entry.Link = Accessories::TCRecordID(sqlite3_column_int(Row, 3));
+  }
+  Entry.MAC = TCMACAddress(std::string(ColumnText(Row, 4)));
+  if (sqlite3_column_type(Row, 5) != SQLITE_NULL) {
+    Entry.From = ColumnText(Row, 5);
+  }
+  Entry.Secret = sqlite3_column_type(Row, 6) == SQLITE_NULL;
+  Entry.To = ColumnText(Row, 6);
+  Entry.Origin = ReadOrigin(Row, 7);
+  return Entry;
 }
 
 bool IsInt(long long Value) {
@@ -125,12 +197,24 @@ void TSSQLiteDeleter::operator()(sqlite3_stmt* Statement) const {
 
 TCPropertyDatabase::TCPropertyDatabase(std::string const& Path) : m_Path(FileOf(Path)) {
   RequireLogHasFile();
-  Open();
+  Open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  RequireWritable();
+  Execute("PRAGMA synchronous=FULL");
   RequireOwnFile();
-  RequireSound();
+  RequireSound("PRAGMA quick_check(1)");
   Migrate();
   StartLog();
   PrepareStatements();
+}
+
+TCPropertyDatabase::TCPropertyDatabase(std::string const& Path, TSUnchanged /*Unchanged*/)
+    : m_Path(FileOf(Path)) {
+  RequireLogHasFile();
+  RequireNoJournal();
+  Open(SQLITE_OPEN_READWRITE);
+  Execute("PRAGMA query_only=ON");
+  RequireOwnFile();
+  RequireSound("PRAGMA integrity_check(1)");
 }
 
 TCPropertyDatabase::~TCPropertyDatabase() = default;
@@ -152,25 +236,40 @@ void TCPropertyDatabase::RequireLogHasFile() const {
   }
 }
 
-void TCPropertyDatabase::Open() {
+// SQLite undoes an interrupted change of a file without log as soon as it reads it.
+void TCPropertyDatabase::RequireNoJournal() const {
+  std::error_code Error;
+  std::uintmax_t const Size = std::filesystem::file_size(m_Path + "-journal", Error);
+  if (!Error && Size > 0) {
+    throw TCException(kSource, __LINE__, "Size==0")
+        .Format(
+            "cannot check %s: its making or its adaptation to this version was interrupted; start "
+            "the server with it, which undoes that, and check it again, nothing was changed",
+            m_Path.c_str());
+  }
+}
+
+void TCPropertyDatabase::Open(int Flags) {
+  bool const HasLog = access((m_Path + "-wal").c_str(), F_OK) == 0;
   sqlite3* Handle = nullptr;
-  int const Result =
-      sqlite3_open_v2(m_Path.c_str(), &Handle,
-                      SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOMUTEX, nullptr);
+  int const Result = sqlite3_open_v2(m_Path.c_str(), &Handle, Flags | SQLITE_OPEN_NOMUTEX, nullptr);
   m_Handle.reset(Handle);
   if (Result != SQLITE_OK) {
     FailOpening();
   }
   sqlite3_extended_result_codes(Handle, 1);
-  if (sqlite3_db_readonly(Handle, "main") == 1) {
-    throw TCException(kSource, __LINE__, "sqlite3_db_readonly(Handle,\"main\")!=1")
+  // The log of a file that is refused, or only checked, is left alone when the file is closed; but
+  // one that there was not goes again.
+  sqlite3_db_config(Handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, HasLog ? 1 : 0, nullptr);
+  Execute("PRAGMA locking_mode=EXCLUSIVE");
+}
+
+void TCPropertyDatabase::RequireWritable() const {
+  if (sqlite3_db_readonly(m_Handle.get(), "main") == 1) {
+    throw TCException(kSource, __LINE__, "sqlite3_db_readonly(m_Handle.get(),\"main\")!=1")
         .Format("cannot open %s: it is read-only; check that this user may write it",
                 m_Path.c_str());
   }
-  // A file that turns out to be refused is left alone when it is closed.
-  sqlite3_db_config(Handle, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
-  Execute("PRAGMA locking_mode=EXCLUSIVE");
-  Execute("PRAGMA synchronous=FULL");
 }
 
 void TCPropertyDatabase::RequireOwnFile() const {
@@ -194,8 +293,8 @@ void TCPropertyDatabase::RequireOwnFile() const {
   }
 }
 
-void TCPropertyDatabase::RequireSound() const {
-  std::string Finding = QueryText("PRAGMA quick_check(1)");
+void TCPropertyDatabase::RequireSound(char const* Examination) const {
+  std::string Finding = QueryText(Examination);
   if (Finding != "ok") {
     std::replace(Finding.begin(), Finding.end(), '\n', ' ');
     throw TCException(kSource, __LINE__, "Finding==\"ok\"")
@@ -234,12 +333,10 @@ void TCPropertyDatabase::PrepareStatements() {
   m_Begin = Prepare("BEGIN IMMEDIATE");
   m_Commit = Prepare("COMMIT");
   m_Rollback = Prepare("ROLLBACK");
-  m_Load = Prepare(
-      "SELECT number, has_link, link, mac, data FROM property_value "
-      "ORDER BY number, has_link, link, mac");
+  m_Load = Prepare(kLoad);
   m_Put = Prepare(
-      "INSERT OR REPLACE INTO property_value(number, has_link, link, mac, data) "
-      "VALUES(?1, ?2, ?3, ?4, ?5)");
+      "INSERT OR REPLACE INTO property_value(number, has_link, link, mac, data, changed, writer) "
+      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
   m_LastMail = Prepare("SELECT last_mail FROM mail_sender WHERE identity = ?1");
   // The replaced row goes, the new one gets the highest turn: the turns order the senders by age.
   m_RememberMail =
@@ -249,6 +346,21 @@ void TCPropertyDatabase::PrepareStatements() {
       "(SELECT turn FROM mail_sender ORDER BY turn DESC LIMIT 1 OFFSET ?1)");
   m_Meta = Prepare("SELECT value FROM meta WHERE name = ?1");
   m_SetMeta = Prepare("INSERT OR REPLACE INTO meta(name, value) VALUES(?1, ?2)");
+  m_FindWriter = Prepare("SELECT id FROM writer WHERE user = ?1 AND process = ?2 AND name = ?3");
+  m_AddWriter = Prepare("INSERT INTO writer(user, process, name) VALUES(?1, ?2, ?3)");
+  m_ForgetWriters = Prepare(
+      "DELETE FROM writer WHERE (SELECT count(*) FROM writer) > 10000 AND id NOT IN "
+      "(SELECT writer FROM history UNION SELECT writer FROM property_value "
+      "WHERE writer IS NOT NULL)");
+  m_AppendHistory = Prepare(
+      "INSERT INTO history(turn, time, writer, number, has_link, link, mac, former, present) "
+      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)");
+  m_TrimByCount = Prepare("DELETE FROM history WHERE id <= (SELECT max(id) FROM history) - ?1");
+  // The oldest are first; the clock may have been set back in between, so only a whole beginning
+  // that is too old goes.
+  m_TrimByTime = Prepare(
+      "DELETE FROM history WHERE id < coalesce((SELECT id FROM history WHERE time >= ?1 "
+      "ORDER BY id LIMIT 1), 9223372036854775807)");
 }
 
 void TCPropertyDatabase::LoadAll(std::function<void(TSPropertyRecord)> const& Take) const {
@@ -311,6 +423,135 @@ std::optional<std::uint64_t> TCPropertyDatabase::FindCounter(TCStatement const& 
       return std::nullopt;
     default:
       throw Failure("read the counter " + Key + " of");
+  }
+}
+
+// ---- history ----
+
+std::uint64_t TCPropertyDatabase::get_LastTransaction() const {
+  return Meta(kTransactionCounter).value_or(0);
+}
+
+std::vector<TSHistoryEntry> TCPropertyDatabase::ReadHistory(std::size_t Limit) const {
+  std::vector<TSHistoryEntry> Entries;
+  VisitHistory(Limit, std::nullopt,
+               [&Entries](TSHistoryEntry Entry) { Entries.push_back(std::move(Entry)); });
+  return Entries;
+}
+
+std::vector<TSHistoryEntry> TCPropertyDatabase::ReadHistory(std::size_t Limit, int Number) const {
+  std::vector<TSHistoryEntry> Entries;
+  VisitHistory(Limit, Number,
+               [&Entries](TSHistoryEntry Entry) { Entries.push_back(std::move(Entry)); });
+  return Entries;
+}
+
+void TCPropertyDatabase::VisitHistory(std::size_t Limit, std::optional<int> Number,
+                                      std::function<void(TSHistoryEntry)> const& Take) const {
+  TCStatement const Statement = Prepare(
+      "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name "
+      "FROM history JOIN writer ON writer.id = history.writer "
+      "WHERE ?1 IS NULL OR number = ?1 ORDER BY history.id DESC LIMIT ?2");
+  TCExecution Execution(Statement.get());
+  if (Number) {
+    Execution.Bind(1, *Number);
+  }
+  Execution.Bind(2, static_cast<long long>(Limit));
+  int Result = Execution.Step();
+  for (; Result == SQLITE_ROW; Result = Execution.Step()) {
+    Take(ReadEntry(Statement.get()));
+  }
+  if (Result != SQLITE_DONE) {
+    throw Failure("read the history of");
+  }
+}
+
+std::optional<TSProvenance> TCPropertyDatabase::Provenance(int Number,
+                                                           Accessories::TCRecordID const& Link,
+                                                           TCMACAddress const& MAC) const {
+  TCStatement const Statement = Prepare(
+      "SELECT changed, user, process, name FROM property_value "
+      "JOIN writer ON writer.id = property_value.writer "
+      "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4");
+  std::string const Device = MAC.get_AsString(':');
+  TCExecution Execution(Statement.get());
+  BindKey(Execution, 1, Number, Link, Device);
+  switch (Execution.Step()) {
+    case SQLITE_ROW:
+      return ReadOrigin(Statement.get(), 0);
+    case SQLITE_DONE:
+      return std::nullopt;
+    default:
+      throw Failure("read who wrote property " + std::to_string(Number) + " of");
+  }
+}
+
+// ---- copies ----
+
+std::string TCPropertyDatabase::Copy() const {
+  sqlite3* Memory = nullptr;
+  int Result =
+      sqlite3_open_v2("copy", &Memory, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, "memdb");
+  TCHandle const Target(Memory);
+  sqlite3_backup* const Backup =
+      Result == SQLITE_OK ? sqlite3_backup_init(Memory, "main", m_Handle.get(), "main") : nullptr;
+  if (Backup != nullptr) {
+    sqlite3_backup_step(Backup, -1);
+    Result = sqlite3_backup_finish(Backup);
+  }
+  sqlite3_int64 Size = 0;
+  void const* const Image = Backup != nullptr && Result == SQLITE_OK
+                                ? sqlite3_serialize(Memory, "main", &Size, SQLITE_SERIALIZE_NOCOPY)
+                                : nullptr;
+  if (Image == nullptr) {
+    throw TCException(kSource, __LINE__, "Image")
+        .Format("cannot copy %s: %s (SQLite error %d)", m_Path.c_str(), sqlite3_errmsg(Memory),
+                sqlite3_extended_errcode(Memory));
+  }
+  std::string Bytes(static_cast<char const*>(Image), static_cast<std::size_t>(Size));
+  // The copy has no log beside it: it says so itself, or nobody could open it for reading only.
+  Bytes.at(kWriteVersionPlace) = kWithoutLog;
+  Bytes.at(kReadVersionPlace) = kWithoutLog;
+  return Bytes;
+}
+
+void TCPropertyDatabase::WriteCopy(std::string const& Image, std::string const& File) {
+  TCDatabaseCopy Copy(FileOf(File));
+  Copy.Write(Image);
+  Check(Copy.get_Path());
+  Copy.PutInPlace();
+}
+
+std::string TCPropertyDatabase::Check(std::string const& Path) {
+  TCPropertyDatabase Database(Path, TSUnchanged());
+  long long const Version = Database.QueryInteger("PRAGMA user_version");
+  long long Values = 0;
+  long long Entries = 0;
+  if (Version > 0) {
+    Database.m_Load = Database.Prepare(kLoad);
+    Database.LoadAll([&Values](TSPropertyRecord const&) { ++Values; });
+  }
+  if (Version > 1) {
+    Database.VisitHistory(std::numeric_limits<std::size_t>::max(), std::nullopt,
+                          [&Entries](TSHistoryEntry const&) { ++Entries; });
+    Database.RequireWriters();
+  }
+  TCException Report(kSource, __LINE__);
+  Report.Format("%s is sound: schema %lld, %lld values, %lld history entries",
+                Database.m_Path.c_str(), Version, Values, Entries);
+  return Report.get_Message();
+}
+
+void TCPropertyDatabase::RequireWriters() const {
+  long long const Nameless = QueryInteger(
+      "SELECT (SELECT count(*) FROM history WHERE writer NOT IN (SELECT id FROM writer)) + "
+      "(SELECT count(*) FROM property_value WHERE writer NOT IN (SELECT id FROM writer))");
+  if (Nameless > 0) {
+    throw TCException(kSource, __LINE__, "Nameless==0")
+        .Format(
+            "%s is damaged: the writers of %lld values and history entries are missing; "
+            "restore a backup, nothing was changed",
+            m_Path.c_str(), Nameless);
   }
 }
 
@@ -390,17 +631,89 @@ TCPropertyDatabase::TCTransaction::~TCTransaction() {
   Undo();
 }
 
-void TCPropertyDatabase::TCTransaction::Put(TSPropertyRecord const& Record) {
+void TCPropertyDatabase::TCTransaction::Put(TSPropertyRecord const& Record,
+                                            TSProvenance const& Origin) {
   RequireOpen();
   std::string const MAC = Record.MAC.get_AsString(':');
+  long long const Writer = WriterOf(Origin);
   TCExecution Execution(m_Database.m_Put.get());
-  Execution.Bind(1, Record.Number);
-  Execution.Bind(2, Record.Link.IsNull() ? 0 : 1);
-  Execution.Bind(3, Record.Link.IsNull() ? 0 : Record.Link.get_AsInteger());
-  Execution.Bind(4, MAC);
+  BindKey(Execution, 1, Record.Number, Record.Link, MAC);
   Execution.Bind(5, Record.Data);
+  Execution.Bind(6, static_cast<long long>(Origin.Time));
+  Execution.Bind(7, Writer);
   if (Execution.Step() != SQLITE_DONE) {
     Fail("store property " + std::to_string(Record.Number) + " in");
+  }
+}
+
+// The row of a writer; a writer changes many values one after the other.
+long long TCPropertyDatabase::TCTransaction::WriterOf(TSProvenance const& Origin) {
+  auto& Rows = m_Database.m_Writers;
+  auto const Known = Rows.find(std::tie(Origin.User, Origin.Process, Origin.ProcessName));
+  if (Known != Rows.end()) {
+    return Known->second;
+  }
+  if (Rows.size() >= kCachedWriters) {
+    Rows.clear();
+  }
+  long long const Row = FindOrAddWriter(Origin);
+  Rows.emplace(std::tie(Origin.User, Origin.Process, Origin.ProcessName), Row);
+  return Row;
+}
+
+long long TCPropertyDatabase::TCTransaction::FindOrAddWriter(TSProvenance const& Origin) {
+  auto const StepWith = [&Origin](TCExecution& Execution) {
+    Execution.Bind(1, static_cast<long long>(Origin.User));
+    Execution.Bind(2, static_cast<long long>(Origin.Process));
+    Execution.Bind(3, Origin.ProcessName);
+    return Execution.Step();
+  };
+  TCExecution Find(m_Database.m_FindWriter.get());
+  int const Found = StepWith(Find);
+  if (Found == SQLITE_ROW) {
+    return sqlite3_column_int64(m_Database.m_FindWriter.get(), 0);
+  }
+  TCExecution Add(m_Database.m_AddWriter.get());
+  if (Found != SQLITE_DONE || StepWith(Add) != SQLITE_DONE) {
+    Fail("note a writer in");
+  }
+  return sqlite3_last_insert_rowid(m_Database.m_Handle.get());
+}
+
+void TCPropertyDatabase::TCTransaction::AppendHistory(TSHistoryEntry const& Entry) {
+  RequireOpen();
+  std::string const MAC = Entry.MAC.get_AsString(':');
+  long long const Writer = WriterOf(Entry.Origin);
+  TCExecution Execution(m_Database.m_AppendHistory.get());
+  Execution.Bind(1, static_cast<long long>(Entry.Transaction));
+  Execution.Bind(2, static_cast<long long>(Entry.Origin.Time));
+  Execution.Bind(3, Writer);
+  BindKey(Execution, 4, Entry.Number, Entry.Link, MAC);
+  if (Entry.From && !Entry.Secret) {
+    Execution.Bind(8, *Entry.From);
+  }
+  if (!Entry.Secret) {
+    Execution.Bind(9, Entry.To);
+  }
+  if (Execution.Step() != SQLITE_DONE) {
+    Fail("note a change of property " + std::to_string(Entry.Number) + " in");
+  }
+  m_LastTransaction = std::max(m_LastTransaction, Entry.Transaction);
+}
+
+void TCPropertyDatabase::TCTransaction::TrimHistory(std::uint64_t Entries,
+                                                    std::int64_t OldestTime) {
+  RequireOpen();
+  constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<long long>::max());
+  TCExecution ByCount(m_Database.m_TrimByCount.get());
+  ByCount.Bind(1, static_cast<long long>(std::min(Entries, kMost)));
+  if (ByCount.Step() != SQLITE_DONE) {
+    Fail("trim the history of");
+  }
+  TCExecution ByTime(m_Database.m_TrimByTime.get());
+  ByTime.Bind(1, static_cast<long long>(OldestTime));
+  if (ByTime.Step() != SQLITE_DONE) {
+    Fail("trim the history of");
   }
 }
 
@@ -422,6 +735,11 @@ void TCPropertyDatabase::TCTransaction::ForgetSenders(std::size_t Keep) {
   if (Execution.Step() != SQLITE_DONE) {
     Fail("forget old mail senders in");
   }
+  TCExecution Writers(m_Database.m_ForgetWriters.get());
+  if (Writers.Step() != SQLITE_DONE) {
+    Fail("forget old writers in");
+  }
+  m_Database.m_Writers.clear();
 }
 
 void TCPropertyDatabase::TCTransaction::SetMeta(std::string const& Name, std::uint64_t Value) {
@@ -436,6 +754,9 @@ void TCPropertyDatabase::TCTransaction::SetMeta(std::string const& Name, std::ui
 
 void TCPropertyDatabase::TCTransaction::Commit() {
   RequireOpen();
+  if (m_LastTransaction > 0) {
+    SetMeta(kTransactionCounter, m_LastTransaction);
+  }
   TCExecution Execution(m_Database.m_Commit.get());
   if (Execution.Step() != SQLITE_DONE) {
     Fail("commit to");
@@ -457,6 +778,9 @@ void TCPropertyDatabase::TCTransaction::Fail(std::string const& Operation) {
 }
 
 void TCPropertyDatabase::TCTransaction::Undo() {
+  if (m_Open) {
+    m_Database.m_Writers.clear();  // some of their rows may be undone
+  }
   if (m_Open && sqlite3_get_autocommit(m_Database.m_Handle.get()) == 0) {
     TCExecution Execution(m_Database.m_Rollback.get());
     Execution.Step();

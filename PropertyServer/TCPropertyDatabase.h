@@ -5,11 +5,15 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <tuple>
+#include <vector>
 
 #include "Platform/Utility/TCException.h"
+#include "PropertyServer/TSHistoryEntry.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
 struct sqlite3;
@@ -58,14 +62,48 @@ class TCPropertyDatabase {
 
   std::string const& get_Path() const { return m_Path; }
 
+  // ---- history ----
+
+  /// The number of the last transaction that was ever in the history; 0 for none.
+  std::uint64_t get_LastTransaction() const;
+  /// The newest entries first, at most `Limit`; of property `Number` only in the second form.
+  std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit) const;
+  std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit, int Number) const;
+  /// Who has set the value that stands; nothing when there is none or nobody knows.
+  std::optional<TSProvenance> Provenance(int Number, Accessories::TCRecordID const& Link,
+                                         TCMACAddress const& MAC) const;
+
+  // ---- copies ----
+
+  /// The image of a database file that holds everything committed, and needs no log.
+  /// Throws TCException when something can not be read.
+  std::string Copy() const;
+  /// Makes `File` from such an image. The image is written beside it, synced and checked first, so
+  /// that a file that is there is replaced by a sound copy or not at all.
+  /// Throws TCException, `File` untouched, when that fails or when `File` is a database that is in
+  /// use or has a log.
+  static void WriteCopy(std::string const& Image, std::string const& File);
+  /// Examines every page and every row of a database, its log included, and changes nothing.
+  /// Returns one line that says what it holds.
+  /// Throws TCException naming what is wrong: whatever keeps the database from being opened, a
+  /// defect anywhere in it, its use by another process.
+  static std::string Check(std::string const& Path);
+
  private:
+  struct TSUnchanged {};
+  // Opens a database for its check.
+  TCPropertyDatabase(std::string const& Path, TSUnchanged Unchanged);
+
   using TCHandle = std::unique_ptr<sqlite3, TSSQLiteDeleter>;
   using TCStatement = std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter>;
 
   void RequireLogHasFile() const;
-  void Open();
+  void RequireNoJournal() const;
+  void Open(int Flags);
+  void RequireWritable() const;
   void RequireOwnFile() const;
-  void RequireSound() const;
+  void RequireSound(char const* Examination) const;
+  void RequireWriters() const;
   void Migrate() const;
   void StartLog() const;
   void PrepareStatements();
@@ -77,12 +115,15 @@ class TCPropertyDatabase {
   std::optional<std::uint64_t> FindCounter(TCStatement const& Statement,
                                            std::string const& Key) const;
   TSPropertyRecord ReadRecord() const;
+  void VisitHistory(std::size_t Limit, std::optional<int> Number,
+                    std::function<void(TSHistoryEntry)> const& Take) const;
 
   [[noreturn]] void FailOpening() const;
   TCException Failure(std::string const& Operation) const;
 
   std::string const m_Path;
   TCHandle m_Handle;
+  std::map<std::tuple<uid_t, pid_t, std::string>, long long, std::less<>> m_Writers;  // their rows
   TCStatement m_Begin;
   TCStatement m_Commit;
   TCStatement m_Rollback;
@@ -93,6 +134,12 @@ class TCPropertyDatabase {
   TCStatement m_ForgetSenders;
   TCStatement m_Meta;
   TCStatement m_SetMeta;
+  TCStatement m_FindWriter;
+  TCStatement m_AddWriter;
+  TCStatement m_ForgetWriters;
+  TCStatement m_AppendHistory;
+  TCStatement m_TrimByCount;
+  TCStatement m_TrimByTime;
 };
 
 /// Changes that are stored all or none. At most one at a time, within the life of its database.
@@ -108,11 +155,15 @@ class TCPropertyDatabase::TCTransaction {
   /// Undoes the changes unless they were committed.
   ~TCTransaction();
 
-  /// Stores a value in place of the one with the same number, link and MAC.
-  void Put(TSPropertyRecord const& Record);
+  /// Stores a value, and who has set it, in place of the one with the same number, link and MAC.
+  void Put(TSPropertyRecord const& Record, TSProvenance const& Origin);
+  void AppendHistory(TSHistoryEntry const& Entry);
+  /// Forgets what goes beyond the newest `Entries` and what is older than `OldestTime`.
+  void TrimHistory(std::uint64_t Entries, std::int64_t OldestTime);
   /// Remembers `Number` as the last mail of `Identity`, which becomes the most recent sender.
   void RememberMail(std::string const& Identity, std::uint64_t Number);
-  /// Forgets all senders but the `Keep` most recent ones, so that their number stays bounded.
+  /// Forgets all senders but the `Keep` most recent ones, and writers that nothing refers to, so
+  /// that their numbers stay bounded.
   void ForgetSenders(std::size_t Keep);
   void SetMeta(std::string const& Name, std::uint64_t Value);
 
@@ -122,9 +173,12 @@ class TCPropertyDatabase::TCTransaction {
  private:
   void RequireOpen() const;
   [[noreturn]] void Fail(std::string const& Operation);
+  long long WriterOf(TSProvenance const& Origin);
+  long long FindOrAddWriter(TSProvenance const& Origin);
   void Undo();
 
   TCPropertyDatabase& m_Database;
+  std::uint64_t m_LastTransaction = 0;  // appended to the history
   bool m_Open = false;
 };
 

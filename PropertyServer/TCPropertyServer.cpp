@@ -2,22 +2,23 @@
 // Answers requests, stores changes and tells every process of them.
 #include "PropertyServer/TCPropertyServer.h"
 
-#include <systemd/sd-event.h>
-
+#include <algorithm>
 #include <cstdio>
+#include <new>
+#include <stdexcept>
+#include <string_view>
 #include <utility>
 
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "PropertyServer/TCNorvServerObject.h"
 
 namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCPropertyServer";
 constexpr char kMailbox[] = "@mailrouter.property";
-constexpr std::uint64_t kRetryMicroseconds = 500000;
-constexpr std::size_t kRememberedSenders = 10000;
 
 // Signal names of the property mail class, by signal type.
 constexpr int kRequestAll = 1;
@@ -59,25 +60,64 @@ TCMACAddress ReadMAC(TCNorvField const& Field) {
 }  // namespace
 
 TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database,
-                                   bool Trace)
-    : TCNorvService(Router, kMailbox), m_Router(Router), m_Database(Database), m_Trace(Trace) {
+                                   TEDurability Durability, bool Trace,
+                                   TCConfiguration Configuration)
+    : TCNorvService(Router, kMailbox),
+      m_Router(Router),
+      m_Database(Database),
+      m_Durability(Durability),
+      m_Trace(Trace),
+      m_Configuration(std::move(Configuration)),
+      m_LastTransaction(Database.get_LastTransaction()),
+      m_Queue(
+          Database, Router.get_Event(), Durability,
+          [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
+          [this](bool Failing, std::string const& Reason) { OnTrouble(Failing, Reason); }) {
   m_Database.LoadAll([this](TSPropertyRecord Record) {
-    m_Values.emplace(TCKey(Record.Number, Record.Link, Record.MAC), std::move(Record.Data));
+    m_Values.emplace(PlaceOf(Record), std::move(Record.Data));
   });
-  TCPropertyDatabase::TCTransaction Transaction(m_Database);
-  Transaction.ForgetSenders(kRememberedSenders);
-  Transaction.Commit();
   Open();
+  m_Router.Execute([this] { Configure(); });
 }
 
 TCPropertyServer::~TCPropertyServer() {
   Close();
-  sd_event_source_disable_unref(m_Retry);
+  m_Router.Execute([this] {
+    m_Queue.Commit();
+    m_Router.SetAdmission(nullptr);
+  });
+}
+
+void TCPropertyServer::Configure() {
+  TSServerLimits const& Limits = m_Configuration->get_Limits();
+  TSNorvRouterLimits RouterLimits;
+  RouterLimits.Connections = Limits.Connections;
+  RouterLimits.ConnectionsPerUser = Limits.ConnectionsPerUser;
+  RouterLimits.MailsPerSecond = Limits.MailsPerSecond;
+  m_Router.SetLimits(RouterLimits);
+  m_Router.SetAdmission(
+      [this](TSNorvMailSender const& Sender) { return m_Configuration->MayConnect(Sender); });
+  m_Queue.SetHistoryLimits(m_Configuration->get_History());
+}
+
+void TCPropertyServer::SetConfiguration(TCConfiguration Configuration) {
+  TCConfiguration const Former = std::exchange(m_Configuration, std::move(Configuration));
+  Configure();
+  m_Router.BringUpToDate([&](TSNorvMailSender const& Sender) {
+    return !Former->ReadsEverything(Sender) || !m_Configuration->ReadsEverything(Sender);
+  });
+}
+
+void TCPropertyServer::SetStatusSink(std::function<void(std::string const&)> Sink) {
+  m_StatusSink = std::move(Sink);
 }
 
 // ---- changes ----
 
 void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
+  if (IsRepeated(Mail)) {
+    return;
+  }
   if (!IsSignal(Mail.Content, eNorvChange, kChange)) {
     throw TCException(kSource, __LINE__)
         .Format("%s v%d %s %d is no change of properties",
@@ -85,13 +125,190 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
                 TCNorvMessage::SignalTypename(Mail.Content.SignalType).c_str(),
                 Mail.Content.SignalName);
   }
-  std::vector<TSPropertyRecord> Changes = ReadChanges(Mail.Content);
+  TSTakenMail Taken{Mail, ReadChanges(Mail.Content), false, false, {}, {}};
   TraceMail("received", Mail.Sender, Mail.Content);
-  Enqueue({Mail, std::move(Changes)});
+  std::string const Reason = ReasonToRefuse(Mail.Sender, Taken.Changes);
+  if (!Reason.empty()) {
+    Taken.Refused = true;
+    if (m_LogBudget.Grant()) {
+      SyslogWarning("Change of %s (process %d, user %u) refused: %s%s",
+                    Mail.Sender.ProcessName.c_str(), static_cast<int>(Mail.Sender.Process),
+                    Mail.Sender.User, Reason.c_str(), m_LogBudget.TakeNote().c_str());
+    }
+  }
+  Take(std::move(Taken));
 }
 
 void TCPropertyServer::OnRefused(TSNorvReceivedMail const& Mail) {
-  Enqueue({Mail, std::vector<TSPropertyRecord>()});
+  if (!IsRepeated(Mail)) {
+    Take({Mail, {}, true, false, {}, {}});
+  }
+}
+
+// A repeat has done its work; its sender may not have heard of it.
+bool TCPropertyServer::IsRepeated(TSNorvReceivedMail const& Mail) {
+  std::string const& Identity = Mail.Sender.Identity;
+  std::uint64_t Last = 0;
+  try {
+    Last = m_Queue.get_LastMail(Identity);
+  } catch (TCException const& Failure) {
+    throw std::runtime_error(Failure.what());  // no reason to refuse: it has to come again
+  }
+  if (Mail.Number > Last) {
+    return false;
+  }
+  if (!m_Queue.IsWaiting(Identity)) {
+    Acknowledge(Mail);
+  }
+  return true;
+}
+
+// Empty when nothing forbids the change.
+std::string TCPropertyServer::ReasonToRefuse(TSNorvMailSender const& Sender,
+                                             std::vector<TSPropertyRecord> const& Changes) const {
+  TSServerLimits const& Limits = m_Configuration->get_Limits();
+  std::size_t Bytes = 0;
+  for (TSPropertyRecord const& Change : Changes) {
+    std::string const Property = "property " + std::to_string(Change.Number);
+    if (!m_Configuration->MayWrite(Sender, Change.Number)) {
+      return "user " + std::to_string(Sender.User) + " may not write " + Property;
+    }
+    if (Change.Data.size() > Limits.ValueBytes) {
+      return Property + " has " + std::to_string(Change.Data.size()) + " bytes, at most " +
+             std::to_string(Limits.ValueBytes) + " are allowed (value_bytes)";
+    }
+    Bytes += Change.Data.size();
+  }
+  if (Bytes > Limits.MailBytes) {
+    return "the values have " + std::to_string(Bytes) + " bytes, at most " +
+           std::to_string(Limits.MailBytes) + " are allowed in one mail (mail_bytes)";
+  }
+  return std::string();
+}
+
+void TCPropertyServer::Take(TSTakenMail Taken) {
+  TSNorvMailSender const& Sender = Taken.Mail.Sender;
+  Taken.Origin = {CurrentTime(), Sender.User, Sender.Process, Sender.ProcessName};
+  if (!Taken.Refused) {
+    Taken.History = HistoryOf(Taken);
+  }
+  TSTakenMail& Waiting = m_Queue.Add(std::move(Taken));
+  if (m_Durability == TEDurability::eRelaxed && !m_EffectsWait) {
+    try {
+      TakeEffect(Waiting);
+    } catch (std::bad_alloc const&) {
+      m_EffectsWait = true;  // this one and all behind it take effect with the commit, in order
+    }
+  }
+  m_Queue.CommitIfMuch();
+}
+
+std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken) {
+  std::vector<TSHistoryEntry> History;
+  if (m_Configuration->get_History().Entries == 0 || Taken.Changes.empty()) {
+    return History;
+  }
+  ++m_LastTransaction;
+  History.reserve(Taken.Changes.size());
+  for (TSPropertyRecord const& Change : Taken.Changes) {
+    TSHistoryEntry Entry;
+    Entry.Transaction = m_LastTransaction;
+    Entry.Origin = Taken.Origin;
+    Entry.Number = Change.Number;
+    Entry.Link = Change.Link;
+    Entry.MAC = Change.MAC;
+    Entry.Secret = m_Configuration->IsSecret(Change.Number);
+    if (!Entry.Secret) {
+      if (std::string const* const From = FindNewest(PlaceOf(Change))) {
+        Entry.From = *From;
+      }
+      Entry.To = Change.Data;
+    }
+    History.push_back(std::move(Entry));
+  }
+  return History;
+}
+
+// What the value will be once everything that waits is stored.
+std::string const* TCPropertyServer::FindNewest(TCPropertyPlace const& Place) const {
+  if (std::string const* const Waiting = m_Queue.Find(Place)) {
+    return Waiting;
+  }
+  auto const Value = m_Values.find(Place);
+  return Value != m_Values.end() ? &Value->second : nullptr;
+}
+
+// The values change and everybody hears of it. May be repeated after it has thrown.
+void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
+  TSNorvMailContent Published{Norv_PropertyMail, eNorvEvent, kPublishedChange, nullptr};
+  if (Taken.Refused) {
+    Published.Body = EncodeStanding(Taken.Changes);
+  } else {
+    Published.Body = EncodeChanges(Taken.Changes);
+    for (TSPropertyRecord const& Change : Taken.Changes) {
+      m_Values[PlaceOf(Change)] = Change.Data;
+    }
+  }
+  std::uint64_t& LastTaken = m_Taken[Taken.Mail.Sender.Identity];
+  if (!Taken.Changes.empty()) {
+    TraceMail(Taken.Refused ? "restored" : "published", Taken.Mail.Sender, Published);
+    if (Taken.Refused) {
+      Restore(Taken.Mail, Published);
+    } else {
+      Publish(Published, Taken.Mail);
+    }
+  }
+  LastTaken = Taken.Mail.Number;
+  ++(Taken.Refused ? m_RefusedMails : m_TakenMails);
+  Taken.InEffect = true;
+}
+
+void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
+  for (TSTakenMail& Taken : Stored) {
+    if (!Taken.InEffect) {
+      TakeEffect(Taken);
+    }
+  }
+  m_EffectsWait = false;
+  std::map<std::string_view, TSNorvReceivedMail const*> Last;  // of each sender
+  for (TSTakenMail const& Taken : Stored) {
+    Last[Taken.Mail.Sender.Identity] = &Taken.Mail;
+  }
+  for (auto const& [Identity, Mail] : Last) {
+    Acknowledge(*Mail);
+  }
+  Stored.clear();
+}
+
+void TCPropertyServer::OnTrouble(bool Failing, std::string const& Reason) {
+  if (Failing) {
+    SyslogError("Changes wait until they can be stored: %s", Reason.c_str());
+  } else {
+    SyslogWarning("Changes are stored again");
+  }
+  if (m_StatusSink) {
+    m_StatusSink(Failing ? "Changes wait until they can be stored: " + Reason
+                         : "Changes are stored again");
+  }
+}
+
+std::uint64_t TCPropertyServer::get_LastTaken(std::string const& Identity) const {
+  auto const Taken = m_Taken.find(Identity);
+  return Taken != m_Taken.end() ? Taken->second : m_Database.LastMail(Identity);
+}
+
+TCPropertyServer::TCStatus TCPropertyServer::get_Status() const {
+  return {{"values", std::to_string(m_Values.size())},
+          {"peers", std::to_string(m_Router.get_ConnectionCount())},
+          {"epoch", std::to_string(m_Router.get_Epoch())},
+          {"sequence", std::to_string(get_Sequence())},
+          {"durability", m_Durability == TEDurability::eFull ? "full" : "relaxed"},
+          {"taken mails", std::to_string(m_TakenMails)},
+          {"refused mails", std::to_string(m_RefusedMails)},
+          {"waiting mails", std::to_string(m_Queue.get_WaitingCount())},
+          {"commits", std::to_string(m_Queue.get_CommitCount())},
+          {"last commit", std::to_string(m_Queue.get_LastCommit())},
+          {"database", m_Database.get_Path()}};
 }
 
 void TCPropertyServer::RequireLayout(TSNorvMailContent const& Content,
@@ -120,91 +337,49 @@ TSPropertyRecord TCPropertyServer::ReadRecord(std::string_view Record) {
   return {Part.m_ID, ReadLink(Part.m_Link), ReadMAC(Part.m_MAC), Part.m_Data.get_AsString()};
 }
 
-void TCPropertyServer::Enqueue(TSPending Pending) {
-  m_Pending.push_back(std::move(Pending));
-  if (m_Retry == nullptr) {
-    ProcessPending();
-  }
-}
-
-void TCPropertyServer::ProcessPending() {
-  try {
-    while (!m_Pending.empty()) {
-      Process(m_Pending.front());
-      m_Pending.pop_front();
-    }
-  } catch (TCException const& Failure) {
-    if (m_Retry == nullptr) {
-      SyslogError("Changes wait until they can be stored: %s", Failure.what());
-    }
-    RetryLater();
-    return;
-  }
-  if (m_Retry != nullptr) {
-    m_Retry = sd_event_source_disable_unref(m_Retry);
-    SyslogWarning("Changes are stored again");
-  }
-}
-
-void TCPropertyServer::Process(TSPending const& Pending) {
-  TSNorvReceivedMail const& Mail = Pending.Mail;
-  if (Mail.Number <= m_Database.LastMail(Mail.Sender.Identity)) {
-    Acknowledge(Mail);  // stored before; its sender has not heard of it
-    return;
-  }
-  Store(Pending);
-  if (!Pending.Changes.empty()) {
-    TSNorvMailContent Published = Mail.Content;
-    Published.SignalType = eNorvEvent;
-    Published.SignalName = kPublishedChange;
-    TraceMail("published", Mail.Sender, Published);
-    Publish(Published, Mail);
-  }
-  Acknowledge(Mail);
-}
-
-void TCPropertyServer::Store(TSPending const& Pending) {
-  TCPropertyDatabase::TCTransaction Transaction(m_Database);
-  for (TSPropertyRecord const& Change : Pending.Changes) {
-    Transaction.Put(Change);
-  }
-  Transaction.RememberMail(Pending.Mail.Sender.Identity, Pending.Mail.Number);
-  Transaction.Commit();
-  for (TSPropertyRecord const& Change : Pending.Changes) {
-    m_Values[TCKey(Change.Number, Change.Link, Change.MAC)] = Change.Data;
-  }
-}
-
-void TCPropertyServer::RetryLater() {
-  if (m_Retry == nullptr) {
-    sd_event_add_time_relative(m_Router.get_Event(), &m_Retry, CLOCK_MONOTONIC, kRetryMicroseconds,
-                               0, OnRetry, this);
-    return;
-  }
-  sd_event_source_set_time_relative(m_Retry, kRetryMicroseconds);
-  sd_event_source_set_enabled(m_Retry, SD_EVENT_ONESHOT);
-}
-
-int TCPropertyServer::OnRetry(sd_event_source* /*Source*/, std::uint64_t /*Time*/, void* Server) {
-  static_cast<TCPropertyServer*>(Server)->ProcessPending();
-  return 0;
-}
-
 // ---- requests ----
 
 bool TCPropertyServer::OnRequest(TSNorvMailSender const& Sender, TSNorvMailContent const& Request,
                                  TSNorvMailContent& Answer) {
+  if (Request.MailClass == Norv_ServerMail && Request.SignalType == eNorvRequest) {
+    Answer = AnswerAboutServer(Sender, Request.SignalName);
+    return true;
+  }
   if (IsSignal(Request, eNorvRequest, kRequestAll)) {
     TraceMail("received", Sender, Request);
     Answer = AnswerAll(Sender, Request);
   } else if (IsSignal(Request, eNorvRequest, kRequestOne)) {
     TraceMail("received", Sender, Request);
-    Answer = AnswerOne(Request);
+    Answer = AnswerOne(Sender, Request);
   } else {
     return false;
   }
   TraceMail("answered", Sender, Answer);
   return true;
+}
+
+TSNorvMailContent TCPropertyServer::AnswerAboutServer(TSNorvMailSender const& Sender, int Signal) {
+  if (!m_Configuration->MayAdminister(Sender)) {
+    throw TCException(kSource, __LINE__)
+        .Format("user %u may not ask about the server", Sender.User);
+  }
+  TCNorvMailMessage<TCNorvServerObject> Answer(Norv_ServerMail, eNorvChange, Signal);
+  auto const Append = [&Answer](std::string const& Name, std::string const& Value) {
+    TCNorvServerObject::TCRecord& Record = Answer.CreateRecord()->get_Record();
+    Record.m_Name.set_AsString(Name);
+    Record.m_Value.set_AsString(Value);
+  };
+  if (Signal == kServerStatus) {
+    for (auto const& [Name, Value] : get_Status()) {
+      Append(Name, Value);
+    }
+  } else if (Signal == kServerBackup) {
+    m_Queue.Commit();
+    Append("database", m_Database.Copy());
+  } else {
+    throw TCException(kSource, __LINE__).Format("the server knows no question %d", Signal);
+  }
+  return Answer.get_Content();
 }
 
 TSNorvMailContent TCPropertyServer::AnswerAll(TSNorvMailSender const& Sender,
@@ -216,20 +391,25 @@ TSNorvMailContent TCPropertyServer::AnswerAll(TSNorvMailSender const& Sender,
   }
   Part.Decode(Request.Body->get_Record(0));
   bool const OwnOnly = Part.m_Action == kActionOwn;
-  auto Body = EncodeValues(
-      [&](TCMACAddress const& MAC) { return !OwnOnly || MAC.Empty() || MAC == Sender.Device; });
-  return {Norv_PropertyMail, eNorvChange, kAllValues, std::move(Body)};
+  return {Norv_PropertyMail, eNorvChange, kAllValues,
+          EncodeValues(Sender, [&](TCMACAddress const& MAC) {
+            return !OwnOnly || MAC.Empty() || MAC == Sender.Device;
+          })};
 }
 
-std::shared_ptr<TCNorvMailBody const> TCPropertyServer::EncodeValues(
-    std::function<bool(TCMACAddress const&)> const& IsWanted) {
-  TCNorvMailBody::TCWriter Writer(m_Scratch.get_Record().get_Signature());
-  for (auto const& [Key, Data] : m_Values) {
-    if (IsWanted(std::get<TCMACAddress>(Key))) {
-      AppendValue(Writer, Key, Data, false);
-    }
+TSNorvMailContent TCPropertyServer::AnswerOne(TSNorvMailSender const& Sender,
+                                              TSNorvMailContent const& Request) {
+  RequireLayout(Request, m_Scratch.get_Record());
+  if (Request.Body->get_Count() != 1) {
+    ThrowMalformed(__LINE__, "a request for one property has one record");
   }
-  return Writer.Finish();
+  TCPropertyPlace const Place = PlaceOf(ReadRecord(Request.Body->get_Record(0)));
+  auto const Value = m_Values.find(Place);
+  bool const Held =
+      Value != m_Values.end() && m_Configuration->MayRead(Sender, std::get<int>(Place));
+  TCNorvMailBody::TCWriter Writer = NewWriter();
+  AppendValue(Writer, Place, Held ? Value->second : std::string(), Held);
+  return {Norv_PropertyMail, eNorvEvent, kOneValue, Writer.Finish()};
 }
 
 // All values, as a change: those that the subscriber holds already tell nobody anything there.
@@ -239,39 +419,94 @@ bool TCPropertyServer::OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClass
     return false;
   }
   Content = {Norv_PropertyMail, eNorvEvent, kPublishedChange,
-             EncodeValues([](TCMACAddress const&) { return true; })};
+             EncodeValues(Sender, [](TCMACAddress const&) { return true; })};
   TraceMail("published", Sender, Content);
   return true;
 }
 
-TSNorvMailContent TCPropertyServer::AnswerOne(TSNorvMailContent const& Request) {
-  RequireLayout(Request, m_Scratch.get_Record());
-  if (Request.Body->get_Count() != 1) {
-    ThrowMalformed(__LINE__, "a request for one property has one record");
+std::shared_ptr<TCNorvMailBody const> TCPropertyServer::OnForward(
+    TSNorvMailSender const& Subscriber, TSNorvMailContent const& Content) {
+  if (m_Configuration->ReadsEverything(Subscriber)) {
+    return Content.Body;
   }
-  TSPropertyRecord const Asked = ReadRecord(Request.Body->get_Record(0));
-  TCKey const Key(Asked.Number, Asked.Link, Asked.MAC);
-  auto const Value = m_Values.find(Key);
-  bool const Held = Value != m_Values.end();
-  TCNorvMailBody::TCWriter Writer(m_Scratch.get_Record().get_Signature());
-  AppendValue(Writer, Key, Held ? Value->second : std::string(), Held);
-  return {Norv_PropertyMail, eNorvEvent, kOneValue, Writer.Finish()};
+  std::vector<bool> Readable;
+  for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
+    TCNorvPropertyObject::TCRecord& Part = m_Scratch.get_Record();
+    Part.Decode(Content.Body->get_Record(Index));
+    Readable.push_back(m_Configuration->MayRead(Subscriber, Part.m_ID));
+  }
+  auto const Count = std::count(Readable.begin(), Readable.end(), true);
+  if (Count == 0) {
+    return nullptr;
+  }
+  return Count == Content.Body->get_Count() ? Content.Body
+                                            : TCNorvMailBody::Selected(*Content.Body, Readable);
 }
 
-void TCPropertyServer::AppendValue(TCNorvMailBody::TCWriter& Writer, TCKey const& Key,
+// ---- records ----
+
+TCNorvMailBody::TCWriter TCPropertyServer::NewWriter() {
+  return TCNorvMailBody::TCWriter(m_Scratch.get_Record().get_Signature());
+}
+
+TCPropertyServer::TCBody TCPropertyServer::EncodeValues(
+    TSNorvMailSender const& Reader, std::function<bool(TCMACAddress const&)> const& IsWanted) {
+  bool const ReadsEverything = m_Configuration->ReadsEverything(Reader);
+  TCNorvMailBody::TCWriter Writer = NewWriter();
+  for (auto const& [Place, Data] : m_Values) {
+    if (IsWanted(std::get<TCMACAddress>(Place)) &&
+        (ReadsEverything || m_Configuration->MayRead(Reader, std::get<int>(Place)))) {
+      AppendValue(Writer, Place, Data, false);
+    }
+  }
+  return Writer.Finish();
+}
+
+// In the one form that every process writes a link and a device in, whatever the sender wrote.
+TCPropertyServer::TCBody TCPropertyServer::EncodeChanges(
+    std::vector<TSPropertyRecord> const& Changes) {
+  TCNorvMailBody::TCWriter Writer = NewWriter();
+  for (TSPropertyRecord const& Change : Changes) {
+    AppendValue(Writer, PlaceOf(Change), Change.Data, false);
+  }
+  return Writer.Finish();
+}
+
+// What stands where `Changes` would have changed something; empty where nothing does.
+TCPropertyServer::TCBody TCPropertyServer::EncodeStanding(
+    std::vector<TSPropertyRecord> const& Changes) {
+  TCNorvMailBody::TCWriter Writer = NewWriter();
+  for (TSPropertyRecord const& Change : Changes) {
+    auto const Value = m_Values.find(PlaceOf(Change));
+    bool const Held = Value != m_Values.end();
+    AppendValue(Writer, PlaceOf(Change), Held ? Value->second : std::string(), Held);
+  }
+  return Writer.Finish();
+}
+
+void TCPropertyServer::AppendValue(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place,
                                    std::string const& Data, bool Loaded) {
-  auto const& [Number, Link, MAC] = Key;
+  auto const& [Number, Link, MAC] = Place;
   m_Scratch.get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
   m_Scratch.SetRecord(Number, Data, Link, Loaded, MAC.get_AsString(':'));
   m_Scratch.get_Record().Encode(Writer);
 }
 
 void TCPropertyServer::TraceMail(char const* Direction, TSNorvMailSender const& Sender,
-                                 TSNorvMailContent const& Content) const {
+                                 TSNorvMailContent const& Content) {
   if (!m_Trace) {
     return;
   }
-  TCNorvMailMessage<TCNorvPropertyObject> const Message(Content);
+  TCNorvMailMessage<TCNorvPropertyObject> Message(Content);
+  for (int Index = 0; Index < Message.RecordCount(); ++Index) {
+    // A mail of values has these records; a request for all has others.
+    if (Content.SignalType != eNorvRequest) {
+      TCNorvPropertyObject::TCRecord& Record = Message.GetMailRecord(Index)->get_Record();
+      if (m_Configuration->IsSecret(Record.m_ID)) {
+        Record.m_Data.set_AsString("(secret)");
+      }
+    }
+  }
   std::printf("%s %s[%d] %s\n", Direction, Sender.ProcessName.c_str(),
               static_cast<int>(Sender.Process), Message.get_AsText().c_str());
   std::fflush(stdout);

@@ -3,40 +3,57 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <map>
 #include <memory>
 #include <string>
-#include <tuple>
+#include <utility>
 #include <vector>
 
+#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
+#include "PropertyServer/TCCommitQueue.h"
 #include "PropertyServer/TCPropertyDatabase.h"
-#include "PropertyServer/TSPropertyRecord.h"
-
-struct sd_event_source;
+#include "PropertyServer/TCServerConfiguration.h"
 
 namespace Property {
 
-/// Owns the mailbox of the property protocol: answers requests from memory, takes changes, stores
-/// each mail as one database transaction, then publishes and acknowledges it. A mail that was
-/// stored before is acknowledged again and nothing else. A malformed mail is refused as a whole and
-/// logged.
+/// Owns the mailbox of the property protocol: answers requests from memory, takes changes, stores,
+/// publishes and acknowledges them. A mail is one change: it takes effect as a whole or not at all,
+/// once, and is acknowledged when it is on the disk. With full durability it is published then,
+/// with relaxed durability at once.
 ///
-/// While the database can not be written, mails wait in their order, nothing is acknowledged, and
-/// writing is tried again twice a second.
+/// A mail that was taken before is acknowledged again and nothing else. A malformed mail is refused
+/// and logged. So is one that the configuration forbids; its sender is then given the values that
+/// stand, so that its store comes back to them.
 ///
 /// Lives on the router's thread. Refers to router and database, which must outlive it.
 class TCPropertyServer : public TCNorvService {
  public:
+  using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
+  using TCStatus = std::vector<std::pair<std::string, std::string>>;  // name and value
+
   /// Loads all values and begins to serve. Throws TCException when the values can not be read or
   /// the mailbox has an owner.
-  TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database, bool Trace);
+  TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database, TEDurability Durability,
+                   bool Trace, TCConfiguration Configuration);
   ~TCPropertyServer() override;
 
+  /// Holds for mails and connections from now on. Processes whose rights may differ are brought up
+  /// to date.
+  void SetConfiguration(TCConfiguration Configuration);
+
+  /// Hears of what the administrator should know: a line of text.
+  void SetStatusSink(std::function<void(std::string const&)> Sink);
+
+  /// Stores what waits; false when that fails.
+  bool Commit() { return m_Queue.Commit(); }
+
   std::size_t get_ValueCount() const { return m_Values.size(); }
+  TCStatus get_Status() const;
+  std::uint64_t get_LastTaken(std::string const& Identity) const override;
 
  protected:
   void OnMail(TSNorvReceivedMail const& Mail) override;
@@ -45,42 +62,56 @@ class TCPropertyServer : public TCNorvService {
                  TSNorvMailContent& Answer) override;
   bool OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
                  TSNorvMailContent& Content) override;
+  std::shared_ptr<TCNorvMailBody const> OnForward(TSNorvMailSender const& Subscriber,
+                                                  TSNorvMailContent const& Content) override;
 
  private:
-  using TCKey = std::tuple<int, Accessories::TCRecordID, TCMACAddress>;
+  using TCBody = std::shared_ptr<TCNorvMailBody const>;
 
-  // A mail that waits for the database; without changes when it was refused.
-  struct TSPending {
-    TSNorvReceivedMail Mail;
-    std::vector<TSPropertyRecord> Changes;
-  };
+  TSNorvMailContent AnswerAboutServer(TSNorvMailSender const& Sender, int Signal);
 
+  void Configure();
   std::vector<TSPropertyRecord> ReadChanges(TSNorvMailContent const& Content);
   TSPropertyRecord ReadRecord(std::string_view Record);
   void RequireLayout(TSNorvMailContent const& Content, TCNorvRecordObject const& Part) const;
-  void Enqueue(TSPending Pending);
-  void ProcessPending();
-  void Process(TSPending const& Pending);
-  void Store(TSPending const& Pending);
-  void RetryLater();
-  static int OnRetry(sd_event_source* Source, std::uint64_t Time, void* Server);
+
+  bool IsRepeated(TSNorvReceivedMail const& Mail);
+  std::string ReasonToRefuse(TSNorvMailSender const& Sender,
+                             std::vector<TSPropertyRecord> const& Changes) const;
+  void Take(TSTakenMail Taken);
+  std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken);
+  std::string const* FindNewest(TCPropertyPlace const& Place) const;
+  void TakeEffect(TSTakenMail& Taken);
+  void OnStored(std::list<TSTakenMail>& Stored);
+  void OnTrouble(bool Failing, std::string const& Reason);
 
   TSNorvMailContent AnswerAll(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
-  std::shared_ptr<TCNorvMailBody const> EncodeValues(
-      std::function<bool(TCMACAddress const&)> const& IsWanted);
-  TSNorvMailContent AnswerOne(TSNorvMailContent const& Request);
-  void AppendValue(TCNorvMailBody::TCWriter& Writer, TCKey const& Key, std::string const& Data,
-                   bool Loaded);
+  TSNorvMailContent AnswerOne(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
+  TCBody EncodeValues(TSNorvMailSender const& Reader,
+                      std::function<bool(TCMACAddress const&)> const& IsWanted);
+  TCBody EncodeChanges(std::vector<TSPropertyRecord> const& Changes);
+  TCBody EncodeStanding(std::vector<TSPropertyRecord> const& Changes);
+  TCNorvMailBody::TCWriter NewWriter();
+  void AppendValue(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place,
+                   std::string const& Data, bool Loaded);
   void TraceMail(char const* Direction, TSNorvMailSender const& Sender,
-                 TSNorvMailContent const& Content) const;
+                 TSNorvMailContent const& Content);
 
   TCNorvMailRouter& m_Router;
   TCPropertyDatabase& m_Database;
+  TEDurability const m_Durability;
   bool const m_Trace;
-  std::map<TCKey, std::string> m_Values;
-  std::deque<TSPending> m_Pending;
-  sd_event_source* m_Retry = nullptr;  // while the database can not be written
-  TCNorvPropertyObject m_Scratch;      // takes records to and from the wire, one at a time
+  TCConfiguration m_Configuration;
+  std::function<void(std::string const&)> m_StatusSink;
+  std::map<TCPropertyPlace, std::string> m_Values;
+  std::map<std::string, std::uint64_t> m_Taken;  // the last mails in effect, of senders in this run
+  std::uint64_t m_LastTransaction;               // of the history
+  bool m_EffectsWait = false;                    // memory ran out; the commit catches up
+  TCLogBudget m_LogBudget;                       // for refused changes
+  std::uint64_t m_RefusedMails = 0;
+  std::uint64_t m_TakenMails = 0;
+  TCNorvPropertyObject m_Scratch;  // takes records to and from the wire, one at a time
+  TCCommitQueue m_Queue;
 };
 
 }  // namespace Property

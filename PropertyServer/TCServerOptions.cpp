@@ -2,9 +2,12 @@
 // Options of property-server, their defaults and their help.
 #include "PropertyServer/TCServerOptions.h"
 
+#include <unistd.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <cstdlib>
+#include <map>
 
 namespace Property {
 
@@ -13,6 +16,7 @@ namespace {
 constexpr char kProgram[] = "property-server";
 constexpr char kDefaultAddress[] = "unix:path=/run/mailrouter/socket";
 constexpr char kDefaultStateFolder[] = "/var/lib/property";
+constexpr char kDefaultConfiguration[] = "/etc/property/server.toml";
 
 // The service manager separates several folders by colons; the first one is this server's.
 std::string DefaultDatabase() {
@@ -37,7 +41,12 @@ std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
                                                               char const* const* Arguments) {
   m_Address = kDefaultAddress;
   m_Database = DefaultDatabase();
+  m_Configuration = access(kDefaultConfiguration, F_OK) == 0 ? kDefaultConfiguration : "";
+  m_Durability = TEDurability::eFull;
   m_Trace = false;
+  m_Check.clear();
+  m_Backup.clear();
+  m_Status = false;
 
   CLI::App App("Keeps the properties of this device and tells its processes what changes.",
                kProgram);
@@ -54,7 +63,31 @@ std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
                  "the folder that STATE_DIRECTORY names, else /var/lib/property)")
       ->check(CheckFile)
       ->type_name("FILE");
+  App.add_option("--config", m_Configuration,
+                 "File with access rules and limits, read again at SIGHUP\n"
+                 "(default: /etc/property/server.toml where it exists)")
+      ->check(CheckFile)
+      ->type_name("FILE");
+  App.add_option("--durability", m_Durability,
+                 "full: a change is published when it is on the disk;\n"
+                 "relaxed: at once, and it is on the disk within 20 ms (default: full)")
+      ->transform(CLI::Transformer(std::map<std::string, TEDurability>{
+          {"full", TEDurability::eFull}, {"relaxed", TEDurability::eRelaxed}}))
+      ->type_name("full|relaxed");
   App.add_flag("--trace", m_Trace, "Print every mail to the standard output (default: off)");
+
+  CLI::Option_group* const Instead = App.add_option_group("Instead of serving");
+  Instead->add_option("--check", m_Check, "Check a database that no server uses; change nothing")
+      ->check(CheckFile)
+      ->type_name("FILE");
+  Instead
+      ->add_option("--backup", m_Backup,
+                   "Copy the database to FILE, from the server at the\n"
+                   "address or, when none runs, from the database's file")
+      ->check(CheckFile)
+      ->type_name("FILE");
+  Instead->add_flag("--status", m_Status, "Print the figures of the server at the address");
+  Instead->require_option(0, 1);
 
   try {
     App.parse(Count, Arguments);

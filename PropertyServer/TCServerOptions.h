@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "PropertyServer/TEDurability.h"
+
 namespace Property {
 
 /// What the server is asked to do. Holds copies; nothing is shared.
@@ -26,13 +28,31 @@ class TCServerOptions {
   std::string const& get_Address() const { return m_Address; }
   /// The file with the values.
   std::string const& get_Database() const { return m_Database; }
+  /// The file with access rules and limits; empty: the defaults hold.
+  std::string const& get_Configuration() const { return m_Configuration; }
+  /// When a change is published.
+  TEDurability get_Durability() const { return m_Durability; }
   /// Whether every mail is printed.
   bool get_Trace() const { return m_Trace; }
+
+  // What is done instead of serving, when not empty or true; at most one of them.
+
+  /// The database to check.
+  std::string const& get_Check() const { return m_Check; }
+  /// The file to copy the database to.
+  std::string const& get_Backup() const { return m_Backup; }
+  /// Whether the running server's figures are printed.
+  bool get_Status() const { return m_Status; }
 
  private:
   std::string m_Address;
   std::string m_Database;
+  std::string m_Configuration;
+  TEDurability m_Durability = TEDurability::eFull;
   bool m_Trace = false;
+  std::string m_Check;
+  std::string m_Backup;
+  bool m_Status = false;
 };
 
 }  // namespace Property

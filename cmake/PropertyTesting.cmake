@@ -4,17 +4,20 @@
 
 include(GoogleTest)
 
-# property_add_unit_test(NAME source... [LIBS library...])
+# property_add_unit_test(NAME source... [LIBS library...] [LABEL label])
 # A test's full name begins with the executable's, so that names are unique across executables.
 function(property_add_unit_test Name)
-  cmake_parse_arguments(ARG "" "" "LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "" "LABEL" "LIBS" ${ARGN})
+  if(NOT ARG_LABEL)
+    set(ARG_LABEL unit)
+  endif()
   add_executable(${Name} ${ARG_UNPARSED_ARGUMENTS})
   property_configure_target(${Name})
   # Only the tested code is optimised: optimising the tests doubles their build time.
   target_compile_options(${Name} PRIVATE -O0)
   target_link_libraries(${Name} PRIVATE ${ARG_LIBS} GTest::gmock_main)
   gtest_discover_tests(${Name} TEST_PREFIX ${Name}. DISCOVERY_TIMEOUT 120
-    PROPERTIES TIMEOUT 120 LABELS unit)
+    PROPERTIES TIMEOUT 120 LABELS ${ARG_LABEL})
   property_set_test_environment(${Name} ${Name}_TESTS)
 endfunction()
 

@@ -20,7 +20,7 @@ namespace {
 constexpr char kSource[] = "../Platform/Messaging/TCNorvMailRouter";
 constexpr char kPathPrefix[] = "unix:path=";
 constexpr int kBacklog = 1024;
-constexpr mode_t kSocketMode = 0660;
+constexpr mode_t kSocketMode = 0666;  // who may do what is decided peer by peer
 
 std::string PathOf(std::string const& Address) {
   std::size_t const Prefix = std::strlen(kPathPrefix);
@@ -122,10 +122,20 @@ void TCRouterSocket::Listen() {
       chmod(m_Path.c_str(), kSocketMode) != 0 || listen(m_File.get(), kBacklog) != 0) {
     ThrowCannotListen(m_Path, errno);
   }
+  if (lstat(m_Path.c_str(), &Status) == 0) {
+    m_Device = Status.st_dev;
+    m_Inode = Status.st_ino;
+  }
+}
+
+bool TCRouterSocket::IsOwnFile() const {
+  struct stat Status = {};
+  return lstat(m_Path.c_str(), &Status) == 0 && Status.st_dev == m_Device &&
+         Status.st_ino == m_Inode;
 }
 
 TCRouterSocket::~TCRouterSocket() {
-  if (!m_Path.empty()) {
+  if (!m_Path.empty() && IsOwnFile()) {
     unlink(m_Path.c_str());
   }
 }

@@ -2,6 +2,8 @@
 // The socket that a router listens on.
 #pragma once
 
+#include <sys/types.h>
+
 #include <string>
 
 #include "Platform/Messaging/BusHandles.h"
@@ -14,7 +16,7 @@ class TCRouterSocket {
   explicit TCRouterSocket(std::string const& Address);
   TCRouterSocket(TCRouterSocket const&) = delete;
   TCRouterSocket& operator=(TCRouterSocket const&) = delete;
-  /// Removes the file of a socket made here.
+  /// Removes the file of a socket made here, unless it is another's by now.
   ~TCRouterSocket();
 
   int get_File() const { return m_File.get(); }
@@ -25,5 +27,9 @@ class TCRouterSocket {
   void Listen();
 
   TCFileDescriptor m_File;
+  bool IsOwnFile() const;
+
   std::string m_Path;  // empty when the socket belongs to the init system
+  dev_t m_Device = 0;  // with the next, which file was made here
+  ino_t m_Inode = 0;
 };

@@ -125,8 +125,7 @@ bool TCNorvRecordCursor::Next(TSNorvFieldValue& Value) {
   return true;
 }
 
-TCNorvMailBody::TCWriter::TCWriter(std::string_view Signature, std::uint32_t KeyFields)
-    : m_Signature(Signature), m_KeyFields(KeyFields) {
+TCNorvMailBody::TCWriter::TCWriter(std::string_view Signature) : m_Signature(Signature) {
   RequireKnownCodes(m_Signature);
 }
 
@@ -172,7 +171,7 @@ void TCNorvMailBody::TCWriter::AppendRecord(std::string_view Record) {
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::TCWriter::Finish() {
   return std::shared_ptr<TCNorvMailBody const>(
-      new TCNorvMailBody(std::move(m_Signature), m_KeyFields, std::move(m_Bytes), std::move(m_Begins)));
+      new TCNorvMailBody(std::move(m_Signature), std::move(m_Bytes), std::move(m_Begins)));
 }
 
 // A read-only view of a memory file.
@@ -195,10 +194,9 @@ class TCNorvMailBody::TCMapping {
   std::size_t m_Size;
 };
 
-TCNorvMailBody::TCNorvMailBody(std::string Signature, std::uint32_t KeyFields, std::string Bytes,
+TCNorvMailBody::TCNorvMailBody(std::string Signature, std::string Bytes,
                                std::vector<std::size_t> Begins)
     : m_Signature(std::move(Signature)),
-      m_KeyFields(KeyFields),
       m_Owned(std::move(Bytes)),
       m_Bytes(m_Owned),
       m_Begins(std::move(Begins)) {}
@@ -230,7 +228,7 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::Empty() {
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::Selected(TCNorvMailBody const& Body,
                                                                std::vector<bool> const& Taken) {
-  TCWriter Writer(Body.m_Signature, Body.m_KeyFields);
+  TCWriter Writer(Body.m_Signature);
   for (int Index = 0; Index < Body.get_Count(); ++Index) {
     if (Taken[static_cast<std::size_t>(Index)]) {
       Writer.AppendRecord(Body.get_Record(Index));
@@ -244,23 +242,6 @@ std::string_view TCNorvMailBody::get_Record(int Index) const {
   std::size_t const Begin = m_Begins.at(Place);
   std::size_t const End = Place + 1 < m_Begins.size() ? m_Begins[Place + 1] : m_Bytes.size();
   return m_Bytes.substr(Begin, End - Begin);
-}
-
-std::string TCNorvMailBody::get_Key(int Index, std::uint32_t KeyFields) const {
-  std::string Key;
-  TCNorvRecordCursor Cursor(m_Signature, get_Record(Index));
-  TSNorvFieldValue Value;
-  for (std::size_t Field = 0; (KeyFields >> Field) != 0 && Cursor.Next(Value); ++Field) {
-    if (((KeyFields >> Field) & 1U) == 0) {
-      continue;
-    }
-    // An unassigned field and an empty one say the same.
-    Key.push_back(Value.Code);
-    StoreWord(Key, Value.Code == 's' ? static_cast<std::uint32_t>(Value.Text.size())
-                                     : static_cast<std::uint32_t>(Value.Integer));
-    Key.append(Value.Text);
-  }
-  return Key;
 }
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, std::size_t Limit) {

@@ -54,9 +54,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   /// Appends records of one signature.
   class PROPERTY_PLATFORM_EXPORT TCWriter {
    public:
-    /// `KeyFields` is the mask of the fields that say what a record is about; see get_Key().
     /// Throws TCException when `Signature` has other codes than i, s, b, v or too many fields.
-    explicit TCWriter(std::string_view Signature, std::uint32_t KeyFields = 0);
+    explicit TCWriter(std::string_view Signature);
 
     void BeginRecord(std::uint32_t Assigned);
     /// Appends the record's next field; the value's code must fit the signature's ('v' takes any).
@@ -68,7 +67,6 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
     void AppendWord(std::uint32_t Word);
 
     std::string m_Signature;
-    std::uint32_t m_KeyFields;
     std::string m_Bytes;
     std::vector<std::size_t> m_Begins;
     std::size_t m_Field = 0;
@@ -100,23 +98,14 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   std::string_view get_Record(int Index) const;
   std::size_t get_Size() const { return m_Bytes.size(); }
 
-  /// The fields that say what a record is about; 0 when that is not known, as in every mail that
-  /// was received.
-  std::uint32_t get_KeyFields() const { return m_KeyFields; }
-  /// The content of the fields in the mask `KeyFields`: equal for two records that are about the
-  /// same thing.
-  std::string get_Key(int Index, std::uint32_t KeyFields) const;
-
  private:
   class TCMapping;
 
-  TCNorvMailBody(std::string Signature, std::uint32_t KeyFields, std::string Bytes,
-                 std::vector<std::size_t> Begins);
+  TCNorvMailBody(std::string Signature, std::string Bytes, std::vector<std::size_t> Begins);
   TCNorvMailBody(std::string Signature, std::unique_ptr<TCMapping> Mapping, std::string_view Bytes,
                  std::size_t Count);
 
   std::string m_Signature;
-  std::uint32_t m_KeyFields = 0;
   std::string m_Owned;
   std::unique_ptr<TCMapping> m_Mapping;
   std::string_view m_Bytes;  // into m_Owned or m_Mapping

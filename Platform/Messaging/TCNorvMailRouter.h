@@ -52,7 +52,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailRouter {
 
   /// Holds for connections and mails from now on.
   void SetLimits(TSNorvRouterLimits const& Limits);
-  /// Whom `Admission` is false for is refused at its greeting. Without it everybody is admitted.
+  /// Whom `Admission` is false for is refused at its greeting. Without it only root and this
+  /// process's user are admitted.
   void SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission);
   /// Has the services bring the subscribers that `IsConcerned` names up to date.
   void BringUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned);

@@ -131,8 +131,7 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMessage::EncodeRecords() const {
   if (First == m_Records.end()) {
     return m_Body ? m_Body : TCNorvMailBody::Empty();
   }
-  TCNorvRecordObject const& Layout = BoundRecord(**First);
-  TCNorvMailBody::TCWriter Writer(Layout.get_Signature(), Layout.get_KeyFields());
+  TCNorvMailBody::TCWriter Writer(BoundRecord(**First).get_Signature());
   for (std::size_t Index = 0; Index < m_Records.size(); ++Index) {
     if (m_Records[Index] != nullptr) {
       BoundRecord(*m_Records[Index]).Encode(Writer);

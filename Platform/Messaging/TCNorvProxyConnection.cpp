@@ -55,23 +55,22 @@ class TCThreadMark {
   TCThreadMark& operator=(TCThreadMark const&) = delete;
   ~TCThreadMark() { Clear(); }
 
-  void Set(std::shared_ptr<TCOwnChanges> const& Changes) {
+  void Set(std::shared_ptr<TCOwnChanges> const& Changes, std::string const& Stream,
+           std::vector<std::string> Keys) {
     Clear();
-    m_Mark = Changes->Mark();
+    m_Mark = Changes->Mark(Stream, std::move(Keys));
     m_Changes = Changes;
   }
 
-  // The mark of a change, or of now when none was marked; it is the caller's then.
-  TCOwnChanges::TCMoment Take(std::shared_ptr<TCOwnChanges> const& Changes) {
-    bool const Marked = m_Changes.lock() == Changes;
-    if (!Marked) {
-      return Changes->Mark();
+  // The mark, which is the caller's then; 0 for none.
+  TCOwnChanges::TCMark Take(std::shared_ptr<TCOwnChanges> const& Changes) {
+    if (m_Changes.lock() != Changes) {
+      return 0;
     }
     m_Changes.reset();
     return m_Mark;
   }
 
- private:
   void Clear() {
     if (auto const Changes = m_Changes.lock()) {
       Changes->Unmark(m_Mark);
@@ -79,11 +78,25 @@ class TCThreadMark {
     m_Changes.reset();
   }
 
+ private:
   std::weak_ptr<TCOwnChanges> m_Changes;
-  TCOwnChanges::TCMoment m_Mark = 0;
+  TCOwnChanges::TCMark m_Mark = 0;
 };
 
 thread_local TCThreadMark ThreadMark;
+
+struct TSUnmark {
+  TCOwnChanges::TCMark Mark = 0;
+  void operator()(TCOwnChanges* Changes) const { Changes->Unmark(Mark); }
+};
+
+// The stream of the mail that the calling thread is being handed, and by whom.
+struct TSThreadDelivery {
+  TCNorvProxyConnection const* Connection = nullptr;
+  std::string const* Stream = nullptr;
+};
+
+thread_local TSThreadDelivery ThreadDelivery;
 
 // Nothing thrown may pass through the bus library.
 template <class TFunction>
@@ -296,19 +309,37 @@ void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
   Transmit();
 }
 
-void TCNorvProxyConnection::MarkChange() {
-  ThreadMark.Set(m_OwnChanges);
+void TCNorvProxyConnection::MarkChange(std::string const& Mailbox,
+                                       TCNorvMailClassID const& MailClass,
+                                       std::vector<std::string> Keys) {
+  ThreadMark.Set(m_OwnChanges, StreamName(Mailbox, MailWire::ClassInterface(MailClass)),
+                 std::move(Keys));
+}
+
+void TCNorvProxyConnection::ForgetMark() {
+  ThreadMark.Clear();
+}
+
+bool TCNorvProxyConnection::IsAnyOvertaken() const {
+  return ThreadDelivery.Connection == this && !m_OwnChanges->IsEmpty();
+}
+
+bool TCNorvProxyConnection::IsOvertaken(std::string const& Key) const {
+  return ThreadDelivery.Connection == this && m_OwnChanges->IsOnWay(*ThreadDelivery.Stream, Key);
 }
 
 bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent const& Content) {
-  TCOwnChanges::TCMoment const Mark = ThreadMark.Take(m_OwnChanges);
+  std::string const Stream = StreamName(Mailbox, MailWire::ClassInterface(Content.MailClass));
+  TCOwnChanges::TCMark Mark = ThreadMark.Take(m_OwnChanges);
+  if (Mark == 0) {
+    Mark = m_OwnChanges->Mark(Stream, {});
+  }
+  std::unique_ptr<TCOwnChanges, TSUnmark> Unsent(m_OwnChanges.get(), TSUnmark{Mark});
   TCLock const Lock(m_Mutex);
   if (m_Closing) {
-    m_OwnChanges->Unmark(Mark);
     return false;
   }
   if (KeptSize(Content) > kUnacknowledgedLimit - m_UnacknowledgedBytes) {
-    m_OwnChanges->Unmark(Mark);
     throw TCException(kSource, __LINE__)
         .Format(
             "cannot send a mail of %zu bytes: %zu bytes wait for acknowledgement, at most %zu "
@@ -317,21 +348,21 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
   }
   Start();
   TSOutbox& Outbox = m_Outboxes[Mailbox];
-  std::string const Stream = StreamName(Mailbox, MailWire::ClassInterface(Content.MailClass));
   Outbox.Streams.insert(Stream);
   Outbox.Mails.push_back({Outbox.LastNumber + 1, Content});
   ++Outbox.LastNumber;
   m_UnacknowledgedBytes += KeptSize(Content);
-  m_OwnChanges->Sent(Stream, Outbox.LastNumber, *Content.Body, Mark);
+  m_OwnChanges->Sent(Mark, Outbox.LastNumber);
+  static_cast<void>(Unsent.release());
   Transmit();
   return true;
 }
 
 bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailContent& Content,
-                                     int Timeout, std::uint64_t* Hold) {
+                                     int Timeout, bool Held) {
   TCLock Lock(m_Mutex);
   Start();
-  TSExchange Pending{this, &Mailbox, &Content, Hold};
+  TSExchange Pending{this, &Mailbox, &Content, Held};
   Pending.After = m_Outboxes[Mailbox].LastNumber;
   m_Exchanges.push_back(&Pending);
   auto const Place = std::prev(m_Exchanges.end());
@@ -343,11 +374,12 @@ bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailConte
   return Ended && *Pending.Answered;
 }
 
-void TCNorvProxyConnection::EndAnswer(std::uint64_t Hold) {
+void TCNorvProxyConnection::EndAnswer() {
   TCLock const Lock(m_Mutex);
-  m_OwnChanges->End(Hold);
+  m_OwnChanges->EndAnswer();
   m_AnswersInHand.erase(
       std::find(m_AnswersInHand.begin(), m_AnswersInHand.end(), std::this_thread::get_id()));
+  Wake();  // whoever waits to deliver may be polling
   m_Changed.notify_all();
 }
 
@@ -384,47 +416,46 @@ bool TCNorvProxyConnection::DeliverMail(bool Wait) {
     if (m_Delivering || m_Inbox.empty()) {
       continue;
     }
-    TSReceived Received = std::move(m_Inbox.front());
+    TSReceived const Received = std::move(m_Inbox.front());
     m_Inbox.pop_front();
-    bool const Told = Received.Kind == TEKind::eForeign && Received.Content.Body->get_Count() == 0;
-    TCOwnChanges::TSHandover const Handover = Begin(Received);
-    if (Told || Handover.Body->get_Count() > 0) {
-      Received.Content.Body = Handover.Body;
+    if (IsToBeHandedOver(Received)) {
       m_Delivering = true;
       Lock.unlock();
-      HandOver(Received, Handover);
+      HandOver(Received);
       return true;
     }
   }
 }
 
-// What of a received mail concerns this process; no records when nothing does.
-TCOwnChanges::TSHandover TCNorvProxyConnection::Begin(TSReceived const& Received) {
+bool TCNorvProxyConnection::IsToBeHandedOver(TSReceived const& Received) {
   switch (Received.Kind) {
     case TEKind::eOwn:
-      return m_OwnChanges->BeginOwn(Received.Stream, Received.Number, Received.Content.Body);
-    case TEKind::eForeign:
-      return m_OwnChanges->BeginForeign(Received.Stream, Received.Content.Body);
+      return m_OwnChanges->EndOwn(Received.Stream, Received.Number);
     case TEKind::eCatchUp:
-      return m_OwnChanges->BeginCatchUp(Received.Stream, Received.Number, Received.Content.Body);
+      m_OwnChanges->EndUpTo(Received.Stream, Received.Number);
+      return true;
     case TEKind::eAcknowledged:
-      m_OwnChanges->Done(Received.Stream, Received.Number);
+      m_OwnChanges->EndUpTo(Received.Stream, Received.Number);
+      return false;
+    case TEKind::eForeign:
+      break;
   }
-  return {TCNorvMailBody::Empty(), 0};
+  return true;
 }
 
-void TCNorvProxyConnection::HandOver(TSReceived const& Received,
-                                     TCOwnChanges::TSHandover const& Handover) {
-  auto const End = [&](void*) {
+void TCNorvProxyConnection::HandOver(TSReceived const& Received) {
+  auto const End = [this](TSThreadDelivery* Delivery) {
+    *Delivery = TSThreadDelivery();
     TCLock const Lock(m_Mutex);
-    m_OwnChanges->End(Handover.Place);
     m_Delivering = false;
     if (std::exchange(m_TurnedAway, false) && !m_Inbox.empty()) {
       Signal(TEEvent::eMails);
+      Wake();  // the proxy's thread may be polling
     }
     m_Changed.notify_all();
   };
-  std::unique_ptr<void, decltype(End)> const Ending(this, End);
+  ThreadDelivery = {this, &Received.Stream};
+  std::unique_ptr<TSThreadDelivery, decltype(End)> const Ending(&ThreadDelivery, End);
   m_Owner.OnServiceMail(TCNorvMessage(Received.Content));
 }
 
@@ -678,16 +709,15 @@ void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Mes
   MailWire::Require(sd_bus_message_read(Message, "ttt", &Position.Epoch, &Position.Sequence, &Number),
                     "read an envelope");
   TSNorvMailContent Answer = MailWire::ReadMail(Message, Exchange.Content->MailClass);
-  std::string const Stream = StreamName(*Exchange.Mailbox, Exchange.Interface);
   TSSubscription& Subscription = m_Subscriptions[Exchange.Interface];
   // The first answer counts: what was published since is missing from the values it brought.
   if (!Subscription.Subscribed && Subscription.Received.Epoch != Position.Epoch) {
     Subscription.Received = Position;
-    m_OwnChanges->Done(Stream, Number);
+    m_OwnChanges->EndUpTo(StreamName(*Exchange.Mailbox, Exchange.Interface), Number);
   }
-  if (Exchange.Hold != nullptr) {
-    *Exchange.Hold = m_OwnChanges->BeginAnswer(Stream);
+  if (Exchange.Held) {
     m_AnswersInHand.push_back(Exchange.Waiter);
+    m_OwnChanges->BeginAnswer();
   }
   *Exchange.Content = std::move(Answer);
   Exchange.Answered = true;
@@ -764,13 +794,13 @@ bool TCNorvProxyConnection::Admit(TSSubscription& Subscription, MailWire::TSPosi
 
 void TCNorvProxyConnection::Receive(TSReceived Received) {
   // Nothing that a hook has to hear of, and nothing before it: done at once.
-  bool const First = m_Inbox.empty() && !m_Delivering;
+  bool const First = m_Inbox.empty() && !m_Delivering && m_AnswersInHand.empty();
   if (First && Received.Kind == TEKind::eAcknowledged) {
-    m_OwnChanges->Done(Received.Stream, Received.Number);
+    m_OwnChanges->EndUpTo(Received.Stream, Received.Number);
     return;
   }
   if (First && Received.Kind == TEKind::eOwn &&
-      m_OwnChanges->EndsSilently(Received.Stream, Received.Number, *Received.Content.Body)) {
+      m_OwnChanges->EndOwnSilently(Received.Stream, Received.Number)) {
     return;
   }
   m_Inbox.push_back(std::move(Received));

@@ -40,13 +40,17 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
 
   bool WaitForRouter(int Timeout);
   void Subscribe(TCNorvMailClassID const& MailClass);
-  void MarkChange();
+  /// A change of `Keys` is being made that the calling thread's next mail of the class will tell of.
+  void MarkChange(std::string const& Mailbox, TCNorvMailClassID const& MailClass,
+                  std::vector<std::string> Keys);
+  void ForgetMark();
+  /// Whether the mail that the calling thread is being handed is older than a change of `Key`.
+  bool IsOvertaken(std::string const& Key) const;
+  bool IsAnyOvertaken() const;
   bool Post(std::string const& Mailbox, TSNorvMailContent const& Content);
-  /// Sets `Hold`, unless it is null, when it returns true; no mail is delivered then until
-  /// EndAnswer(*Hold).
-  bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout,
-                std::uint64_t* Hold);
-  void EndAnswer(std::uint64_t Hold);
+  /// With `Held`, no mail is delivered after it has returned true until EndAnswer().
+  bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout, bool Held);
+  void EndAnswer();
   bool WaitForAcknowledgements(int Timeout);
   /// Hands the oldest waiting mail to the owner; false when none waits.
   bool DeliverMail(bool Wait);
@@ -76,7 +80,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
     TCNorvProxyConnection* Connection;
     std::string const* Mailbox;
     TSNorvMailContent* Content;
-    std::uint64_t* Hold;  // filled when the answer comes; null when it is not held
+    bool Held;  // the answer is put to use before anything later
     std::string Interface = MailWire::ClassInterface(Content->MailClass);
     std::thread::id Waiter = std::this_thread::get_id();
     std::uint64_t After = 0;    // mails up to this number go first
@@ -111,8 +115,8 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void Wake();
 
   bool IsAnswerHeldHere() const;
-  TCOwnChanges::TSHandover Begin(TSReceived const& Received);
-  void HandOver(TSReceived const& Received, TCOwnChanges::TSHandover const& Handover);
+  bool IsToBeHandedOver(TSReceived const& Received);
+  void HandOver(TSReceived const& Received);
 
   // The proxy's thread.
   void Start();

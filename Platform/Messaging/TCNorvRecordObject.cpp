@@ -18,14 +18,23 @@ void TCNorvRecordObject::Add(TCNorvCommonField& Field, char const* Name) {
 }
 
 void TCNorvRecordObject::Add(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind) {
-  m_Entries.push_back({&Field, Name, WireCode(Kind)});
+  m_Entries.push_back({&Field, Name, WireCode(Kind), false});
 }
 
 void TCNorvRecordObject::AddKey(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind) {
-  if (m_Entries.size() < TCNorvMailBody::kMaximumFields) {  // larger records are refused anyway
-    m_KeyFields |= std::uint32_t{1} << m_Entries.size();
+  m_Entries.push_back({&Field, Name, WireCode(Kind), true});
+}
+
+// An unassigned field and an empty one say the same.
+std::string TCNorvRecordObject::get_Key() const {
+  std::string Key;
+  for (TSEntry const& Entry : m_Entries) {
+    if (Entry.IsKey) {
+      std::string const Text = Entry.Field->IsAssigned() ? Entry.Field->get_AsString() : "";
+      Key += std::to_string(Text.size()) + ':' + Text;
+    }
   }
-  Add(Field, Name, Kind);
+  return Key;
 }
 
 std::vector<std::string> TCNorvRecordObject::get_FieldNames() const {

@@ -27,11 +27,11 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
   void AddKey(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind);
 
   std::vector<std::string> get_FieldNames() const;
+  /// The content of the keys: equal for two records that are about the same thing.
+  std::string get_Key() const;
 
   /// The wire types of the fields, one letter each.
   std::string get_Signature() const;
-  /// The mask of the fields that are keys; bit 0 is the first field.
-  std::uint32_t get_KeyFields() const { return m_KeyFields; }
   void Encode(TCNorvMailBody::TCWriter& Writer) const;
   /// Fills the fields from one encoded record of the same signature.
   void Decode(std::string_view Record);
@@ -43,7 +43,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
     TCNorvCommonField* Field;
     char const* Name;
     char Code;
+    bool IsKey;
   };
   std::vector<TSEntry> m_Entries;
-  std::uint32_t m_KeyFields = 0;
 };

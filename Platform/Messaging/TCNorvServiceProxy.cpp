@@ -38,10 +38,13 @@ bool TCNorvServiceProxy::SendAndWait(TCNorvServiceName const& Service, TCNorvMes
                                      int const& Timeout) {
   TSNorvMailContent Content = Mail.get_Content();
   bool const Held = ThreadAnswer != nullptr && ThreadAnswer->m_Connection == m_Connection &&
-                    ThreadAnswer->m_Place == 0;
+                    !ThreadAnswer->m_InHand;
   if (!m_Connection->Exchange(MailWire::MailboxPath(Service.get_Mailbox()), Content, Timeout,
-                              Held ? &ThreadAnswer->m_Place : nullptr)) {
+                              Held)) {
     return false;
+  }
+  if (Held) {
+    ThreadAnswer->m_InHand = true;
   }
   Mail.SetContent(Content);
   return true;
@@ -52,13 +55,28 @@ TCNorvServiceProxy::TCAnswerInHand::TCAnswerInHand(TCNorvServiceProxy& Proxy)
 
 TCNorvServiceProxy::TCAnswerInHand::~TCAnswerInHand() {
   ThreadAnswer = m_Outer;
-  if (m_Place != 0) {
-    m_Connection->EndAnswer(m_Place);
+  if (m_InHand) {
+    m_Connection->EndAnswer();
   }
 }
 
-void TCNorvServiceProxy::MarkChange() {
-  m_Connection->MarkChange();
+void TCNorvServiceProxy::MarkChange(TCNorvServiceName const& Service,
+                                    TCNorvMailClassID const& MailClass,
+                                    std::vector<std::string> Keys) {
+  m_Connection->MarkChange(MailWire::MailboxPath(Service.get_Mailbox()), MailClass,
+                           std::move(Keys));
+}
+
+void TCNorvServiceProxy::ForgetMark() {
+  m_Connection->ForgetMark();
+}
+
+bool TCNorvServiceProxy::IsOvertaken(std::string const& Key) const {
+  return m_Connection->IsOvertaken(Key);
+}
+
+bool TCNorvServiceProxy::IsAnyOvertaken() const {
+  return m_Connection->IsAnyOvertaken();
 }
 
 bool TCNorvServiceProxy::Post(TCNorvServiceName const& Service,

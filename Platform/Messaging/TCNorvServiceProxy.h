@@ -2,9 +2,9 @@
 // A process's end of the mail router: sends mails, waits for answers, receives published mails.
 #pragma once
 
-#include <cstdint>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Platform/Messaging/TCNorvMailClassID.h"
 #include "Platform/Messaging/TCNorvMessage.h"
@@ -68,8 +68,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
     friend class TCNorvServiceProxy;
 
     std::shared_ptr<TCNorvProxyConnection> m_Connection;
-    TCAnswerInHand* m_Outer;    // of the same thread
-    std::uint64_t m_Place = 0;  // 0: no answer came
+    TCAnswerInHand* m_Outer;  // of the same thread
+    bool m_InHand = false;
   };
 
   /// Queues a mail for `Service` and returns at once; used by TCNorvMessage::Send. False when the
@@ -97,10 +97,21 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   virtual void OnProxySignal();
 
  protected:
-  /// Notes that the calling thread has changed what its next mail will tell of. Called under the
-  /// lock that makes the change, so that changes by published mails and by other threads are told
-  /// from before and after it. Without it the change counts as made when it is sent.
-  void MarkChange();
+  // A process that keeps a state which mails of `MailClass` change, its own as well as others',
+  // ends where the service ends when it uses these, each under the lock that guards the state.
+
+  /// The calling thread makes a change that its next mail tells of. `Keys` says what is changed, as
+  /// TCNorvRecordObject::get_Key() says it of the mail's records. The change is on its way until
+  /// its published copy comes, which is delivered only if the state may have lost the change.
+  void MarkChange(TCNorvServiceName const& Service, TCNorvMailClassID const& MailClass,
+                  std::vector<std::string> Keys);
+  /// The calling thread's change will not be sent; nothing happens when it has been.
+  void ForgetMark();
+  /// Whether the record of `Key` in the mail that the calling thread is being handed is older than
+  /// a change on its way, and so is to be left out. False outside a delivery.
+  bool IsOvertaken(std::string const& Key) const;
+  /// Whether IsOvertaken() may be true for any key.
+  bool IsAnyOvertaken() const;
 
  private:
   TCNorvBasicMailFunctions* m_MailFunctions = nullptr;

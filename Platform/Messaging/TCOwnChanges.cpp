@@ -1,260 +1,193 @@
 // SPDX-License-Identifier: MIT
-// Keeps account of the changes on their way, key by key.
+// Counts the changes on their way, key by key.
 #include "Platform/Messaging/TCOwnChanges.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 namespace {
 
-// Of larger mails the keys are not listed; any key may be among them.
-constexpr int kListedRecords = 256;
+std::string Hexadecimal(std::string const& Bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string Text;
+  for (char const Byte : Bytes) {
+    Text.push_back(kDigits[static_cast<unsigned char>(Byte) >> 4U]);
+    Text.push_back(kDigits[static_cast<unsigned char>(Byte) & 15U]);
+  }
+  return Text;
+}
 
 }  // namespace
 
-bool TCOwnChanges::TSStream::HasKeysOf(TCNorvMailBody const& Body) const {
-  return KeyFields != 0 && Body.get_Signature() == Signature;
-}
-
-std::vector<std::string> TCOwnChanges::TSStream::KeysOf(TCNorvMailBody const& Body) const {
-  std::vector<std::string> Keys;
-  Keys.reserve(static_cast<std::size_t>(Body.get_Count()));
-  for (int Index = 0; Index < Body.get_Count(); ++Index) {
-    Keys.push_back(Body.get_Key(Index, KeyFields));
-  }
-  return Keys;
-}
-
-// ---- changes of this process ----
-
-TCOwnChanges::TCMoment TCOwnChanges::Mark() {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
-  m_Marks.push_back(++m_Now);
-  return m_Now;
-}
-
-void TCOwnChanges::Unmark(TCMoment Mark) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
-  EndMark(Mark);
-}
-
-void TCOwnChanges::EndMark(TCMoment Mark) {
-  m_Marks.erase(std::remove(m_Marks.begin(), m_Marks.end(), Mark), m_Marks.end());
-  if (m_Marks.empty()) {
-    for (auto& [Name, Stream] : m_Streams) {
-      Stream.Touched.clear();
+TCOwnChanges::TCOwnChanges(TCOwnChanges const& Other) {
+  std::lock_guard<std::mutex> const Lock(Other.m_Mutex);
+  m_LastMark = Other.m_LastMark;
+  auto const Here = [](TSStream& Stream, TCPlaces const& Places) {
+    TCPlaces Result;
+    for (auto const& Place : Places) {
+      Result.push_back(Stream.Keys.find(Place->first));
     }
-  }
-}
-
-void TCOwnChanges::Sent(std::string const& Stream, std::uint64_t Number, TCNorvMailBody const& Body,
-                        TCMoment Mark) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
-  if (Body.get_KeyFields() != 0) {
-    TSStream& Known = m_Streams[Stream];
-    Known.KeyFields = Body.get_KeyFields();
-    Known.Signature = Body.get_Signature();
-    for (std::string& Key : Known.KeysOf(Body)) {
-      bool const TakeBack = MayBeReplaced(Known, Key, Mark);
-      auto const [Place, IsNew] = Known.Changes.try_emplace(std::move(Key));
-      TSChange& Change = Place->second;
-      if (!IsNew) {
-        CountOut(Known, Change.Number);
+    return Result;
+  };
+  for (auto const& [Name, Stream] : Other.m_Streams) {
+    TSStream& Copy = m_Streams[Name];
+    Copy.Keys = Stream.Keys;
+    for (auto const& [Number, Places] : Stream.Mails) {
+      Copy.Mails.emplace(Number, Here(Copy, Places));
+    }
+    for (auto const& [Mark, Marked] : Other.m_Marked) {
+      if (Marked.Stream == &Stream) {
+        m_Marked.emplace(Mark, TSMarked{&Copy, Here(Copy, Marked.Places)});
       }
-      Change = {Number, IsNew ? Mark : std::max(Mark, Change.Made), TakeBack};
-      ++Known.Numbers[Number];
     }
   }
-  EndMark(Mark);
 }
 
-// Whether the process may hold another value of `Key` than that of its change at `Since`.
-bool TCOwnChanges::MayBeReplaced(TSStream const& Stream, std::string const& Key,
-                                 TCMoment Since) const {
-  auto const Change = Stream.Changes.find(Key);
-  if (Change != Stream.Changes.end() && Change->second.Made > Since) {
-    return true;  // by a later change, which was sent before
+// ---- changes that are made ----
+
+TCOwnChanges::TCMark TCOwnChanges::Mark(std::string const& Stream, std::vector<std::string> Keys) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSMarked Marked{&m_Streams[Stream], {}};
+  Marked.Places.reserve(Keys.size());
+  for (std::string& Key : Keys) {
+    Marked.Places.push_back(Marked.Stream->Keys.try_emplace(std::move(Key)).first);
   }
-  auto const Touched = Stream.Touched.find(Key);
-  if (m_AnyTouched > Since || (Touched != Stream.Touched.end() && Touched->second > Since)) {
-    return true;
+  TCPlaces const& Places = m_Marked.emplace(m_LastMark + 1, std::move(Marked)).first->second.Places;
+  for (auto const& Place : Places) {
+    ++Place->second.Changes;
   }
-  return std::any_of(m_UnderWay.begin(), m_UnderWay.end(), [&](TSUnderWay const& UnderWay) {
-    return UnderWay.Any || (UnderWay.Stream == &Stream && UnderWay.Keys.count(Key) != 0);
-  });
+  return ++m_LastMark;
 }
 
-// ---- what the service publishes and answers ----
+void TCOwnChanges::Unmark(TCMark Mark) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  auto const Marked = m_Marked.find(Mark);
+  if (Marked != m_Marked.end()) {
+    End(*Marked->second.Stream, Marked->second.Places);
+    m_Marked.erase(Marked);
+  }
+}
 
-TCOwnChanges::TSHandover TCOwnChanges::BeginOwn(std::string const& Stream, std::uint64_t Number,
-                                                TCBody const& Body) {
+void TCOwnChanges::Sent(TCMark Mark, std::uint64_t Number) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  auto const Marked = m_Marked.find(Mark);
+  for (auto const& Place : Marked->second.Places) {
+    TSKey& Key = Place->second;
+    Key.Inverted = Key.LastSent > Mark;
+    Key.LastSent = std::max(Key.LastSent, Mark);
+  }
+  Marked->second.Stream->Mails[Number] = std::move(Marked->second.Places);
+  m_Marked.erase(Marked);
+}
+
+bool TCOwnChanges::IsOnWay(std::string const& Stream, std::string const& Key) const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  auto const Known = m_Streams.find(Stream);
+  return Known != m_Streams.end() && Known->second.Keys.count(Key) != 0;
+}
+
+bool TCOwnChanges::IsEmpty() const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  return std::all_of(m_Streams.begin(), m_Streams.end(),
+                     [](auto const& Entry) { return Entry.second.Keys.empty(); });
+}
+
+// ---- the end of their way ----
+
+bool TCOwnChanges::EndOwn(std::string const& Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
-  std::vector<std::string> Keys;
-  std::vector<bool> Taken;
-  if (Known.HasKeysOf(*Body)) {
-    Keys = Known.KeysOf(*Body);
-    Taken = TakenOfOwn(Known, Number, Keys);
-    EndWay(Known, Number, Keys);
-  } else {
-    Taken.assign(static_cast<std::size_t>(Body->get_Count()), false);
+  auto const Mail = Known.Mails.find(Number);
+  if (Mail == Known.Mails.end()) {
+    return true;  // its way has ended before, and something else may have come since
   }
-  return Begin(Known, Body, Keys, Taken);
+  bool const Applied = IsToBeApplied(Mail->second);
+  End(Known, Mail->second);
+  Known.Mails.erase(Mail);
+  return Applied;
 }
 
-bool TCOwnChanges::EndsSilently(std::string const& Stream, std::uint64_t Number,
-                                TCNorvMailBody const& Body) {
+bool TCOwnChanges::EndOwnSilently(std::string const& Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
-  if (!Known.HasKeysOf(Body)) {
-    return true;
-  }
-  std::vector<std::string> const Keys = Known.KeysOf(Body);
-  std::vector<bool> const Taken = TakenOfOwn(Known, Number, Keys);
-  if (std::find(Taken.begin(), Taken.end(), true) != Taken.end()) {
+  auto const Mail = Known.Mails.find(Number);
+  if (Mail == Known.Mails.end() || IsToBeApplied(Mail->second)) {
     return false;
   }
-  EndWay(Known, Number, Keys);
+  End(Known, Mail->second);
+  Known.Mails.erase(Mail);
   return true;
 }
 
-std::vector<bool> TCOwnChanges::TakenOfOwn(TSStream const& Stream, std::uint64_t Number,
-                                           std::vector<std::string> const& Keys) const {
-  std::vector<bool> Taken;
-  Taken.reserve(Keys.size());
-  for (std::string const& Key : Keys) {
-    auto const Change = Stream.Changes.find(Key);
-    // Of a change whose way has ended without its copy it is not known what came before the copy.
-    Taken.push_back(Change == Stream.Changes.end() ||
-                    (Change->second.Number <= Number && Change->second.TakeBack));
+bool TCOwnChanges::IsToBeApplied(TCPlaces const& Places) {
+  return std::any_of(Places.begin(), Places.end(), [](auto const& Place) {
+    return Place->second.Inverted || Place->second.Replaced;
+  });
+}
+
+void TCOwnChanges::End(TSStream& Stream, TCPlaces const& Places) {
+  for (auto const& Place : Places) {
+    if (--Place->second.Changes == 0) {
+      Stream.Keys.erase(Place);
+    }
   }
-  return Taken;
 }
 
-TCOwnChanges::TSHandover TCOwnChanges::BeginForeign(std::string const& Stream, TCBody const& Body) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
-  return BeginOverlaid(m_Streams[Stream], Body);
-}
-
-TCOwnChanges::TSHandover TCOwnChanges::BeginCatchUp(std::string const& Stream, std::uint64_t Number,
-                                                    TCBody const& Body) {
+void TCOwnChanges::EndUpTo(std::string const& Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
-  EndWayUpTo(Known, Number);
-  return BeginOverlaid(Known, Body);
-}
-
-std::uint64_t TCOwnChanges::BeginAnswer(std::string const& Stream) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
-  TSStream& Known = m_Streams[Stream];
-  for (auto& [Key, Change] : Known.Changes) {
-    Change.TakeBack = true;
+  while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
+    End(Known, Known.Mails.begin()->second);
+    Known.Mails.erase(Known.Mails.begin());
   }
-  m_UnderWay.push_back({++m_Now, &Known, true, {}});
-  return m_Now;
-}
-
-// Leaves out what changes on their way are about.
-TCOwnChanges::TSHandover TCOwnChanges::BeginOverlaid(TSStream& Stream, TCBody const& Body) {
-  std::vector<std::string> Keys;
-  std::vector<bool> Taken(static_cast<std::size_t>(Body->get_Count()), true);
-  bool const Overlaid = !Stream.Changes.empty();
-  if (Stream.HasKeysOf(*Body) && (Overlaid || Body->get_Count() <= kListedRecords)) {
-    Keys = Stream.KeysOf(*Body);
-    for (std::size_t Place = 0; Overlaid && Place < Keys.size(); ++Place) {
-      Taken[Place] = Stream.Changes.count(Keys[Place]) == 0;
-    }
-  }
-  return Begin(Stream, Body, Keys, Taken);
-}
-
-TCOwnChanges::TSHandover TCOwnChanges::Begin(TSStream& Stream, TCBody const& Body,
-                                             std::vector<std::string> const& Keys,
-                                             std::vector<bool> const& Taken) {
-  auto const Count = std::count(Taken.begin(), Taken.end(), true);
-  TSHandover const Handover{
-      Count == Body->get_Count() ? Body : TCNorvMailBody::Selected(*Body, Taken), ++m_Now};
-  if (Count == 0) {
-    return Handover;
-  }
-  TSUnderWay UnderWay{Handover.Place, &Stream, Keys.empty() || Count > kListedRecords, {}};
-  for (std::size_t Place = 0; !UnderWay.Any && Place < Keys.size(); ++Place) {
-    if (Taken[Place]) {
-      UnderWay.Keys.insert(Keys[Place]);
-    }
-  }
-  m_UnderWay.push_back(std::move(UnderWay));
-  return Handover;
-}
-
-void TCOwnChanges::End(std::uint64_t Place) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
-  auto const UnderWay =
-      std::find_if(m_UnderWay.begin(), m_UnderWay.end(),
-                   [&](TSUnderWay const& Candidate) { return Candidate.Place == Place; });
-  if (UnderWay == m_UnderWay.end()) {
-    return;
-  }
-  if (UnderWay->Any) {
-    m_AnyTouched = ++m_Now;
-  }
-  for (std::string const& Key : UnderWay->Keys) {
-    Touch(*UnderWay->Stream, Key);
-  }
-  m_UnderWay.erase(UnderWay);
-}
-
-void TCOwnChanges::Touch(TSStream& Stream, std::string const& Key) {
-  if (!m_Marks.empty()) {  // later marks are later than this
-    Stream.Touched[Key] = ++m_Now;
-  }
-}
-
-// ---- the end of the way ----
-
-void TCOwnChanges::EndWay(TSStream& Stream, std::uint64_t Number,
-                          std::vector<std::string> const& Keys) {
-  for (std::string const& Key : Keys) {
-    auto const Change = Stream.Changes.find(Key);
-    if (Change != Stream.Changes.end() && Change->second.Number <= Number) {
-      Erase(Stream, Change);
-    }
-  }
-}
-
-void TCOwnChanges::EndWayUpTo(TSStream& Stream, std::uint64_t Number) {
-  if (Stream.Numbers.empty() || Stream.Numbers.begin()->first > Number) {
-    return;
-  }
-  for (auto Change = Stream.Changes.begin(); Change != Stream.Changes.end();) {
-    auto const Present = Change++;
-    if (Present->second.Number <= Number) {
-      Erase(Stream, Present);
-    }
-  }
-}
-
-// A change that was made earlier and is sent later is told by this that it is late.
-void TCOwnChanges::Erase(TSStream& Stream, TCChanges::iterator Change) {
-  Touch(Stream, Change->first);
-  CountOut(Stream, Change->second.Number);
-  Stream.Changes.erase(Change);
-}
-
-void TCOwnChanges::CountOut(TSStream& Stream, std::uint64_t Number) {
-  auto const Counted = Stream.Numbers.find(Number);
-  if (--Counted->second == 0) {
-    Stream.Numbers.erase(Counted);
-  }
-}
-
-void TCOwnChanges::Done(std::string const& Stream, std::uint64_t Number) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
-  EndWayUpTo(m_Streams[Stream], Number);
 }
 
 bool TCOwnChanges::HasUpTo(std::string const& Stream, std::uint64_t Number) const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   auto const Known = m_Streams.find(Stream);
-  return Known != m_Streams.end() && !Known->second.Numbers.empty() &&
-         Known->second.Numbers.begin()->first <= Number;
+  return Known != m_Streams.end() && !Known->second.Mails.empty() &&
+         Known->second.Mails.begin()->first <= Number;
+}
+
+// ---- answers ----
+
+void TCOwnChanges::BeginAnswer() {
+  ReplaceAll();
+}
+
+// For the changes that were made since.
+void TCOwnChanges::EndAnswer() {
+  ReplaceAll();
+}
+
+void TCOwnChanges::ReplaceAll() {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  for (auto& [Name, Stream] : m_Streams) {
+    for (auto& [Text, Key] : Stream.Keys) {
+      Key.Replaced = true;
+    }
+  }
+}
+
+// Of marks only the order matters, and only beside those that are still to be sent.
+std::string TCOwnChanges::get_AsText() const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  std::string Text;
+  for (auto const& [Name, Stream] : m_Streams) {
+    Text += Name + ':';
+    for (auto const& [Bytes, Key] : Stream.Keys) {
+      auto const Later = m_Marked.lower_bound(Key.LastSent);
+      Text += ' ' + Hexadecimal(Bytes) + 'x' + std::to_string(Key.Changes) + '@' +
+              std::to_string(std::distance(Later, m_Marked.end())) + (Key.Inverted ? "i" : "") +
+              (Key.Replaced ? "r" : "");
+    }
+    for (auto const& [Number, Places] : Stream.Mails) {
+      Text += " mail " + std::to_string(Number) + ':';
+      for (auto const& Place : Places) {
+        Text += ' ' + Hexadecimal(Place->first);
+      }
+    }
+  }
+  return Text;
 }

@@ -21,6 +21,7 @@ class TCRouterConnection {
   struct TSSubscription {
     std::uint64_t Sent = 0;  // the last mail that went out, or need not
     bool Behind = false;     // later ones go out when the peer has read what waits for it
+    bool Whole = false;      // it then needs everything, not what it has missed
   };
 
   TCRouterConnection(TCRouterCore& Core, TCBusHandle Bus);

@@ -3,6 +3,7 @@
 #include "Platform/Messaging/TCRouterCore.h"
 
 #include <sys/eventfd.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -17,6 +18,8 @@ namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCNorvMailRouter";
 constexpr std::size_t kParkedLimit = 8192;  // messages kept for a mailbox without owner
+constexpr std::size_t kSubscriptionLimit = 64;      // of one connection
+constexpr std::size_t kNotAdmittedLimit = 16;       // connections of a user who may not greet
 constexpr std::uint64_t kSecond = 1000000;
 constexpr std::uint64_t kAcceptAgain = kSecond / 10;  // after the descriptors have run out
 constexpr std::uint64_t kAccuracy = kSecond / 100;
@@ -277,17 +280,20 @@ void TCRouterCore::Serve(TCFileDescriptor File) {
   }
 }
 
+bool TCRouterCore::IsAdmitted(TSNorvMailSender const& Sender) const {
+  return m_Admission ? m_Admission(Sender) : Sender.User == 0 || Sender.User == geteuid();
+}
+
 void TCRouterCore::RequireRoomFor(TSNorvMailSender const& Sender) const {
+  std::size_t const ForUser = IsAdmitted(Sender) ? m_Limits.ConnectionsPerUser : kNotAdmittedLimit;
   std::size_t const OfUser = static_cast<std::size_t>(
       std::count_if(m_Connections.begin(), m_Connections.end(), [&](auto const& Connection) {
         return Connection.m_Sender.User == Sender.User;
       }));
-  if (OfUser > m_Limits.ConnectionsPerUser || m_Connections.size() > m_Limits.Connections) {
+  if (OfUser > ForUser || m_Connections.size() > m_Limits.Connections) {
     throw TCException(kSource, __LINE__)
-        .Format(
-            "too many connections: %zu of user %u (at most %u), %zu in all (at most %u)", OfUser - 1,
-            Sender.User, m_Limits.ConnectionsPerUser, m_Connections.size() - 1,
-            m_Limits.Connections);
+        .Format("too many connections: %zu of user %u (at most %zu), %zu in all (at most %u)",
+                OfUser - 1, Sender.User, ForUser, m_Connections.size() - 1, m_Limits.Connections);
   }
 }
 
@@ -392,7 +398,7 @@ void TCRouterCore::Greet(TCRouterConnection& Connection, sd_bus_message* Message
         .Format("an identity has 1 to %zu bytes", MailWire::kIdentityLimit);
   }
   RequireFreeIdentity(Connection, Identity);
-  if (m_Admission && !m_Admission(Connection.m_Sender)) {
+  if (!IsAdmitted(Connection.m_Sender)) {
     throw TCException(kSource, __LINE__)
         .Format("%s may not use this router; its administrator can allow it",
                 Connection.Describe().c_str());
@@ -427,6 +433,14 @@ void TCRouterCore::Subscribe(TCRouterConnection& Connection, sd_bus_message* Mes
   if (!MailWire::ParseClassInterface(Interface)) {
     throw TCException(kSource, __LINE__).Format("%s is no mail class", Interface);
   }
+  if (!Connection.IsGreeted()) {
+    throw TCException(kSource, __LINE__).Format("a subscription before the greeting");
+  }
+  if (Connection.m_Subscriptions.size() >= kSubscriptionLimit &&
+      Connection.m_Subscriptions.count(Interface) == 0) {
+    throw TCException(kSource, __LINE__)
+        .Format("more than %zu subscriptions", kSubscriptionLimit);
+  }
   Connection.m_Subscriptions[Interface].Behind = false;
   CatchUp(Connection, Interface, Known);
 }
@@ -441,7 +455,7 @@ void TCRouterCore::CatchUp(TCRouterConnection& Connection, std::string const& In
     return;
   }
   Subscription.Sent = Known.Sequence;
-  if (Known.Epoch != m_Position.Epoch ||
+  if (Subscription.Whole || Known.Epoch != m_Position.Epoch ||
       !m_Recent.ReachBackTo(Known.Sequence, m_Position.Sequence)) {
     CatchUpByServices(Connection, Interface);
     return;
@@ -459,6 +473,11 @@ void TCRouterCore::CatchUpByServices(TCRouterConnection& Connection, std::string
   TCRouterConnection::TSSubscription& Subscription = Connection.m_Subscriptions[Interface];
   TCNorvMailClassID const MailClass = *MailWire::ParseClassInterface(Interface.c_str());
   TSNorvMailSender const& Subscriber = Connection.m_Sender;
+  Subscription.Whole = true;
+  if (Connection.IsCongested()) {
+    FallBehind(Connection, Subscription);
+    return;
+  }
   for (auto const& [Path, Owner] : m_Mailboxes) {
     TSNorvMailContent Content{MailClass, 0, 0, TCNorvMailBody::Empty()};
     if (!Owner->OnCatchUp(Subscriber, MailClass, Content)) {
@@ -474,6 +493,7 @@ void TCRouterCore::CatchUpByServices(TCRouterConnection& Connection, std::string
       return;
     }
   }
+  Subscription.Whole = false;
   Subscription.Sent = m_Position.Sequence;
 }
 

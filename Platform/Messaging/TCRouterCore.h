@@ -77,6 +77,7 @@ class TCRouterCore {
   void RunTasks();
   void Accept();
   void Serve(TCFileDescriptor File);
+  bool IsAdmitted(TSNorvMailSender const& Sender) const;
   void RequireRoomFor(TSNorvMailSender const& Sender) const;
   void AcceptLater();
   void Drop(TCRouterConnection& Connection);

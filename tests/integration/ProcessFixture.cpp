@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Starts, tells and ends the processes of a test.
-#include "ProcessFixture.h"
+#include "tests/integration/ProcessFixture.h"
 
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/mman.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -24,14 +26,14 @@ void MakePipe(int (&Ends)[2]) {
 }  // namespace
 
 TProcess::TProcess(std::vector<std::string> const& Command,
-                   std::map<std::string, std::string> const& Set) {
+                   std::map<std::string, std::string> const& Set,
+                   std::function<void()> const& Prepare) {
   signal(SIGPIPE, SIG_IGN);
   int Input[2];
   int Output[2];
-  int Error[2];
   MakePipe(Input);
   MakePipe(Output);
-  MakePipe(Error);
+  m_Error = memfd_create("errors", MFD_CLOEXEC);  // takes whatever is said, heard or not
   std::vector<char*> Arguments;
   for (std::string const& Word : Command) {
     Arguments.push_back(const_cast<char*>(Word.c_str()));
@@ -39,21 +41,23 @@ TProcess::TProcess(std::vector<std::string> const& Command,
   Arguments.push_back(nullptr);
   m_Process = fork();
   if (m_Process == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);  // nothing is left behind when the test is killed
     dup2(Input[0], STDIN_FILENO);
     dup2(Output[1], STDOUT_FILENO);
-    dup2(Error[1], STDERR_FILENO);
+    dup2(m_Error, STDERR_FILENO);
     for (auto const& [Name, Value] : Set) {
       setenv(Name.c_str(), Value.c_str(), 1);
+    }
+    if (Prepare) {
+      Prepare();
     }
     execv(Arguments[0], Arguments.data());
     _exit(127);
   }
   close(Input[0]);
   close(Output[1]);
-  close(Error[1]);
   m_Input = Input[1];
   m_Output = Output[0];
-  m_Error = Error[0];
 }
 
 TProcess::~TProcess() {
@@ -117,11 +121,30 @@ int TProcess::End(int Signal) {
   return End();
 }
 
-std::string TProcess::Errors() {
+void TProcess::Pause() {
+  kill(m_Process, SIGSTOP);
+  int Status = 0;
+  waitpid(m_Process, &Status, WUNTRACED);
+}
+
+void TProcess::Continue() {
+  kill(m_Process, SIGCONT);
+}
+
+std::string TProcess::Rest() {
+  char Bytes[65536];
+  ssize_t Count = 0;
+  while ((Count = read(m_Output, Bytes, sizeof(Bytes))) > 0) {
+    m_Buffer.append(Bytes, static_cast<std::size_t>(Count));
+  }
+  return m_Buffer;
+}
+
+std::string TProcess::Errors() const {
   std::string Text;
   char Bytes[65536];
   ssize_t Count = 0;
-  while ((Count = read(m_Error, Bytes, sizeof(Bytes))) > 0) {
+  while ((Count = pread(m_Error, Bytes, sizeof(Bytes), static_cast<off_t>(Text.size()))) > 0) {
     Text.append(Bytes, static_cast<std::size_t>(Count));
   }
   return Text;
@@ -136,16 +159,22 @@ TProcessFixture::~TProcessFixture() {
   std::filesystem::remove_all(m_Folder);
 }
 
-std::vector<std::string> TProcessFixture::ServerCommand() const {
-  return {SERVER_PROGRAM, "--address", Address(), "--database", File("values.db")};
+std::vector<std::string> TProcessFixture::ServerCommand(
+    std::vector<std::string> const& Options) const {
+  std::vector<std::string> Command = {SERVER_PROGRAM, "--address", Address(), "--database",
+                                      File("values.db")};
+  Command.insert(Command.end(), Options.begin(), Options.end());
+  return Command;
 }
 
 std::unique_ptr<TProcess> TProcessFixture::Start(std::vector<std::string> const& Command) const {
   return std::make_unique<TProcess>(Command, std::map<std::string, std::string>());
 }
 
-std::unique_ptr<TProcess> TProcessFixture::StartServer() const {
-  auto Server = Start(ServerCommand());
+std::unique_ptr<TProcess> TProcessFixture::StartServer(std::vector<std::string> const& Options,
+                                                       std::function<void()> const& Prepare) const {
+  auto Server = std::make_unique<TProcess>(ServerCommand(Options),
+                                           std::map<std::string, std::string>(), Prepare);
   EXPECT_EQ(Server->Hear().substr(0, 7), "ready: ");
   return Server;
 }

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -15,7 +16,9 @@
 /// A child process with pipes to its standard streams. Killed, if it lives, with its owner.
 class TProcess {
  public:
-  TProcess(std::vector<std::string> const& Command, std::map<std::string, std::string> const& Set);
+  /// `Prepare` runs in the child before the program does.
+  TProcess(std::vector<std::string> const& Command, std::map<std::string, std::string> const& Set,
+           std::function<void()> const& Prepare = nullptr);
   TProcess(TProcess const&) = delete;
   TProcess& operator=(TProcess const&) = delete;
   ~TProcess();
@@ -28,8 +31,13 @@ class TProcess {
   /// Ends its input, waits for its end and returns its exit code, or minus its signal.
   int End();
   int End(int Signal);
-  /// What it has written to its standard error; complete after its end.
-  std::string Errors();
+  void Pause();
+  void Continue();
+  /// What it has written to its standard output and nobody heard; complete after its end.
+  std::string Rest();
+  /// What it has written to its standard error so far.
+  std::string Errors() const;
+  pid_t get_Process() const { return m_Process; }
 
  private:
   pid_t m_Process = -1;
@@ -46,10 +54,11 @@ class TProcessFixture : public testing::Test {
 
   std::string File(std::string const& Name) const { return m_Folder + "/" + Name; }
   std::string Address() const { return "unix:path=" + File("socket"); }
-  std::vector<std::string> ServerCommand() const;
+  std::vector<std::string> ServerCommand(std::vector<std::string> const& Options = {}) const;
 
   /// Starts a server and waits until it is ready.
-  std::unique_ptr<TProcess> StartServer() const;
+  std::unique_ptr<TProcess> StartServer(std::vector<std::string> const& Options = {},
+                                        std::function<void()> const& Prepare = nullptr) const;
   /// A program that is expected to end by itself.
   std::unique_ptr<TProcess> Start(std::vector<std::string> const& Command) const;
   /// A client of a device, not yet created.

@@ -3,11 +3,14 @@
 // in hexadecimal, "-" is nothing.
 #include <condition_variable>
 #include <iostream>
+#include <map>
 #include <mutex>
 #include <sstream>
 #include <string>
 
 #include "CommonProperties/TCCommonPropertyChangeNotifier.h"
+#include "CommonProperties/TCPropertyChoice.h"
+#include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyTransaction.h"
@@ -24,6 +27,10 @@ using Property::TCPropertyCollectionDriver;
 Property::TCPropertyContainer const Device("Device", 100, "", 1);
 Property::TCPropertyID const Name("Name", 101, "", 100, 0x20, "unnamed");
 Property::TCPropertyID const Level("Level", 102, "", 100, 0x10, 5);
+Property::TCPropertyID Mode("Mode", 103, "", 100, 0x10);
+Property::TCPropertyChoice const ModeDay("Day", "", 1031, true, &Mode, "day");
+Property::TCPropertyChoice const ModeNight("Night", "", 1032, false, &Mode, "night");
+Property::TCPropertyChoiceID const NightID("", 1032, "Night");
 Property::TCPropertyContainer const System("System", 200, "", 2);
 Property::TCPropertyID const Motto("Motto", 201, "", 200, 0x20);
 
@@ -89,67 +96,116 @@ struct TSKey {
   }
 };
 
-std::string Obey(std::string const& Command, std::istream& Words,
-                 Property::TCPropertyTransaction& Transaction) {
-  static TCQueue Queue;
-  if (Command == "create") {
-    bool OwnOnly = false;
-    Words >> OwnOnly;
-    TCPropertyCollectionDriver::Create(OwnOnly);
-    Queue.Enable();
-    return "created";
+TCQueue& Queue() {
+  static TCQueue Instance;
+  return Instance;
+}
+
+Property::TCPropertyTransaction& Transaction() {
+  static Property::TCPropertyTransaction Instance;
+  return Instance;
+}
+
+std::string Create(std::istream& Words) {
+  bool OwnOnly = false;
+  Words >> OwnOnly;
+  TCPropertyCollectionDriver::Create(OwnOnly);
+  Queue().Enable();
+  return "created";
+}
+
+std::string Get(std::istream& Words) {
+  TSKey const Key(Words);
+  return Hex(GetProperty(*Key.ID, Key.Link, Key.MAC).GetRealValue());
+}
+
+std::string GetQuietly(std::istream& Words) {
+  TSKey const Key(Words);
+  auto const Value =
+      TCPropertyCollectionDriver::get()->GetProperty(*Key.ID, true, Key.Link, Key.MAC);
+  return (Value.get_Defined() ? "defined " : "undefined ") + Hex(Value.GetRealValue());
+}
+
+std::string Exist(std::istream& Words) {
+  TSKey const Key(Words);
+  bool const Exists = TCPropertyCollectionDriver::get()->ExistProperty(*Key.ID, Key.Link, Key.MAC);
+  return Exists ? "yes" : "no";
+}
+
+std::string Set(std::istream& Words) {
+  TSKey const Key(Words);
+  std::string Data;
+  Words >> Data;
+  SetProperty(*Key.ID, FromHex(Data), Key.Link, Key.MAC);
+  return "set";
+}
+
+// Counts in the values of a property, each link in turn.
+std::string Fill(std::istream& Words) {
+  int Number = 0;
+  int Links = 0;
+  int Changes = 0;
+  Words >> Number >> Links >> Changes;
+  Property::TCPropertyID const& ID = *Property::TCPropertyID::Find(Number);
+  for (int Change = 0; Change < Changes; ++Change) {
+    SetProperty(ID, std::to_string(Change), TCRecordID(Change % Links));
   }
-  if (Command == "get") {
-    TSKey const Key(Words);
-    auto const Value = GetProperty(*Key.ID, Key.Link, Key.MAC);
-    return Hex(Value.GetRealValue());
-  }
-  if (Command == "exist") {
-    TSKey const Key(Words);
-    return TCPropertyCollectionDriver::get()->ExistProperty(*Key.ID, Key.Link, Key.MAC) ? "yes"
-                                                                                        : "no";
-  }
-  if (Command == "set") {
-    TSKey const Key(Words);
-    std::string Hex;
-    Words >> Hex;
-    SetProperty(*Key.ID, FromHex(Hex), Key.Link, Key.MAC);
-    return "set";
-  }
-  if (Command == "begin") {
-    Transaction.Begin();
-    return "begun";
-  }
-  if (Command == "commit") {
-    Transaction.Commit();
-    Transaction.Reset();
-    return "committed";
-  }
-  if (Command == "rollback") {
-    Transaction.Rollback();
-    return "rolled back";
-  }
-  if (Command == "await") {
-    return Queue.Take();
-  }
-  if (Command == "acknowledged") {
-    TCPropertyCollectionDriver::get_Instance()->WaitForAcknowledgements();
-    return "acknowledged";
-  }
-  return "unknown command";
+  return "filled";
+}
+
+std::string Choose(std::istream& Words) {
+  TSKey const Key(Words);
+  int Number = 0;
+  Words >> Number;
+  SetPropertyChoiceID(*Key.ID, Number, Key.Link);
+  return "set";
+}
+
+std::string Begin(std::istream& /*Words*/) {
+  Transaction().Begin();
+  return "begun";
+}
+
+std::string Commit(std::istream& /*Words*/) {
+  Transaction().Commit();
+  Transaction().Reset();
+  return "committed";
+}
+
+std::string Rollback(std::istream& /*Words*/) {
+  Transaction().Rollback();
+  return "rolled back";
+}
+
+std::string Await(std::istream& /*Words*/) {
+  return Queue().Take();
+}
+
+std::string Acknowledged(std::istream& /*Words*/) {
+  TCPropertyCollectionDriver::get_Instance()->WaitForAcknowledgements();
+  return "acknowledged";
+}
+
+std::string Obey(std::string const& Line) {
+  static std::map<std::string, std::string (*)(std::istream&)> const Commands = {
+      {"create", Create},     {"get", Get},     {"quiet", GetQuietly},
+      {"exist", Exist},       {"set", Set},     {"fill", Fill},
+      {"choose", Choose},     {"begin", Begin}, {"commit", Commit},
+      {"rollback", Rollback}, {"await", Await}, {"acknowledged", Acknowledged}};
+  std::istringstream Words(Line);
+  std::string Command;
+  Words >> Command;
+  auto const Found = Commands.find(Command);
+  return Found == Commands.end() ? "unknown command" : Found->second(Words);
 }
 
 }  // namespace
 
 int main() {
-  Property::TCPropertyTransaction Transaction;
   std::string Line;
   while (std::getline(std::cin, Line)) {
-    std::istringstream Words(Line);
-    std::string Command;
-    Words >> Command;
     try {
-      std::cout << Obey(Command, Words, Transaction) << std::endl;
+      std::cout << Obey(Line) << std::endl;
     } catch (TCException const& Failure) {
       std::cout << "failed: " << Failure.what() << std::endl;
     }

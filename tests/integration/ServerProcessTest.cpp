@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "ProcessFixture.h"
+#include "tests/integration/ProcessFixture.h"
 
 namespace {
 
@@ -35,6 +35,13 @@ TEST_F(ServerProcess, RefusesADatabaseInAMissingFolder) {
   EXPECT_EQ(Server->End(), 1);
   EXPECT_THAT(Server->Errors(),
               HasSubstr("property-server: cannot open " + File("missing/values.db")));
+}
+
+TEST_F(ServerProcess, RefusesADatabaseThatIsAFolder) {
+  std::filesystem::create_directory(File("values.db"));
+  auto const Server = Start(ServerCommand());
+  EXPECT_EQ(Server->End(), 1);
+  EXPECT_THAT(Server->Errors(), HasSubstr("property-server: cannot open " + File("values.db")));
 }
 
 TEST_F(ServerProcess, RefusesAFileThatIsNoDatabaseAndLeavesItAlone) {
@@ -77,6 +84,25 @@ TEST_F(ServerProcess, RefusesASocketInAMissingFolder) {
   EXPECT_THAT(Server->Errors(), HasSubstr("the folder must exist"));
 }
 
+TEST_F(ServerProcess, RefusesASocketInAFileThatIsNoFolder) {
+  std::ofstream(File("file")) << "text";
+  auto const Server = Start({SERVER_PROGRAM, "--address", "unix:path=" + File("file/socket"),
+                             "--database", File("values.db")});
+  EXPECT_EQ(Server->End(), 1);
+  EXPECT_EQ(Server->Errors(), "property-server: cannot listen at " + File("file/socket") +
+                                  ": Not a directory; the folder must exist and this user must be "
+                                  "able to write it\n");
+}
+
+TEST_F(ServerProcess, LeavesAFileAloneThatIsInTheSocketsPlace) {
+  std::ofstream(File("socket")) << "text";
+  auto const Server = Start(ServerCommand());
+  EXPECT_EQ(Server->End(), 1);
+  EXPECT_EQ(Server->Errors(), "property-server: cannot listen at " + File("socket") +
+                                  ": a file that is no socket is in the way\n");
+  EXPECT_EQ(std::filesystem::file_size(File("socket")), 4U);
+}
+
 TEST_F(ServerProcess, EndsCleanlyOnSigterm) {
   auto const Server = StartServer();
   auto const Client = StartClient();
@@ -86,10 +112,7 @@ TEST_F(ServerProcess, EndsCleanlyOnSigterm) {
 }
 
 TEST_F(ServerProcess, TracesEveryMail) {
-  auto Command = ServerCommand();
-  Command.emplace_back("--trace");
-  auto const Server = Start(Command);
-  Server->Hear();
+  auto const Server = StartServer({"--trace"});
   auto const Client = StartClient();
   Client->Ask("set 102 4 - " + Hex("6"));
   EXPECT_THAT(Server->Hear(), HasSubstr("property v2 Request 1: {action=1}"));

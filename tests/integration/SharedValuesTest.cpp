@@ -2,11 +2,19 @@
 // Values between processes: loading, changes, transactions, devices, and the server's death.
 #include <csignal>
 
-#include "ProcessFixture.h"
+#include "tests/integration/ProcessFixture.h"
 
 namespace {
 
 using SharedValues = TProcessFixture;
+
+int Count(std::string const& Text, std::string const& Part) {
+  int Result = 0;
+  for (std::size_t Place = 0; (Place = Text.find(Part, Place)) != std::string::npos; ++Place) {
+    ++Result;
+  }
+  return Result;
+}
 
 std::string const kThis = " 02:00:00:00:00:01 ";
 
@@ -75,6 +83,36 @@ TEST_F(SharedValues, OfOtherDevicesAreFetchedWhenTheyAreReadAndNotBefore) {
   EXPECT_EQ(Filtered->Ask("exist 102 - 02:00:00:00:00:02"), "no");
 }
 
+TEST_F(SharedValues, OfOtherDevicesThatNobodyHasSetAreEmptyAndNotStored) {
+  auto const Server = StartServer();
+  auto const Client = StartClient();
+  EXPECT_EQ(Client->Ask("get 101 - 02:00:00:00:00:02"), "-");
+  EXPECT_EQ(Client->Ask("quiet 101 - 02:00:00:00:00:02"), "defined -");
+  EXPECT_EQ(Client->Ask("exist 101 - 02:00:00:00:00:02"), "no");
+}
+
+TEST_F(SharedValues, OfOtherDevicesDoNotArriveAtAFilteredProcess) {
+  auto const Server = StartServer();
+  auto const Other = StartClient(kOtherDevice);
+  auto const Filtered = StartClient(kThisDevice, true);
+  Other->Ask("set 101 - - " + Hex("other"));
+  Other->Ask("set 201 - - " + Hex("for all"));
+  EXPECT_EQ(Filtered->Ask("await"), "201 - - " + Hex("for all"));
+  EXPECT_EQ(Filtered->Ask("exist 101 - 02:00:00:00:00:02"), "no");
+  EXPECT_EQ(Filtered->Ask("get 101 - 02:00:00:00:00:02"), Hex("other"));
+  EXPECT_EQ(Filtered->Ask("await"), "101 - 02:00:00:00:00:02 " + Hex("other"));
+  Other->Ask("set 101 - - " + Hex("held by now"));
+  EXPECT_EQ(Filtered->Ask("await"), "101 - 02:00:00:00:00:02 " + Hex("held by now"));
+}
+
+TEST_F(SharedValues, OfChoicesArriveAsTheChoicesNumber) {
+  auto const Server = StartServer();
+  auto const Writer = StartClient();
+  auto const Reader = StartClient();
+  EXPECT_EQ(Writer->Ask("choose 103 2 - 1032"), "set");
+  EXPECT_EQ(Reader->Ask("await"), "103 2" + kThis + Hex("1032"));
+}
+
 TEST_F(SharedValues, SurviveTheEndOfTheServer) {
   for (int const Signal : {SIGTERM, SIGKILL}) {
     auto Server = StartServer();
@@ -101,6 +139,56 @@ TEST_F(SharedValues, ChangedWhileTheServerIsAwayArriveWhenItIsBack) {
   EXPECT_EQ(Writer->Ask("acknowledged"), "acknowledged");
   EXPECT_EQ(Reader->Ask("await"), "101 -" + kThis + Hex("first"));
   EXPECT_EQ(Reader->Ask("await"), "102 -" + kThis + Hex("2"));
+}
+
+TEST_F(SharedValues, ChangedWhileTheServerIsAwayAreTakenOnce) {
+  auto Server = StartServer();
+  auto const Writer = StartClient();
+  Writer->Ask("set 101 1 - " + Hex("taken before"));
+  Writer->Ask("acknowledged");
+  Server->End(SIGKILL);
+  Writer->Ask("set 101 2 - " + Hex("while away"));
+  Writer->Ask("set 101 3 - " + Hex("while away"));
+  Server = Start(ServerCommand({"--trace"}));
+  Writer->Ask("acknowledged");
+  EXPECT_EQ(Server->End(SIGTERM), 0);
+  std::string const Output = Server->Rest();
+  EXPECT_EQ(Count(Output, " Change 3: {id=101"), 2);
+  EXPECT_EQ(Count(Output, " Event 1: {id=101 data=\"while away\" link=\"2\""), 1);
+  EXPECT_EQ(Count(Output, " Event 1: {id=101 data=\"while away\" link=\"3\""), 1);
+}
+
+TEST_F(SharedValues, MissedByAProcessThatHungReachIt) {
+  auto Server = StartServer();
+  auto const Reader = StartClient();
+  auto const Writer = StartClient();
+  Reader->Pause();
+  Server->End(SIGKILL);
+  Server = StartServer();
+  Writer->Ask("set 101 1 - " + Hex("missed"));
+  Writer->Ask("acknowledged");
+  Reader->Continue();
+  EXPECT_EQ(Reader->Ask("await"), "101 1" + kThis + Hex("missed"));
+}
+
+TEST_F(SharedValues, AreTheSameEverywhereAfterWritersHaveCrossed) {
+  auto const Server = StartServer();
+  auto const First = StartClient();
+  auto const Second = StartClient();
+  auto const Third = StartClient();
+  Server->Pause();
+  First->Ask("set 102 - - " + Hex("1"));
+  Second->Ask("set 102 - - " + Hex("2"));
+  Server->Continue();
+  First->Ask("acknowledged");
+  Second->Ask("acknowledged");
+  Third->Ask("set 201 - - " + Hex("end"));
+  std::string const Stored = StartClient()->Ask("get 102 - -");
+  for (TProcess* Client : {First.get(), Second.get(), Third.get()}) {
+    while (Client->Ask("await") != "201 - - " + Hex("end") && !HasFailure()) {
+    }
+    EXPECT_EQ(Client->Ask("get 102 - -"), Stored);
+  }
 }
 
 TEST_F(SharedValues, AreWaitedForByAProcessThatStartsBeforeTheServer) {
@@ -144,6 +232,11 @@ TEST_F(SharedValues, OfSeveralWritersReachEveryProcess) {
     EXPECT_EQ(Line, "102 " + Link + kThis + Hex(std::to_string(Last[Link]++)));
   }
   EXPECT_EQ(Last.size(), 3U);
+  auto const Late = StartClient();
+  for (int Writer = 0; Writer < kWriters; ++Writer) {
+    EXPECT_EQ(Late->Ask("get 102 " + std::to_string(Writer) + " -"),
+              Hex(std::to_string(kChanges - 1)));
+  }
 }
 
 }  // namespace

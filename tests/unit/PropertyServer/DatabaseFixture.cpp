@@ -21,6 +21,28 @@ fs::path MakeFolder() {
   return Name;
 }
 
+constexpr char kVersion1[] = R"(
+    CREATE TABLE property_value(
+      number INTEGER NOT NULL,
+      has_link INTEGER NOT NULL,
+      link INTEGER NOT NULL,
+      mac TEXT NOT NULL,
+      data TEXT NOT NULL,
+      PRIMARY KEY(number, has_link, link, mac)) STRICT, WITHOUT ROWID;
+    CREATE TABLE mail_sender(
+      turn INTEGER PRIMARY KEY,
+      identity TEXT NOT NULL UNIQUE,
+      last_mail INTEGER NOT NULL) STRICT;
+    CREATE TABLE meta(
+      name TEXT NOT NULL PRIMARY KEY,
+      value INTEGER NOT NULL) STRICT, WITHOUT ROWID;
+    PRAGMA application_id=0x50726f70;
+    PRAGMA user_version=1;
+    INSERT INTO property_value VALUES(-5, 0, 0, '', 'first'), (7, 1, 3, '', ''),
+      (7, 1, 3, '00:11:22:AA:BB:CC', 'of a device'), (8, 0, 0, '', CAST(x'610062ff' AS TEXT));
+    INSERT INTO mail_sender VALUES(1, 'sender', 12);
+    INSERT INTO meta VALUES('counter', 34);)";
+
 int KeepFirst(void* Result, int, char** Values, char**) {
   std::string& Text = *static_cast<std::string*>(Result);
   if (Text.empty() && Values[0] != nullptr) {
@@ -54,7 +76,7 @@ std::string DatabaseFixture::OpeningMessage(std::string const& Path) {
 void DatabaseFixture::Store(Property::TCPropertyDatabase& Database,
                             Property::TSPropertyRecord const& Record) {
   Property::TCPropertyDatabase::TCTransaction Transaction(Database);
-  Transaction.Put(Record);
+  Transaction.Put(Record, Property::TSProvenance());
   Transaction.Commit();
 }
 
@@ -70,6 +92,15 @@ std::vector<std::string> DatabaseFixture::Values(Property::TCPropertyDatabase co
 
 void DatabaseFixture::RunSQL(std::string const& Path, char const* SQL) {
   QuerySQL(Path, SQL);
+}
+
+void DatabaseFixture::MakeVersion1(std::string const& Path, std::string const& Settings) {
+  RunSQL(Path, (Settings + kVersion1).c_str());
+}
+
+std::vector<std::string> DatabaseFixture::Version1Values() {
+  return {"-5/-/=first", "7/3/=", "7/3/00:11:22:AA:BB:CC=of a device",
+          std::string("8/-/=a\0b\xff", 9)};
 }
 
 std::string DatabaseFixture::QuerySQL(std::string const& Path, char const* SQL) {

@@ -75,7 +75,8 @@ void TPropertyProxy::OnServiceMail(TCNorvMessage const& Mail) {
 
 TPropertyService::TPropertyService(std::string const& Database)
     : m_Database(Database),
-      m_Server(m_Router, m_Database, false),
+      m_Server(m_Router, m_Database, Property::TEDurability::eFull, false,
+               std::make_shared<Property::TCServerConfiguration const>()),
       m_Thread([this] { m_Router.Run(); }) {}
 
 TPropertyService::~TPropertyService() {
@@ -97,7 +98,7 @@ void TPropertyServiceFixture::Store(std::vector<Property::TSPropertyRecord> cons
   TCPropertyDatabase Database(Path());
   TCPropertyDatabase::TCTransaction Transaction(Database);
   for (Property::TSPropertyRecord const& Record : Records) {
-    Transaction.Put(Record);
+    Transaction.Put(Record, Property::TSProvenance());
   }
   Transaction.Commit();
 }

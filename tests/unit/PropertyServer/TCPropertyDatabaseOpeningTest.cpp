@@ -26,7 +26,8 @@ class PropertyDatabaseOpening : public DatabaseFixture {
     TCPropertyDatabase Database(m_Path);
     TCPropertyDatabase::TCTransaction Transaction(Database);
     for (int Number = 0; Number < 2000; ++Number) {
-      Transaction.Put({Number, TCRecordID(), TCMACAddress(), "a value of some length"});
+      Transaction.Put({Number, TCRecordID(), TCMACAddress(), "a value of some length"},
+                      Property::TSProvenance());
     }
     Transaction.Commit();
   }
@@ -117,7 +118,7 @@ TEST_F(PropertyDatabaseOpening, MarksItsFileWithApplicationAndSchemaVersion) {
   MakeDatabase();
 
   EXPECT_EQ(QuerySQL(m_Path, "PRAGMA application_id"), std::to_string(0x50726f70));
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "1");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "2");
 }
 
 TEST_F(PropertyDatabaseOpening, RefusesAFileThatIsNoDatabase) {
@@ -159,7 +160,7 @@ TEST_F(PropertyDatabaseOpening, RefusesANewerSchema) {
 
   EXPECT_EQ(OpeningMessage(m_Path),
             m_Path +
-                " was written by a newer version (schema 7, this program knows 1); "
+                " was written by a newer version (schema 7, this program knows 2); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(m_Path), Content);
 }
@@ -176,7 +177,7 @@ TEST_F(PropertyDatabaseOpening, LeavesTheLogOfARefusedFileAlone) {
 
   EXPECT_EQ(OpeningMessage(Left),
             Left +
-                " was written by a newer version (schema 7, this program knows 1); "
+                " was written by a newer version (schema 7, this program knows 2); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(Left), Content);
   EXPECT_EQ(ReadFile(Left + "-wal"), Log);
@@ -222,7 +223,7 @@ TEST_F(PropertyDatabaseOpening, RefusesALogWhoseFileIsMissing) {
 
 TEST_F(PropertyDatabaseOpening, RefusesToLoadAKeyThatItNeverWrites) {
   MakeDatabase();
-  RunSQL(m_Path, "INSERT INTO property_value VALUES(1, 0, 0, 'aa:bb', 'x')");
+  RunSQL(m_Path, "INSERT INTO property_value VALUES(1, 0, 0, 'aa:bb', 'x', 0, NULL)");
   TCPropertyDatabase const Database(m_Path);
 
   EXPECT_EQ(MessageOf([&] { Values(Database); }),

@@ -32,7 +32,7 @@ TEST_F(PropertyDatabaseRecovery, KeepsWhatWasCommittedBeforeAPowerCut) {
   Store(Database, {1, TCRecordID(), TCMACAddress(), "a"});
   {
     TCTransaction Transaction(Database);
-    Transaction.Put({2, TCRecordID(), TCMACAddress(), "b"});
+    Transaction.Put({2, TCRecordID(), TCMACAddress(), "b"}, Property::TSProvenance());
     Transaction.RememberMail("sender", 7);
     Transaction.SetMeta("sequence", 9);
     Transaction.Commit();
@@ -50,8 +50,8 @@ TEST_F(PropertyDatabaseRecovery, DropsWhatWasWrittenButNotCommittedBeforeAPowerC
   Store(Database, {1, TCRecordID(), TCMACAddress(), "a"});
   std::uintmax_t const CommittedSize = fs::file_size(m_Path + "-wal");
   TCTransaction Transaction(Database);
-  Transaction.Put({1, TCRecordID(), TCMACAddress(), kLarge});
-  Transaction.Put({2, TCRecordID(), TCMACAddress(), kLarge});
+  Transaction.Put({1, TCRecordID(), TCMACAddress(), kLarge}, Property::TSProvenance());
+  Transaction.Put({2, TCRecordID(), TCMACAddress(), kLarge}, Property::TSProvenance());
   ASSERT_GT(fs::file_size(m_Path + "-wal"), CommittedSize);
 
   TCPropertyDatabase const Left(CopyAsLeft("left"));
@@ -108,18 +108,18 @@ TEST_F(PropertyDatabaseRecovery, UndoesAWholeTransactionWhenOneChangeFails) {
   TCPropertyDatabase Database(m_Path);
   Store(Database, {1, TCRecordID(), TCMACAddress(), "old"});
   TCTransaction Transaction(Database);
-  Transaction.Put({1, TCRecordID(), TCMACAddress(), "new"});
+  Transaction.Put({1, TCRecordID(), TCMACAddress(), "new"}, Property::TSProvenance());
 
   DiskFaults::FillDisk();
   std::string const Message = MessageOf([&] {
-    Transaction.Put({2, TCRecordID(), TCMACAddress(), kLarge});
+    Transaction.Put({2, TCRecordID(), TCMACAddress(), kLarge}, Property::TSProvenance());
   });
   DiskFaults::Repair();
 
   EXPECT_EQ(Message, "cannot store property 2 in " + m_Path +
                          ": database or disk is full (SQLite error 13)");
   EXPECT_EQ(MessageOf([&] {
-              Transaction.Put({3, TCRecordID(), TCMACAddress(), "c"});
+              Transaction.Put({3, TCRecordID(), TCMACAddress(), "c"}, Property::TSProvenance());
             }),
             "the transaction has already ended");
   EXPECT_EQ(MessageOf([&] { Transaction.Commit(); }), "the transaction has already ended");

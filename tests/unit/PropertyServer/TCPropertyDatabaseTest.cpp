@@ -224,7 +224,7 @@ TEST_F(PropertyDatabase, UndoesWhatWasNotCommitted) {
 
   {
     TCTransaction Transaction(Database);
-    Transaction.Put({1, TCRecordID(), TCMACAddress(), "new"});
+    Transaction.Put({1, TCRecordID(), TCMACAddress(), "new"}, Property::TSProvenance());
     Transaction.RememberMail("a", 7);
     Transaction.SetMeta("sequence", 9);
   }
@@ -238,7 +238,7 @@ TEST_F(PropertyDatabase, TakesATransactionAfterAnUndoneOne) {
   TCPropertyDatabase Database(m_Path);
   {
     TCTransaction Transaction(Database);
-    Transaction.Put({1, TCRecordID(), TCMACAddress(), "undone"});
+    Transaction.Put({1, TCRecordID(), TCMACAddress(), "undone"}, Property::TSProvenance());
   }
 
   Store(Database, {2, TCRecordID(), TCMACAddress(), "kept"});
@@ -249,7 +249,7 @@ TEST_F(PropertyDatabase, TakesATransactionAfterAnUndoneOne) {
 TEST_F(PropertyDatabase, RefusesASecondTransactionBesideTheFirst) {
   TCPropertyDatabase Database(m_Path);
   TCTransaction First(Database);
-  First.Put({1, TCRecordID(), TCMACAddress(), "first"});
+  First.Put({1, TCRecordID(), TCMACAddress(), "first"}, Property::TSProvenance());
 
   EXPECT_EQ(MessageOf([&] { TCTransaction Second(Database); }),
             "cannot begin a transaction in " + m_Path +
@@ -265,7 +265,10 @@ TEST_F(PropertyDatabase, RefusesEveryOperationOfACommittedTransaction) {
   Transaction.Commit();
   std::string const Ended = "the transaction has already ended";
 
-  EXPECT_EQ(MessageOf([&] { Transaction.Put({1, TCRecordID(), TCMACAddress(), "a"}); }), Ended);
+  EXPECT_EQ(MessageOf([&] {
+              Transaction.Put({1, TCRecordID(), TCMACAddress(), "a"}, Property::TSProvenance());
+            }),
+            Ended);
   EXPECT_EQ(MessageOf([&] { Transaction.RememberMail("a", 1); }), Ended);
   EXPECT_EQ(MessageOf([&] { Transaction.ForgetSenders(0); }), Ended);
   EXPECT_EQ(MessageOf([&] { Transaction.SetMeta("epoch", 1); }), Ended);
@@ -306,7 +309,8 @@ TEST_F(PropertyDatabase, CutsItsLogBackAfterALargeTransaction) {
     TCTransaction Transaction(Database);
     for (int Number = 0; Number < 10; ++Number) {
       Transaction.Put(
-          {Number, TCRecordID(), TCMACAddress(), std::string(std::size_t{1} << 20, 'x')});
+          {Number, TCRecordID(), TCMACAddress(), std::string(std::size_t{1} << 20, 'x')},
+          Property::TSProvenance());
     }
     Transaction.Commit();
   }

@@ -29,7 +29,7 @@ struct PropertyServerChange : TPropertyServiceFixture {
 
   // Hands the server a mail as the router does.
   void Receive(std::string const& Identity, std::uint64_t Number, std::string const& Data) {
-    TSNorvReceivedMail Mail{{}, Number, 0, Change({{1, Data, "", ""}})};
+    TSNorvReceivedMail Mail{{}, Number, Change({{1, Data, "", ""}})};
     Mail.Sender.Identity = Identity;
     Execute([&] { m_Service->m_Server.OnMail(Mail); });
   }
@@ -108,7 +108,7 @@ TEST_F(PropertyServerChange, ThatIsRepeatedAfterARestartIsDropped) {
 }
 
 TEST_F(PropertyServerChange, ThatWasRefusedIsNotTakenWhenItIsRepeated) {
-  TSNorvReceivedMail Mail{{}, 1, 0, Change({{1, "a", "", ""}})};
+  TSNorvReceivedMail Mail{{}, 1, Change({{1, "a", "", ""}})};
   Mail.Sender.Identity = "sender";
   Execute([&] { m_Service->m_Server.OnRefused(Mail); });
   Receive("sender", 1, "a");
@@ -165,7 +165,9 @@ TEST_F(PropertyServerChange, ThatAProcessMissedDuringARestartIsPublishedToIt) {
 TEST_F(PropertyServerChange, HasOneServerOnly) {
   std::string Message = "nothing was thrown";
   try {
-    TPropertyService::TOpenServer const Second(m_Service->m_Router, m_Service->m_Database, false);
+    TPropertyService::TOpenServer const Second(
+        m_Service->m_Router, m_Service->m_Database, Property::TEDurability::eFull, false,
+        std::make_shared<Property::TCServerConfiguration const>());
   } catch (TCException const& Failure) {
     Message = Failure.get_Message();
   }

@@ -20,6 +20,9 @@
 #include "Platform/Utility/TCException.h"
 
 using Property::TCServerConfiguration;
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 namespace {
@@ -135,7 +138,7 @@ class ServerConfigurationFile : public ::testing::Test {
 // ---- defaults ----
 
 TEST_F(ServerConfiguration, HasDefaultLimits) {
-  Property::TSServerLimits const& Limits = TCServerConfiguration().get_Limits();
+  Property::TSServerLimits const Limits = TCServerConfiguration().get_Limits();
 
   EXPECT_EQ(Limits.ValueBytes, 16777216U);
   EXPECT_EQ(Limits.MailBytes, 67108864U);
@@ -485,7 +488,7 @@ std::vector<TSMistake> const kMistakes = {
      "1: unknown key \"a???\"" + kRootKeys},
     {"UnknownLongKey", std::string(100, 'k') + " = 1",
      "1: unknown key \"" + std::string(64, 'k') + "...\"" + kRootKeys},
-    {"UnknownLongKeyCutBetweenCharacters", "\"" + std::string(63, 'k') + "\xc3\xa9x\" = 1",
+    {"UnknownLongKeyCutBetweenCharacters", "\"" + std::string(63, 'k') + "\\u00e9x\" = 1",
      "1: unknown key \"" + std::string(63, 'k') + "...\"" + kRootKeys},
     {"UnknownTable", "[limit]\n", "1: unknown key \"limit\"" + kRootKeys},
     {"UnknownDottedKey", "a.b.c = 1", "1: unknown key \"a\"" + kRootKeys},
@@ -618,6 +621,22 @@ std::vector<TSMistake> const kMistakes = {
 
     {"LongLine", "\n#" + std::string(1024, 'x'),
      "2: the line is longer than 1024 bytes, expected a list to be spread over several lines"},
+    {"LetterInAKey", "\ngr\xc3\xb6\xc3\x9f = 1",
+     "2: a character that is not ASCII, expected only in comments"},
+    {"LetterBehindAText", "group = \"\\\"#\" \xef\xbb\xbb#\"",
+     "1: a character that is not ASCII, expected only in comments"},
+    {"LetterBehindALiteralText", "group = '\\' \xef\xbb\xbb",
+     "1: a character that is not ASCII, expected only in comments"},
+    {"LetterInAText", "group = \"\xc3\xa9\"",
+     "1: a character that is not ASCII, expected only in comments"},
+    {"LetterBehindTheBeginningOfAText", "group = \"#\xc3\xa9",
+     "1: a character that is not ASCII, expected only in comments"},
+    {"LetterThatIsNone", "\ngroup = \"\xff\"",
+     "2: a character that is not ASCII, expected only in comments"},
+    {"TextOfSeveralLines", "\ngroup = \"\"\"\n\"\"\"",
+     "2: three quotation marks, expected a text on one line"},
+    {"LiteralTextOfSeveralLines", "group = '''\nx'''",
+     "1: three quotation marks, expected a text on one line"},
     {"VeryDeepKey",
      "[" +
          [] {
@@ -648,24 +667,43 @@ TEST_P(ServerConfigurationSyntax, IsRefusedWithItsLine) {
 
 INSTANTIATE_TEST_SUITE_P(
     Files, ServerConfigurationSyntax,
-    ::testing::Values(TSMistake{"NoValue", "\ngroup =\n", "2"},
-                      TSMistake{"OpenText", "group = \"x\n", "1"},
-                      TSMistake{"RepeatedKey", "secret = [1]\nsecret = [2]\n", "2"},
-                      TSMistake{"RepeatedSection", "[limits]\n[limits]\n", "2"},
-                      TSMistake{"NumberThatOverflows", "\n\nsecret = [9223372036854775808]\n", "3"},
-                      TSMistake{"InvalidCharacters", "#\ngroup = \"\xff\"\n", "2"},
-                      TSMistake{"OverlongCharacters", "group = \"\xc0\x80\"\n", "1"},
-                      TSMistake{"ZeroByte", std::string("\n\0", 2), "2"},
-                      TSMistake{"DeepList", "secret = [[[[[[[[[1]]]]]]]]]", "1"},
-                      TSMistake{"DeepListOverManyLines", "secret = [\n[\n[\n[\n[\n[\n[\n[\n[\n1",
-                                "9"},
-                      TSMistake{"OpenList", "secret = [1,\n2,\n", "2"}),
+    ::testing::Values(
+        TSMistake{"NoValue", "\ngroup =\n", "2"}, TSMistake{"OpenText", "group = \"x\n", "1"},
+        TSMistake{"RepeatedKey", "secret = [1]\nsecret = [2]\n", "2"},
+        TSMistake{"RepeatedSection", "[limits]\n[limits]\n", "2"},
+        TSMistake{"NumberThatOverflows", "\n\nsecret = [9223372036854775808]\n", "3"},
+        TSMistake{"InvalidCharacters", "#\n# \xff\n", "2"},
+        TSMistake{"OverlongCharacters", "# \xc0\x80\n", "1"},
+        TSMistake{"ZeroByte", std::string("\n\0", 2), "2"},
+        TSMistake{"SectionWithoutBeginning", "\n[.a]\n", "2"},
+        TSMistake{"SectionWithASign", "[+]\n", "1"}, TSMistake{"SectionBrokenOff", "[\n]\n", "1"},
+        TSMistake{"ListSectionWithASign", "[[+]]\n", "1"},
+        TSMistake{"DeepList", "secret = [[[[[[[[[1]]]]]]]]]", "1"},
+        TSMistake{"DeepListOverManyLines", "secret = [\n[\n[\n[\n[\n[\n[\n[\n[\n1", "9"},
+        TSMistake{"OpenList", "secret = [1,\n2,\n", "2"}),
     [](auto const& Info) { return Info.param.Name; });
+
+TEST_F(ServerConfiguration, IsRefusedOnOneLine) {
+  EXPECT_THAT(Refusal("secret = [t\n1]\n"),
+              AllOf(StartsWith("property.toml:1: no valid TOML: "), Not(HasSubstr("\n"))));
+}
 
 // ---- files ----
 
 TEST_F(ServerConfigurationFile, IsLoaded) {
   Write("secret = [5]\n");
+
+  EXPECT_TRUE(TCServerConfiguration::Load(m_Path).IsSecret(5));
+}
+
+TEST_F(ServerConfigurationFile, MayBeginWithAByteOrderMark) {
+  Write("\xef\xbb\xbfsecret = [5]\r\n");
+
+  EXPECT_TRUE(TCServerConfiguration::Load(m_Path).IsSecret(5));
+}
+
+TEST_F(ServerConfigurationFile, MayHaveAnyLettersInComments) {
+  Write("# gr\xc3\xb6\xc3\x9f\xef\xbb\xbb\nsecret = [5] # \xe2\x82\xac\n");
 
   EXPECT_TRUE(TCServerConfiguration::Load(m_Path).IsSecret(5));
 }

@@ -145,7 +145,7 @@ TEST_F(ProxyClose, AProcessMayExitFromAHandler) {
   EXPECT_EQ(Child.Run(), 0);
 }
 
-TEST_F(ProxyClose, AnotherUserMayConnectWhereTheSocketAllowsIt) {
+TEST_F(ProxyClose, AnotherUserMayConnectWhereTheRouterAdmitsIt) {
   uid_t const User = geteuid() == 0 ? 65534 : geteuid();
   TChild Child([User] {
     bool const Changed = setuid(User) == 0;
@@ -155,8 +155,10 @@ TEST_F(ProxyClose, AnotherUserMayConnectWhereTheSocketAllowsIt) {
     return 1;
   });
   TTestServer Server;
+  Server.m_Router.Execute([&] {
+    Server.m_Router.SetAdmission([](TSNorvMailSender const& /*Sender*/) { return true; });
+  });
   ASSERT_EQ(chmod(m_Folder.c_str(), 0755), 0);
-  ASSERT_EQ(chmod(SocketPath().c_str(), 0666), 0);
   EXPECT_EQ(Child.Run(), 0);
   EXPECT_EQ(Server.m_Service.m_Senders.WaitFor(1).at(0).User, User);
 }

@@ -1,0 +1,134 @@
+// SPDX-License-Identifier: MIT
+// Finds the rule that decides on a property.
+#include "PropertyServer/TCAccessRules.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+
+namespace Property {
+
+namespace {
+
+template <class T>
+void InsertSorted(std::vector<T>& Values, T Value) {
+  auto const Place = std::lower_bound(Values.begin(), Values.end(), Value);
+  if (Place == Values.end() || *Place != Value) {
+    Values.insert(Place, Value);
+  }
+}
+
+template <class T>
+bool Contains(std::vector<T> const& Values, T Value) {
+  return std::binary_search(Values.begin(), Values.end(), Value);
+}
+
+}  // namespace
+
+void TCAccessList::AddUser(uid_t User) {
+  InsertSorted(m_Users, User);
+}
+
+void TCAccessList::AddGroup(gid_t Group) {
+  InsertSorted(m_Groups, Group);
+}
+
+bool TCAccessList::Grants(TSNorvMailSender const& Sender) const {
+  return m_Everybody || Contains(m_Users, Sender.User) || Contains(m_Groups, Sender.Group) ||
+         std::any_of(Sender.Groups.begin(), Sender.Groups.end(),
+                     [this](gid_t Group) { return Contains(m_Groups, Group); });
+}
+
+bool TCAccessList::GrantsGroup(gid_t Group) const {
+  return m_Everybody || Contains(m_Groups, Group);
+}
+
+TCAccessRules::TCAccessRules() : m_User(geteuid()) {}
+
+void TCAccessRules::SetGroup(gid_t Group) {
+  m_Group = Group;
+  m_Unnamed = TSRule();
+  m_Unnamed.Read.AddGroup(Group);
+  m_Unnamed.Write.AddGroup(Group);
+}
+
+bool TCAccessRules::Add(std::vector<TSPropertyRange> const& Properties,
+                        std::optional<TCAccessList> Read, std::optional<TCAccessList> Write) {
+  std::size_t const Rule = m_Rules.size();
+  bool Decides = false;
+  for (TSPropertyRange const Range : Properties) {
+    Decides = Cover(Range, Rule) || Decides;
+  }
+  if (!Decides) {
+    return false;
+  }
+  m_Rules.push_back(
+      {Read ? *std::move(Read) : m_Unnamed.Read, Write ? *std::move(Write) : m_Unnamed.Write});
+  if (m_Group && !m_Rules.back().Read.GrantsGroup(*m_Group)) {
+    m_ReadRestrictions.push_back(Rule);
+  }
+  return true;
+}
+
+// Gives the rule the numbers of the range that no earlier one has.
+bool TCAccessRules::Cover(TSPropertyRange Range, std::size_t Rule) {
+  bool Covered = false;
+  std::int64_t Next = Range.First;  // wider, because it goes one past the last number
+  auto Segment = m_Segments.lower_bound(Range.First);
+  while (Next <= Range.Last) {
+    bool const Ends = Segment == m_Segments.end() || Segment->second.First > Range.Last;
+    std::int64_t const Last = Ends ? Range.Last : std::int64_t{Segment->second.First} - 1;
+    if (Next <= Last) {
+      m_Segments.emplace_hint(Segment, static_cast<int>(Last),
+                              TSSegment{static_cast<int>(Next), Rule});
+      Covered = true;
+    }
+    if (Ends) {
+      break;
+    }
+    Next = std::int64_t{Segment->first} + 1;
+    ++Segment;
+  }
+  return Covered;
+}
+
+bool TCAccessRules::IsOwner(TSNorvMailSender const& Sender) const {
+  return Sender.User == 0 || Sender.User == m_User;
+}
+
+TCAccessRules::TSRule const& TCAccessRules::FindRule(int Number) const {
+  auto const Segment = m_Segments.lower_bound(Number);
+  bool const Named = Segment != m_Segments.end() && Segment->second.First <= Number;
+  return Named ? m_Rules[Segment->second.Rule] : m_Unnamed;
+}
+
+bool TCAccessRules::MayConnect(TSNorvMailSender const& Sender) const {
+  return MayAdminister(Sender) ||
+         std::any_of(m_Rules.begin(), m_Rules.end(), [&Sender](TSRule const& Rule) {
+           return Rule.Read.Grants(Sender) || Rule.Write.Grants(Sender);
+         });
+}
+
+bool TCAccessRules::MayRead(TSNorvMailSender const& Sender, int Number) const {
+  return IsOwner(Sender) || FindRule(Number).Read.Grants(Sender);
+}
+
+bool TCAccessRules::MayWrite(TSNorvMailSender const& Sender, int Number) const {
+  return IsOwner(Sender) || FindRule(Number).Write.Grants(Sender);
+}
+
+bool TCAccessRules::MayAdminister(TSNorvMailSender const& Sender) const {
+  return IsOwner(Sender) || m_Unnamed.Read.Grants(Sender);
+}
+
+bool TCAccessRules::ReadsEverything(TSNorvMailSender const& Sender) const {
+  return IsOwner(Sender) || (m_Unnamed.Read.Grants(Sender) &&
+                             std::all_of(m_ReadRestrictions.begin(), m_ReadRestrictions.end(),
+                                         [this, &Sender](std::size_t Rule) {
+                                           return m_Rules[Rule].Read.Grants(Sender);
+                                         }));
+}
+
+}  // namespace Property

@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+// Who may read and write which properties.
+#pragma once
+
+#include <sys/types.h>
+
+#include <map>
+#include <optional>
+#include <vector>
+
+#include "Platform/Messaging/TCNorvService.h"
+
+namespace Property {
+
+/// Property numbers, both ends included.
+struct TSPropertyRange {
+  int First = 0;
+  int Last = 0;
+};
+
+/// Users and groups to whom something is granted. A sender is in a group by its own or by one of
+/// its further groups.
+class TCAccessList {
+ public:
+  void AddUser(uid_t User);
+  void AddGroup(gid_t Group);
+  void AddEverybody() { m_Everybody = true; }
+
+  bool Grants(TSNorvMailSender const& Sender) const;
+  /// Whether all members of the group are granted it as such.
+  bool GrantsGroup(gid_t Group) const;
+
+ private:
+  std::vector<uid_t> m_Users;   // sorted
+  std::vector<gid_t> m_Groups;  // sorted
+  bool m_Everybody = false;
+};
+
+/// The rules in their order. Root and the user that this process runs as may do everything. For all
+/// others the first rule that names a property decides; what no rule names belongs to the group,
+/// and without a group to nobody else.
+/// Copyable; not synchronised, but unchanging after the last Add().
+class TCAccessRules {
+ public:
+  /// No rule, no group.
+  TCAccessRules();
+
+  /// The group that owns what no rule says otherwise. Comes before the first Add().
+  void SetGroup(gid_t Group);
+
+  /// Appends a rule for properties of which each is named once. A list that is left out grants it
+  /// to the group. Returns false, and adds nothing, when earlier rules name all the properties.
+  [[nodiscard]] bool Add(std::vector<TSPropertyRange> const& Properties,
+                         std::optional<TCAccessList> Read, std::optional<TCAccessList> Write);
+
+  /// Whether anything at all is granted to the sender.
+  bool MayConnect(TSNorvMailSender const& Sender) const;
+  bool MayRead(TSNorvMailSender const& Sender, int Number) const;
+  bool MayWrite(TSNorvMailSender const& Sender, int Number) const;
+  bool MayAdminister(TSNorvMailSender const& Sender) const;
+  /// Whether MayRead() is true for every property. Cheap where no rule takes reading from the
+  /// group.
+  bool ReadsEverything(TSNorvMailSender const& Sender) const;
+
+ private:
+  struct TSRule {
+    TCAccessList Read;
+    TCAccessList Write;
+  };
+  struct TSSegment {
+    int First = 0;
+    std::size_t Rule = 0;
+  };
+
+  bool IsOwner(TSNorvMailSender const& Sender) const;
+  TSRule const& FindRule(int Number) const;
+  bool Cover(TSPropertyRange Range, std::size_t Rule);
+
+  uid_t m_User;
+  TSRule m_Unnamed;  // holds the group
+  std::optional<gid_t> m_Group;
+  std::vector<TSRule> m_Rules;
+  std::vector<std::size_t> m_ReadRestrictions;  // rules that do not let the whole group read
+  std::map<int, TSSegment> m_Segments;          // by last number; disjoint
+};
+
+}  // namespace Property

@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// One request and its answer at a time.
+#include "PropertyServer/TCServerClient.h"
+
+#include <cstdlib>
+
+#include "Platform/Messaging/TCNorvMailMessage.h"
+#include "Platform/Utility/TCException.h"
+#include "PropertyServer/TCNorvServerObject.h"
+
+namespace Property {
+namespace {
+
+constexpr char kSource[] = "../PropertyServer/TCServerClient";
+constexpr int kReachTime = 2000;    // milliseconds
+constexpr int kAnswerTime = 60000;  // a large database takes its time
+
+// A proxy takes its router from the environment when it is made.
+std::string const& UseAddress(std::string const& Address) {
+  setenv("MAILROUTER_ADDRESS", Address.c_str(), 1);
+  return Address;
+}
+
+}  // namespace
+
+TCServerClient::TCServerClient(std::string const& Address) : m_Address(UseAddress(Address)) {}
+
+std::vector<std::pair<std::string, std::string>> TCServerClient::Ask(int Signal) {
+  if (!m_Proxy.WaitForMailRouter(kReachTime)) {
+    throw TCException(kSource, __LINE__)
+        .Format("no property server at %s; start it or give its address with --address",
+                m_Address.c_str());
+  }
+  TCNorvMailMessage<TCNorvServerObject> Mail(Norv_ServerMail, eNorvRequest, Signal);
+  Mail.CreateRecord();
+  if (!m_Proxy.SendAndWait(TCNorvServiceName::MakeLocalProcess("@mailrouter.property", ""), Mail,
+                           kAnswerTime)) {
+    throw TCException(kSource, __LINE__)
+        .Format("the property server at %s refuses or does not answer; its log says why",
+                m_Address.c_str());
+  }
+  std::vector<std::pair<std::string, std::string>> Answer;
+  for (int Index = 0; Index < Mail.RecordCount(); ++Index) {
+    TCNorvServerObject::TCRecord& Record = Mail.GetMailRecord(Index)->get_Record();
+    Answer.emplace_back(Record.m_Name.get_AsString(), Record.m_Value.get_AsString());
+  }
+  return Answer;
+}
+
+std::vector<std::pair<std::string, std::string>> TCServerClient::Status() {
+  return Ask(kServerStatus);
+}
+
+std::string TCServerClient::Backup() {
+  auto Answer = Ask(kServerBackup);
+  if (Answer.size() != 1) {
+    throw TCException(kSource, __LINE__)
+        .Format("the property server at %s sent no copy", m_Address.c_str());
+  }
+  return std::move(Answer.front().second);
+}
+
+}  // namespace Property

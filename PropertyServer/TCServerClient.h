@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// Asks a running property server about itself.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Platform/Messaging/TCNorvServiceProxy.h"
+
+namespace Property {
+
+/// One connection to the server at an address. Every operation throws TCException, saying why and
+/// what to do, when no server answers or it refuses.
+class TCServerClient {
+ public:
+  explicit TCServerClient(std::string const& Address);
+
+  /// Name and value of each figure.
+  std::vector<std::pair<std::string, std::string>> Status();
+  /// A copy of the database as it is now.
+  std::string Backup();
+
+ private:
+  std::vector<std::pair<std::string, std::string>> Ask(int Signal);
+
+  std::string const m_Address;
+  TCNorvServiceProxy m_Proxy;
+};
+
+}  // namespace Property

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: MIT
+// What the configuration file of property-server says.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "PropertyServer/TCAccessRules.h"
+
+namespace Property {
+
+/// What one peer may take of the server.
+struct TSServerLimits {
+  std::size_t ValueBytes = std::size_t{16} << 20;
+  std::size_t MailBytes = std::size_t{64} << 20;
+  unsigned MailsPerSecond = 100000;
+  unsigned ConnectionsPerUser = 512;
+  unsigned Connections = 4096;
+};
+
+/// How much of the past is kept; whatever exceeds one of both is forgotten.
+struct TSHistoryLimits {
+  std::uint64_t Entries = 10000;  ///< 0: nothing is kept
+  std::chrono::hours Age{24 * 90};
+};
+
+/// Access rules, limits and secrets. Names of users and groups are looked up when the file is
+/// read. Copyable; unchanging, so that it may be read on several threads.
+class TCServerConfiguration {
+ public:
+  /// The defaults: no rules, no secrets, the group "property" where the system has it.
+  TCServerConfiguration();
+
+  /// Reads a file's text. Throws TCException with "FILE:LINE: " and what is wrong.
+  static TCServerConfiguration Parse(std::string const& Text, std::string const& FileName);
+  /// Reads a file. Throws TCException, also when it can not be read.
+  static TCServerConfiguration Load(std::string const& Path);
+
+  /// Whether anything at all is granted to the sender.
+  bool MayConnect(TSNorvMailSender const& Sender) const { return m_Rules.MayConnect(Sender); }
+  bool MayRead(TSNorvMailSender const& Sender, int Number) const {
+    return m_Rules.MayRead(Sender, Number);
+  }
+  bool MayWrite(TSNorvMailSender const& Sender, int Number) const {
+    return m_Rules.MayWrite(Sender, Number);
+  }
+  /// Whether the sender may ask for status and backup.
+  bool MayAdminister(TSNorvMailSender const& Sender) const { return m_Rules.MayAdminister(Sender); }
+  /// Whether MayRead() is true for every property.
+  bool ReadsEverything(TSNorvMailSender const& Sender) const {
+    return m_Rules.ReadsEverything(Sender);
+  }
+  /// Whether the property's values are kept out of history and logs.
+  bool IsSecret(int Number) const;
+
+  TSServerLimits const& get_Limits() const { return m_Limits; }
+  TSHistoryLimits const& get_History() const { return m_History; }
+
+ private:
+  class TCReader;
+
+  TCAccessRules m_Rules;
+  std::vector<TSPropertyRange> m_Secrets;  // sorted, disjoint
+  TSServerLimits m_Limits;
+  TSHistoryLimits m_History;
+};
+
+}  // namespace Property

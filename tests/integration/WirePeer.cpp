@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+// Speaks the wire protocol without the messaging library, by the names that it documents.
+#include "tests/integration/WirePeer.h"
+
+#include <gtest/gtest.h>
+
+namespace {
+
+constexpr char kRouterPath[] = "/mailrouter";
+constexpr char kRouterInterface[] = "mailrouter.Router1";
+constexpr char kMailboxPath[] = "/mailbox/_40mailrouter_2eproperty";
+constexpr std::uint64_t kPatienceMicroseconds = 60000000;
+
+TCBusHandle NewBus() {
+  sd_bus* Bus = nullptr;
+  EXPECT_GE(sd_bus_new(&Bus), 0);
+  EXPECT_GE(sd_bus_negotiate_fds(Bus, 1), 0);
+  return TCBusHandle(Bus);
+}
+
+}  // namespace
+
+TWirePeer::TWirePeer(std::string const& Address) : m_Bus(NewBus()) {
+  EXPECT_GE(sd_bus_set_address(m_Bus.get(), Address.c_str()), 0);
+  EXPECT_GE(sd_bus_start(m_Bus.get()), 0);
+}
+
+TWirePeer::TWirePeer(TCFileDescriptor Socket) : m_Bus(NewBus()) {
+  EXPECT_GE(sd_bus_set_fd(m_Bus.get(), Socket.get(), Socket.get()), 0);
+  Socket.Release();
+  EXPECT_GE(sd_bus_start(m_Bus.get()), 0);
+}
+
+std::string TWirePeer::Greet(std::string const& Identity) {
+  TCBusMessage const Hello = NewRouterCall("Hello");
+  EXPECT_GE(sd_bus_message_append(Hello.get(), "sus", Identity.c_str(), 1U, ""), 0);
+  m_Identity = Identity;
+  return Call(Hello);
+}
+
+bool TWirePeer::Subscribe(std::uint64_t Epoch, std::uint64_t Sequence,
+                          std::string const& Interface) {
+  TCBusMessage const Subscription = NewRouterCall("Subscribe");
+  EXPECT_GE(sd_bus_message_append(Subscription.get(), "stt", Interface.c_str(), Epoch, Sequence),
+            0);
+  EXPECT_GE(sd_bus_message_set_expect_reply(Subscription.get(), 0), 0);
+  return Send(Subscription);
+}
+
+TCBusMessage TWirePeer::NewCall(char const* Path, char const* Interface, char const* Member) {
+  sd_bus_message* Message = nullptr;
+  EXPECT_GE(sd_bus_message_new_method_call(m_Bus.get(), &Message, nullptr, Path, Interface, Member),
+            0);
+  return TCBusMessage(Message);
+}
+
+TCBusMessage TWirePeer::NewRouterCall(char const* Member) {
+  return NewCall(kRouterPath, kRouterInterface, Member);
+}
+
+TCBusMessage TWirePeer::NewMailboxCall(char const* Member, char const* Interface) {
+  return NewCall(kMailboxPath, Interface, Member);
+}
+
+TCBusMessage TWirePeer::NewMail(std::uint64_t Number, char const* Interface) {
+  TCBusMessage Mail = NewMailboxCall("Send", Interface);
+  EXPECT_GE(sd_bus_message_append(Mail.get(), "st", m_Identity.c_str(), Number), 0);
+  EXPECT_GE(sd_bus_message_set_expect_reply(Mail.get(), 0), 0);
+  return Mail;
+}
+
+TCBusMessage TWirePeer::NewRequest(char const* Interface) {
+  TCBusMessage Request = NewMailboxCall("Request", Interface);
+  EXPECT_GE(sd_bus_message_append(Request.get(), "s", m_Identity.c_str()), 0);
+  return Request;
+}
+
+TCBusMessage TWirePeer::NewOwnerlessMail() {
+  TCBusMessage Mail = NewCall("/mailbox/nobody", kProperty, "Send");
+  EXPECT_GE(sd_bus_message_set_expect_reply(Mail.get(), 0), 0);
+  return Mail;
+}
+
+TCBusMessage TWirePeer::NewChange(std::uint64_t Number, int Property, std::string const& Value,
+                                  std::string const& Link, std::string const& MAC) {
+  constexpr unsigned kAllFields = 31;
+  TCBusMessage Mail = NewMail(Number);
+  EXPECT_GE(sd_bus_message_append(Mail.get(), "iia(uisssb)", 2, 3, 1, kAllFields, Property,
+                                  Value.c_str(), Link.c_str(), MAC.c_str(), 0),
+            0);
+  return Mail;
+}
+
+TCBusMessage TWirePeer::NewRequestForAll() {
+  TCBusMessage Request = NewRequest();
+  EXPECT_GE(sd_bus_message_append(Request.get(), "iia(ui)", 1, 1, 1, 1, 1), 0);
+  return Request;
+}
+
+bool TWirePeer::Send(TCBusMessage const& Message) {
+  return sd_bus_send(m_Bus.get(), Message.get(), nullptr) >= 0;
+}
+
+bool TWirePeer::Flush() {
+  return sd_bus_flush(m_Bus.get()) >= 0;
+}
+
+std::string TWirePeer::Call(TCBusMessage const& Request) {
+  sd_bus_error Error = {nullptr, nullptr, 0};
+  std::string Result;
+  if (sd_bus_call(m_Bus.get(), Request.get(), kPatienceMicroseconds, &Error, nullptr) < 0) {
+    Result = std::string(Error.name) + ": " + Error.message;
+  }
+  sd_bus_error_free(&Error);
+  return Result;
+}
+
+// The next message, or nothing and whether the connection has ended.
+TCBusMessage TWirePeer::HearMessage(bool& Ended) {
+  for (;;) {
+    sd_bus_message* Message = nullptr;
+    int const Processed = sd_bus_process(m_Bus.get(), &Message);
+    if (Message != nullptr) {
+      return TCBusMessage(Message);
+    }
+    Ended = Processed < 0;
+    if (Ended || (Processed == 0 && sd_bus_wait(m_Bus.get(), kPatienceMicroseconds) <= 0)) {
+      return nullptr;
+    }
+  }
+}
+
+std::optional<std::uint64_t> TWirePeer::HearAcknowledged() {
+  bool Ended = false;
+  while (TCBusMessage const Message = HearMessage(Ended)) {
+    if (sd_bus_message_is_signal(Message.get(), kRouterInterface, "Acknowledged") > 0) {
+      std::uint64_t Number = 0;
+      EXPECT_GE(sd_bus_message_read(Message.get(), "t", &Number), 0);
+      return Number;
+    }
+  }
+  return std::nullopt;
+}
+
+bool TWirePeer::HearEnd() {
+  bool Ended = false;
+  while (TCBusMessage const Message = HearMessage(Ended)) {
+    if (sd_bus_message_is_signal(Message.get(), "org.freedesktop.DBus.Local", "Disconnected") > 0) {
+      return true;
+    }
+  }
+  return Ended;
+}

@@ -1,0 +1,59 @@
+// SPDX-License-Identifier: MIT
+// A peer of the router that writes its messages by hand.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "Platform/Messaging/BusHandles.h"
+
+/// A connection that sends what the test puts into its messages. The envelopes are written here
+/// and nowhere else in the tests of whole processes.
+class TWirePeer {
+ public:
+  explicit TWirePeer(std::string const& Address);
+  /// Uses a connected socket.
+  explicit TWirePeer(TCFileDescriptor Socket);
+
+  /// Greets; "" when the router does, else the error's name and text.
+  std::string Greet(std::string const& Identity = "peer");
+  /// Subscribes to the properties, as one that knows the mails up to a place.
+  bool Subscribe(std::uint64_t Epoch = 0, std::uint64_t Sequence = 0,
+                 std::string const& Interface = kProperty);
+
+  /// A call of the router, empty.
+  TCBusMessage NewRouterCall(char const* Member);
+  /// A message of an interface to the property server's mailbox, empty.
+  TCBusMessage NewMailboxCall(char const* Member, char const* Interface = kProperty);
+  /// A mail or request, complete but for its content.
+  TCBusMessage NewMail(std::uint64_t Number, char const* Interface = kProperty);
+  TCBusMessage NewRequest(char const* Interface = kProperty);
+  /// A message to a mailbox that nobody owns, empty.
+  TCBusMessage NewOwnerlessMail();
+  /// A sound mail that gives a property a value.
+  TCBusMessage NewChange(std::uint64_t Number, int Property, std::string const& Value,
+                         std::string const& Link = "", std::string const& MAC = "");
+  /// A sound request for all values.
+  TCBusMessage NewRequestForAll();
+
+  /// Sends, or queues while the router does not read. False when the connection has ended.
+  bool Send(TCBusMessage const& Message);
+  /// Sends all that is queued. False when the connection has ended.
+  bool Flush();
+  /// "" for an answer, else the error's name and text.
+  std::string Call(TCBusMessage const& Request);
+  /// Waits for the next acknowledgement; nothing when the connection ends.
+  std::optional<std::uint64_t> HearAcknowledged();
+  /// Waits until the router has ended the connection; false when it does not.
+  bool HearEnd();
+
+  static constexpr char kProperty[] = "mailrouter.class.property.v2";
+
+ private:
+  TCBusMessage NewCall(char const* Path, char const* Interface, char const* Member);
+  TCBusMessage HearMessage(bool& Ended);
+
+  TCBusHandle m_Bus;
+  std::string m_Identity = "peer";
+};

@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: MIT
+// A small world of writers, a server, and connections that break, which explores itself.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+#include "Platform/Messaging/TCOwnChanges.h"
+
+/// What is explored. A program is what one thread does, in order.
+struct TModelPlan {
+  struct TSet {
+    std::vector<int> m_Keys;  ///< all set in one mail
+  };
+  using TProgram = std::vector<TSet>;
+  std::vector<std::vector<TProgram>> m_Processes;  ///< programs of the threads of each process
+  int m_Cuts = 0;                                  ///< connections that may break
+  int m_Crashes = 0;                               ///< of the server
+  bool m_Relaxed = false;                          ///< published before it is stored
+  int m_ExclusiveKey = -1;  ///< set by one thread only, which must never see it go back
+};
+
+/// One state of the world. Processes use the account of own changes that the product uses; the rest
+/// is what the messaging and the server promise, in its smallest form:
+///  - a store that a thread changes, marking the change, and a mail that it sends later;
+///  - a connection that keeps the order and may lose what is under way, then catches up by the
+///    mails that were missed or by the whole state, and sends again what was not acknowledged;
+///  - a server that takes each mail once, in order, and remembers that with the data.
+class TConvergenceModel {
+ public:
+  explicit TConvergenceModel(TModelPlan const& Plan);
+
+  /// Number of steps that are possible now, and one of them. Throws std::logic_error when a step
+  /// breaks a promise.
+  std::size_t CountSteps() const { return Steps().size(); }
+  void Step(std::size_t Index);
+
+  /// Equal for two states with the same future.
+  std::string Fingerprint() const;
+  /// Of a world in which nothing is left to happen: empty, or what is wrong with it.
+  std::string FinalFault() const;
+
+ private:
+  struct TMail {  // from a process
+    std::uint64_t m_Number;
+    std::map<int, int> m_Values;
+  };
+  struct TPublished {  // from the server; or an acknowledgement
+    enum class TKind { eMail, eCatchUp, eAcknowledged } m_Kind;
+    std::size_t m_Origin;
+    std::uint64_t m_Number;
+    std::map<int, int> m_Values;
+    std::size_t m_Position = 0;  // mails of the epoch that it includes
+  };
+  struct TThread {
+    std::size_t m_Done = 0;
+    bool m_Marked = false;
+    TCOwnChanges::TCMark m_Mark = 0;
+    std::map<int, int> m_Values;  // set and not yet sent
+  };
+  struct TDelivery {
+    bool m_Active = false;
+    std::map<int, int> m_Values;  // not yet applied
+  };
+  struct TProcess {
+    std::vector<TThread> m_Threads;
+    std::map<int, int> m_Store;
+    TCOwnChanges m_Own;
+    std::uint64_t m_LastNumber = 0;
+    std::deque<TMail> m_Outbox;
+    bool m_Connected = true;
+    bool m_NewEpoch = false;       // the server was another when it was last connected
+    std::size_t m_Seen = 0;        // published mails received
+    std::deque<TMail> m_ToServer;  // under way
+    std::deque<TPublished> m_FromServer;
+    std::deque<TPublished> m_Inbox;
+    TDelivery m_Delivery;
+  };
+  struct TServer {
+    std::map<int, int> m_Values;
+    std::vector<std::uint64_t> m_Last;                         // taken mail of each process
+    std::vector<std::pair<std::size_t, std::uint64_t>> m_Log;  // mails in the order taken
+  };
+  struct TStep {
+    enum class TKind {
+      eSet,
+      eSend,
+      eTake,
+      eStore,
+      eReceive,
+      eBegin,
+      eApply,
+      eEnd,
+      eCut,
+      eConnect,
+      eConnectWhole,
+      eCrash
+    } m_Kind;
+    std::size_t m_Process;
+    std::size_t m_Thread;
+  };
+
+  std::vector<TStep> Steps() const;
+  void AddThreadSteps(std::size_t Process, std::vector<TStep>& Steps) const;
+  void Set(std::size_t Process, TThread& Thread, TModelPlan::TSet const& Set, int Value);
+  void Send(TProcess& Process, TThread& Thread);
+  void Take(std::size_t Process);
+  void Store();
+  void Receive(std::size_t Process);
+  void Begin(std::size_t Process);
+  void Apply(std::size_t Process);
+  void Cut(TProcess& Process);
+  void Connect(std::size_t Process, bool Whole);
+  void Crash();
+  bool MayReplay(TProcess const& Process) const;
+
+  TModelPlan const* m_Plan;
+  int m_CutsLeft;
+  int m_CrashesLeft;
+  TServer m_Server;                        // what it tells
+  TServer m_Disk;                          // what it would come back with
+  std::vector<TPublished> m_Publications;  // of this epoch
+  std::vector<TProcess> m_Processes;
+};
+
+/// Visits every state that the plan can come to. Throws std::logic_error with the steps that lead
+/// to a broken promise; returns the number of states.
+std::size_t Explore(TModelPlan const& Plan);

@@ -1,0 +1,99 @@
+// SPDX-License-Identifier: MIT
+// Whatever the order of events, all processes end where the server ends, and every change is taken
+// once. Every test visits all states of a small world and tells how many there were.
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <stdexcept>
+
+#include "tests/model/ConvergenceModel.h"
+
+namespace {
+
+using TProgram = TModelPlan::TProgram;
+
+TProgram Sets(std::vector<std::vector<int>> const& Mails) {
+  TProgram Program;
+  for (std::vector<int> const& Keys : Mails) {
+    Program.push_back({Keys});
+  }
+  return Program;
+}
+
+constexpr int kShared = 1;
+constexpr int kOther = 2;
+
+void ExpectConvergence(TModelPlan const& Plan) {
+  try {
+    std::size_t const States = Explore(Plan);
+    std::cout << "states explored: " << States << std::endl;
+    EXPECT_GT(States, 1U);
+  } catch (std::logic_error const& Fault) {
+    FAIL() << Fault.what();
+  }
+}
+
+}  // namespace
+
+TEST(Convergence, OfTwoWritersOfOneValue) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}, {kShared}})}, {Sets({{kShared}, {kShared}})}};
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfThreeWritersOfOneValue) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}, {Sets({{kShared}})}};
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfTwoThreadsOfAProcessThatSendInAnotherOrderThanTheySet) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}, {kShared}}), Sets({{kShared}})}, {Sets({{kShared}})}};
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfTransactionsThatOverlap) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared, kOther}, {kShared}})}, {Sets({{kOther, kShared}})}};
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfAWriterAlone) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kOther}, {kOther}})}, {}};
+  Plan.m_Cuts = 1;
+  Plan.m_Crashes = 1;
+  Plan.m_ExclusiveKey = kOther;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, AcrossConnectionsThatBreak) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
+  Plan.m_Cuts = 2;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, AcrossACrashOfTheServer) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
+  Plan.m_Crashes = 1;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, AcrossACrashOfAServerThatPublishesBeforeItStores) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
+  Plan.m_Crashes = 1;
+  Plan.m_Relaxed = true;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, AcrossACrashAndABrokenConnection) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
+  Plan.m_Cuts = 1;
+  Plan.m_Crashes = 1;
+  ExpectConvergence(Plan);
+}
