@@ -296,10 +296,36 @@ void TCPropertyDatabase::RequireOwnFile() const {
 void TCPropertyDatabase::RequireSound(char const* Examination) const {
   std::string Finding = QueryText(Examination);
   if (Finding != "ok") {
+    RequireReadable();
+    Finding = QueryText(Examination);
+  }
+  if (Finding != "ok") {
     std::replace(Finding.begin(), Finding.end(), '\n', ' ');
     throw TCException(kSource, __LINE__, "Finding==\"ok\"")
         .Format("%s is damaged: %s; restore a backup, nothing was changed", m_Path.c_str(),
                 Finding.c_str());
+  }
+}
+
+// A page that can not be read is a finding like any other, but no reason to restore a backup.
+void TCPropertyDatabase::RequireReadable() const {
+  std::vector<char> Bytes(std::size_t{1} << 16);
+  for (int const Which : {SQLITE_FCNTL_FILE_POINTER, SQLITE_FCNTL_JOURNAL_POINTER}) {
+    sqlite3_file* File = nullptr;
+    sqlite3_file_control(m_Handle.get(), "main", Which, &File);
+    bool const IsOpen = File != nullptr && File->pMethods != nullptr;
+    sqlite3_int64 Size = 0;
+    int Result = IsOpen ? File->pMethods->xFileSize(File, &Size) : SQLITE_OK;
+    auto const Step = static_cast<sqlite3_int64>(Bytes.size());
+    for (sqlite3_int64 Place = 0; Place < Size && Result == SQLITE_OK; Place += Step) {
+      auto const Count = static_cast<int>(std::min(Step, Size - Place));
+      Result = File->pMethods->xRead(File, Bytes.data(), Count, Place);
+    }
+    if (Result != SQLITE_OK) {
+      throw TCException(kSource, __LINE__, "Result==SQLITE_OK")
+          .Format("cannot read %s: %s (SQLite error %d); check the disk, nothing was changed",
+                  m_Path.c_str(), sqlite3_errstr(Result), Result);
+    }
   }
 }
 
@@ -337,6 +363,10 @@ void TCPropertyDatabase::PrepareStatements() {
   m_Put = Prepare(
       "INSERT OR REPLACE INTO property_value(number, has_link, link, mac, data, changed, writer) "
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
+  m_Provenance = Prepare(
+      "SELECT changed, user, process, name FROM property_value "
+      "JOIN writer ON writer.id = property_value.writer "
+      "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4");
   m_LastMail = Prepare("SELECT last_mail FROM mail_sender WHERE identity = ?1");
   // The replaced row goes, the new one gets the highest turn: the turns order the senders by age.
   m_RememberMail =
@@ -469,16 +499,12 @@ void TCPropertyDatabase::VisitHistory(std::size_t Limit, std::optional<int> Numb
 std::optional<TSProvenance> TCPropertyDatabase::Provenance(int Number,
                                                            Accessories::TCRecordID const& Link,
                                                            TCMACAddress const& MAC) const {
-  TCStatement const Statement = Prepare(
-      "SELECT changed, user, process, name FROM property_value "
-      "JOIN writer ON writer.id = property_value.writer "
-      "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4");
   std::string const Device = MAC.get_AsString(':');
-  TCExecution Execution(Statement.get());
+  TCExecution Execution(m_Provenance.get());
   BindKey(Execution, 1, Number, Link, Device);
   switch (Execution.Step()) {
     case SQLITE_ROW:
-      return ReadOrigin(Statement.get(), 0);
+      return ReadOrigin(m_Provenance.get(), 0);
     case SQLITE_DONE:
       return std::nullopt;
     default:
@@ -545,7 +571,8 @@ std::string TCPropertyDatabase::Check(std::string const& Path) {
 void TCPropertyDatabase::RequireWriters() const {
   long long const Nameless = QueryInteger(
       "SELECT (SELECT count(*) FROM history WHERE writer NOT IN (SELECT id FROM writer)) + "
-      "(SELECT count(*) FROM property_value WHERE writer NOT IN (SELECT id FROM writer))");
+      "(SELECT count(*) FROM property_value WHERE writer IS NOT NULL AND "
+      "writer NOT IN (SELECT id FROM writer))");
   if (Nameless > 0) {
     throw TCException(kSource, __LINE__, "Nameless==0")
         .Format(

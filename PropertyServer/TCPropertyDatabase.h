@@ -103,6 +103,7 @@ class TCPropertyDatabase {
   void RequireWritable() const;
   void RequireOwnFile() const;
   void RequireSound(char const* Examination) const;
+  void RequireReadable() const;
   void RequireWriters() const;
   void Migrate() const;
   void StartLog() const;
@@ -129,6 +130,7 @@ class TCPropertyDatabase {
   TCStatement m_Rollback;
   TCStatement m_Load;
   TCStatement m_Put;
+  TCStatement m_Provenance;
   TCStatement m_LastMail;
   TCStatement m_RememberMail;
   TCStatement m_ForgetSenders;

@@ -20,8 +20,8 @@ constexpr char kHello[] = "Hello";                // s identity, u version, s de
 constexpr char kSubscribe[] = "Subscribe";        // s class interface, t epoch, t sequence
 constexpr char kAcknowledged[] = "Acknowledged";  // signal: t mail number
 
-constexpr char kSend[] = "Send";            // s identity, t number, mail
-constexpr char kRequest[] = "Request";      // s identity, mail -> t epoch, t sequence, t number, mail
+constexpr char kSend[] = "Send";        // s identity, t number, mail
+constexpr char kRequest[] = "Request";  // s identity, mail -> t epoch, t sequence, t number, mail
 constexpr char kPublished[] = "Published";  // signal: t epoch, t previous, t sequence, s origin,
                                             // t number, mail
 

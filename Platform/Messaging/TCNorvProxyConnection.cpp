@@ -432,10 +432,10 @@ bool TCNorvProxyConnection::IsToBeHandedOver(TSReceived const& Received) {
     case TEKind::eOwn:
       return m_OwnChanges->EndOwn(Received.Stream, Received.Number);
     case TEKind::eCatchUp:
-      m_OwnChanges->EndUpTo(Received.Stream, Received.Number);
+      m_OwnChanges->CatchUp(Received.Stream, Received.Number);
       return true;
     case TEKind::eAcknowledged:
-      m_OwnChanges->EndUpTo(Received.Stream, Received.Number);
+      m_OwnChanges->Acknowledge(Received.Stream, Received.Number);
       return false;
     case TEKind::eForeign:
       break;
@@ -598,9 +598,8 @@ void TCNorvProxyConnection::TransmitMails(std::string const& Mailbox, TSOutbox& 
     }
     TCBusMessage const Message =
         NewCall(Mailbox, MailWire::ClassInterface(Mail.Content.MailClass), MailWire::kSend);
-    MailWire::Require(
-        sd_bus_message_append(Message.get(), "st", m_Identity.c_str(), Mail.Number),
-        "append an envelope");
+    MailWire::Require(sd_bus_message_append(Message.get(), "st", m_Identity.c_str(), Mail.Number),
+                      "append an envelope");
     MailWire::AppendMail(Message.get(), Mail.Content);
     sd_bus_message_set_expect_reply(Message.get(), 0);
     if (!SendToBus(Message.get())) {
@@ -706,14 +705,15 @@ int TCNorvProxyConnection::OnAnswer(sd_bus_message* Message, void* Exchange,
 void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Message) {
   MailWire::TSPosition Position;
   std::uint64_t Number = 0;
-  MailWire::Require(sd_bus_message_read(Message, "ttt", &Position.Epoch, &Position.Sequence, &Number),
-                    "read an envelope");
+  MailWire::Require(
+      sd_bus_message_read(Message, "ttt", &Position.Epoch, &Position.Sequence, &Number),
+      "read an envelope");
   TSNorvMailContent Answer = MailWire::ReadMail(Message, Exchange.Content->MailClass);
   TSSubscription& Subscription = m_Subscriptions[Exchange.Interface];
   // The first answer counts: what was published since is missing from the values it brought.
   if (!Subscription.Subscribed && Subscription.Received.Epoch != Position.Epoch) {
     Subscription.Received = Position;
-    m_OwnChanges->EndUpTo(StreamName(*Exchange.Mailbox, Exchange.Interface), Number);
+    m_OwnChanges->CatchUp(StreamName(*Exchange.Mailbox, Exchange.Interface), Number);
   }
   if (Exchange.Held) {
     m_AnswersInHand.push_back(Exchange.Waiter);
@@ -737,7 +737,7 @@ void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
     Outbox.Mails.pop_front();
     --Outbox.Untransmitted;
   }
-  // Published mails arrive before their acknowledgement; what has not arrived will not.
+  // Counts behind all that was published before: what has not come by then will not.
   for (std::string const& Stream : Outbox.Streams) {
     if (m_OwnChanges->HasUpTo(Stream, Number)) {
       Receive({TEKind::eAcknowledged, Stream, Number, {TCNorvMailClassID("", 0), 0, 0, nullptr}});
@@ -796,7 +796,7 @@ void TCNorvProxyConnection::Receive(TSReceived Received) {
   // Nothing that a hook has to hear of, and nothing before it: done at once.
   bool const First = m_Inbox.empty() && !m_Delivering && m_AnswersInHand.empty();
   if (First && Received.Kind == TEKind::eAcknowledged) {
-    m_OwnChanges->EndUpTo(Received.Stream, Received.Number);
+    m_OwnChanges->Acknowledge(Received.Stream, Received.Number);
     return;
   }
   if (First && Received.Kind == TEKind::eOwn &&

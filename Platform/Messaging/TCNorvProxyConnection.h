@@ -40,7 +40,8 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
 
   bool WaitForRouter(int Timeout);
   void Subscribe(TCNorvMailClassID const& MailClass);
-  /// A change of `Keys` is being made that the calling thread's next mail of the class will tell of.
+  /// A change of `Keys` is being made that the calling thread's next mail of the class will tell
+  /// of.
   void MarkChange(std::string const& Mailbox, TCNorvMailClassID const& MailClass,
                   std::vector<std::string> Keys);
   void ForgetMark();
@@ -171,7 +172,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   std::map<std::string, TSSubscription> m_Subscriptions;  // by class interface
   std::deque<TSReceived> m_Inbox;
   bool m_Delivering = false;
-  bool m_TurnedAway = false;                      // a thread that wanted to deliver meanwhile
+  bool m_TurnedAway = false;                     // a thread that wanted to deliver meanwhile
   std::vector<std::thread::id> m_AnswersInHand;  // threads that put an answer to use
   std::deque<TEEvent> m_Events;
 };

@@ -38,8 +38,8 @@ struct TSNorvReceivedMail {
 /// subscribers of mail classes. Mails that arrived before an owner appeared are kept for it.
 ///
 /// Lives on the router's thread: the hooks are called there, and the operations are called there
-/// (see TCNorvMailRouter::Execute), construction and destruction excepted. A subclass calls Open() when it is complete, and Close()
-/// first in its destructor.
+/// (see TCNorvMailRouter::Execute), construction and destruction excepted. A subclass calls Open()
+/// when it is complete, and Close() first in its destructor.
 class PROPERTY_PLATFORM_EXPORT TCNorvService {
  public:
   TCNorvService(TCNorvMailRouter& Router, std::string const& Mailbox);

@@ -23,6 +23,7 @@ std::string Hexadecimal(std::string const& Bytes) {
 TCOwnChanges::TCOwnChanges(TCOwnChanges const& Other) {
   std::lock_guard<std::mutex> const Lock(Other.m_Mutex);
   m_LastMark = Other.m_LastMark;
+  m_OnWay = Other.m_OnWay;
   auto const Here = [](TSStream& Stream, TCPlaces const& Places) {
     TCPlaces Result;
     for (auto const& Place : Places) {
@@ -35,6 +36,9 @@ TCOwnChanges::TCOwnChanges(TCOwnChanges const& Other) {
     Copy.Keys = Stream.Keys;
     for (auto const& [Number, Places] : Stream.Mails) {
       Copy.Mails.emplace(Number, Here(Copy, Places));
+    }
+    for (auto const& [Number, Places] : Stream.Come) {
+      Copy.Come.emplace(Number, Here(Copy, Places));
     }
     for (auto const& [Mark, Marked] : Other.m_Marked) {
       if (Marked.Stream == &Stream) {
@@ -56,6 +60,7 @@ TCOwnChanges::TCMark TCOwnChanges::Mark(std::string const& Stream, std::vector<s
   TCPlaces const& Places = m_Marked.emplace(m_LastMark + 1, std::move(Marked)).first->second.Places;
   for (auto const& Place : Places) {
     ++Place->second.Changes;
+    ++m_OnWay;
   }
   return ++m_LastMark;
 }
@@ -64,7 +69,10 @@ void TCOwnChanges::Unmark(TCMark Mark) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   auto const Marked = m_Marked.find(Mark);
   if (Marked != m_Marked.end()) {
-    End(*Marked->second.Stream, Marked->second.Places);
+    for (auto const& Place : Marked->second.Places) {
+      EndChange(Place->second);
+      EraseIfUnused(*Marked->second.Stream, Place);
+    }
     m_Marked.erase(Marked);
   }
 }
@@ -84,13 +92,16 @@ void TCOwnChanges::Sent(TCMark Mark, std::uint64_t Number) {
 bool TCOwnChanges::IsOnWay(std::string const& Stream, std::string const& Key) const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   auto const Known = m_Streams.find(Stream);
-  return Known != m_Streams.end() && Known->second.Keys.count(Key) != 0;
+  if (Known == m_Streams.end()) {
+    return false;
+  }
+  auto const Place = Known->second.Keys.find(Key);
+  return Place != Known->second.Keys.end() && Place->second.Changes != 0;
 }
 
 bool TCOwnChanges::IsEmpty() const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
-  return std::all_of(m_Streams.begin(), m_Streams.end(),
-                     [](auto const& Entry) { return Entry.second.Keys.empty(); });
+  return m_OnWay == 0;
 }
 
 // ---- the end of their way ----
@@ -103,8 +114,7 @@ bool TCOwnChanges::EndOwn(std::string const& Stream, std::uint64_t Number) {
     return true;  // its way has ended before, and something else may have come since
   }
   bool const Applied = IsToBeApplied(Mail->second);
-  End(Known, Mail->second);
-  Known.Mails.erase(Mail);
+  MoveToCome(Known, Mail);
   return Applied;
 }
 
@@ -115,8 +125,7 @@ bool TCOwnChanges::EndOwnSilently(std::string const& Stream, std::uint64_t Numbe
   if (Mail == Known.Mails.end() || IsToBeApplied(Mail->second)) {
     return false;
   }
-  End(Known, Mail->second);
-  Known.Mails.erase(Mail);
+  MoveToCome(Known, Mail);
   return true;
 }
 
@@ -126,28 +135,81 @@ bool TCOwnChanges::IsToBeApplied(TCPlaces const& Places) {
   });
 }
 
-void TCOwnChanges::End(TSStream& Stream, TCPlaces const& Places) {
-  for (auto const& Place : Places) {
-    if (--Place->second.Changes == 0) {
-      Stream.Keys.erase(Place);
-    }
+void TCOwnChanges::EndChange(TSKey& Key) {
+  --m_OnWay;
+  if (--Key.Changes == 0) {
+    Key.LastSent = 0;
+    Key.Inverted = false;
+    Key.Replaced = false;
   }
 }
 
-void TCOwnChanges::EndUpTo(std::string const& Stream, std::uint64_t Number) {
+void TCOwnChanges::EraseIfUnused(TSStream& Stream, TCKeys::iterator Place) {
+  if (Place->second.Changes == 0 && Place->second.Copies == 0) {
+    Stream.Keys.erase(Place);
+  }
+}
+
+void TCOwnChanges::MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail) {
+  for (auto const& Place : Mail->second) {
+    EndChange(Place->second);
+    ++Place->second.Copies;
+  }
+  Stream.Come.insert(Stream.Mails.extract(Mail));
+}
+
+// The process may hold something that came after the copy.
+void TCOwnChanges::MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail) {
+  for (auto const& Place : Mail->second) {
+    --Place->second.Copies;
+    ++Place->second.Changes;
+    ++m_OnWay;
+    Place->second.Replaced = true;
+  }
+  Stream.Mails.insert(Stream.Come.extract(Mail));
+}
+
+void TCOwnChanges::CatchUp(std::string const& Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
-    End(Known, Known.Mails.begin()->second);
-    Known.Mails.erase(Known.Mails.begin());
+    MoveToCome(Known, Known.Mails.begin());
   }
+  for (auto Lost = Known.Come.upper_bound(Number); Lost != Known.Come.end();
+       Lost = Known.Come.upper_bound(Number)) {
+    MoveBack(Known, Lost);
+  }
+}
+
+void TCOwnChanges::Acknowledge(std::string const& Stream, std::uint64_t Number) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSStream& Known = m_Streams[Stream];
+  while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
+    MoveToCome(Known, Known.Mails.begin());
+  }
+  ForgetCome(Known, Number);
 }
 
 bool TCOwnChanges::HasUpTo(std::string const& Stream, std::uint64_t Number) const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   auto const Known = m_Streams.find(Stream);
-  return Known != m_Streams.end() && !Known->second.Mails.empty() &&
-         Known->second.Mails.begin()->first <= Number;
+  if (Known == m_Streams.end()) {
+    return false;
+  }
+  auto const Reaches = [Number](auto const& Mails) {
+    return !Mails.empty() && Mails.begin()->first <= Number;
+  };
+  return Reaches(Known->second.Mails) || Reaches(Known->second.Come);
+}
+
+void TCOwnChanges::ForgetCome(TSStream& Stream, std::uint64_t Number) {
+  while (!Stream.Come.empty() && Stream.Come.begin()->first <= Number) {
+    for (auto const& Place : Stream.Come.begin()->second) {
+      --Place->second.Copies;
+      EraseIfUnused(Stream, Place);
+    }
+    Stream.Come.erase(Stream.Come.begin());
+  }
 }
 
 // ---- answers ----
@@ -165,7 +227,7 @@ void TCOwnChanges::ReplaceAll() {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   for (auto& [Name, Stream] : m_Streams) {
     for (auto& [Text, Key] : Stream.Keys) {
-      Key.Replaced = true;
+      Key.Replaced = Key.Changes != 0;
     }
   }
 }
@@ -178,14 +240,18 @@ std::string TCOwnChanges::get_AsText() const {
     Text += Name + ':';
     for (auto const& [Bytes, Key] : Stream.Keys) {
       auto const Later = m_Marked.lower_bound(Key.LastSent);
-      Text += ' ' + Hexadecimal(Bytes) + 'x' + std::to_string(Key.Changes) + '@' +
+      Text += ' ' + Hexadecimal(Bytes) + 'x' + std::to_string(Key.Changes) + '+' +
+              std::to_string(Key.Copies) + '@' +
               std::to_string(std::distance(Later, m_Marked.end())) + (Key.Inverted ? "i" : "") +
               (Key.Replaced ? "r" : "");
     }
-    for (auto const& [Number, Places] : Stream.Mails) {
-      Text += " mail " + std::to_string(Number) + ':';
-      for (auto const& Place : Places) {
-        Text += ' ' + Hexadecimal(Place->first);
+    for (auto const* const Mails : {&Stream.Mails, &Stream.Come}) {
+      Text += Mails == &Stream.Mails ? " on their way" : " come";
+      for (auto const& [Number, Places] : *Mails) {
+        Text += ' ' + std::to_string(Number) + ':';
+        for (auto const& Place : Places) {
+          Text += ' ' + Hexadecimal(Place->first);
+        }
       }
     }
   }

@@ -2,6 +2,7 @@
 // Tells which changes of this process are on their way, so that nothing older replaces them.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <mutex>
@@ -19,6 +20,10 @@
 ///  - the published copy of an own change ends its way, and is left out too, because the process
 ///    holds it already, except when it may hold something else in its place: because two threads'
 ///    changes were sent in the other order than they were made, or because an answer replaced it.
+///
+/// A service may publish before it has stored. When it loses what it had not stored, and what
+/// brings the process up to date lacks changes whose copies had come, those are on their way once
+/// more, because they are sent again.
 ///
 /// A change is on its way from Mark(), called under the same lock that makes it. It is about keys;
 /// streams, a mailbox and a mail class each, keep them apart and number their mails.
@@ -51,9 +56,12 @@ class TCOwnChanges {
   bool EndOwn(std::string const& Stream, std::uint64_t Number);
   /// EndOwn() when that says no; otherwise false, and nothing has happened.
   bool EndOwnSilently(std::string const& Stream, std::uint64_t Number);
-  /// Mails up to `Number` have come into effect, and their published copies need not come.
-  void EndUpTo(std::string const& Stream, std::uint64_t Number);
-  /// Whether EndUpTo() would do anything.
+  /// What brings the process up to date has come; it includes the mails up to `Number`, and none of
+  /// the later ones.
+  void CatchUp(std::string const& Stream, std::uint64_t Number);
+  /// Mails up to `Number` will not be lost, and copies that have not come will not.
+  void Acknowledge(std::string const& Stream, std::uint64_t Number);
+  /// Whether Acknowledge() would do anything.
   bool HasUpTo(std::string const& Stream, std::uint64_t Number) const;
 
   /// Whatever the process holds may be replaced by an answer that is older than its changes on
@@ -67,6 +75,7 @@ class TCOwnChanges {
  private:
   struct TSKey {
     unsigned Changes = 0;   // on their way
+    unsigned Copies = 0;    // that have come, of mails that may be lost yet
     TCMark LastSent = 0;    // the latest made of those that were sent
     bool Inverted = false;  // the last one sent was not the last one made
     bool Replaced = false;  // an answer may have
@@ -77,6 +86,7 @@ class TCOwnChanges {
   struct TSStream {
     TCKeys Keys;
     std::map<std::uint64_t, TCPlaces> Mails;  // on their way, by number
+    std::map<std::uint64_t, TCPlaces> Come;   // whose copies have come, until they are acknowledged
   };
   struct TSMarked {
     TSStream* Stream;
@@ -84,7 +94,11 @@ class TCOwnChanges {
   };
 
   static bool IsToBeApplied(TCPlaces const& Places);
-  static void End(TSStream& Stream, TCPlaces const& Places);
+  static void EraseIfUnused(TSStream& Stream, TCKeys::iterator Place);
+  void EndChange(TSKey& Key);
+  void MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail);
+  void MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail);
+  static void ForgetCome(TSStream& Stream, std::uint64_t Number);
   void ReplaceAll();
 
   std::mutex mutable m_Mutex;
@@ -92,4 +106,5 @@ class TCOwnChanges {
   TCMark m_LastMark = 0;
   std::map<std::string, TSStream> m_Streams;
   std::map<TCMark, TSMarked> m_Marked;  // made and not yet sent
+  std::size_t m_OnWay = 0;              // changes, of all keys
 };

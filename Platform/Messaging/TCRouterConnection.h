@@ -53,14 +53,15 @@ class TCRouterConnection {
   std::map<std::string, TSSubscription> m_Subscriptions;
   std::list<TCRouterConnection>::iterator m_Place;
   TCEventSource m_GreetingLimit;
-  TCEventSource m_Pause;  // while the peer is not read from
+  TCEventSource m_Pause;   // while the peer sends too much and is not read from
+  TCEventSource m_HangUp;  // while it is not read from because a mailbox has no owner
   TCLogBudget m_LogBudget;
 
  private:
   std::uint64_t CountQueued() const;
 
   TCBusHandle m_Bus;
-  std::size_t m_QueuedBytes = 0;  // at least what waits for the peer
+  std::size_t m_QueuedBytes = 0;                            // at least what waits for the peer
   std::map<std::string, std::uint64_t> m_Acknowledgements;  // held back, by mailbox path
   std::uint64_t m_SecondBegan = 0;                          // microseconds
   unsigned m_MailsInSecond = 0;

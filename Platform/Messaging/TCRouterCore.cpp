@@ -3,6 +3,7 @@
 #include "Platform/Messaging/TCRouterCore.h"
 
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,9 +18,11 @@
 namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCNorvMailRouter";
-constexpr std::size_t kParkedLimit = 8192;  // messages kept for a mailbox without owner
-constexpr std::size_t kSubscriptionLimit = 64;      // of one connection
-constexpr std::size_t kNotAdmittedLimit = 16;       // connections of a user who may not greet
+constexpr std::size_t kParkedLimit = 1024;      // messages kept for mailboxes without owner
+constexpr std::size_t kParkedOfOne = 64;        // of them of one connection, which then has to wait
+constexpr std::size_t kGroups = 128;            // of a user that are considered
+constexpr std::size_t kSubscriptionLimit = 64;  // of one connection
+constexpr std::size_t kNotAdmittedLimit = 16;   // connections of a user who may not greet
 constexpr std::uint64_t kSecond = 1000000;
 constexpr std::uint64_t kAcceptAgain = kSecond / 10;  // after the descriptors have run out
 constexpr std::uint64_t kAccuracy = kSecond / 100;
@@ -53,21 +56,20 @@ std::string ProcessName(pid_t Process) {
   return Result >= 0 && sd_bus_creds_get_comm(Raw, &Name) >= 0 ? Name : "unknown";
 }
 
-void ReadCredentials(sd_bus* Bus, TSNorvMailSender& Sender) {
-  sd_bus_creds* Raw = nullptr;
-  constexpr std::uint64_t kMask = SD_BUS_CREDS_PID | SD_BUS_CREDS_EUID | SD_BUS_CREDS_EGID |
-                                  SD_BUS_CREDS_SUPPLEMENTARY_GIDS;
-  MailWire::Require(sd_bus_get_owner_creds(Bus, kMask, &Raw), "read credentials");
-  TCBusCredentials const Credentials(Raw);
-  MailWire::Require(sd_bus_creds_get_euid(Raw, &Sender.User), "read the user");
-  sd_bus_creds_get_egid(Raw, &Sender.Group);
-  gid_t const* Groups = nullptr;
-  int const Count = sd_bus_creds_get_supplementary_gids(Raw, &Groups);
-  if (Count > 0) {
-    Sender.Groups.assign(Groups, Groups + Count);
-  }
-  sd_bus_creds_get_pid(Raw, &Sender.Process);
+// Who is at the other end, from the socket itself.
+void ReadCredentials(int File, TSNorvMailSender& Sender) {
+  ucred Peer = {};
+  socklen_t Size = sizeof(Peer);
+  MailWire::Require(getsockopt(File, SOL_SOCKET, SO_PEERCRED, &Peer, &Size) == 0 ? 0 : -errno,
+                    "read credentials");
+  Sender.User = Peer.uid;
+  Sender.Group = Peer.gid;
+  Sender.Process = Peer.pid;
   Sender.ProcessName = ProcessName(Sender.Process);
+  Sender.Groups.resize(kGroups);
+  Size = static_cast<socklen_t>(Sender.Groups.size() * sizeof(gid_t));
+  bool const Known = getsockopt(File, SOL_SOCKET, SO_PEERGROUPS, Sender.Groups.data(), &Size) == 0;
+  Sender.Groups.resize(Known ? Size / sizeof(gid_t) : 0);
 }
 
 }  // namespace
@@ -92,9 +94,9 @@ TCRouterCore::TCRouterCore(std::string const& Address)
   RequireLoop(sd_event_add_post(m_Event.get(), &Source, OnProgress, this), "watch for progress");
   m_ProgressSource.reset(Source);
   RequireLoop(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "watch for progress");
-  RequireLoop(sd_event_add_time(m_Event.get(), &Source, CLOCK_MONOTONIC, 0, kAccuracy,
-                                OnAcceptAgain, this),
-              "prepare accepting again");
+  RequireLoop(
+      sd_event_add_time(m_Event.get(), &Source, CLOCK_MONOTONIC, 0, kAccuracy, OnAcceptAgain, this),
+      "prepare accepting again");
   m_AcceptAgainSource.reset(Source);
   RequireLoop(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "prepare accepting again");
 }
@@ -253,21 +255,24 @@ void TCRouterCore::Serve(TCFileDescriptor File) {
   TCBusHandle Handle(Bus);
   sd_id128_t ID;
   MailWire::Require(sd_id128_randomize(&ID), "draw an id");
+  TSNorvMailSender Sender;
+  ReadCredentials(File.get(), Sender);
   MailWire::Require(sd_bus_set_fd(Bus, File.get(), File.get()), "use a connection");
   File.Release();
   MailWire::Require(sd_bus_set_server(Bus, 1, ID), "serve a connection");
-  MailWire::Require(sd_bus_negotiate_fds(Bus, 1), "serve a connection");
+  // Who will be refused at the greeting leaves no descriptors here until then.
+  MailWire::Require(sd_bus_negotiate_fds(Bus, IsAdmitted(Sender) ? 1 : 0), "serve a connection");
   TCRouterConnection& Connection = m_Connections.emplace_back(*this, std::move(Handle));
+  Connection.m_Sender = std::move(Sender);
   Connection.m_Place = std::prev(m_Connections.end());
   try {
     MailWire::Require(sd_bus_add_filter(Bus, nullptr, OnMessage, &Connection),
                       "serve a connection");
     MailWire::Require(sd_bus_start(Bus), "start a connection");
-    ReadCredentials(Bus, Connection.m_Sender);
     RequireRoomFor(Connection.m_Sender);
     sd_event_source* Source = nullptr;
-    auto const Limit = static_cast<std::uint64_t>(
-        std::chrono::microseconds(m_Limits.GreetingTime).count());
+    auto const Limit =
+        static_cast<std::uint64_t>(std::chrono::microseconds(m_Limits.GreetingTime).count());
     MailWire::Require(sd_event_add_time_relative(m_Event.get(), &Source, CLOCK_MONOTONIC, Limit,
                                                  kAccuracy, OnGreetingLimit, &Connection),
                       "limit the time of a greeting");
@@ -286,10 +291,9 @@ bool TCRouterCore::IsAdmitted(TSNorvMailSender const& Sender) const {
 
 void TCRouterCore::RequireRoomFor(TSNorvMailSender const& Sender) const {
   std::size_t const ForUser = IsAdmitted(Sender) ? m_Limits.ConnectionsPerUser : kNotAdmittedLimit;
-  std::size_t const OfUser = static_cast<std::size_t>(
-      std::count_if(m_Connections.begin(), m_Connections.end(), [&](auto const& Connection) {
-        return Connection.m_Sender.User == Sender.User;
-      }));
+  std::size_t const OfUser = static_cast<std::size_t>(std::count_if(
+      m_Connections.begin(), m_Connections.end(),
+      [&](auto const& Connection) { return Connection.m_Sender.User == Sender.User; }));
   if (OfUser > ForUser || m_Connections.size() > m_Limits.Connections) {
     throw TCException(kSource, __LINE__)
         .Format("too many connections: %zu of user %u (at most %zu), %zu in all (at most %u)",
@@ -320,6 +324,7 @@ void TCRouterCore::Drop(TCRouterConnection& Connection) {
   }
   Connection.m_GreetingLimit.reset();
   Connection.m_Pause.reset();
+  Connection.m_HangUp.reset();
   sd_bus_detach_event(Connection.get_Bus());
   m_Dropped.splice(m_Dropped.end(), m_Connections, Connection.m_Place);
   sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
@@ -355,6 +360,13 @@ int TCRouterCore::Route(TCRouterConnection& Connection, sd_bus_message* Message)
     return 1;
   }
   if (sd_bus_message_is_method_call(Message, nullptr, nullptr) <= 0) {
+    return 1;
+  }
+  if (Connection.IsCongested() &&
+      sd_bus_message_is_method_call(Message, nullptr, MailWire::kSend) <= 0) {
+    SyslogWarning("mail router: %s does not read its answers; its connection is ended",
+                  Connection.Describe().c_str());
+    Drop(Connection);
     return 1;
   }
   char const* const Path = sd_bus_message_get_path(Message);
@@ -438,8 +450,7 @@ void TCRouterCore::Subscribe(TCRouterConnection& Connection, sd_bus_message* Mes
   }
   if (Connection.m_Subscriptions.size() >= kSubscriptionLimit &&
       Connection.m_Subscriptions.count(Interface) == 0) {
-    throw TCException(kSource, __LINE__)
-        .Format("more than %zu subscriptions", kSubscriptionLimit);
+    throw TCException(kSource, __LINE__).Format("more than %zu subscriptions", kSubscriptionLimit);
   }
   Connection.m_Subscriptions[Interface].Behind = false;
   CatchUp(Connection, Interface, Known);
@@ -484,10 +495,10 @@ void TCRouterCore::CatchUpByServices(TCRouterConnection& Connection, std::string
       continue;
     }
     std::uint64_t const Included = Owner->get_LastTaken(Subscriber.Identity);
-    TCBusMessage const Message = NewPublished(Connection.get_Bus(),
-                                              {Path, Interface, m_Position.Sequence,
-                                               MailWire::kNoOrigin, Included, "", Content},
-                                              0, Content.Body);
+    TCBusMessage const Message = NewPublished(
+        Connection.get_Bus(),
+        {Path, Interface, m_Position.Sequence, MailWire::kNoOrigin, Included, "", Content}, 0,
+        Content.Body);
     if (!Connection.Send(Message.get(), Content.Body->get_Size())) {
       FallBehind(Connection, Subscription);
       return;
@@ -506,7 +517,7 @@ void TCRouterCore::FallBehind(TCRouterConnection& Connection,
   sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
   if (Connection.m_LogBudget.Grant()) {
     SyslogWarning("mail router: %s does not read its mails; it will be brought up to date%s",
-               Connection.Describe().c_str(), Connection.m_LogBudget.TakeNote().c_str());
+                  Connection.Describe().c_str(), Connection.m_LogBudget.TakeNote().c_str());
   }
 }
 
@@ -546,8 +557,7 @@ void TCRouterCore::Resume(TCRouterConnection& Connection) {
   }
 }
 
-void TCRouterCore::BringUpToDate(
-    std::function<bool(TSNorvMailSender const&)> const& IsConcerned) {
+void TCRouterCore::BringUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned) {
   for (TCRouterConnection& Connection : m_Connections) {
     if (Connection.IsGreeted() && IsConcerned(Connection.m_Sender)) {
       for (auto const& [Interface, Subscription] : Connection.m_Subscriptions) {
@@ -561,6 +571,9 @@ void TCRouterCore::RouteToMailbox(TCRouterConnection& Connection, sd_bus_message
   if (!Connection.IsGreeted()) {
     throw TCException(kSource, __LINE__).Format("a mail before the greeting");
   }
+  if (!Connection.CountMail(m_Limits.MailsPerSecond, Now())) {
+    SlowDown(Connection);
+  }
   auto const Owner = m_Mailboxes.find(sd_bus_message_get_path(Message));
   if (Owner == m_Mailboxes.end()) {
     Park(Connection, Message);
@@ -568,9 +581,6 @@ void TCRouterCore::RouteToMailbox(TCRouterConnection& Connection, sd_bus_message
   }
   auto const MailClass = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message));
   if (sd_bus_message_is_method_call(Message, nullptr, MailWire::kSend) > 0) {
-    if (!Connection.CountMail(m_Limits.MailsPerSecond, Now())) {
-      SlowDown(Connection);
-    }
     DeliverMail(*Owner->second, Connection, Message, *MailClass);
   } else if (sd_bus_message_is_method_call(Message, nullptr, MailWire::kRequest) > 0) {
     DeliverRequest(*Owner->second, Connection, Message, *MailClass);
@@ -582,8 +592,12 @@ void TCRouterCore::RouteToMailbox(TCRouterConnection& Connection, sd_bus_message
 
 void TCRouterCore::Park(TCRouterConnection& Connection, sd_bus_message* Message) {
   std::size_t Count = 0;
+  std::size_t OfOne = 0;
   for (auto const& [Path, Messages] : m_Parked) {
     Count += Messages.size();
+    OfOne += static_cast<std::size_t>(std::count_if(
+        Messages.begin(), Messages.end(),
+        [&Connection](TSParked const& Parked) { return Parked.Connection == &Connection; }));
   }
   if (Count >= kParkedLimit) {
     // Its proxy comes back and sends again what has not been acknowledged.
@@ -594,6 +608,33 @@ void TCRouterCore::Park(TCRouterConnection& Connection, sd_bus_message* Message)
   }
   m_Parked[sd_bus_message_get_path(Message)].push_back(
       {&Connection, TCBusMessage(sd_bus_message_ref(Message))});
+  if (OfOne + 1 >= kParkedOfOne) {
+    WaitForOwner(Connection);
+  }
+}
+
+// The peer is not read from until a mailbox gets its owner; its end is noticed.
+void TCRouterCore::WaitForOwner(TCRouterConnection& Connection) {
+  sd_bus_detach_event(Connection.get_Bus());
+  sd_event_source* Source = nullptr;
+  MailWire::Require(sd_event_add_io(m_Event.get(), &Source, sd_bus_get_fd(Connection.get_Bus()),
+                                    EPOLLRDHUP, OnHangUp, &Connection),
+                    "watch a connection");
+  Connection.m_HangUp.reset(Source);
+}
+
+int TCRouterCore::OnHangUp(sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/,
+                           void* Connection) {
+  auto& Ended = *static_cast<TCRouterConnection*>(Connection);
+  Ended.m_Core.Drop(Ended);
+  return 0;
+}
+
+void TCRouterCore::ReadAgain(TCRouterConnection& Connection) {
+  if (!Connection.m_Pause && !Connection.m_HangUp &&
+      sd_bus_attach_event(Connection.get_Bus(), m_Event.get(), SD_EVENT_PRIORITY_NORMAL) < 0) {
+    Drop(Connection);
+  }
 }
 
 // The peer is not read from for the rest of a second, so it waits and nobody else does.
@@ -618,10 +659,7 @@ int TCRouterCore::OnPauseOver(sd_event_source* /*Source*/, std::uint64_t /*Time*
                               void* Connection) {
   auto& Paused = *static_cast<TCRouterConnection*>(Connection);
   Paused.m_Pause.reset();
-  if (sd_bus_attach_event(Paused.get_Bus(), Paused.m_Core.get_Event(), SD_EVENT_PRIORITY_NORMAL) <
-      0) {
-    Paused.m_Core.Drop(Paused);
-  }
+  Paused.m_Core.ReadAgain(Paused);
   return 0;
 }
 
@@ -661,11 +699,8 @@ void TCRouterCore::DeliverRequest(TCNorvService& Owner, TCRouterConnection& Conn
   if (Sender.Identity != Identity) {
     throw TCException(kSource, __LINE__).Format("a mail in another's name");
   }
-  if (Connection.IsCongested()) {
-    SyslogWarning("mail router: %s does not read its answers; its connection is ended",
-                  Connection.Describe().c_str());
-    Drop(Connection);
-    return;
+  if (sd_bus_message_get_expect_reply(Message) <= 0) {
+    throw TCException(kSource, __LINE__).Format("a request that expects no answer");
   }
   TSNorvMailContent const Request = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
   TSNorvMailContent Answer{MailClass, 0, 0, TCNorvMailBody::Empty()};
@@ -697,6 +732,13 @@ void TCRouterCore::OpenMailbox(std::string const& Mailbox, std::string const& Pa
   m_Parked.erase(Path);
   for (TSParked const& Parked : Messages) {
     OnMessage(Parked.Message.get(), Parked.Connection, nullptr);
+  }
+  for (auto Place = m_Connections.begin(); Place != m_Connections.end();) {
+    TCRouterConnection& Connection = *Place++;
+    if (Connection.m_HangUp) {
+      Connection.m_HangUp.reset();
+      ReadAgain(Connection);
+    }
   }
 }
 
@@ -733,9 +775,8 @@ TCBusMessage TCRouterCore::NewPublished(sd_bus* Bus, TSPublishedMail const& Mail
   MailWire::Require(sd_bus_message_append(Raw, "tttst", m_Position.Epoch, Previous, Mail.Sequence,
                                           Mail.Origin.c_str(), Mail.Number),
                     "append an envelope");
-  MailWire::AppendMail(Raw,
-                       {Mail.Content.MailClass, Mail.Content.SignalType, Mail.Content.SignalName,
-                        Body});
+  MailWire::AppendMail(
+      Raw, {Mail.Content.MailClass, Mail.Content.SignalType, Mail.Content.SignalName, Body});
   return Message;
 }
 

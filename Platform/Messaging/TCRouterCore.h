@@ -69,6 +69,7 @@ class TCRouterCore {
   static int OnReap(sd_event_source* Source, void* Core);
   static int OnProgress(sd_event_source* Source, void* Core);
   static int OnGreetingLimit(sd_event_source* Source, std::uint64_t Time, void* Connection);
+  static int OnHangUp(sd_event_source* Source, int File, std::uint32_t Events, void* Connection);
   static int OnPauseOver(sd_event_source* Source, std::uint64_t Time, void* Connection);
   static int OnMessage(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
 
@@ -92,17 +93,18 @@ class TCRouterCore {
   void CatchUpByServices(TCRouterConnection& Connection, std::string const& Interface);
   void Forward(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription,
                TSPublishedMail const& Mail, TSForwarded& Last);
-  void FallBehind(TCRouterConnection& Connection,
-                  TCRouterConnection::TSSubscription& Subscription);
+  void FallBehind(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription);
   void Resume(TCRouterConnection& Connection);
   TCBusMessage NewPublished(sd_bus* Bus, TSPublishedMail const& Mail, std::uint64_t Previous,
                             std::shared_ptr<TCNorvMailBody const> const& Body) const;
   void Park(TCRouterConnection& Connection, sd_bus_message* Message);
+  void WaitForOwner(TCRouterConnection& Connection);
+  void ReadAgain(TCRouterConnection& Connection);
   void SlowDown(TCRouterConnection& Connection);
   void DeliverMail(TCNorvService& Owner, TCRouterConnection& Connection, sd_bus_message* Message,
                    TCNorvMailClassID const& MailClass);
-  void DeliverRequest(TCNorvService& Owner, TCRouterConnection& Connection,
-                      sd_bus_message* Message, TCNorvMailClassID const& MailClass);
+  void DeliverRequest(TCNorvService& Owner, TCRouterConnection& Connection, sd_bus_message* Message,
+                      TCNorvMailClassID const& MailClass);
   std::uint64_t Now() const;
 
   std::string const m_Address;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A process that uses properties as it is told on its standard input, one command a line. Texts are
 // in hexadecimal, "-" is nothing.
+#include <algorithm>
 #include <condition_variable>
 #include <iostream>
 #include <map>
@@ -140,15 +141,18 @@ std::string Set(std::istream& Words) {
   return "set";
 }
 
-// Counts in the values of a property, each link in turn.
+// Counts in the values of a property, each link in turn; the numbers have so many digits at least.
 std::string Fill(std::istream& Words) {
   int Number = 0;
   int Links = 0;
   int Changes = 0;
-  Words >> Number >> Links >> Changes;
+  std::size_t Digits = 0;
+  Words >> Number >> Links >> Changes >> Digits;
   Property::TCPropertyID const& ID = *Property::TCPropertyID::Find(Number);
   for (int Change = 0; Change < Changes; ++Change) {
-    SetProperty(ID, std::to_string(Change), TCRecordID(Change % Links));
+    std::string const Text = std::to_string(Change);
+    std::string const Zeros(Digits - std::min(Digits, Text.size()), '0');
+    SetProperty(ID, Zeros + Text, TCRecordID(Change % Links));
   }
   return "filled";
 }
@@ -181,6 +185,15 @@ std::string Await(std::istream& /*Words*/) {
   return Queue().Take();
 }
 
+// Takes changes until one is as the rest of the command says.
+std::string Until(std::istream& Words) {
+  std::string Line;
+  std::getline(Words >> std::ws, Line);
+  while (Queue().Take() != Line) {
+  }
+  return "heard";
+}
+
 std::string Acknowledged(std::istream& /*Words*/) {
   TCPropertyCollectionDriver::get_Instance()->WaitForAcknowledgements();
   return "acknowledged";
@@ -188,10 +201,19 @@ std::string Acknowledged(std::istream& /*Words*/) {
 
 std::string Obey(std::string const& Line) {
   static std::map<std::string, std::string (*)(std::istream&)> const Commands = {
-      {"create", Create},     {"get", Get},     {"quiet", GetQuietly},
-      {"exist", Exist},       {"set", Set},     {"fill", Fill},
-      {"choose", Choose},     {"begin", Begin}, {"commit", Commit},
-      {"rollback", Rollback}, {"await", Await}, {"acknowledged", Acknowledged}};
+      {"create", Create},
+      {"get", Get},
+      {"quiet", GetQuietly},
+      {"exist", Exist},
+      {"set", Set},
+      {"fill", Fill},
+      {"choose", Choose},
+      {"begin", Begin},
+      {"commit", Commit},
+      {"rollback", Rollback},
+      {"await", Await},
+      {"until", Until},
+      {"acknowledged", Acknowledged}};
   std::istringstream Words(Line);
   std::string Command;
   Words >> Command;

@@ -98,7 +98,8 @@ TCBusMessage TWirePeer::NewRequestForAll() {
 }
 
 bool TWirePeer::Send(TCBusMessage const& Message) {
-  return sd_bus_send(m_Bus.get(), Message.get(), nullptr) >= 0;
+  std::uint64_t Cookie = 0;  // without it no answer is asked for
+  return sd_bus_send(m_Bus.get(), Message.get(), &Cookie) >= 0;
 }
 
 bool TWirePeer::Flush() {

@@ -172,7 +172,7 @@ void TConvergenceModel::Receive(std::size_t Index) {
       return;
     }
     if (First) {
-      Process.m_Own.EndUpTo(kStream, Received.m_Number);
+      Process.m_Own.Acknowledge(kStream, Received.m_Number);
       return;
     }
   } else if (Received.m_Kind == TPublished::TKind::eMail) {
@@ -193,11 +193,11 @@ void TConvergenceModel::Begin(std::size_t Index) {
   TPublished const Received = Process.m_Inbox.front();
   Process.m_Inbox.pop_front();
   if (Received.m_Kind == TPublished::TKind::eAcknowledged) {
-    Process.m_Own.EndUpTo(kStream, Received.m_Number);
+    Process.m_Own.Acknowledge(kStream, Received.m_Number);
     return;
   }
   if (Received.m_Kind == TPublished::TKind::eCatchUp) {
-    Process.m_Own.EndUpTo(kStream, Received.m_Number);
+    Process.m_Own.CatchUp(kStream, Received.m_Number);
   } else if (Received.m_Origin == Index && !Process.m_Own.EndOwn(kStream, Received.m_Number)) {
     return;
   }

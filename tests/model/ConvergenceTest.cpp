@@ -68,6 +68,16 @@ TEST(Convergence, OfAWriterAlone) {
   ExpectConvergence(Plan);
 }
 
+TEST(Convergence, OfAWriterAloneWithAServerThatPublishesBeforeItStores) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kOther}, {kOther}})}};
+  Plan.m_Cuts = 1;
+  Plan.m_Crashes = 2;
+  Plan.m_Relaxed = true;
+  Plan.m_ExclusiveKey = kOther;
+  ExpectConvergence(Plan);
+}
+
 TEST(Convergence, AcrossConnectionsThatBreak) {
   TModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};

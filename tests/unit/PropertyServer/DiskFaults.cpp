@@ -1,48 +1,117 @@
 // SPDX-License-Identifier: MIT
-// A file system for the database library: the system's own, with exchanged write and sync.
+// A file system for the database library: the system's own, with every operation under control.
 #include "tests/unit/PropertyServer/DiskFaults.h"
 
 #include <sqlite3.h>
 
 #include <cerrno>
 #include <map>
+#include <utility>
 
 namespace {
 
+using DiskFaults::TEOperation;
+using DiskFaults::TSOperation;
+
 sqlite3_vfs* g_System = nullptr;
-int (*g_SystemWrite)(sqlite3_file*, void const*, int, sqlite3_int64) = nullptr;
-int (*g_SystemSync)(sqlite3_file*, int) = nullptr;
+
+// The system has several tables of methods, for files that are locked and files that are not.
+struct TSFile {
+  sqlite3_io_methods const* Methods;
+  std::string Name;
+};
+std::map<sqlite3_file*, TSFile> g_Files;
 
 int g_WriteResult = SQLITE_OK;
 int g_SyncResult = SQLITE_OK;
 int g_SyncCount = 0;
+bool g_SkipsSyncs = false;
+DiskFaults::TWatcher g_Watcher;
+
+int ResultOf(TSOperation const& Operation) {
+  int Result = SQLITE_OK;
+  if (Operation.Kind == TEOperation::eWrite) {
+    Result = g_WriteResult;
+  } else if (Operation.Kind == TEOperation::eSync) {
+    Result = g_SyncResult;
+  }
+  if (Result == SQLITE_OK && g_Watcher) {
+    Result = g_Watcher(Operation);
+  }
+  if (Result != SQLITE_OK) {
+    errno = Result == SQLITE_FULL ? ENOSPC : EIO;
+  }
+  return Result;
+}
+
+std::string NameOf(char const* Path) {
+  std::string const Text(Path);
+  return Text.substr(Text.rfind('/') + 1);
+}
+
+int Close(sqlite3_file* File) {
+  return g_Files.extract(File).mapped().Methods->xClose(File);
+}
+
+int Read(sqlite3_file* File, void* Bytes, int Count, sqlite3_int64 Offset) {
+  auto const& [Methods, Name] = g_Files.at(File);
+  int const Result = ResultOf({TEOperation::eRead, Name});
+  return Result != SQLITE_OK ? Result : Methods->xRead(File, Bytes, Count, Offset);
+}
 
 int Write(sqlite3_file* File, void const* Bytes, int Count, sqlite3_int64 Offset) {
-  if (g_WriteResult != SQLITE_OK) {
-    errno = g_WriteResult == SQLITE_FULL ? ENOSPC : EIO;
-    return g_WriteResult;
-  }
-  return g_SystemWrite(File, Bytes, Count, Offset);
+  auto const& [Methods, Name] = g_Files.at(File);
+  std::string_view const Data(static_cast<char const*>(Bytes), static_cast<std::size_t>(Count));
+  int const Result = ResultOf({TEOperation::eWrite, Name, Offset, Data});
+  return Result != SQLITE_OK ? Result : Methods->xWrite(File, Bytes, Count, Offset);
+}
+
+int Truncate(sqlite3_file* File, sqlite3_int64 Size) {
+  auto const& [Methods, Name] = g_Files.at(File);
+  int const Result = ResultOf({TEOperation::eTruncate, Name, Size, {}});
+  return Result != SQLITE_OK ? Result : Methods->xTruncate(File, Size);
 }
 
 int Sync(sqlite3_file* File, int Flags) {
-  if (g_SyncResult != SQLITE_OK) {
-    errno = EIO;
-    return g_SyncResult;
+  auto const& [Methods, Name] = g_Files.at(File);
+  int const Result = ResultOf({TEOperation::eSync, Name});
+  if (Result != SQLITE_OK) {
+    return Result;
   }
   ++g_SyncCount;
-  return g_SystemSync(File, Flags);
+  return g_SkipsSyncs ? SQLITE_OK : Methods->xSync(File, Flags);
 }
 
-// The system has several tables of methods, which all write and sync alike.
-int Open(sqlite3_vfs*, char const* Name, sqlite3_file* File, int Flags, int* OutFlags) {
+int Delete(sqlite3_vfs*, char const* Path, int SyncFolder) {
+  int const Result = ResultOf({TEOperation::eDelete, NameOf(Path), 0, {}, SyncFolder != 0});
+  return Result != SQLITE_OK ? Result : g_System->xDelete(g_System, Path, SyncFolder);
+}
+
+int Create(char const* Path, int Flags) {
+  int Exists = 1;
+  if (Path != nullptr && (Flags & SQLITE_OPEN_CREATE) != 0) {
+    g_System->xAccess(g_System, Path, SQLITE_ACCESS_EXISTS, &Exists);
+    if (Exists == 0) {
+      return ResultOf({TEOperation::eCreate, NameOf(Path)});
+    }
+  }
+  return SQLITE_OK;
+}
+
+int Open(sqlite3_vfs*, char const* Path, sqlite3_file* File, int Flags, int* OutFlags) {
   static std::map<sqlite3_io_methods const*, sqlite3_io_methods> Exchanged;
-  int const Result = g_System->xOpen(g_System, Name, File, Flags, OutFlags);
+  File->pMethods = nullptr;
+  int Result = Create(Path, Flags);
   if (Result == SQLITE_OK) {
+    Result = g_System->xOpen(g_System, Path, File, Flags, OutFlags);
+  }
+  if (Result == SQLITE_OK) {
+    g_Files[File] = {File->pMethods, Path != nullptr ? NameOf(Path) : std::string()};
     sqlite3_io_methods& Methods = Exchanged.emplace(File->pMethods, *File->pMethods).first->second;
-    g_SystemWrite = File->pMethods->xWrite;
-    g_SystemSync = File->pMethods->xSync;
+    Methods.xClose = Close;
+    Methods.xRead = Read;
     Methods.xWrite = Write;
+    Methods.xTruncate = Truncate;
     Methods.xSync = Sync;
     File->pMethods = &Methods;
   }
@@ -57,6 +126,7 @@ void DiskFaults::Install() {
   FileSystem = *g_System;
   FileSystem.zName = "faulty";
   FileSystem.xOpen = Open;
+  FileSystem.xDelete = Delete;
   sqlite3_vfs_register(&FileSystem, 1);
 }
 
@@ -76,6 +146,14 @@ void DiskFaults::BreakSync() {
 void DiskFaults::Repair() {
   g_WriteResult = SQLITE_OK;
   g_SyncResult = SQLITE_OK;
+}
+
+void DiskFaults::SkipSyncs() {
+  g_SkipsSyncs = true;
+}
+
+void DiskFaults::Watch(TWatcher Watcher) {
+  g_Watcher = std::move(Watcher);
 }
 
 int DiskFaults::SyncCount() {
