@@ -53,6 +53,11 @@ TSNorvMailContent Foreign(int SignalType, int SignalName) {
   return {Norv_PropertyMail, SignalType, SignalName, OneRecord(eNorvRequest, 1).Body};
 }
 
+Property::TCPropertyServer::TCConfiguration Configured(std::string const& Text) {
+  return std::make_shared<Property::TCServerConfiguration const>(
+      Property::TCServerConfiguration::Parse(Text, "test.toml"));
+}
+
 void TPropertyProxy::Send(TSNorvMailContent const& Mail) const {
   EXPECT_TRUE(Post(PropertyMailbox(), Mail));
 }
@@ -73,10 +78,10 @@ void TPropertyProxy::OnServiceMail(TCNorvMessage const& Mail) {
   m_Published.Add(TPropertyMail(Mail.get_Content()).get_AsText());
 }
 
-TPropertyService::TPropertyService(std::string const& Database)
+TPropertyService::TPropertyService(std::string const& Database, Property::TEDurability Durability,
+                                   std::string const& Configuration)
     : m_Database(Database),
-      m_Server(m_Router, m_Database, Property::TEDurability::eFull, false,
-               std::make_shared<Property::TCServerConfiguration const>()),
+      m_Server(m_Router, m_Database, Durability, false, Configured(Configuration)),
       m_Thread([this] { m_Router.Run(); }) {}
 
 TPropertyService::~TPropertyService() {

@@ -33,6 +33,9 @@ TSNorvMailContent RequestOne(TPropertyRecord const& Record);
 /// A mail of the property class with a record of another layout.
 TSNorvMailContent Foreign(int SignalType, int SignalName);
 
+/// The configuration that a file with this text has.
+Property::TCPropertyServer::TCConfiguration Configured(std::string const& Text);
+
 /// Remembers the texts of the published mails. Its device is the one at the time of its greeting.
 class TPropertyProxy : public TCNorvServiceProxy {
  public:
@@ -54,7 +57,8 @@ class TPropertyProxy : public TCNorvServiceProxy {
 /// Database, router and service; the router runs until this is destroyed.
 class TPropertyService {
  public:
-  explicit TPropertyService(std::string const& Database);
+  TPropertyService(std::string const& Database, Property::TEDurability Durability,
+                   std::string const& Configuration);
   TPropertyService(TPropertyService const&) = delete;
   TPropertyService& operator=(TPropertyService const&) = delete;
   ~TPropertyService();
@@ -83,7 +87,10 @@ struct TPropertyServiceFixture : TMessagingFixture {
   std::string Path() const { return m_Folder + "/values.db"; }
   /// Stores values while no server runs.
   void Store(std::vector<Property::TSPropertyRecord> const& Records) const;
-  void Start() { m_Service.emplace(Path()); }
+  void Start(Property::TEDurability Durability = Property::TEDurability::eFull,
+             std::string const& Configuration = std::string()) {
+    m_Service.emplace(Path(), Durability, Configuration);
+  }
   void Stop() { m_Service.reset(); }
   /// Runs on the router's thread, where disk faults may change.
   void Execute(std::function<void()> const& Function) { m_Service->m_Router.Execute(Function); }
