@@ -50,8 +50,8 @@ std::int64_t CurrentTime() {
       .count();
 }
 
-TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, sd_event* Event,
-                             TEDurability Durability, TCOnStored OnStored, TCOnTrouble OnTrouble)
+TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, sd_event* Event, TEDurability Durability,
+                             TCOnStored OnStored, TCOnTrouble OnTrouble)
     : m_Database(Database),
       m_Durability(Durability),
       m_OnStored(std::move(OnStored)),
@@ -119,6 +119,12 @@ TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
 void TCCommitQueue::CommitIfMuch() {
   if (!m_Failing && (m_Waiting.size() >= kGroupLimit || m_WaitingBytes >= kGroupByteLimit)) {
     Commit();
+  }
+}
+
+void TCCommitQueue::CommitWhenIdle() {
+  if (!m_Failing) {
+    sd_event_source_set_enabled(m_Idle.get(), SD_EVENT_ONESHOT);
   }
 }
 

@@ -46,6 +46,8 @@ class TCCommitQueue {
   TSTakenMail& Add(TSTakenMail Mail);
   /// Commits when enough has been added.
   void CommitIfMuch();
+  /// What waits is stored as soon as nothing else is to do, whatever the durability.
+  void CommitWhenIdle();
   /// Stores what waits now; false when that fails and is tried again later.
   bool Commit();
 

@@ -194,13 +194,27 @@ void TCPropertyServer::Take(TSTakenMail Taken) {
   }
   TSTakenMail& Waiting = m_Queue.Add(std::move(Taken));
   if (m_Durability == TEDurability::eRelaxed && !m_EffectsWait) {
-    try {
-      TakeEffect(Waiting);
-    } catch (std::bad_alloc const&) {
-      m_EffectsWait = true;  // this one and all behind it take effect with the commit, in order
-    }
+    TakeEffectAtOnce(Waiting);
   }
   m_Queue.CommitIfMuch();
+}
+
+// A mail that can not, and all behind it, take effect with the commit, in order. A value that
+// nobody has is told of when it is stored: no mail could take it back from a process if it were
+// lost.
+void TCPropertyServer::TakeEffectAtOnce(TSTakenMail& Taken) {
+  m_EffectsWait =
+      std::any_of(Taken.Changes.begin(), Taken.Changes.end(),
+                  [this](auto const& Change) { return m_Values.count(PlaceOf(Change)) == 0; });
+  if (m_EffectsWait) {
+    m_Queue.CommitWhenIdle();
+    return;
+  }
+  try {
+    TakeEffect(Taken);
+  } catch (std::bad_alloc const&) {
+    m_EffectsWait = true;
+  }
 }
 
 std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken) {

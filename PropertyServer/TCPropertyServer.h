@@ -23,7 +23,7 @@ namespace Property {
 /// Owns the mailbox of the property protocol: answers requests from memory, takes changes, stores,
 /// publishes and acknowledges them. A mail is one change: it takes effect as a whole or not at all,
 /// once, and is acknowledged when it is on the disk. With full durability it is published then,
-/// with relaxed durability at once.
+/// with relaxed durability at once, unless it sets a value that there was none of.
 ///
 /// A mail that was taken before is acknowledged again and nothing else. A malformed mail is refused
 /// and logged. So is one that the configuration forbids; its sender is then given the values that
@@ -81,6 +81,7 @@ class TCPropertyServer : public TCNorvService {
   void Take(TSTakenMail Taken);
   std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken);
   std::string const* FindNewest(TCPropertyPlace const& Place) const;
+  void TakeEffectAtOnce(TSTakenMail& Taken);
   void TakeEffect(TSTakenMail& Taken);
   void OnStored(std::list<TSTakenMail>& Stored);
   void OnTrouble(bool Failing, std::string const& Reason);
@@ -106,7 +107,7 @@ class TCPropertyServer : public TCNorvService {
   std::map<TCPropertyPlace, std::string> m_Values;
   std::map<std::string, std::uint64_t> m_Taken;  // the last mails in effect, of senders in this run
   std::uint64_t m_LastTransaction;               // of the history
-  bool m_EffectsWait = false;                    // memory ran out; the commit catches up
+  bool m_EffectsWait = false;                    // for the commit, although it is relaxed
   TCLogBudget m_LogBudget;                       // for refused changes
   std::uint64_t m_RefusedMails = 0;
   std::uint64_t m_TakenMails = 0;

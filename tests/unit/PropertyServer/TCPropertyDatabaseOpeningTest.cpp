@@ -259,3 +259,25 @@ TEST_F(PropertyDatabaseOpening, OpensAFileAgainThatWasRefusedToASecondOpener) {
 
   EXPECT_THAT(Values(TCPropertyDatabase(m_Path)), IsEmpty());
 }
+
+TEST_F(PropertyDatabaseOpening, BringsAnOlderDatabaseUpToDateWithAllItHolds) {
+  MakeVersion1(m_Path, "PRAGMA journal_mode=WAL;");
+
+  TCPropertyDatabase const Database(m_Path);
+
+  EXPECT_EQ(Values(Database), Version1Values());
+  EXPECT_EQ(Database.LastMail("sender"), 12U);
+  EXPECT_EQ(Database.Meta("counter"), 34U);
+  EXPECT_FALSE(Database.Provenance(-5, TCRecordID(), TCMACAddress()).has_value());
+}
+
+TEST_F(PropertyDatabaseOpening, WritesIntoADatabaseThatWasBroughtUpToDate) {
+  MakeVersion1(m_Path, "PRAGMA journal_mode=WAL;");
+  {
+    TCPropertyDatabase Database(m_Path);
+    Store(Database, {-5, TCRecordID(), TCMACAddress(), "changed"});
+  }
+
+  EXPECT_EQ(Values(TCPropertyDatabase(m_Path)).front(), "-5/-/=changed");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "2");
+}

@@ -94,6 +94,8 @@ TEST_F(PropertyServerPolicy, TellsOfAChangeBeforeItIsStoredWhenThatIsRelaxed) {
   Start(TEDurability::eRelaxed);
   TPropertyProxy Writer;
   TPropertyProxy Reader;
+  Writer.Send(Change({{1, "stands", "", ""}}));
+  ASSERT_TRUE(Writer.IsAcknowledged());
   Reader.Subscribe();
   Execute([] { DiskFaults::FillDisk(); });
   Writer.Send(Change({{1, "early", "", ""}}));
@@ -102,6 +104,24 @@ TEST_F(PropertyServerPolicy, TellsOfAChangeBeforeItIsStoredWhenThatIsRelaxed) {
   EXPECT_FALSE(Writer.WaitForAcknowledgements(0));
   Execute([] { DiskFaults::Repair(); });
   EXPECT_TRUE(Writer.IsAcknowledged());
+}
+
+TEST_F(PropertyServerPolicy, TellsOfANewValueAndAllBehindItWhenItIsStored) {
+  Start(TEDurability::eRelaxed);
+  TPropertyProxy Writer;
+  TPropertyProxy Reader;
+  Writer.Send(Change({{1, "stands", "", ""}}));
+  ASSERT_TRUE(Writer.IsAcknowledged());
+  Reader.Subscribe();
+  Execute([] { DiskFaults::FillDisk(); });
+  Writer.Send(Change({{2, "new", "", ""}}));
+  Writer.Send(Change({{1, "behind", "", ""}}));
+  EXPECT_EQ(Errors().WaitFor(1).size(), 1U);
+  EXPECT_THAT(Reader.m_Published.WaitFor(0), IsEmpty());
+  Execute([] { DiskFaults::Repair(); });
+  EXPECT_THAT(Reader.m_Published.WaitFor(2),
+              ElementsAre("property v2 Event 1: {id=2 data=\"new\" mac=\"\" loaded=0}",
+                          "property v2 Event 1: {id=1 data=\"behind\" mac=\"\" loaded=0}"));
 }
 
 TEST_F(PropertyServerPolicy, RemembersWhoChangedWhat) {

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+// Too much of everything: the server's memory stays small and others are served meanwhile.
+#include <sys/resource.h>
+
+#include "tests/fault/hostile/HostileFixture.h"
+#include "tests/fault/hostile/RawPeer.h"
+#include "tests/integration/WirePeer.h"
+
+namespace {
+
+constexpr int kMany = 100000 / kShare;
+constexpr int kMore = 1000000;  // than a socket takes
+constexpr int kProofAt = 1000;
+constexpr int kNobodysProperty = 900;  // in no process's schema
+
+struct HostileFlood : THostileFixture {
+  // Sends `Count` messages, proves meanwhile that others are served, and returns whether the
+  // connection has lasted. Answers are never read.
+  template <class TSend>
+  bool Flood(TWirePeer& Peer, int Count, TSend const& SendNumber) {
+    for (int Number = 1; Number <= Count; ++Number) {
+      if (!SendNumber(Number) || (Number % 100 == 0 && !Peer.Flush())) {
+        return false;
+      }
+      if (Number == kProofAt) {
+        ExpectServed();
+      }
+    }
+    return true;
+  }
+};
+
+TEST_F(HostileFlood, OfMailsIsTakenAndOthersAreServed) {
+  StartAll();
+  long const Before = ServerMemory();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_TRUE(Flood(Peer, kMany / 2, [&](int Number) {
+    return Peer.Send(Peer.NewChange(static_cast<std::uint64_t>(Number), kNobodysProperty,
+                                    std::to_string(Number)));
+  }));
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
+TEST_F(HostileFlood, OfMailsAboveTheLimitIsSlowedDown) {
+  constexpr int kMails = 300;
+  StartAll(Configure("[limits]\nmails_per_second = 100\n"));
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  auto const Begin = std::chrono::steady_clock::now();
+  for (int Number = 1; Number <= kMails; ++Number) {
+    EXPECT_TRUE(Peer.Send(Peer.NewChange(static_cast<std::uint64_t>(Number), kNobodysProperty,
+                                         std::to_string(Number))));
+  }
+  ExpectServed();
+  while (Peer.HearAcknowledged() != kMails && !HasFailure()) {
+  }
+  EXPECT_GE(std::chrono::steady_clock::now() - Begin, std::chrono::seconds(2));
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  EXPECT_GE(CountLines(m_Server->Errors(), "sends more than 100 mails a second and is slowed down"),
+            2);
+}
+
+TEST_F(HostileFlood, OfMalformedMailsDoesNotFillTheLog) {
+  StartAll();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_TRUE(Flood(Peer, kMany / 10, [&](int Number) {
+    return Peer.Send(Peer.NewMail(static_cast<std::uint64_t>(Number)));
+  }));
+  ExpectServed();
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  int const Lines = CountLines(m_Server->Errors(), " refused: ");
+  EXPECT_GE(Lines, 1);
+  EXPECT_LE(Lines, 100);
+}
+
+TEST_F(HostileFlood, OfRequestsWhoseAnswersAreNotReadEndsTheConnection) {
+  StartAll();
+  m_Writer->Ask("fill 101 1000 1000");
+  m_Writer->Ask("acknowledged");
+  long const Before = ServerMemory();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_FALSE(Flood(Peer, kMore, [&](int) { return Peer.Send(Peer.NewRequestForAll()); }));
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EndAndExpectLogged("does not read its answers; its connection is ended");
+}
+
+TEST_F(HostileFlood, OfSubscriptionsTakesNoMemory) {
+  StartAll();
+  m_Writer->Ask("fill 101 1000 1000");
+  m_Writer->Ask("acknowledged");
+  long const Before = ServerMemory();
+  int const Files = ServerFiles();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  Flood(Peer, kMany / 10,
+        [&](int Number) { return Peer.Subscribe(static_cast<std::uint64_t>(Number), 1); });
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EXPECT_LE(ServerFiles(), Files + 100);
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
+TEST_F(HostileFlood, OfSubscriptionsToInventedClassesTakesNoMemory) {
+  StartAll();
+  long const Before = ServerMemory();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  Flood(Peer, kMany, [&](int Number) {
+    return Peer.Subscribe(0, 0, "mailrouter.class.c" + std::to_string(Number) + ".v1");
+  });
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
+TEST_F(HostileFlood, OfGreetingsIsRefusedWithoutFillingTheLog) {
+  StartAll();
+  long const Before = ServerMemory();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  Flood(Peer, kMany, [&](int) {
+    TCBusMessage const Hello = Peer.NewRouterCall("Hello");
+    sd_bus_message_append(Hello.get(), "sus", "another", 1, "");
+    return Peer.Send(Hello);
+  });
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  int const Lines = CountLines(m_Server->Errors(), "a second greeting");
+  EXPECT_GE(Lines, 1);
+  EXPECT_LE(Lines, 100);
+}
+
+TEST_F(HostileFlood, OfCallsThatTheBusLibraryAnswersTakesNoMemory) {
+  StartAll();
+  long const Before = ServerMemory();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  Flood(Peer, kMany * 3, [&](int) {
+    return Peer.Send(Peer.NewMailboxCall("Introspect", "org.freedesktop.DBus.Introspectable"));
+  });
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
+TEST_F(HostileFlood, OfMailsToAMailboxWithoutOwnerWaitsAtItsSender) {
+  StartAll();
+  long const Before = ServerMemory();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  std::string const Filler(50000, 'x');
+  for (int Number = 0; Number < 2000; ++Number) {
+    TCBusMessage const Mail = Peer.NewOwnerlessMail();
+    EXPECT_GE(sd_bus_message_append(Mail.get(), "s", Filler.c_str()), 0);
+    EXPECT_TRUE(Peer.Send(Mail));
+  }
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
+TEST_F(HostileFlood, OfConnectionsThatComeAndGoHurtsNobody) {
+  StartAll();
+  int const Files = ServerFiles();
+  for (int Number = 0; Number < 5000 / kShare; ++Number) {
+    Connect(SocketPath());
+  }
+  ExpectServed();
+  ExpectNewcomerServed();
+  ExpectServed();
+  EXPECT_LE(ServerFiles(), Files + 1);  // the newcomer's connection may not have ended yet
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  EXPECT_LE(CountLines(m_Server->Errors(), ""), 100);
+}
+
+TEST_F(HostileFlood, OfConnectionsEndsAtTheLimitOfTheirUser) {
+  StartAll(Configure("[limits]\nconnections_per_user = 50\n"));
+  {
+    std::vector<TRawPeer> Peers;
+    for (int Number = 0; Number < 1000; ++Number) {
+      Peers.emplace_back(Connect(SocketPath()));
+    }
+    ExpectServed();
+    EXPECT_TRUE(Peers.back().HearEnd());
+    EXPECT_LE(ServerFiles(), 100);
+  }
+  ExpectServed();
+  ExpectNewcomerServed();
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  int const Lines = CountLines(m_Server->Errors(), "too many connections: 50 of user ");
+  EXPECT_GE(Lines, 1);
+  EXPECT_LE(Lines, 100);
+}
+
+TEST_F(HostileFlood, OfConnectionsMayUseUpTheServersDescriptors) {
+  StartAll({}, [] {
+    rlimit const Limit = {40, 40};
+    setrlimit(RLIMIT_NOFILE, &Limit);
+  });
+  {
+    std::vector<TRawPeer> Peers;
+    for (int Number = 0; Number < 100; ++Number) {
+      Peers.emplace_back(Connect(SocketPath()));
+    }
+    ExpectServed();
+  }
+  ExpectNewcomerServed();
+  ExpectServed();
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  EXPECT_GE(CountLines(m_Server->Errors(), "cannot accept a connection: Too many open files"), 1);
+}
+
+}  // namespace

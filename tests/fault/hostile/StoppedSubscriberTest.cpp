@@ -1,0 +1,81 @@
+// SPDX-License-Identifier: MIT
+// Subscribers that do not read: nothing is kept for them, nobody waits for them, and they catch up.
+#include "tests/fault/hostile/HostileFixture.h"
+#include "tests/integration/WirePeer.h"
+
+namespace {
+
+constexpr int kMany = 100000 / kShare;
+constexpr int kSome = 10000 / kShare;
+constexpr int kLinks = 100;
+constexpr char kThis[] = " 02:00:00:00:00:01 ";
+
+struct StoppedSubscriber : THostileFixture {
+  void Fill(int Changes) {
+    EXPECT_EQ(m_Writer->Ask("fill 101 " + std::to_string(kLinks) + " " + std::to_string(Changes)),
+              "filled");
+    EXPECT_EQ(m_Writer->Ask("acknowledged"), "acknowledged");
+  }
+  static void ExpectFilled(TProcess& Client, int Changes) {
+    for (int Link = 0; Link < kLinks; ++Link) {
+      EXPECT_EQ(Client.Ask("get 101 " + std::to_string(Link) + " -"),
+                Hex(std::to_string(Changes - kLinks + Link)));
+    }
+  }
+};
+
+TEST_F(StoppedSubscriber, CostsNoMemoryAndConvergesWhenItContinues) {
+  StartAll();
+  auto const Stopped = StartClient();
+  long const Before = ServerMemory();
+  Stopped->Pause();
+  Fill(kMany);
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  Stopped->Continue();
+  m_Writer->Ask("set 201 - - " + Hex("end"));
+  EXPECT_EQ(Stopped->Ask("until 201 - - " + Hex("end")), "heard");
+  ExpectFilled(*Stopped, kMany);
+  EndAndExpectLogged("does not read its mails; it will be brought up to date");
+}
+
+TEST_F(StoppedSubscriber, DelaysNoOtherOne) {
+  StartAll();
+  auto const Stopped = StartClient();
+  Stopped->Pause();
+  Fill(kSome);
+  std::string const Last = "101 " + std::to_string(kLinks - 1) + kThis;
+  EXPECT_EQ(m_Reader->Ask("until " + Last + Hex(std::to_string(kSome - 1))), "heard");
+  ExpectFilled(*m_Reader, kSome);
+  ExpectServed();
+}
+
+TEST_F(StoppedSubscriber, ThatNeverReadsCostsNoMemory) {
+  StartAll();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_TRUE(Peer.Subscribe());
+  EXPECT_TRUE(Peer.Flush());
+  long const Before = ServerMemory();
+  m_Writer->Ask("fill 101 100 4000 4000");
+  m_Writer->Ask("acknowledged");
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EndAndExpectLogged("does not read its mails; it will be brought up to date");
+}
+
+TEST_F(StoppedSubscriber, IsServedAgainByAServerThatWasStartedMeanwhile) {
+  StartAll();
+  auto const Stopped = StartClient();
+  Stopped->Pause();
+  Fill(kSome);
+  EXPECT_EQ(m_Server->End(SIGKILL), -SIGKILL);
+  m_Server = StartServer();
+  ExpectServed();
+  Stopped->Continue();
+  m_Writer->Ask("set 201 - - " + Hex("end"));
+  EXPECT_EQ(Stopped->Ask("until 201 - - " + Hex("end")), "heard");
+  ExpectFilled(*Stopped, kSome);
+}
+
+}  // namespace

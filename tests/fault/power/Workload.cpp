@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+// What the transactions change, and what is left of it.
+#include "tests/fault/power/Workload.h"
+
+#include <cstddef>
+#include <limits>
+
+using Accessories::TCRecordID;
+using Property::TCPropertyDatabase;
+using Property::TSHistoryEntry;
+using Property::TSPropertyRecord;
+using Property::TSProvenance;
+
+namespace {
+
+constexpr int kSenders = 5;
+constexpr std::int64_t kHistoryAge = 30;
+constexpr std::uint64_t kHistoryEntries = 60;
+
+std::string SenderOf(int Turn) {
+  return "sender " + std::to_string(Turn % kSenders);
+}
+
+TSProvenance OriginOf(int Turn) {
+  return {Turn, static_cast<uid_t>(Turn % 3), 100 + Turn % 7, SenderOf(Turn)};
+}
+
+int CountOf(int Turn) {
+  return Turn % 9 == 0 ? 25 : 1 + Turn % 3;
+}
+
+TSPropertyRecord RecordOf(int Turn, int Index) {
+  int const Number = (Turn * 7 + Index) % 50;
+  std::size_t const Length = (Turn + Index) % 40 == 0 ? 3000 : static_cast<std::size_t>(Turn % 60);
+  return {Number, Number % 2 == 0 ? TCRecordID() : TCRecordID(Turn % 4),
+          Number % 5 == 0 ? TCMACAddress("00:11:22:AA:BB:CC") : TCMACAddress(),
+          std::to_string(Turn) + std::string(Length, 'x')};
+}
+
+void Append(std::string& Text, TSProvenance const& Origin) {
+  Text += " " + std::to_string(Origin.Time) + " " + std::to_string(Origin.User) + " " +
+          std::to_string(Origin.Process) + " " + Origin.ProcessName + "\n";
+}
+
+}  // namespace
+
+void Workload::Fill(TCPropertyDatabase::TCTransaction& Transaction, int Turn) {
+  TSProvenance const Origin = OriginOf(Turn);
+  for (int Index = 0; Index < CountOf(Turn); ++Index) {
+    TSPropertyRecord const Record = RecordOf(Turn, Index);
+    Transaction.Put(Record, Origin);
+    Transaction.AppendHistory({static_cast<std::uint64_t>(Turn), Origin, Record.Number, Record.Link,
+                               Record.MAC, Record.Number == 3, std::nullopt, Record.Data});
+  }
+  Transaction.TrimHistory(kHistoryEntries, Turn - kHistoryAge);
+  Transaction.RememberMail(SenderOf(Turn), static_cast<std::uint64_t>(Turn));
+  if (Turn % 20 == 0) {
+    Transaction.ForgetSenders(kSenders - 2);
+  }
+}
+
+std::string Workload::Dump(TCPropertyDatabase const& Database) {
+  std::string Text;
+  Database.LoadAll([&](TSPropertyRecord const& Record) {
+    Text += std::to_string(Record.Number) + "/" + Record.Link.get_AsString() + "/" +
+            Record.MAC.get_AsString(':') + "=" + Record.Data;
+    auto const Origin = Database.Provenance(Record.Number, Record.Link, Record.MAC);
+    Append(Text, Origin.value_or(TSProvenance()));
+  });
+  for (TSHistoryEntry const& Entry :
+       Database.ReadHistory(std::numeric_limits<std::size_t>::max())) {
+    Text += std::to_string(Entry.Transaction) + ": " + std::to_string(Entry.Number) + "=" +
+            (Entry.Secret ? "(secret)" : Entry.To);
+    Append(Text, Entry.Origin);
+  }
+  for (int Sender = 0; Sender < kSenders; ++Sender) {
+    Text += std::to_string(Database.LastMail(SenderOf(Sender))) + " ";
+  }
+  return Text + std::to_string(Database.get_LastTransaction());
+}

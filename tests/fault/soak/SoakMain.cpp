@@ -1,0 +1,101 @@
+// SPDX-License-Identifier: MIT
+// property_soak: rounds of faults until the time is over or something is lost.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <filesystem>
+#include <fstream>
+#include <limits>
+#include <stdexcept>
+#include <string>
+
+#include "tests/fault/soak/SoakChecker.h"
+#include "tests/fault/soak/SoakPlan.h"
+#include "tests/fault/soak/SoakRound.h"
+
+namespace {
+
+struct TSOptions {
+  double Minutes = 1;
+  unsigned Rounds = std::numeric_limits<unsigned>::max();
+  unsigned Faults = 60;
+  std::uint64_t Seed = 1;
+};
+
+std::string NewFolder() {
+  char const* const Parent = std::getenv("TMPDIR");
+  std::string Path = std::string(Parent == nullptr ? "/tmp" : Parent) + "/property_soak.XXXXXX";
+  if (mkdtemp(Path.data()) == nullptr) {
+    throw std::runtime_error("cannot make the folder " + Path);
+  }
+  return Path;
+}
+
+// What the round has done; throws when something is wrong.
+TSSoakCounts RunRound(TSSoakPlan const& Plan, std::string const& Folder) {
+  TSoakRound Round({SERVER_PROGRAM, WORKER_PROGRAM}, Plan, Folder);
+  TSSoakRecord const Record = Round.Run();
+  TSoakChecker Checker(Record);
+  Checker.Check();
+  TSSoakCounts Counts = Checker.get_Counts();
+  Counts.Add(Round.get_Counts());
+  return Counts;
+}
+
+int Report(TSSoakPlan const& Plan, std::string const& Folder, TSOptions const& Options,
+           std::string const& What) {
+  std::printf(
+      "seed %llu FAILED: %s\n  evidence: %s\n  again: scripts/soak --seed %llu --faults %u "
+      "--rounds 1\n",
+      static_cast<unsigned long long>(Plan.Seed), What.c_str(), Folder.c_str(),
+      static_cast<unsigned long long>(Plan.Seed), Options.Faults);
+  return 1;
+}
+
+int Run(TSOptions const& Options) {
+  auto const End = std::chrono::steady_clock::now() +
+                   std::chrono::milliseconds(static_cast<long long>(Options.Minutes * 60000));
+  TSSoakCounts Total;
+  unsigned Rounds = 0;
+  while (Rounds < Options.Rounds && (Rounds == 0 || std::chrono::steady_clock::now() < End)) {
+    TSSoakPlan const Plan = TSSoakPlan::Draw(Options.Seed + Rounds, Options.Faults);
+    std::string const Folder = NewFolder();
+    try {
+      TSSoakCounts const Counts = RunRound(Plan, Folder);
+      std::printf("seed %llu (%s): %s\n", static_cast<unsigned long long>(Plan.Seed),
+                  Plan.Relaxed ? "relaxed" : "full", Counts.ToText().c_str());
+      std::fflush(stdout);
+      Total.Add(Counts);
+    } catch (std::exception const& Failure) {
+      return Report(Plan, Folder, Options, Failure.what());
+    }
+    std::filesystem::remove_all(Folder);
+    ++Rounds;
+  }
+  std::printf("%u rounds from seed %llu, nothing lost, doubled, torn or reordered: %s\n", Rounds,
+              static_cast<unsigned long long>(Options.Seed), Total.ToText().c_str());
+  return 0;
+}
+
+}  // namespace
+
+int main(int Count, char** Arguments) {
+  signal(SIGPIPE, SIG_IGN);
+  TSOptions Options;
+  CLI::App App(
+      "Kills, stops and cuts a property server and its clients, and checks what they hold.",
+      "property_soak");
+  App.add_option("--minutes", Options.Minutes, "How long to begin new rounds (default: 1)");
+  App.add_option("--rounds", Options.Rounds, "How many rounds at most");
+  App.add_option("--faults", Options.Faults, "Faults in each round (default: 60)")
+      ->check(CLI::Range(0, 800));
+  App.add_option("--seed", Options.Seed, "Of the first round; each next one adds 1 (default: 1)");
+  CLI11_PARSE(App, Count, Arguments);
+  return Run(Options);
+}

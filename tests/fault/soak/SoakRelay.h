@@ -1,0 +1,90 @@
+// SPDX-License-Identifier: MIT
+// Stands between processes and the router, and cuts their connections in the middle of a mail.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <deque>
+#include <list>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Platform/Messaging/BusHandles.h"
+
+/// One direction of a connection: bytes and descriptors that were read and not written yet.
+class TSoakStream {
+ public:
+  /// Reads what can be read of one message, so that descriptors stay with the bytes they came with.
+  /// False at the end.
+  bool Read(int File);
+  /// Writes what can be written; false when nobody takes it.
+  bool Write(int File);
+  /// Nothing passes beyond so many further bytes.
+  void Limit(std::size_t Bytes) { m_Limit = Bytes; }
+
+  bool IsCut() const { return m_Limit == std::size_t{0}; }
+  bool IsEmpty() const { return m_Pieces.empty(); }
+  bool IsFull() const { return m_Size >= kSizeLimit; }
+
+ private:
+  static constexpr std::size_t kSizeLimit = std::size_t{1} << 20;
+
+  struct TSPiece {
+    std::string Bytes;
+    std::vector<TCFileDescriptor> Files;
+  };
+
+  std::size_t NextSize() const;
+  void Take(std::string Bytes, std::vector<TCFileDescriptor> Files);
+  void Frame(std::string const& Bytes);
+
+  std::deque<TSPiece> m_Pieces;
+  std::size_t m_Size = 0;
+  std::string m_Header;       // of the message that is being read, as far as it has come
+  std::size_t m_Missing = 0;  // of that message, beyond the header
+  std::optional<std::size_t> m_Limit;
+};
+
+/// Accepts connections on ports, sockets of its own, each of which leads to the router's socket.
+/// Runs on a thread of its own; operations may be called from any thread.
+class TSoakRelay {
+ public:
+  TSoakRelay(std::string RouterSocket, std::vector<std::string> const& Ports);
+  TSoakRelay(TSoakRelay const&) = delete;
+  TSoakRelay& operator=(TSoakRelay const&) = delete;
+  ~TSoakRelay();
+
+  enum class TEDirection { eToRouter, eFromRouter };
+
+  /// Cuts the connections that the port has now, after so many further bytes in that direction.
+  /// False when it has none.
+  bool Cut(std::size_t Port, TEDirection Direction, std::size_t Bytes);
+  /// The connections that were cut.
+  unsigned get_Cuts() const { return m_Cuts; }
+
+ private:
+  struct TSLink {
+    std::size_t Port;
+    TCFileDescriptor Process;
+    TCFileDescriptor Router;
+    TSoakStream ToRouter;
+    TSoakStream FromRouter;
+  };
+
+  void Run();
+  void Accept(std::size_t Port);
+  bool Serve(TSLink& Link, short ProcessEvents, short RouterEvents);
+  static bool Pass(TSoakStream& Stream, int From, short Events, int To);
+
+  std::string const m_RouterSocket;
+  std::vector<TCFileDescriptor> m_Ports;
+  TCFileDescriptor m_Wake;
+  std::atomic<unsigned> m_Cuts{0};
+  std::atomic<bool> m_Ending{false};
+  std::mutex m_Mutex;
+  std::list<TSLink> m_Links;  // guarded by m_Mutex
+  std::thread m_Thread;       // last: it uses all the others
+};

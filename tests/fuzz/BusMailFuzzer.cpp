@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+// Any arguments of a bus message are a mail or are refused. The input says which arguments there
+// are: a letter for the type and then the value; '(' '[' and ')' ']' open and close containers, and
+// the text behind an opening one, up to a zero byte, is what it contains.
+#include <sys/socket.h>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/MailWire.h"
+#include "Platform/Utility/TCException.h"
+
+namespace {
+
+void Require(bool Condition) {
+  if (!Condition) {
+    std::abort();
+  }
+}
+
+// A connection that messages can be made on; nobody reads them.
+sd_bus* Bus() {
+  static sd_bus* const Result = [] {
+    int Ends[2];
+    sd_bus* Made = nullptr;
+    Require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, Ends) == 0);
+    Require(sd_bus_new(&Made) >= 0 && sd_bus_set_fd(Made, Ends[0], Ends[0]) >= 0);
+    Require(sd_bus_negotiate_fds(Made, 1) >= 0 && sd_bus_start(Made) >= 0);
+    return Made;
+  }();
+  return Result;
+}
+
+class TInput {
+ public:
+  TInput(std::uint8_t const* Data, std::size_t Size) : m_Data(Data), m_Size(Size) {}
+
+  bool IsEmpty() const { return m_Size == 0; }
+  char Letter() {
+    char const Result = static_cast<char>(*m_Data);
+    ++m_Data;
+    --m_Size;
+    return Result;
+  }
+  std::int32_t Number() {
+    std::int32_t Value = 0;
+    std::size_t const Taken = m_Size < sizeof(Value) ? m_Size : sizeof(Value);
+    std::memcpy(&Value, m_Data, Taken);
+    m_Data += Taken;
+    m_Size -= Taken;
+    return Value;
+  }
+  std::string Text() {
+    std::string Result;
+    while (m_Size > 0) {
+      char const Next = Letter();
+      if (Next == '\0') {
+        break;
+      }
+      Result.push_back(Next);
+    }
+    return Result;
+  }
+
+ private:
+  std::uint8_t const* m_Data;
+  std::size_t m_Size;
+};
+
+// What the bus library does not take is left out.
+void Append(sd_bus_message* Message, TInput& Input) {
+  char const Type = Input.Letter();
+  switch (Type) {
+    case 'i':
+    case 'u':
+    case 'b': {
+      std::int32_t const Value = Type == 'b' ? Input.Number() & 1 : Input.Number();
+      sd_bus_message_append_basic(Message, Type, &Value);
+      break;
+    }
+    case 's':
+      sd_bus_message_append_basic(Message, 's', Input.Text().c_str());
+      break;
+    case 'h': {
+      int const File = STDIN_FILENO;
+      sd_bus_message_append_basic(Message, 'h', &File);
+      break;
+    }
+    case '[':
+      sd_bus_message_open_container(Message, 'a', Input.Text().c_str());
+      break;
+    case '(':
+      sd_bus_message_open_container(Message, 'r', Input.Text().c_str());
+      break;
+    case '<':
+      sd_bus_message_open_container(Message, 'v', Input.Text().c_str());
+      break;
+    default:
+      sd_bus_message_close_container(Message);
+      break;
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* Data, std::size_t Size) {
+  sd_bus_message* Raw = nullptr;
+  Require(sd_bus_message_new_signal(Bus(), &Raw, "/fuzz", "fuzz.Fuzz", "Fuzz") >= 0);
+  TCBusMessage const Message(Raw);
+  TInput Input(Data, Size);
+  while (!Input.IsEmpty()) {
+    Append(Raw, Input);
+  }
+  if (sd_bus_message_seal(Raw, 1, 0) < 0) {
+    return 0;  // a container was left open
+  }
+  try {
+    TSNorvMailContent const Mail = MailWire::ReadMail(Raw, TCNorvMailClassID("fuzz", 1));
+    Require(Mail.Body != nullptr);
+    for (int Index = 0; Index < Mail.Body->get_Count(); ++Index) {
+      TCNorvRecordCursor Cursor(Mail.Body->get_Signature(), Mail.Body->get_Record(Index));
+      TSNorvFieldValue Value;
+      while (Cursor.Next(Value)) {
+      }
+    }
+  } catch (TCException const&) {
+    // refused
+  }
+  return 0;
+}

@@ -1,0 +1,157 @@
+// SPDX-License-Identifier: MIT
+// Whatever a peer sends, the server goes on and serves everybody else. The input is what the peer
+// sends after its authentication; a proxy that keeps to the protocol is served every so often.
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <systemd/sd-event.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <future>
+#include <memory>
+#include <string>
+
+#include "Platform/Messaging/TCNorvMailMessage.h"
+#include "Platform/Messaging/TCNorvMailRouter.h"
+#include "Platform/Messaging/TCNorvServiceProxy.h"
+#include "Platform/Utility/SystemLog.h"
+#include "PropertyInterface/TCNorvPropertyObject.h"
+#include "PropertyServer/TCPropertyDatabase.h"
+#include "PropertyServer/TCPropertyServer.h"
+
+namespace {
+
+constexpr unsigned kRunsBetweenProofs = 2000;
+constexpr int kPatience = 30000;  // milliseconds
+
+void Require(bool Condition) {
+  if (!Condition) {
+    std::abort();
+  }
+}
+
+class TServer {
+ public:
+  explicit TServer(std::string const& Folder)
+      : m_Database(Folder + "/values.db"),
+        m_Router("unix:path=" + Folder + "/socket"),
+        m_Server(m_Router, m_Database, Property::TEDurability::eRelaxed, false,
+                 std::make_shared<Property::TCServerConfiguration const>()) {}
+
+  // Everything that can be done without waiting.
+  void Turn() {
+    for (int Turns = 0; Turns < 1000 && sd_event_run(m_Router.get_Event(), 0) > 0; ++Turns) {
+    }
+  }
+
+  void TurnUntil(std::future<bool> const& Done) {
+    while (Done.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+      sd_event_run(m_Router.get_Event(), 1000);
+    }
+  }
+
+ private:
+  Property::TCPropertyDatabase m_Database;
+  TCNorvMailRouter m_Router;
+  Property::TCPropertyServer m_Server;
+};
+
+// One server for many runs, made anew now and then so that its values stay few.
+class TWorld {
+ public:
+  TWorld() {
+    SetSyslogSink([](int /*Priority*/, std::string const& /*Text*/) {});
+    std::filesystem::path const Memory("/dev/shm");
+    m_Folder = (std::filesystem::exists(Memory) ? Memory : std::filesystem::temp_directory_path()) /
+               "property_fuzz.XXXXXX";
+    Require(mkdtemp(m_Folder.data()) != nullptr);
+    setenv("MAILROUTER_ADDRESS", ("unix:path=" + m_Folder + "/socket").c_str(), 1);
+    Renew();
+  }
+  TWorld(TWorld const&) = delete;
+  TWorld& operator=(TWorld const&) = delete;
+  ~TWorld() {
+    m_Server.reset();
+    std::filesystem::remove_all(m_Folder);
+  }
+
+  void Run(std::string const& Bytes) {
+    int const Socket = Connect();
+    std::string const Greeting =
+        std::string("\0", 1) + "AUTH EXTERNAL\r\nDATA\r\nNEGOTIATE_UNIX_FD\r\nBEGIN\r\n";
+    Send(Socket, Greeting);
+    Send(Socket, Bytes);
+    close(Socket);
+    m_Server->Turn();
+    if (++m_Runs % kRunsBetweenProofs == 0) {
+      ProveServed();
+      Renew();
+    }
+  }
+
+ private:
+  void Renew() {
+    m_Server.reset();
+    std::filesystem::remove(m_Folder + "/values.db");
+    m_Server = std::make_unique<TServer>(m_Folder);
+  }
+
+  int Connect() {
+    sockaddr_un Name = {};
+    Name.sun_family = AF_UNIX;
+    std::string const Path = m_Folder + "/socket";
+    std::memcpy(Name.sun_path, Path.data(), Path.size());
+    int const Socket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    Require(connect(Socket, reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)) == 0);
+    fcntl(Socket, F_SETFL, O_NONBLOCK);
+    m_Server->Turn();
+    return Socket;
+  }
+
+  void Send(int Socket, std::string const& Bytes) {
+    std::size_t Done = 0;
+    while (Done < Bytes.size()) {
+      ssize_t const Count = send(Socket, Bytes.data() + Done, Bytes.size() - Done, MSG_NOSIGNAL);
+      if (Count < 0) {
+        break;
+      }
+      Done += static_cast<std::size_t>(Count);
+      m_Server->Turn();
+    }
+    m_Server->Turn();
+  }
+
+  void ProveServed() {
+    auto const Served = std::async(std::launch::async, [] {
+      TCNorvServiceProxy Proxy;
+      auto const Mailbox = TCNorvServiceName::MakeLocalProcess("@mailrouter.property", "");
+      TCNorvMailMessage<Property::TCNorvPropertyObject> Change(Norv_PropertyMail, eNorvChange, 3);
+      Change.CreateRecord()->SetRecord(1, "sound", Accessories::TCRecordID(), false, "");
+      TCNorvMailMessage<Property::TCNorvPropertyObject> Request(Norv_PropertyMail, eNorvRequest, 2);
+      Request.CreateRecord()->RequestProperty(1, Accessories::TCRecordID(), "");
+      return Proxy.WaitForMailRouter(kPatience) && Change.Send(Mailbox, &Proxy, 0) &&
+             Proxy.WaitForAcknowledgements(kPatience) &&
+             Proxy.SendAndWait(Mailbox, Request, kPatience) && Request.RecordCount() == 1 &&
+             Request.GetMailRecord(0)->get_Record().m_Data.get_AsString() == "sound";
+    });
+    m_Server->TurnUntil(Served);
+    Require(const_cast<std::future<bool>&>(Served).get());
+  }
+
+  std::string m_Folder;
+  std::unique_ptr<TServer> m_Server;
+  unsigned m_Runs = 0;
+};
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* Data, std::size_t Size) {
+  static TWorld World;
+  World.Run(std::string(reinterpret_cast<char const*>(Data), Size));
+  return 0;
+}
