@@ -137,8 +137,7 @@ TEST_F(HostilePeer, ThatSendsHalfAMessageIsDropped) {
 TEST_F(HostilePeer, MailBeforeTheGreetingIsRefused) {
   TPeer Peer(Address());
   TCBusMessage const Mail = Peer.NewMail();
-  sd_bus_message_append(Mail.get(), "stiia(uisv)", "peer", std::uint64_t{1}, 2,
-                        1, 0);
+  sd_bus_message_append(Mail.get(), "stiia(uisv)", "peer", std::uint64_t{1}, 2, 1, 0);
   EXPECT_EQ(Peer.Call(Mail), Refused("a mail before the greeting"));
   ExpectServedAndLogged(" refused: a mail before the greeting");
 }
@@ -174,8 +173,7 @@ TEST_F(HostilePeer, MailInAnothersNameIsRefused) {
   TPeer Peer(Address());
   Peer.Greet();
   TCBusMessage const Mail = Peer.NewMail();
-  sd_bus_message_append(Mail.get(), "stiia(uisv)", "another", std::uint64_t{1},
-                        2, 1, 0);
+  sd_bus_message_append(Mail.get(), "stiia(uisv)", "another", std::uint64_t{1}, 2, 1, 0);
   EXPECT_EQ(Peer.Call(Mail), Refused("a mail in another's name"));
   ExpectServedAndLogged(" refused: a mail in another's name");
   EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(0), IsEmpty());
