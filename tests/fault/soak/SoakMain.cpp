@@ -25,6 +25,7 @@ struct TSOptions {
   double Minutes = 1;
   unsigned Rounds = std::numeric_limits<unsigned>::max();
   unsigned Faults = 60;
+  unsigned Slowness = 1;
   std::uint64_t Seed = 1;
 };
 
@@ -51,10 +52,10 @@ TSSoakCounts RunRound(TSSoakPlan const& Plan, std::string const& Folder) {
 int Report(TSSoakPlan const& Plan, std::string const& Folder, TSOptions const& Options,
            std::string const& What) {
   std::printf(
-      "seed %llu FAILED: %s\n  evidence: %s\n  again: scripts/soak --seed %llu --faults %u "
-      "--rounds 1\n",
+      "seed %llu FAILED: %s\n  evidence: %s\n  again: scripts/soak --seed %llu --rounds 1 "
+      "--faults %u --slowness %u\n",
       static_cast<unsigned long long>(Plan.Seed), What.c_str(), Folder.c_str(),
-      static_cast<unsigned long long>(Plan.Seed), Options.Faults);
+      static_cast<unsigned long long>(Plan.Seed), Options.Faults, Options.Slowness);
   return 1;
 }
 
@@ -64,7 +65,8 @@ int Run(TSOptions const& Options) {
   TSSoakCounts Total;
   unsigned Rounds = 0;
   while (Rounds < Options.Rounds && (Rounds == 0 || std::chrono::steady_clock::now() < End)) {
-    TSSoakPlan const Plan = TSSoakPlan::Draw(Options.Seed + Rounds, Options.Faults);
+    TSSoakPlan Plan = TSSoakPlan::Draw(Options.Seed + Rounds, Options.Faults);
+    Plan.Stretch(Options.Slowness);
     std::string const Folder = NewFolder();
     try {
       TSSoakCounts const Counts = RunRound(Plan, Folder);
@@ -95,6 +97,8 @@ int main(int Count, char** Arguments) {
   App.add_option("--rounds", Options.Rounds, "How many rounds at most");
   App.add_option("--faults", Options.Faults, "Faults in each round (default: 60)")
       ->check(CLI::Range(0, 800));
+  App.add_option("--slowness", Options.Slowness, "Stretches all times so many times (default: 1)")
+      ->check(CLI::Range(1, 100));
   App.add_option("--seed", Options.Seed, "Of the first round; each next one adds 1 (default: 1)");
   CLI11_PARSE(App, Count, Arguments);
   return Run(Options);

@@ -67,3 +67,11 @@ TSSoakPlan TSSoakPlan::Draw(std::uint64_t Seed, unsigned Faults) {
   Plan.End = Now + Draw.Until(200);
   return Plan;
 }
+
+void TSSoakPlan::Stretch(unsigned Factor) {
+  End *= Factor;
+  for (TSSoakFault& Fault : Faults) {
+    Fault.At *= Factor;
+    Fault.Length *= Factor;
+  }
+}

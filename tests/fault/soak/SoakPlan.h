@@ -39,4 +39,6 @@ struct TSSoakPlan {
 
   /// The same for the same arguments, on every machine.
   static TSSoakPlan Draw(std::uint64_t Seed, unsigned Faults);
+  /// The same with all times so many times as long, for processes that are so much slower.
+  void Stretch(unsigned Factor);
 };

@@ -49,3 +49,12 @@ TEST(SoakPlan, HasWritersAndListenersAtBothKindsOfConnection) {
   EXPECT_FALSE(Clients.back().Relayed);
   EXPECT_TRUE(Clients[Clients.size() - 2].Relayed);
 }
+
+TEST(SoakPlan, StretchesItsTimes) {
+  TSSoakPlan const Plan = TSSoakPlan::Draw(1, 10);
+  TSSoakPlan Stretched = Plan;
+  Stretched.Stretch(3);
+  EXPECT_EQ(Stretched.End, 3 * Plan.End);
+  EXPECT_EQ(Stretched.Faults.back().At, 3 * Plan.Faults.back().At);
+  EXPECT_EQ(Stretched.Faults.back().Length, 3 * Plan.Faults.back().Length);
+}

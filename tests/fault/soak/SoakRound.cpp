@@ -15,7 +15,7 @@
 
 namespace {
 
-constexpr char kFenceText[] = "end";
+constexpr std::size_t kFences = 2;
 
 std::set<std::string> ReadLines(std::string const& Path) {
   std::set<std::string> Lines;
@@ -252,11 +252,15 @@ void TSoakRound::Ask(std::string const& Command, std::string const& Argument) {
   }
 }
 
-// Everybody has everything when the last change of all has come to everybody.
+// Everybody has everything when a change that was made after all others has come to everybody. Who
+// makes it has it before it has theirs, so that another makes one more.
 void TSoakRound::Settle() {
   Ask("stop", "");
-  m_Clients[0]->Say(std::string("fence ") + kFenceText);
-  Ask("await", kFenceText);
+  for (std::size_t Client = 0; Client < kFences; ++Client) {
+    std::string const Fence = "fence-" + std::to_string(Client);
+    m_Clients[Client]->Say("fence " + Fence);
+    Ask("await", Fence);
+  }
   Ask("store", "");
   for (std::size_t Client = 0; Client < m_Clients.size(); ++Client) {
     TSSoakLife& Life = PresentLife(Client);
