@@ -2,10 +2,7 @@
 // Builds the benchmarks' schema.
 #include "benchmarks/BenchmarkSchema.h"
 
-#include <algorithm>
 #include <memory>
-#include <numeric>
-#include <random>
 #include <string>
 
 #include "CommonProperties/TCPropertyContainer.h"
@@ -30,11 +27,4 @@ std::vector<Property::TCPropertyID*> MakeBenchmarkSchema(int Count) {
     Result.push_back(Fields.back().get());
   }
   return Result;
-}
-
-std::vector<int> ShuffledIndices(int Count) {
-  std::vector<int> Indices(static_cast<std::size_t>(Count));
-  std::iota(Indices.begin(), Indices.end(), 0);
-  std::shuffle(Indices.begin(), Indices.end(), std::mt19937(1));
-  return Indices;
 }

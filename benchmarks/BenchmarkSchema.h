@@ -8,6 +8,3 @@
 
 /// Makes `Count` integer fields under one container; once a process.
 std::vector<Property::TCPropertyID*> MakeBenchmarkSchema(int Count);
-
-/// The same indices in a random order, the same for every run.
-std::vector<int> ShuffledIndices(int Count);

@@ -10,6 +10,7 @@
 #include "CommonProperties/TCPropertyCollection.h"
 #include "Platform/Utility/TCMACAddress.h"
 #include "benchmarks/BenchmarkSchema.h"
+#include "benchmarks/support/Measurement.h"
 
 namespace {
 
@@ -39,7 +40,7 @@ std::vector<Property::TCPropertyID*> const& FilledStore() {
 
 void ReadInteger(benchmark::State& State) {
   auto const& Fields = FilledStore();
-  auto const Order = ShuffledIndices(kCount);
+  auto const Order = Benchmark::ShuffledIndices(kCount);
   std::size_t Next = 0;
   for (auto _ : State) {
     int const Index = Order[Next++ % Order.size()];
@@ -50,7 +51,7 @@ BENCHMARK(ReadInteger);
 
 void SetToTheSameValue(benchmark::State& State) {
   auto const& Fields = FilledStore();
-  auto const Order = ShuffledIndices(kCount);
+  auto const Order = Benchmark::ShuffledIndices(kCount);
   std::size_t Next = 0;
   for (auto _ : State) {
     Property::TCPropertyID const& Field =
@@ -62,7 +63,7 @@ BENCHMARK(SetToTheSameValue);
 
 void SetToAnotherValue(benchmark::State& State) {
   auto const& Fields = FilledStore();
-  auto const Order = ShuffledIndices(kCount);
+  auto const Order = Benchmark::ShuffledIndices(kCount);
   std::size_t Next = 0;
   for (auto _ : State) {
     std::size_t const Step = Next++;
@@ -80,7 +81,7 @@ void ReadFromMap(benchmark::State& State) {
   for (int Index = 0; Index < kCount; ++Index) {
     Values.emplace(TKey(Index, 0, Device), std::to_string(Index));
   }
-  auto const Order = ShuffledIndices(kCount);
+  auto const Order = Benchmark::ShuffledIndices(kCount);
   std::size_t Next = 0;
   for (auto _ : State) {
     TKey const Key(Order[Next++ % Order.size()], 0, Device);

@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// The other processes of a measurement, and how they report.
+#pragma once
+
+#include <sys/types.h>
+
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Benchmark {
+
+/// One direction of numbers between two processes: make it before the fork.
+class TCPipe {
+ public:
+  /// Throws std::runtime_error when the system has no pipe left.
+  TCPipe();
+  TCPipe(TCPipe const&) = delete;
+  TCPipe& operator=(TCPipe const&) = delete;
+  ~TCPipe();
+
+  /// Throws std::runtime_error when nobody can read it any more.
+  void Send(double Value) const;
+  /// Waits for the next number; throws std::runtime_error when none comes within 60 seconds.
+  double Receive() const;
+
+ private:
+  int m_Ends[2];
+};
+
+/// A child process, which its owner ends by SIGTERM. It also ends when the owner's process does.
+class TCProcess {
+ public:
+  /// Runs `Body` in a child; what it throws is written to the standard error.
+  explicit TCProcess(std::function<void()> const& Body);
+  /// Runs a program found in the PATH; its standard output goes to the standard error.
+  explicit TCProcess(std::vector<std::string> const& Command);
+  TCProcess(TCProcess const&) = delete;
+  TCProcess& operator=(TCProcess const&) = delete;
+  ~TCProcess();
+
+  pid_t get_ID() const { return m_Process; }
+  void Signal(int Number) const;
+  /// Waits for the child's own end. Throws std::runtime_error when that is no success.
+  void Wait();
+
+ private:
+  pid_t m_Process;
+};
+
+/// A private folder under TMPDIR, or /tmp; removed with its content at the end.
+class TCPrivateFolder {
+ public:
+  TCPrivateFolder();
+  TCPrivateFolder(TCPrivateFolder const&) = delete;
+  TCPrivateFolder& operator=(TCPrivateFolder const&) = delete;
+  ~TCPrivateFolder();
+
+  std::filesystem::path const& get_Path() const { return m_Path; }
+
+ private:
+  std::filesystem::path m_Path;
+};
+
+/// Runs `Main` and answers its exit code; what it throws is written to the standard error, after
+/// the program's name, and gives 1.
+int RunMeasurements(char const* Program, std::function<void()> const& Main);
+
+}  // namespace Benchmark
