@@ -242,6 +242,16 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
     std::unique_ptr<std::string> m_Text;  // most values are never asked for one
   };
 
+  /// What a read answers: the text and the loaded mark of `Stored` under the asker's names.
+  TCCommonPropertyObject(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
+                         TCMACAddress const& MAC, TCCommonPropertyObject const& Stored)
+      : m_Defined(true),
+        m_Data(Stored.m_Data),
+        m_ID(&ID),
+        m_MAC(MAC),
+        m_Link(Link),
+        m_Loaded(Stored.m_Loaded) {}
+
   bool IsChoiceField() const;
   void RequireChoiceField(int Line) const;
 

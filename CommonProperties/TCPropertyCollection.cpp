@@ -9,6 +9,7 @@
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyTransaction.h"
+#include "Platform/Utility/DebugOutput.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCUtilities.h"
@@ -35,6 +36,11 @@ TCCommonPropertyObject LoadedValue(TCPropertyKey const& Key, std::string const& 
   TCCommonPropertyObject Value = EmptyValue(Key);
   Value.SetRealValue(Data);
   return Value;
+}
+
+void TraceRead(TCCommonPropertyObject const& Object) {
+  if (IsDebugLevel(DEBUG_PROPERTY))
+    Object.Trace("Get");
 }
 
 // Once a store exists the schema is complete, and its mark is only read from then on.
@@ -86,17 +92,19 @@ TCPropertyCollection::TCPropertyCollection() {
   if (m_Instance != nullptr)
     throw TCException(kSource, __LINE__, "m_Instance==__null")
         .Format("Property collection has already been created");
-  m_Instance = this;
+  __atomic_store_n(&m_Instance, this, __ATOMIC_RELEASE);
 }
 
 TCPropertyCollection::~TCPropertyCollection() = default;
 
+// Every call of a client's function comes here first, so the pointer is read without the lock. The
+// built-in function, because subclasses see the member as the plain pointer that it is.
 TCPropertyCollection* TCPropertyCollection::get() {
-  TCCriticalSectionLock Lock(m_CSection);
-  if (m_Instance == nullptr)
+  TCPropertyCollection* const Instance = __atomic_load_n(&m_Instance, __ATOMIC_ACQUIRE);
+  if (Instance == nullptr)
     throw TCException(kSource, __LINE__, "m_Instance!=__null")
         .Format("Property collection has not been created");
-  return m_Instance;
+  return Instance;
 }
 
 void TCPropertyCollection::Clear() {
@@ -145,30 +153,33 @@ TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID con
                                                                 TCRecordID const& Link,
                                                                 std::string const& Data,
                                                                 std::string MAC) {
-  return Set(TCPropertyKey(ID, Link, MACFor(ID, MAC)), Data);
+  TCCriticalSectionLock Lock(m_CSection);
+  return Set(TCPropertyKey(ID, Link, MACFor(ID, MAC)), Data, Lock);
 }
 
 TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID const& ID,
                                                                 TCRecordID const& Link, int Data,
                                                                 std::string MAC) {
-  return Set(TCPropertyKey(ID, Link, MACFor(ID, MAC)), ToString(Data));
+  TCCriticalSectionLock Lock(m_CSection);
+  return Set(TCPropertyKey(ID, Link, MACFor(ID, MAC)), ToString(Data), Lock);
 }
 
 TCCommonPropertyObject const& TCPropertyCollection::setProperty(TCPropertyID const& ID,
                                                                 TCRecordID const& Link,
                                                                 std::string const& Data,
                                                                 std::string const& MAC) {
-  return Set(TCPropertyKey(ID, Link, MAC), Data);
+  TCCriticalSectionLock Lock(m_CSection);
+  return Set(TCPropertyKey(ID, Link, MAC), Data, Lock);
 }
 
 TCCommonPropertyObject const& TCPropertyCollection::Set(TCPropertyKey const& Key,
-                                                        std::string const& Data) {
-  TCCriticalSectionLock Lock(m_CSection);
+                                                        std::string const& Data,
+                                                        TCCriticalSectionLock& Lock) {
   CompleteSchema();
   TCCommonPropertyObject* Stored = Find(Key);
   if (Stored != nullptr && *Stored == Data)
     return *Stored;
-  if (TCPropertyTransaction* Transaction = InTransaction())
+  if (TCPropertyTransaction* Transaction = OpenTransaction())
     return *Transaction->Changed(Key, Data);
   if (Stored != nullptr) {
     Stored->set_Data(Data);
@@ -190,7 +201,7 @@ TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID con
   std::string const Number = ToString(Choice.get_AsInteger());
   TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
   TCCommonPropertyObject* Stored = Find(Key);
-  TCPropertyTransaction* const Transaction = InTransaction();
+  TCPropertyTransaction* const Transaction = OpenTransaction();
   if (Stored == nullptr && Transaction == nullptr) {
     // A choice never makes a value for another device than the current one.
     TCPropertyKey const Current(ID, Link, CurrentMAC(ID));
@@ -267,8 +278,8 @@ TCCommonPropertyObject* TCPropertyCollection::LoadProperty(TCPropertyID const& I
 
 void TCPropertyCollection::DeleteProperty(TCPropertyID const& ID, TCRecordID const& Link,
                                           std::string MAC) {
-  TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
   TCCriticalSectionLock Lock(m_CSection);
+  TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
   TCCommonPropertyObject const* const Stored = Find(Key);
   if (Stored == nullptr)
     return;
@@ -308,44 +319,54 @@ TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID,
 TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID, bool NoException,
                                                          TCRecordID const& Link, std::string MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
-  if (TCPropertyTransaction const* Transaction = InTransaction()) {
+  return Read(TCPropertyKey(ID, Link, MACFor(ID, MAC)), NoException, Lock);
+}
+
+TCCommonPropertyObject TCPropertyCollection::Read(TCPropertyKey const& Key, bool NoException,
+                                                  TCCriticalSectionLock& Lock) {
+  if (TCPropertyTransaction const* Transaction = OpenTransaction()) {
     if (TCCommonPropertyObject* Pending = Transaction->Find(Key)) {
       Lock.Leave();
       Validation(*Pending);
       return *Pending;
     }
   }
-  TCCommonPropertyObject Object = EmptyValue(Key);
-  bool const Stored = TakeStored(Object);
-  Lock.Leave();
-  if (!Stored)
+  TCPropertyID const& ID = Key.get_ID();
+  // A MAC that is no address counts as none, like an empty one.
+  TCMACAddress const MAC = Key.get_MAC().Empty() ? CurrentMAC(ID) : Key.get_MAC();
+  TCCommonPropertyObject const* const Stored = Find(TCPropertyKey(ID, Key.get_Link(), MAC));
+  if (Stored == nullptr) {
+    Lock.Leave();
+    TCCommonPropertyObject Object(ID, Key.get_Link(), MAC);
     FetchMissing(Object, NoException);
-  Validation(Object);
+    Validation(Object);
+    return Object;
+  }
+  TCCommonPropertyObject Object(ID, Key.get_Link(), MAC, *Stored);
+  TraceRead(Object);
+  TValidator const* const Function = ValidatorOf(ID);
+  Lock.Leave();
+  if (Function != nullptr)
+    Object.Validate(*Function);
   return Object;
 }
 
 TCCommonPropertyObject& TCPropertyCollection::getProperty(TCCommonPropertyObject& Object,
                                                           bool NoException, std::string const&) {
   TCCriticalSectionLock Lock(m_CSection);
-  bool const Stored = TakeStored(Object);
-  Lock.Leave();
-  if (!Stored)
-    FetchMissing(Object, NoException);
-  return Object;
-}
-
-bool TCPropertyCollection::TakeStored(TCCommonPropertyObject& Object) const {
   if (Object.m_MAC.Empty())
     Object.m_MAC = CurrentMAC(Object.get_ID());
   TCCommonPropertyObject const* const Stored = Find(KeyOf(Object));
-  if (Stored == nullptr)
-    return false;
+  if (Stored == nullptr) {
+    Lock.Leave();
+    FetchMissing(Object, NoException);
+    return Object;
+  }
   Object.m_Data = Stored->m_Data;
   Object.m_Defined = true;
   Object.m_Loaded = Stored->m_Loaded;
-  Object.Trace("Get");
-  return true;
+  TraceRead(Object);
+  return Object;
 }
 
 void TCPropertyCollection::FetchMissing(TCCommonPropertyObject& Object, bool NoException) {
@@ -395,12 +416,17 @@ void TCPropertyCollection::AssignValidator(TCPropertyID const& ID, TValidator Fu
 
 void TCPropertyCollection::Validation(TCCommonPropertyObject& Object) {
   TCCriticalSectionLock Lock(m_CSection);
-  auto const Entry = m_Validators.find(Object.get_ID().get_Number());
-  if (Entry == m_Validators.end())
-    return;
-  TValidator const Function = Entry->second;
+  TValidator const* const Function = ValidatorOf(Object.get_ID());
   Lock.Leave();
-  Object.Validate(Function);
+  if (Function != nullptr)
+    Object.Validate(*Function);
+}
+
+// Null when there is none. An assigned one stays, so the pointer is good without the lock, too.
+TCPropertyCollection::TValidator const* TCPropertyCollection::ValidatorOf(
+    TCPropertyID const& ID) const {
+  auto const Entry = m_Validators.find(ID.get_Number());
+  return Entry != m_Validators.end() ? &Entry->second : nullptr;
 }
 
 // --- devices and sessions ------------------------------------------------------------------------
@@ -452,7 +478,6 @@ std::string TCPropertyCollection::GetCurrentMAC(TCPropertyID const& ID) {
 TCMACAddress TCPropertyCollection::CurrentMAC(TCPropertyID const& ID) {
   if (IsSystemWideProperty(ID))
     return TCMACAddress();
-  TCCriticalSectionLock Lock(m_CSection);
   return m_FPGetCurrentSession == nullptr ? State().m_OwnMAC : TCMACAddress(SessionMAC());
 }
 
@@ -514,6 +539,10 @@ void TCPropertyCollection::ForgetTransaction() {
 
 TCPropertyTransaction* TCPropertyCollection::InTransaction() {
   TCCriticalSectionLock Lock(m_CSection);
+  return OpenTransaction();
+}
+
+TCPropertyTransaction* TCPropertyCollection::OpenTransaction() {
   auto const& Transactions = State().m_Transactions;
   if (Transactions.empty())
     return nullptr;

@@ -252,17 +252,22 @@ class PROPERTY_EXPORT TCPropertyCollection {
   class TCThreadEnd;
 
   static TCProcessState& State();
-  static TCMACAddress CurrentMAC(TCPropertyID const& ID);
-  static std::string const& SessionMAC();
-  static TCMACAddress MACFor(TCPropertyID const& ID, std::string const& MAC);
   static void ForgetTransaction();
 
   // With m_CSection held.
+  static TCMACAddress CurrentMAC(TCPropertyID const& ID);
+  static std::string const& SessionMAC();
+  static TCMACAddress MACFor(TCPropertyID const& ID, std::string const& MAC);
+  static TCPropertyTransaction* OpenTransaction();
   TCCommonPropertyObject* Find(TCPropertyKey const& Key) const;
-  bool TakeStored(TCCommonPropertyObject& Object) const;
+  TValidator const* ValidatorOf(TCPropertyID const& ID) const;
 
   void FetchMissing(TCCommonPropertyObject& Object, bool NoException);
-  TCCommonPropertyObject const& Set(TCPropertyKey const& Key, std::string const& Data);
+  // The next two may leave `Lock`.
+  TCCommonPropertyObject Read(TCPropertyKey const& Key, bool NoException,
+                              TCCriticalSectionLock& Lock);
+  TCCommonPropertyObject const& Set(TCPropertyKey const& Key, std::string const& Data,
+                                    TCCriticalSectionLock& Lock);
   // Leaves `Lock` before it calls out.
   void ChangedThenNotify(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock);
 

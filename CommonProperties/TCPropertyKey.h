@@ -20,10 +20,11 @@ class PROPERTY_EXPORT TCPropertyKey {
   TCPropertyKey(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
                 std::string const& MAC);
   TCPropertyKey(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
-                TCMACAddress const& MAC);
+                TCMACAddress const& MAC)
+      : m_Number(ID.get_Number()), m_Link(Link), m_MAC(MAC), m_ID(&ID) {}
   TCPropertyKey(TCPropertyKey const&) = default;
   TCPropertyKey& operator=(TCPropertyKey const&) = default;
-  virtual ~TCPropertyKey();
+  virtual ~TCPropertyKey() = default;
 
   bool operator<(TCPropertyKey const& Right) const {
     if (m_Number != Right.m_Number)
@@ -38,10 +39,12 @@ class PROPERTY_EXPORT TCPropertyKey {
   Accessories::TCRecordID const& get_Link() const { return m_Link; }
 
  private:
+  // The definition's; kept here so that a search does not visit every definition, and first, where
+  // it shares a line of cache with the map's own pointers.
+  int m_Number;
+  Accessories::TCRecordID m_Link;
   TCMACAddress m_MAC;
   TCPropertyID const* m_ID;
-  Accessories::TCRecordID m_Link;
-  int m_Number;  // the definition's; kept here so that a search does not visit every definition
 };
 
 }  // namespace Property

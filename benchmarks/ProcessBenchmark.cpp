@@ -127,7 +127,7 @@ void MeasureNotification() {
   TCPipe const Reports;
   TCPipe const Ready;
   TCProcess const Watching([&] {
-    MakeBenchmarkSchema(kValues);
+    Benchmark::MakeSchema(kValues);
     Property::TCPropertyCollectionDriver::Create(false);
     TCWatcher Watcher(Reports);
     Watcher.Enable();
@@ -138,7 +138,7 @@ void MeasureNotification() {
   std::vector<double> Ages;
   TCPipe const Results;
   TCProcess Writing([&] {
-    auto const Fields = MakeBenchmarkSchema(kValues);
+    auto const& Fields = Benchmark::MakeSchema(kValues).m_Integers;
     Property::TCPropertyCollectionDriver::Create(false);
     for (int Change = 0; Change < kChanges + kWarmUp; ++Change) {
       long const Now = TClock::now().time_since_epoch().count() / 1000 % 1000000000;
@@ -160,7 +160,7 @@ void MeasureNotification() {
 
 void Fill() {
   TCProcess Filling([] {
-    auto const Fields = MakeBenchmarkSchema(kValues);
+    auto const& Fields = Benchmark::MakeSchema(kValues).m_Integers;
     Property::TCPropertyCollectionDriver::Create(false);
     for (int First = 0; First < kValues; First += kTransactionSize) {
       Property::TCPropertyTransaction Transaction;
@@ -179,7 +179,7 @@ void MeasureLoad() {
   for (int Load = 0; Load < kLoads; ++Load) {
     TCPipe const Results;
     TCProcess Loading([&] {
-      auto const Fields = MakeBenchmarkSchema(kValues);
+      auto const& Fields = Benchmark::MakeSchema(kValues).m_Integers;
       auto const Begin = TClock::now();
       Property::TCPropertyCollectionDriver::Create(false);
       std::chrono::duration<double, std::milli> const Time = TClock::now() - Begin;

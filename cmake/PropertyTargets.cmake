@@ -21,6 +21,11 @@ if(PROPERTY_COVERAGE)
   target_link_options(property_options INTERFACE --coverage)
 endif()
 
+# The libraries' own calls go to their own functions: no program may put another in their place, so
+# the compiler may inline them and the linker need not look them up at run time.
+target_compile_options(property_options INTERFACE -fno-semantic-interposition)
+target_link_options(property_options INTERFACE LINKER:-Bsymbolic-functions)
+
 # Gives a target the project's options and the repository root as its include root.
 function(property_configure_target Target)
   target_link_libraries(${Target} PRIVATE property_options)
