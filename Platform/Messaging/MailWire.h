@@ -24,6 +24,8 @@ constexpr char kSend[] = "Send";        // s identity, t number, mail
 constexpr char kRequest[] = "Request";  // s identity, mail -> t epoch, t sequence, t number, mail
 constexpr char kPublished[] = "Published";  // signal: t epoch, t previous, t sequence, s origin,
                                             // t number, mail
+constexpr char kPublishedOwn[] = "PublishedOwn";  // signal: t epoch, t previous, t sequence,
+                                                  // t number
 
 constexpr char kErrorRefused[] = "mailrouter.Error.Refused";
 constexpr char kErrorProtocol[] = "mailrouter.Error.Protocol";

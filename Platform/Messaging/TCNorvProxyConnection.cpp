@@ -348,7 +348,7 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
   }
   Start();
   TSOutbox& Outbox = m_Outboxes[Mailbox];
-  Outbox.Streams.insert(Stream);
+  Outbox.Streams.try_emplace(Stream, 0);
   Outbox.Mails.push_back({Outbox.LastNumber + 1, Content});
   ++Outbox.LastNumber;
   m_UnacknowledgedBytes += KeptSize(Content);
@@ -655,13 +655,22 @@ int TCNorvProxyConnection::OnFilter(sd_bus_message* Message, void* Connection,
     Guarded("mail router", [&] { Self.OnAcknowledged(Message); });
     return 1;
   }
-  if (sd_bus_message_is_signal(Message, nullptr, MailWire::kPublished) > 0) {
-    if (auto const Class = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message))) {
-      Guarded("published mail refused", [&] { Self.OnPublished(Message, *Class); });
-      return 1;
-    }
+  bool const Own = sd_bus_message_is_signal(Message, nullptr, MailWire::kPublishedOwn) > 0;
+  if (!Own && sd_bus_message_is_signal(Message, nullptr, MailWire::kPublished) <= 0) {
+    return 0;
   }
-  return 0;
+  auto const Class = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message));
+  if (!Class) {
+    return 0;
+  }
+  Guarded("published mail refused", [&] {
+    if (Own) {
+      Self.OnPublishedOwn(Message, *Class);
+    } else {
+      Self.OnPublished(Message, *Class);
+    }
+  });
+  return 1;
 }
 
 int TCNorvProxyConnection::OnGreeted(sd_bus_message* Message, void* Connection,
@@ -713,7 +722,9 @@ void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Mes
   // The first answer counts: what was published since is missing from the values it brought.
   if (!Subscription.Subscribed && Subscription.Received.Epoch != Position.Epoch) {
     Subscription.Received = Position;
-    m_OwnChanges->CatchUp(StreamName(*Exchange.Mailbox, Exchange.Interface), Number);
+    std::string const Stream = StreamName(*Exchange.Mailbox, Exchange.Interface);
+    m_Outboxes[*Exchange.Mailbox].Streams[Stream] = Number;
+    m_OwnChanges->CatchUp(Stream, Number);
   }
   if (Exchange.Held) {
     m_AnswersInHand.push_back(Exchange.Waiter);
@@ -738,7 +749,7 @@ void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
     --Outbox.Untransmitted;
   }
   // Counts behind all that was published before: what has not come by then will not.
-  for (std::string const& Stream : Outbox.Streams) {
+  for (auto const& [Stream, Published] : Outbox.Streams) {
     if (m_OwnChanges->HasUpTo(Stream, Number)) {
       Receive({TEKind::eAcknowledged, Stream, Number, {TCNorvMailClassID("", 0), 0, 0, nullptr}});
     }
@@ -766,8 +777,41 @@ void TCNorvProxyConnection::OnPublished(sd_bus_message* Message,
     return;
   }
   Received.Content = MailWire::ReadMail(Message, MailClass);
-  Received.Stream = StreamName(sd_bus_message_get_path(Message), Interface);
+  std::string const Path = sd_bus_message_get_path(Message);
+  Received.Stream = StreamName(Path, Interface);
+  if (Received.Kind != TEKind::eForeign) {
+    m_Outboxes[Path].Streams[Received.Stream] = Received.Number;
+  }
   Receive(std::move(Received));
+}
+
+// Mails of this process were published, up to one of them, and nothing else in between. They are
+// kept here until they are acknowledged, which comes later.
+void TCNorvProxyConnection::OnPublishedOwn(sd_bus_message* Message,
+                                           TCNorvMailClassID const& MailClass) {
+  MailWire::TSPosition Position;
+  std::uint64_t Previous = 0;
+  std::uint64_t Number = 0;
+  MailWire::Require(
+      sd_bus_message_read(Message, "tttt", &Position.Epoch, &Previous, &Position.Sequence, &Number),
+      "read an envelope");
+  std::string const Interface = MailWire::ClassInterface(MailClass);
+  if (!Admit(m_Subscriptions[Interface], Position, Previous, TEKind::eOwn)) {
+    return;
+  }
+  std::string const Path = sd_bus_message_get_path(Message);
+  std::string const Stream = StreamName(Path, Interface);
+  TSOutbox& Outbox = m_Outboxes[Path];
+  std::uint64_t& Published = Outbox.Streams[Stream];
+  auto const First =
+      std::partition_point(Outbox.Mails.begin(), Outbox.Mails.end(),
+                           [&](auto const& Mail) { return Mail.Number <= Published; });
+  for (auto Mail = First; Mail != Outbox.Mails.end() && Mail->Number <= Number; ++Mail) {
+    if (Mail->Content.MailClass == MailClass) {
+      Receive({TEKind::eOwn, Stream, Mail->Number, Mail->Content});
+    }
+  }
+  Published = Number;
 }
 
 // Whether a published mail is the next one. After a missing one all later mails are asked for.

@@ -20,7 +20,6 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -71,7 +70,9 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
       TSNorvMailContent Content;
     };
     std::deque<TSMail> Mails;
-    std::set<std::string> Streams;  // names of those that mails have gone to
+    // By name of the streams that mails have gone to: the last one that was published, as far as
+    // has been heard.
+    std::map<std::string, std::uint64_t> Streams;
     std::size_t Untransmitted = 0;
     std::uint64_t LastNumber = 0;
   };
@@ -143,6 +144,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   static int OnAnswer(sd_bus_message* Message, void* Exchange, sd_bus_error* Error);
   void OnAcknowledged(sd_bus_message* Message);
   void OnPublished(sd_bus_message* Message, TCNorvMailClassID const& MailClass);
+  void OnPublishedOwn(sd_bus_message* Message, TCNorvMailClassID const& MailClass);
   bool Admit(TSSubscription& Subscription, MailWire::TSPosition Position, std::uint64_t Previous,
              TEKind Kind);
   void Receive(TSReceived Received);

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "Platform/Messaging/BusHandles.h"
@@ -17,11 +18,19 @@ class TCRouterCore;
 /// Belongs to the router's thread.
 class TCRouterConnection {
  public:
+  /// Mails of the peer itself that were published one after the other, as far as it is concerned.
+  struct TSOwnMails {
+    std::string Path;            // of the mailbox that they went to
+    std::uint64_t Sequence = 0;  // of the last
+    std::uint64_t Number = 0;
+  };
+
   /// One subscribed mail class.
   struct TSSubscription {
-    std::uint64_t Sent = 0;  // the last mail that went out, or need not
-    bool Behind = false;     // later ones go out when the peer has read what waits for it
-    bool Whole = false;      // it then needs everything, not what it has missed
+    std::uint64_t Sent = 0;         // the last mail that went out, or need not
+    bool Behind = false;            // later ones go out when the peer has read what waits for it
+    bool Whole = false;             // it then needs everything, not what it has missed
+    std::optional<TSOwnMails> Own;  // after `Sent`; the peer has not been told of them
   };
 
   TCRouterConnection(TCRouterCore& Core, TCBusHandle Bus);

@@ -461,6 +461,7 @@ void TCRouterCore::Subscribe(TCRouterConnection& Connection, sd_bus_message* Mes
 void TCRouterCore::CatchUp(TCRouterConnection& Connection, std::string const& Interface,
                            MailWire::TSPosition Known) {
   TCRouterConnection::TSSubscription& Subscription = Connection.m_Subscriptions[Interface];
+  Subscription.Own.reset();
   if (Known.Epoch == 0) {
     Subscription.Sent = m_Position.Sequence;  // it has had nothing that could be out of date
     return;
@@ -485,6 +486,7 @@ void TCRouterCore::CatchUpByServices(TCRouterConnection& Connection, std::string
   TCNorvMailClassID const MailClass = *MailWire::ParseClassInterface(Interface.c_str());
   TSNorvMailSender const& Subscriber = Connection.m_Sender;
   Subscription.Whole = true;
+  Subscription.Own.reset();
   if (Connection.IsCongested()) {
     FallBehind(Connection, Subscription);
     return;
@@ -514,6 +516,7 @@ void TCRouterCore::CatchUpByServices(TCRouterConnection& Connection, std::string
 void TCRouterCore::FallBehind(TCRouterConnection& Connection,
                               TCRouterConnection::TSSubscription& Subscription) {
   Subscription.Behind = true;
+  Subscription.Own.reset();  // they are among what it has missed
   sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
   if (Connection.m_LogBudget.Grant()) {
     SyslogWarning("mail router: %s does not read its mails; it will be brought up to date%s",
@@ -754,6 +757,9 @@ void TCRouterCore::Acknowledge(std::string const& Path, std::string const& Ident
                                std::uint64_t Number) {
   for (TCRouterConnection& Connection : m_Connections) {
     if (Connection.m_Sender.Identity == Identity) {
+      for (auto& [Interface, Subscription] : Connection.m_Subscriptions) {
+        TellOfOwn(Connection, Interface, Subscription);
+      }
       Connection.Acknowledge(Path, Number);
       if (Connection.IsBehind()) {
         sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
@@ -788,9 +794,43 @@ void TCRouterCore::Publish(TSPublishedMail Mail) {
   TSForwarded Last;
   for (TCRouterConnection& Connection : m_Connections) {
     auto const Subscribed = Connection.m_Subscriptions.find(Mail.Interface);
-    if (Subscribed != Connection.m_Subscriptions.end() && !Subscribed->second.Behind) {
+    if (Subscribed == Connection.m_Subscriptions.end() || Subscribed->second.Behind) {
+      continue;
+    }
+    if (Mail.Origin == Connection.m_Sender.Identity) {
+      KeepOwn(Connection, Subscribed->second, Mail);
+    } else {
       Forward(Connection, Subscribed->second, Mail, Last);
     }
+  }
+}
+
+// The peer holds its own mails already. It has to hear of them before anything that came after
+// them, and before their acknowledgement, and of many of them once.
+void TCRouterCore::KeepOwn(TCRouterConnection& Connection,
+                           TCRouterConnection::TSSubscription& Subscription,
+                           TSPublishedMail const& Mail) {
+  if (Subscription.Own && Subscription.Own->Path != Mail.Path) {
+    TellOfOwn(Connection, Mail.Interface, Subscription);
+  }
+  if (!Subscription.Behind) {
+    Subscription.Own = {Mail.Path, Mail.Sequence, Mail.Number};
+  }
+}
+
+void TCRouterCore::TellOfOwn(TCRouterConnection& Connection, std::string const& Interface,
+                             TCRouterConnection::TSSubscription& Subscription) {
+  if (!Subscription.Own) {
+    return;
+  }
+  TCRouterConnection::TSOwnMails const Own = *std::exchange(Subscription.Own, std::nullopt);
+  if (!Connection.IsCongested() &&
+      sd_bus_emit_signal(Connection.get_Bus(), Own.Path.c_str(), Interface.c_str(),
+                         MailWire::kPublishedOwn, "tttt", m_Position.Epoch, Subscription.Sent,
+                         Own.Sequence, Own.Number) >= 0) {
+    Subscription.Sent = Own.Sequence;
+  } else {
+    FallBehind(Connection, Subscription);
   }
 }
 
@@ -810,6 +850,10 @@ void TCRouterCore::Forward(TCRouterConnection& Connection,
                           ? Mail.Content.Body
                           : Owner->second->OnForward(Connection.m_Sender, Mail.Content);
     if (!Body) {
+      return;
+    }
+    TellOfOwn(Connection, Mail.Interface, Subscription);
+    if (Subscription.Behind) {
       return;
     }
     if (Last.Body != Body.get() || Last.Previous != Subscription.Sent) {

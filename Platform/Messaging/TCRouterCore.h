@@ -93,6 +93,10 @@ class TCRouterCore {
   void CatchUpByServices(TCRouterConnection& Connection, std::string const& Interface);
   void Forward(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription,
                TSPublishedMail const& Mail, TSForwarded& Last);
+  void KeepOwn(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription,
+               TSPublishedMail const& Mail);
+  void TellOfOwn(TCRouterConnection& Connection, std::string const& Interface,
+                 TCRouterConnection::TSSubscription& Subscription);
   void FallBehind(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription);
   void Resume(TCRouterConnection& Connection);
   TCBusMessage NewPublished(sd_bus* Bus, TSPublishedMail const& Mail, std::uint64_t Previous,

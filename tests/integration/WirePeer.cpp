@@ -116,6 +116,17 @@ std::string TWirePeer::Call(TCBusMessage const& Request) {
   return Result;
 }
 
+std::uint64_t TWirePeer::AskEpoch() {
+  sd_bus_message* Answer = nullptr;
+  std::uint64_t Epoch = 0;
+  if (sd_bus_call(m_Bus.get(), NewRequestForAll().get(), kPatienceMicroseconds, nullptr, &Answer) >=
+      0) {
+    TCBusMessage const Owner(Answer);
+    EXPECT_GE(sd_bus_message_read_basic(Answer, 't', &Epoch), 0);
+  }
+  return Epoch;
+}
+
 // The next message, or nothing and whether the connection has ended.
 TCBusMessage TWirePeer::HearMessage(bool& Ended) {
   for (;;) {
@@ -141,6 +152,31 @@ std::optional<std::uint64_t> TWirePeer::HearAcknowledged() {
     }
   }
   return std::nullopt;
+}
+
+std::string TWirePeer::HearOfMail() {
+  bool Ended = false;
+  while (TCBusMessage const Message = HearMessage(Ended)) {
+    std::uint64_t Skipped = 0;
+    std::uint64_t Number = 0;
+    char const* Origin = nullptr;
+    if (sd_bus_message_is_signal(Message.get(), kRouterInterface, "Acknowledged") > 0) {
+      EXPECT_GE(sd_bus_message_read(Message.get(), "t", &Number), 0);
+      return "Acknowledged " + std::to_string(Number);
+    }
+    if (sd_bus_message_is_signal(Message.get(), kProperty, "PublishedOwn") > 0) {
+      EXPECT_GE(sd_bus_message_read(Message.get(), "tttt", &Skipped, &Skipped, &Skipped, &Number),
+                0);
+      return "PublishedOwn " + std::to_string(Number);
+    }
+    if (sd_bus_message_is_signal(Message.get(), kProperty, "Published") > 0) {
+      EXPECT_GE(sd_bus_message_read(Message.get(), "tttst", &Skipped, &Skipped, &Skipped, &Origin,
+                                    &Number),
+                0);
+      return std::string("Published ") + Origin + " " + std::to_string(Number);
+    }
+  }
+  return std::string();
 }
 
 bool TWirePeer::HearEnd() {

@@ -43,8 +43,13 @@ class TWirePeer {
   bool Flush();
   /// "" for an answer, else the error's name and text.
   std::string Call(TCBusMessage const& Request);
+  /// The server's epoch, from its answer to a request for all values; 0 when there is none.
+  std::uint64_t AskEpoch();
   /// Waits for the next acknowledgement; nothing when the connection ends.
   std::optional<std::uint64_t> HearAcknowledged();
+  /// Waits for the next signal about mails: its name, what it says whose mail it is of (if it
+  /// does), and the mail's number. "" when the connection ends.
+  std::string HearOfMail();
   /// Waits until the router has ended the connection; false when it does not.
   bool HearEnd();
 

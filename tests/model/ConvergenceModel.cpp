@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <functional>
 #include <stdexcept>
+#include <utility>
 
 namespace {
 
@@ -160,30 +161,53 @@ void TConvergenceModel::Send(TProcess& Process, TThread& Thread) {
 }
 
 void TConvergenceModel::Receive(std::size_t Index) {
+  using TKind = TPublished::TKind;
   TProcess& Process = m_Processes[Index];
   TPublished const Received = Process.m_FromServer.front();
   Process.m_FromServer.pop_front();
-  bool const First = Process.m_Inbox.empty() && !Process.m_Delivery.m_Active;
-  if (Received.m_Kind == TPublished::TKind::eAcknowledged) {
-    while (!Process.m_Outbox.empty() && Process.m_Outbox.front().m_Number <= Received.m_Number) {
-      Process.m_Outbox.pop_front();
+  if (Received.m_Kind == TKind::eAcknowledged) {
+    ReceiveAcknowledgement(Process, Received);
+    return;
+  }
+  Process.m_Seen = Received.m_Position;
+  if (Received.m_Kind == TKind::eOwnMails) {
+    for (TMail const& Mail : Process.m_Outbox) {
+      if (Mail.m_Number > Process.m_OwnPublished && Mail.m_Number <= Received.m_Number) {
+        ReceiveMail(Index, {TKind::eMail, Index, Mail.m_Number, Mail.m_Values});
+      }
     }
-    if (!Process.m_Own.HasUpTo(kStream, Received.m_Number)) {
-      return;
-    }
-    if (First) {
-      Process.m_Own.Acknowledge(kStream, Received.m_Number);
-      return;
-    }
-  } else if (Received.m_Kind == TPublished::TKind::eMail) {
-    Process.m_Seen = Received.m_Position;
-    if (First && Received.m_Origin == Index &&
-        Process.m_Own.EndOwnSilently(kStream, Received.m_Number)) {
-      return;
-    }
-  } else {
-    Process.m_Seen = Received.m_Position;
+    Process.m_OwnPublished = Received.m_Number;
+    return;
+  }
+  if (Received.m_Kind == TKind::eCatchUp) {
     Process.m_NewEpoch = false;
+  }
+  if (Received.m_Origin == Index) {
+    Process.m_OwnPublished = Received.m_Number;
+  }
+  ReceiveMail(Index, Received);
+}
+
+void TConvergenceModel::ReceiveMail(std::size_t Index, TPublished const& Received) {
+  TProcess& Process = m_Processes[Index];
+  bool const First = Process.m_Inbox.empty() && !Process.m_Delivery.m_Active;
+  bool const Own = Received.m_Kind == TPublished::TKind::eMail && Received.m_Origin == Index;
+  if (First && Own && Process.m_Own.EndOwnSilently(kStream, Received.m_Number)) {
+    return;
+  }
+  Process.m_Inbox.push_back(Received);
+}
+
+void TConvergenceModel::ReceiveAcknowledgement(TProcess& Process, TPublished const& Received) {
+  while (!Process.m_Outbox.empty() && Process.m_Outbox.front().m_Number <= Received.m_Number) {
+    Process.m_Outbox.pop_front();
+  }
+  if (!Process.m_Own.HasUpTo(kStream, Received.m_Number)) {
+    return;
+  }
+  if (Process.m_Inbox.empty() && !Process.m_Delivery.m_Active) {
+    Process.m_Own.Acknowledge(kStream, Received.m_Number);
+    return;
   }
   Process.m_Inbox.push_back(Received);
 }
@@ -226,6 +250,7 @@ void TConvergenceModel::Cut(TProcess& Process) {
   Process.m_Connected = false;
   Process.m_ToServer.clear();
   Process.m_FromServer.clear();
+  Process.m_OwnToTell.reset();
 }
 
 void TConvergenceModel::Connect(std::size_t Index, bool Whole) {
@@ -249,8 +274,7 @@ void TConvergenceModel::Take(std::size_t Index) {
   Process.m_ToServer.pop_front();
   if (Mail.m_Number <= m_Server.m_Last[Index]) {
     if (Mail.m_Number <= m_Disk.m_Last[Index]) {
-      Process.m_FromServer.push_back(
-          {TPublished::TKind::eAcknowledged, Index, Mail.m_Number, {}, 0});
+      Tell(Process, {TPublished::TKind::eAcknowledged, Index, Mail.m_Number, {}, 0});
     }
     return;
   }
@@ -265,10 +289,12 @@ void TConvergenceModel::Take(std::size_t Index) {
   m_Publications.push_back(
       {TPublished::TKind::eMail, Index, Mail.m_Number, Mail.m_Values, m_Publications.size() + 1});
   for (TProcess& Subscriber : m_Processes) {
-    if (Subscriber.m_Connected) {
-      Subscriber.m_FromServer.push_back(m_Publications.back());
+    if (&Subscriber != &Process && Subscriber.m_Connected) {
+      Tell(Subscriber, m_Publications.back());
     }
   }
+  Process.m_OwnToTell = {
+      TPublished::TKind::eOwnMails, Index, Mail.m_Number, {}, m_Publications.size()};
   if (!m_Plan->m_Relaxed) {
     Store();
   }
@@ -277,11 +303,22 @@ void TConvergenceModel::Take(std::size_t Index) {
 void TConvergenceModel::Store() {
   for (std::size_t Index = 0; Index < m_Processes.size(); ++Index) {
     if (m_Processes[Index].m_Connected && m_Server.m_Last[Index] > m_Disk.m_Last[Index]) {
-      m_Processes[Index].m_FromServer.push_back(
-          {TPublished::TKind::eAcknowledged, Index, m_Server.m_Last[Index], {}, 0});
+      Tell(m_Processes[Index],
+           {TPublished::TKind::eAcknowledged, Index, m_Server.m_Last[Index], {}, 0});
     }
   }
   m_Disk = m_Server;
+}
+
+void TConvergenceModel::Tell(TProcess& Process, TPublished const& Published) {
+  TellOfOwn(Process);
+  Process.m_FromServer.push_back(Published);
+}
+
+void TConvergenceModel::TellOfOwn(TProcess& Process) {
+  if (Process.m_OwnToTell) {
+    Process.m_FromServer.push_back(*std::exchange(Process.m_OwnToTell, std::nullopt));
+  }
 }
 
 void TConvergenceModel::Crash() {
@@ -343,7 +380,10 @@ std::string TConvergenceModel::Fingerprint() const {
     }
     Text += " from ";
     std::for_each(Process.m_FromServer.begin(), Process.m_FromServer.end(), AppendPublished);
-    Text += " inbox ";
+    if (Process.m_OwnToTell) {
+      AppendPublished(*Process.m_OwnToTell);
+    }
+    Text += std::to_string(Process.m_OwnPublished) + " inbox ";
     std::for_each(Process.m_Inbox.begin(), Process.m_Inbox.end(), AppendPublished);
     if (Process.m_Delivery.m_Active) {
       Text += " delivery ";

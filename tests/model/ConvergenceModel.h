@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <optional>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -50,8 +51,8 @@ class TConvergenceModel {
     std::uint64_t m_Number;
     std::map<int, int> m_Values;
   };
-  struct TPublished {  // from the server; or an acknowledgement
-    enum class TKind { eMail, eCatchUp, eAcknowledged } m_Kind;
+  struct TPublished {  // from the server; or that own mails were published, or acknowledged
+    enum class TKind { eMail, eCatchUp, eOwnMails, eAcknowledged } m_Kind;
     std::size_t m_Origin;
     std::uint64_t m_Number;
     std::map<int, int> m_Values;
@@ -78,6 +79,8 @@ class TConvergenceModel {
     std::size_t m_Seen = 0;        // published mails received
     std::deque<TMail> m_ToServer;  // under way
     std::deque<TPublished> m_FromServer;
+    std::optional<TPublished> m_OwnToTell;  // kept by the server until it matters
+    std::uint64_t m_OwnPublished = 0;       // the last of them that the process has heard of
     std::deque<TPublished> m_Inbox;
     TDelivery m_Delivery;
   };
@@ -111,7 +114,11 @@ class TConvergenceModel {
   void Send(TProcess& Process, TThread& Thread);
   void Take(std::size_t Process);
   void Store();
+  static void Tell(TProcess& Process, TPublished const& Published);
+  static void TellOfOwn(TProcess& Process);
   void Receive(std::size_t Process);
+  void ReceiveMail(std::size_t Process, TPublished const& Received);
+  void ReceiveAcknowledgement(TProcess& Process, TPublished const& Received);
   void Begin(std::size_t Process);
   void Apply(std::size_t Process);
   void Cut(TProcess& Process);
