@@ -69,7 +69,7 @@ def _budget_of(record: dict, source: str) -> Budget:
         if len(name.split("/")) != 4:
             raise MeasurementError(f'{source}: "{name}" is not subject/metric/setting/size')
     if not budget.beside or budget.times <= 0.0 or budget.divided_by <= 0.0:
-        raise MeasurementError(f'{source}: "{budget.what}": nothing beside it, or no positive factor')
+        raise MeasurementError(f'{source}: "{budget.what}": nothing beside it or no factor')
     return budget
 
 
@@ -123,7 +123,9 @@ def judge(budget: Budget, measured: list[Merged]) -> Judgement:
     return Judgement(budget, verdict, measured_product, divisor, ratio, is_memory, lacking)
 
 
-def judge_all(budgets: Iterable[Budget], measured: Iterable[Merged], cores: int) -> list[Judgement]:
+def judge_all(
+    budgets: Iterable[Budget], measured: Iterable[Merged], cores: int
+) -> list[Judgement]:
     """Judges all budgets by what was measured on `cores` cores."""
     same_cores = [merged for merged in measured if merged.key.cores == cores]
     return [judge(budget, same_cores) for budget in budgets]

@@ -42,7 +42,7 @@ class MeasurementError(Exception):
 
 
 class Key(NamedTuple):
-    """What was measured, of whom, under what circumstances; `setting` is "-" where there is none."""
+    """What was measured, of whom and how; `setting` is "-" where there is none."""
 
     subject: str
     metric: str
@@ -57,7 +57,7 @@ class Key(NamedTuple):
 
 @dataclasses.dataclass
 class Measurement:
-    """What one program measured in one round. A percentile that a few samples cannot say is None."""
+    """What one program measured in one round. Percentiles that nobody knows are None."""
 
     key: Key
     unit: str

@@ -22,6 +22,8 @@ td.met { color: #17692b; } td.missed { color: #a11; font-weight: bold; } td.unkn
 figure { margin: 1em 0 2em; } figure svg { max-width: 100%; height: auto; }
 """
 
+VERDICT_CLASSES = {MET: "met", MISSED: "missed"}
+
 RAW_HEADINGS = (
     "measurement",
     "setting",
@@ -45,7 +47,7 @@ def _table(headings: Sequence[str], rows: Iterable[Sequence[str]], classes: Sequ
     for cells in rows:
         lines.append("<tr>")
         for text, kind in zip(cells, classes):
-            name = {MET: "met", MISSED: "missed"}.get(text, "unknown") if kind == "verdict" else kind
+            name = VERDICT_CLASSES.get(text, "unknown") if kind == "verdict" else kind
             lines.append(f'<td class="{name}">' if name else "<td>")
             lines.append(f"{html.escape(text)}</td>")
         lines.append("</tr>\n")

@@ -12,6 +12,8 @@ import matplotlib
 matplotlib.use("svg")
 import matplotlib.pyplot as plt  # noqa: E402  # after the choice of what draws
 from matplotlib.axes import Axes  # noqa: E402
+from matplotlib.axis import Axis  # noqa: E402
+from matplotlib.ticker import FuncFormatter  # noqa: E402
 
 from measurements import SECONDS_AND_BYTES, Merged  # noqa: E402
 
@@ -89,7 +91,14 @@ def _draw(name: str, size: tuple[float, float], draw: Callable[[Axes], bool]) ->
         return _svg(figure)
 
 
-def _draw_growth(axes: Axes, measured: Sequence[Merged], patterns: Sequence[str]) -> bool:
+def _plain_ticks(axis: Axis) -> None:
+    """1,000 instead of ten to the third power."""
+    axis.set_major_formatter(FuncFormatter(lambda value, _: f"{value:,g}"))
+
+
+def _draw_growth(
+    axes: Axes, measured: Sequence[Merged], patterns: Sequence[str], unit: str
+) -> bool:
     lines: dict[str, list[Merged]] = {}
     for pattern in patterns:
         for merged in measured:
@@ -99,14 +108,16 @@ def _draw_growth(axes: Axes, measured: Sequence[Merged], patterns: Sequence[str]
         points.sort(key=lambda merged: merged.key.size)
         axes.plot(
             [merged.key.size for merged in points],
-            [merged.value() / MICROSECOND for merged in points],
+            [merged.value() / SECONDS_AND_BYTES[unit] for merged in points],
             marker="o",
             markersize=3,
             linestyle=FLOOR_STYLES.get(points[0].key.subject, "-"),
             color=COLOURS[number % len(COLOURS)],
             label=label,
         )
-    axes.set(xscale="log", yscale="log", xlabel="values", ylabel="microseconds")
+    axes.set(xscale="log", yscale="log", xlabel="values", ylabel=unit)
+    _plain_ticks(axes.xaxis)
+    _plain_ticks(axes.yaxis)
     if lines:
         axes.legend(fontsize=8, loc="upper left", bbox_to_anchor=(1.02, 1.0), frameon=False)
     return bool(lines)
@@ -130,6 +141,7 @@ def _draw_latencies(axes: Axes, measured: Sequence[Merged]) -> bool:
             label=_label(merged, with_size=True),
         )
     axes.set(xscale="log", xlabel="microseconds", ylabel="percent that took no longer")
+    _plain_ticks(axes.xaxis)
     if found:
         axes.legend(fontsize=8, loc="upper left", bbox_to_anchor=(1.02, 1.0), frameon=False)
     return bool(found)
@@ -151,6 +163,7 @@ def _draw_durable(axes: Axes, measured: Sequence[Merged]) -> bool:
         )
     axes.set_yticks(range(len(bars)), [label for label, _, _ in bars])
     axes.set(xscale="log", xlabel="microseconds a change")
+    _plain_ticks(axes.xaxis)
     return bool(bars)
 
 
@@ -158,10 +171,10 @@ def draw_all(measured: Sequence[Merged]) -> dict[str, str]:
     """The plots by their captions, of what was measured on one number of cores."""
     found = {
         "Operations in one process, by the number of values": _draw(
-            "in-process", (7, 4), lambda axes: _draw_growth(axes, measured, IN_PROCESS)
+            "in-process", (7, 4), lambda axes: _draw_growth(axes, measured, IN_PROCESS, "ns")
         ),
         "Start of a process until it has all values, beside building or loading the same": _draw(
-            "start-up", (7, 4), lambda axes: _draw_growth(axes, measured, START_UP)
+            "start-up", (7, 4), lambda axes: _draw_growth(axes, measured, START_UP, "ms")
         ),
         "From the change in one process until another one holds it": _draw(
             "latency", (7, 4), lambda axes: _draw_latencies(axes, measured)

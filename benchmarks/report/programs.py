@@ -5,10 +5,12 @@ from __future__ import annotations
 
 import contextlib
 import dataclasses
+import math
 import os
 import signal
 import subprocess
 import sys
+import time
 from pathlib import Path
 from typing import Callable, Iterator
 
@@ -170,14 +172,22 @@ def run_rounds(
     rounds: int,
     settings: list[list[int]],
     run_once: Callable[[Program, list[int]], Outcome],
+    seconds: float = math.inf,
 ) -> Collected:
     """Runs all programs one after the other on each set of processor cores, and all of that again.
 
     So what disturbs the machine for a while disturbs all of them. Who fails is run again: another
-    round may succeed, but the failure is kept.
+    round may succeed, but the failure is kept. No round begins that would, as long as the longest
+    one before, end later than after `seconds`.
     """
     collected = Collected()
+    begin = time.monotonic()
+    longest = 0.0
     for number in range(1, rounds + 1):
+        began = time.monotonic()
+        if number > 1 and began - begin + longest > seconds:
+            say(f"round {number} of {rounds} would end after {seconds:g} seconds: left out")
+            break
         for cores in settings:
             for program in programs:
                 what = f"round {number} of {rounds}, {len(cores)} core(s)"
@@ -187,4 +197,5 @@ def run_rounds(
                 if outcome.failure:
                     say(f"scripts/bench: {program.name} failed: {outcome.failure}")
                     collected.failures.setdefault(program.name, f"{what}: {outcome.failure}")
+        longest = max(longest, time.monotonic() - began)
     return collected

@@ -23,6 +23,8 @@ BUDGETS = Path(__file__).with_name("budgets.json")
 SECONDS_A_RUN = 240.0
 QUICK_SECONDS_A_RUN = 60.0
 FREE_CORES = 2
+ROUNDS = 3
+SECONDS_UNLESS_ROUNDS_ARE_GIVEN = 870.0
 
 
 def core_settings(usable: Sequence[int]) -> list[list[int]]:
@@ -51,7 +53,11 @@ def collect(arguments: argparse.Namespace) -> Collected:
         return run(program, arguments.build, arguments.quick, cores, seconds)
 
     settings = core_settings(list(os.sched_getaffinity(0)))
-    collected = run_rounds(built, arguments.rounds, settings, run_once)
+    if arguments.rounds is None:
+        limit = SECONDS_UNLESS_ROUNDS_ARE_GIVEN
+        collected = run_rounds(built, ROUNDS, settings, run_once, limit)
+    else:
+        collected = run_rounds(built, arguments.rounds, settings, run_once)
     for program in wanted:
         if program not in built:
             collected.failures[program.name] = "was not built"
@@ -116,7 +122,7 @@ def parse(arguments: Sequence[str]) -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__, allow_abbrev=False)
     parser.add_argument("--build", type=Path, required=True, help="folder with the programs")
     parser.add_argument("--output", type=Path, required=True, help="folder for what is written")
-    parser.add_argument("--rounds", type=positive, default=3)
+    parser.add_argument("--rounds", type=positive)
     parser.add_argument("--quick", action="store_true", help="fewer samples, smaller sizes")
     parser.add_argument("--only", action="append", default=[], metavar="NAME", help="of a program")
     parser.add_argument("--lines", type=Path, help="run nothing: the report of this file")

@@ -49,7 +49,7 @@ def row(judgement: Judgement) -> tuple[str, ...]:
 
 def text_table(headings: Sequence[str], rows: Sequence[Sequence[str]]) -> str:
     """Aligned columns; the last one is not filled up."""
-    widths = [max(len(line[column]) for line in (headings, *rows)) for column in range(len(headings))]
+    widths = [max(map(len, column)) for column in zip(headings, *rows)]
     lines = [headings, ["-" * width for width in widths], *rows]
     return "\n".join(
         "  ".join(cell.ljust(width) for cell, width in zip(line, widths)).rstrip() for line in lines
