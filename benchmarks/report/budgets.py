@@ -6,7 +6,7 @@ from __future__ import annotations
 import dataclasses
 import json
 from pathlib import Path
-from typing import Iterable, Optional
+from typing import Iterable, Optional, Union
 
 from measurements import MeasurementError, Merged
 
@@ -38,7 +38,10 @@ class Budget:
 
 @dataclasses.dataclass(frozen=True)
 class Judgement:
-    """A budget beside what was measured, in seconds or bytes."""
+    """A budget beside what was measured, in seconds or bytes.
+
+    `lacking` says what would have to be measured for a verdict.
+    """
 
     budget: Budget
     verdict: str
@@ -82,7 +85,8 @@ def read_budgets(path: Path) -> list[Budget]:
         raise MeasurementError(f"{path}: no budgets: {error!r}") from error
 
 
-def _find(name: str, measured: Iterable[Merged]) -> Optional[Merged]:
+def _find(name: str, measured: Iterable[Merged]) -> Union[Merged, str]:
+    """The measurement of this name; a text that says why there is none."""
     beginning, size = name.rsplit("/", 1)
     found = [
         merged
@@ -92,35 +96,37 @@ def _find(name: str, measured: Iterable[Merged]) -> Optional[Merged]:
     ]
     if len(found) > 1:
         sizes = ", ".join(str(merged.key.size) for merged in found)
-        raise MeasurementError(f"{name} may be any of the sizes {sizes}")
-    return found[0] if found else None
+        return f"{name} may be any of the sizes {sizes}"
+    return found[0] if found else name
 
 
 def _is_memory(merged: Merged) -> bool:
     return merged.unit.endswith("B")
 
 
+def _sum(found: list[Union[Merged, str]]) -> Optional[float]:
+    """In seconds or bytes; None when one is lacking."""
+    values = [side.value() for side in found if isinstance(side, Merged)]
+    return sum(values) if len(values) == len(found) else None
+
+
 def judge(budget: Budget, measured: list[Merged]) -> Judgement:
     """Judges one budget by measurements that were all made on the same number of cores."""
-    product = _find(budget.product, measured)
-    beside = {name: _find(name, measured) for name in budget.beside}
-    lacking = tuple(
-        name for name, found in {budget.product: product, **beside}.items() if found is None
-    )
-    known = [found for found in beside.values() if found is not None]
-    whole = len(known) == len(beside)
-    divisor = sum(found.value() for found in known) / budget.divided_by if whole else None
-    is_memory = any(_is_memory(found) for found in [product, *known] if found is not None)
-    measured_product = product.value() if product is not None else None
-    if measured_product is None or not divisor:
-        return Judgement(
-            budget, NOT_MEASURED, measured_product, divisor, None, is_memory, lacking
-        )
-    if any(_is_memory(found) != is_memory for found in [product, *known]):
+    found = [_find(name, measured) for name in (budget.product, *budget.beside)]
+    known = [side for side in found if isinstance(side, Merged)]
+    is_memory = any(_is_memory(side) for side in known)
+    if any(_is_memory(side) != is_memory for side in known):
         raise MeasurementError(f'"{budget.what}": memory beside time')
-    ratio = measured_product / divisor
+    product = _sum(found[:1])
+    divisor = _sum(found[1:])
+    if divisor is not None:
+        divisor /= budget.divided_by
+    if product is None or not divisor:
+        lacking = tuple(side for side in found if isinstance(side, str))
+        return Judgement(budget, NOT_MEASURED, product, divisor, None, is_memory, lacking)
+    ratio = product / divisor
     verdict = MET if ratio <= budget.times else MISSED
-    return Judgement(budget, verdict, measured_product, divisor, ratio, is_memory, lacking)
+    return Judgement(budget, verdict, product, divisor, ratio, is_memory)
 
 
 def judge_all(

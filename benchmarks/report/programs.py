@@ -55,6 +55,7 @@ PROGRAMS = (
         quick_arguments=("--benchmark_filter=/(100|10000)(/real_time.*)?$",),
         is_google_benchmark=True,
     ),
+    Program("benchmarks/store_memory"),
     Program("benchmarks/process_benchmark", arguments=("{server}",)),
     Program("benchmarks/peers/sqlite_peer"),
     Program("benchmarks/peers/redis_peer"),
