@@ -192,8 +192,9 @@ def run_rounds(
         for cores in settings:
             for program in programs:
                 what = f"round {number} of {rounds}, {len(cores)} core(s)"
-                say(f"{what}: {program.name}")
+                start = time.monotonic()
                 outcome = run_once(program, cores)
+                say(f"{what}: {program.name}: {time.monotonic() - start:.1f} s")
                 collected.measurements.extend(outcome.measurements)
                 if outcome.failure:
                     say(f"scripts/bench: {program.name} failed: {outcome.failure}")
