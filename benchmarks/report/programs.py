@@ -10,9 +10,10 @@ import os
 import signal
 import subprocess
 import sys
+import tempfile
 import time
 from pathlib import Path
-from typing import Callable, Iterator
+from typing import IO, Callable, Iterator
 
 from measurements import Measurement, MeasurementError, read_google_benchmark, read_lines
 
@@ -66,10 +67,11 @@ PROGRAMS = (
 
 @dataclasses.dataclass(frozen=True)
 class Outcome:
-    """What a program measured, and why it failed if it did."""
+    """What a program measured, why it failed if it did, and what it wrote for people."""
 
     measurements: list[Measurement]
     failure: str = ""
+    messages: str = ""
 
 
 @contextlib.contextmanager
@@ -89,30 +91,43 @@ def _end_group(process: subprocess.Popen) -> None:
         os.killpg(process.pid, signal.SIGKILL)
 
 
-def _execute(command: list[str], seconds: float) -> tuple[str, str]:
-    """The program's output, and why it failed if it did."""
+def _text_of(file: IO[bytes]) -> str:
+    file.seek(0)
+    return file.read().decode(errors="replace")
+
+
+def _wait(process: subprocess.Popen, seconds: float) -> str:
+    """Why the program failed; empty when it did not."""
     try:
-        process = subprocess.Popen(
-            command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, start_new_session=True
-        )
-    except OSError as error:
-        return "", f"cannot be started: {error.strerror}"
-    try:
-        output, _ = process.communicate(timeout=seconds)
+        code = process.wait(timeout=seconds)
     except subprocess.TimeoutExpired:
+        return f"did not end within {seconds:g} seconds"
+    finally:
         _end_group(process)
-        output, _ = process.communicate()
-        return output.decode(errors="replace"), f"did not end within {seconds:g} seconds"
-    except BaseException:
-        _end_group(process)
-        raise
-    failure = ""
-    if process.returncode < 0:
-        failure = f"was ended by signal {-process.returncode}"
-    elif process.returncode > 0:
-        failure = f"ended with code {process.returncode}"
-    _end_group(process)
-    return output.decode(errors="replace"), failure
+        process.wait()
+    if code == 0:
+        return ""
+    return f"ended with code {code}" if code > 0 else f"was ended by signal {-code}"
+
+
+def _execute(command: list[str], seconds: float) -> tuple[str, str, str]:
+    """The program's output, what it said beside it, and why it failed if it did.
+
+    Both go to files: a pipe would be waited for as long as any child of the program holds it.
+    """
+    with tempfile.TemporaryFile() as output, tempfile.TemporaryFile() as messages:
+        try:
+            process = subprocess.Popen(
+                command,
+                stdin=subprocess.DEVNULL,
+                stdout=output,
+                stderr=messages,
+                start_new_session=True,
+            )
+        except OSError as error:
+            return "", "", f"cannot be started: {error.strerror}"
+        failure = _wait(process, seconds)
+        return _text_of(output), _text_of(messages), failure
 
 
 def _whole_lines(output: str) -> str:
@@ -138,7 +153,7 @@ def run(program: Program, build: Path, quick: bool, cores: list[int], seconds: f
     What a program measured before it failed is kept.
     """
     with only_on(cores):
-        output, failure = _execute(program.command(build, quick), seconds)
+        output, messages, failure = _execute(program.command(build, quick), seconds)
     if not program.is_google_benchmark:
         parsed = _parse_lines(program.name, _whole_lines(output) if failure else output)
     elif failure:
@@ -152,7 +167,7 @@ def run(program: Program, build: Path, quick: bool, cores: list[int], seconds: f
     failure = failure or parsed.failure
     if not failure and not parsed.measurements:
         failure = "measured nothing"
-    return Outcome(parsed.measurements, failure)
+    return Outcome(parsed.measurements, failure, messages)
 
 
 @dataclasses.dataclass
@@ -161,11 +176,17 @@ class Collected:
 
     measurements: list[Measurement] = dataclasses.field(default_factory=list)
     failures: dict[str, str] = dataclasses.field(default_factory=dict)
+    messages: list[str] = dataclasses.field(default_factory=list)
 
 
 def say(text: str) -> None:
     """What goes on, for whoever waits."""
     print(text, file=sys.stderr, flush=True)
+
+
+def _with_last_message(outcome: Outcome) -> str:
+    lines = outcome.messages.strip().splitlines()
+    return f"{outcome.failure}: {lines[-1].strip()}" if lines else outcome.failure
 
 
 def run_rounds(
@@ -197,7 +218,10 @@ def run_rounds(
                 say(f"{what}: {program.name}: {time.monotonic() - start:.1f} s")
                 collected.measurements.extend(outcome.measurements)
                 if outcome.failure:
-                    say(f"scripts/bench: {program.name} failed: {outcome.failure}")
-                    collected.failures.setdefault(program.name, f"{what}: {outcome.failure}")
+                    failure = _with_last_message(outcome)
+                    say(f"scripts/bench: {program.name} failed: {failure}")
+                    collected.failures.setdefault(program.name, f"{what}: {failure}")
+                if outcome.messages:
+                    collected.messages.append(f"== {what}: {program.name} ==\n{outcome.messages}")
         longest = max(longest, time.monotonic() - began)
     return collected

@@ -139,6 +139,8 @@ def main(command_line: Sequence[str]) -> int:
         collected = collect(arguments)
         lines = write_lines(collected.measurements)
         (arguments.output / "lines.jsonl").write_text(lines, encoding="utf-8")
+        messages = "".join(collected.messages)
+        (arguments.output / "messages.log").write_text(messages, encoding="utf-8")
     if not collected.measurements:
         print("scripts/bench: nothing was measured", file=sys.stderr)
         return 1

@@ -56,6 +56,10 @@ class RunTest(unittest.TestCase):
         self.assertEqual(len(outcome.measurements), 1)
         self.assertEqual(outcome.failure, "ended with code 3")
 
+    def test_what_a_program_says_is_kept_apart(self) -> None:
+        outcome = self.run_script(f"echo '{line()}'; echo careful >&2")
+        self.assertEqual((outcome.messages, outcome.failure), ("careful\n", ""))
+
     def test_a_signal_is_a_failure(self) -> None:
         self.assertEqual(self.run_script("kill -ABRT $$").failure, "was ended by signal 6")
 
@@ -82,7 +86,7 @@ class RunTest(unittest.TestCase):
 
     def test_what_a_program_leaves_running_is_ended(self) -> None:
         child = self.build / "child"
-        self.run_script(f"sleep 60 >/dev/null & echo $! >'{child}'; echo '{line()}'")
+        self.run_script(f"sleep 60 & echo $! >'{child}'; echo '{line()}'")
         self.assertTrue(ends(int(child.read_text(encoding="utf-8"))))
 
     def test_runs_on_the_cores_asked_for_only(self) -> None:
@@ -153,6 +157,11 @@ class RunRoundsTest(unittest.TestCase):
         self.assertIn("ended with code 1", collected.failures["a"])
         self.assertIn("a failed: ended with code 1", self.said)
         self.assertEqual(len(collected.measurements), 4)
+
+    def test_a_failure_says_what_the_program_said_last(self) -> None:
+        collected = self.run_rounds({"a": Outcome([], "ended with code 1", "first\nno disk\n")}, 1)
+        self.assertTrue(collected.failures["a"].endswith("ended with code 1: no disk"))
+        self.assertIn("first\nno disk\n", collected.messages[0])
 
     def test_begins_no_round_that_would_end_too_late(self) -> None:
         collected = self.run_rounds({"a": outcome(1.0)}, 3, seconds=0.0)
