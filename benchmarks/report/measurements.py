@@ -20,6 +20,8 @@ SECONDS_AND_BYTES = {
     "MiB": 1024.0 * 1024.0,
 }
 
+SHOWN_OF_A_LINE = 60
+
 # What Google Benchmark writes beside a benchmark's own counters.
 GOOGLE_FIELDS = frozenset(
     (
@@ -149,6 +151,13 @@ def _measurement_of(record: Any) -> Measurement:
     )
 
 
+def _record_of(line: str) -> Any:
+    try:
+        return json.loads(line)
+    except ValueError as error:
+        raise ValueError(f"no JSON ({error}): {line[:SHOWN_OF_A_LINE]!r}") from error
+
+
 def read_lines(text: str, source: str) -> list[Measurement]:
     """The measurements of `text`, one a line; `source` names it in errors."""
     found = []
@@ -156,7 +165,7 @@ def read_lines(text: str, source: str) -> list[Measurement]:
         if not line.strip():
             continue
         try:
-            found.append(_measurement_of(json.loads(line)))
+            found.append(_measurement_of(_record_of(line)))
         except ValueError as error:
             raise MeasurementError(f"{source}:{number}: {error}") from error
     return found

@@ -69,6 +69,11 @@ class ReadLinesTest(unittest.TestCase):
             with self.subTest(what), self.assertRaisesRegex(MeasurementError, "^x:1: "):
                 read_lines(text, "x")
 
+    def test_shows_the_beginning_of_a_line_that_is_no_json(self) -> None:
+        with self.assertRaisesRegex(MeasurementError, r"no JSON .*: 'usage: a*'$") as caught:
+            read_lines("usage: " + "a" * 1000, "x")
+        self.assertLess(len(str(caught.exception)), 200)
+
     def test_names_the_field_that_is_wrong(self) -> None:
         with self.assertRaisesRegex(MeasurementError, '"samples"'):
             read_lines(line(samples="many"), "x")
