@@ -4,8 +4,9 @@
 from __future__ import annotations
 
 import io
+import math
 import re
-from typing import Callable, Optional, Sequence
+from typing import Callable, Iterable, Optional, Sequence
 
 import matplotlib
 
@@ -13,7 +14,7 @@ matplotlib.use("svg")
 import matplotlib.pyplot as plt  # noqa: E402  # after the choice of what draws
 from matplotlib.axes import Axes  # noqa: E402
 from matplotlib.axis import Axis  # noqa: E402
-from matplotlib.ticker import FuncFormatter  # noqa: E402
+from matplotlib.ticker import FuncFormatter, NullFormatter  # noqa: E402
 
 from measurements import SECONDS_AND_BYTES, Merged  # noqa: E402
 
@@ -24,7 +25,6 @@ MICROSECOND = 1e-6
 
 IN_PROCESS = (
     "product/read_integer/own_mac",
-    "product/read_string/own_mac",
     "product/exist/-",
     "product/set_equal/-",
     "product/set_changed/-",
@@ -93,7 +93,17 @@ def _draw(name: str, size: tuple[float, float], draw: Callable[[Axes], bool]) ->
 
 def _plain_ticks(axis: Axis) -> None:
     """1,000 instead of ten to the third power."""
-    axis.set_major_formatter(FuncFormatter(lambda value, _: f"{value:,g}"))
+    axis.set_major_formatter(FuncFormatter(lambda value, _: f"{value:,.10g}"))
+    axis.set_minor_formatter(NullFormatter())
+
+
+def _decades(values: Iterable[float]) -> tuple[float, float]:
+    """Powers of ten around the values, so that a logarithmic axis has two numbers at least."""
+    logarithms = [math.log10(value) for value in values if value > 0.0]
+    if not logarithms:
+        return 0.1, 1.0
+    low = math.floor(min(logarithms))
+    return 10.0**low, 10.0 ** max(low + 1, math.ceil(max(logarithms)))
 
 
 def _draw_growth(
@@ -143,6 +153,13 @@ def _draw_latencies(axes: Axes, measured: Sequence[Merged]) -> bool:
     axes.set(xscale="log", xlabel="microseconds", ylabel="percent that took no longer")
     _plain_ticks(axes.xaxis)
     if found:
+        axes.set_xlim(
+            _decades(
+                value * SECONDS_AND_BYTES[merged.unit] / MICROSECOND
+                for merged in found
+                for value in merged.quantiles
+            )
+        )
         axes.legend(fontsize=8, loc="upper left", bbox_to_anchor=(1.02, 1.0), frameon=False)
     return bool(found)
 
@@ -163,6 +180,7 @@ def _draw_durable(axes: Axes, measured: Sequence[Merged]) -> bool:
         )
     axes.set_yticks(range(len(bars)), [label for label, _, _ in bars])
     axes.set(xscale="log", xlabel="microseconds a change")
+    axes.set_xlim(_decades(value for _, value, _ in bars))
     _plain_ticks(axes.xaxis)
     return bool(bars)
 
