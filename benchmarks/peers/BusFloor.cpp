@@ -23,6 +23,8 @@ namespace {
 constexpr int kReaders = 100;
 constexpr std::size_t kTextLength = 40;
 constexpr std::uint64_t kForever = UINT64_MAX;
+constexpr char const* kInterface = "floor.Change";
+constexpr char const* kChanged = "Changed";
 
 int Check(int Result, char const* Action) {
   if (Result < 0) {
@@ -82,28 +84,38 @@ class TCConnection {
   ~TCConnection() { sd_bus_close_unref(m_Bus); }
 
   void Send(char const* First, char const* Second) const {
-    Check(sd_bus_emit_signal(m_Bus, "/floor", "floor.Change", "Changed", "ss", First, Second),
-          "send");
+    Check(sd_bus_emit_signal(m_Bus, "/floor", kInterface, kChanged, "ss", First, Second), "send");
   }
 
-  // Waits for the next message and calls `Take` with its texts.
+  // Calls `Take` with the texts of each message that comes, until the other end closes.
   template <class TTake>
-  void Receive(TTake Take) const {
+  void ReceiveAll(TTake Take) const {
+    while (true) {
+      TMessage const Message = NextMessage();
+      if (sd_bus_message_is_signal(Message.get(), kInterface, kChanged) == 0) {
+        return;
+      }
+      char const* First = nullptr;
+      char const* Second = nullptr;
+      Check(sd_bus_message_read(Message.get(), "ss", &First, &Second), "read a message");
+      Take(First, Second);
+    }
+  }
+
+ private:
+  using TMessage = std::unique_ptr<sd_bus_message, sd_bus_message* (*)(sd_bus_message*)>;
+
+  // The library makes one itself when the other end has closed.
+  TMessage NextMessage() const {
     sd_bus_message* Message = nullptr;
     while (Message == nullptr) {
       if (Check(sd_bus_process(m_Bus, &Message), "receive") == 0) {
         Check(sd_bus_wait(m_Bus, kForever), "wait for a message");
       }
     }
-    std::unique_ptr<sd_bus_message, sd_bus_message* (*)(sd_bus_message*)> const Holder(
-        Message, sd_bus_message_unref);
-    char const* First = nullptr;
-    char const* Second = nullptr;
-    Check(sd_bus_message_read(Message, "ss", &First, &Second), "read a message");
-    Take(First, Second);
+    return {Message, sd_bus_message_unref};
   }
 
- private:
   // Each end needs the other's part of the authentication, so that both must be made at once.
   void Start() {
     Check(sd_bus_start(m_Bus), "connect");
@@ -127,18 +139,14 @@ std::string StampText(long long Stamp) {
 void Read(std::string const& Path, Benchmark::TCWatcher::TSeen const& Seen) {
   TCConnection const Server(Path);
   Seen(0);
-  while (true) {
-    Server.Receive([&](char const*, char const* Stamp) { Seen(std::stoll(Stamp)); });
-  }
+  Server.ReceiveAll([&](char const*, char const* Stamp) { Seen(std::stoll(Stamp)); });
 }
 
 // Passes on what the second connection sends to the first.
 void Forward(TCListener const& Listener) {
   TCConnection const Reader(Listener);
   TCConnection const Writer(Listener);
-  while (true) {
-    Writer.Receive([&](char const* Key, char const* Value) { Reader.Send(Key, Value); });
-  }
+  Writer.ReceiveAll([&](char const* Key, char const* Value) { Reader.Send(Key, Value); });
 }
 
 void MeasureTwoHops(int Changes) {
