@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
@@ -166,16 +167,12 @@ double LoadMilliseconds(int Size) {
   return Time;
 }
 
-// In a new process each time, because the library keeps what it has opened.
-void MeasureLoad(int Size, int Loads) {
-  std::vector<double> Times;
-  Benchmark::TCPipe const Results;
-  for (int Load = 0; Load < Loads; ++Load) {
-    Benchmark::TCProcess Loading([&] { Results.Send(LoadMilliseconds(Size)); });
-    Loading.Wait();
-    Times.push_back(Results.Receive());
-  }
-  Benchmark::Report({"gsettings", "load", "", "ms", Size}, std::move(Times));
+// In a process of its own, because the library keeps what it has opened.
+double LoadInNewProcess(int Size) {
+  Benchmark::TCPipe const Result;
+  Benchmark::TCProcess Loading([&] { Result.Send(LoadMilliseconds(Size)); });
+  Loading.Wait();
+  return Result.Receive();
 }
 
 // The integers in a random order.
@@ -256,7 +253,8 @@ void MeasureSession(int Size, Benchmark::TSEffort const& Effort) {
   Benchmark::TCProcess Filling([Size] { Fill(Size); });
   Filling.Wait();
   if (Size == kLargeSize) {
-    MeasureLoad(Size, Effort.m_Loads);
+    Benchmark::ReportLoads("gsettings", Size, Effort.m_Loads,
+                           [Size] { return LoadInNewProcess(Size); });
   }
   Benchmark::TCWatcher const Watching(Watch);
   Watching.WaitReady();
@@ -275,14 +273,12 @@ void Measure(Benchmark::TSEffort const& Effort) {
 
 }  // namespace
 
-// Usage: gsettings_peer [--quick]; it calls itself with --in-session SIZE [--quick].
+// Usage: gsettings_peer [--quick]; in its sessions it calls itself with --in-session SIZE first.
 int main(int ArgumentCount, char** Arguments) {
-  if (ArgumentCount >= 3 && std::string(Arguments[1]) == kInSession) {
-    int const Size = std::atoi(Arguments[2]);
-    auto const MeasureHere = [Size](Benchmark::TSEffort const& Effort) {
-      MeasureSession(Size, Effort);
-    };
-    return Benchmark::RunPeer(ArgumentCount - 2, Arguments + 2, "gsettings", MeasureHere);
+  if (ArgumentCount < 3 || std::strcmp(Arguments[1], kInSession) != 0) {
+    return Benchmark::RunPeer(ArgumentCount, Arguments, "gsettings", Measure);
   }
-  return Benchmark::RunPeer(ArgumentCount, Arguments, "gsettings", Measure);
+  return Benchmark::RunPeer(
+      ArgumentCount - 2, Arguments + 2, "gsettings",
+      [&](Benchmark::TSEffort const& Effort) { MeasureSession(std::stoi(Arguments[2]), Effort); });
 }

@@ -4,7 +4,6 @@
 
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "benchmarks/peers/Peer.h"
 #include "benchmarks/support/Measurement.h"
@@ -108,18 +107,15 @@ void Fill(std::string const& File, int Size) {
 }
 
 // Opens the database and reads every value.
-void MeasureLoad(std::string const& File, int Size, int Loads) {
-  std::vector<double> Times;
-  for (int Load = 0; Load < Loads; ++Load) {
-    auto const Begin = Benchmark::TClock::now();
-    TCEnvironment const Environment(File, 0);
-    int const Values = TCTransaction(Environment, MDB_RDONLY).ReadAll();
-    Times.push_back(Benchmark::MicrosecondsSince(Begin) / 1000);
-    if (Values != Size) {
-      throw std::runtime_error("a load has not found all values");
-    }
+double LoadMilliseconds(std::string const& File, int Size) {
+  auto const Begin = Benchmark::TClock::now();
+  TCEnvironment const Environment(File, 0);
+  int const Values = TCTransaction(Environment, MDB_RDONLY).ReadAll();
+  double const Time = Benchmark::MicrosecondsSince(Begin) / 1000;
+  if (Values != Size) {
+    throw std::runtime_error("a load has not found all values");
   }
-  Benchmark::Report({"lmdb", "load", "", "ms", Size}, std::move(Times));
+  return Time;
 }
 
 // Each read is a transaction of its own, as a reader that wants what is current needs it.
@@ -169,7 +165,8 @@ void Measure(Benchmark::TSEffort const& Effort) {
     Benchmark::TCPrivateFolder const Folder;
     std::string const File = Folder.get_Path() / "database";
     Fill(File, Size);
-    MeasureLoad(File, Size, Effort.m_Loads);
+    Benchmark::ReportLoads("lmdb", Size, Effort.m_Loads,
+                           [&] { return LoadMilliseconds(File, Size); });
     if (Size == Effort.m_Sizes.front()) {
       MeasureRead(File, Size, Effort.m_Batches);
       MeasureWrites(File, Size, {"nosync", MDB_NOSYNC, Effort.m_Changes});

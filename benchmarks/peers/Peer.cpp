@@ -2,9 +2,11 @@
 // Keys, values and the command line of the peers' programs.
 #include "benchmarks/peers/Peer.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <stdexcept>
 
+#include "benchmarks/support/Measurement.h"
 #include "benchmarks/support/Processes.h"
 
 namespace Benchmark {
@@ -45,6 +47,13 @@ std::string ValueText(int Number) {
   char Text[24];
   std::snprintf(Text, sizeof(Text), "value-%06d", Number % 1000000);
   return Text;
+}
+
+void ReportLoads(std::string const& Subject, int Size, int Loads,
+                 std::function<double()> const& LoadMilliseconds) {
+  std::vector<double> Times(static_cast<std::size_t>(Loads));
+  std::generate(Times.begin(), Times.end(), LoadMilliseconds);
+  Report({Subject, "load", "", "ms", Size}, std::move(Times));
 }
 
 int RunPeer(int ArgumentCount, char** Arguments, std::string const& Subject,

@@ -29,6 +29,10 @@ std::string KeyName(int Index);
 /// A text of 12 characters.
 std::string ValueText(int Number);
 
+/// Reports the times of the loads of `Size` values, which `LoadMilliseconds` answers one by one.
+void ReportLoads(std::string const& Subject, int Size, int Loads,
+                 std::function<double()> const& LoadMilliseconds);
+
 /// Runs `Main` with the effort that the command line asks for (`--quick` or nothing) and answers
 /// the exit code of the program `Subject`, which measures a peer or a floor.
 int RunPeer(int ArgumentCount, char** Arguments, std::string const& Subject,

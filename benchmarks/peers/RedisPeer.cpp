@@ -140,14 +140,6 @@ double LoadMilliseconds(std::string const& Socket, int Size) {
   return Time;
 }
 
-void MeasureLoad(std::string const& Socket, int Size, int Loads) {
-  std::vector<double> Times;
-  for (int Load = 0; Load < Loads; ++Load) {
-    Times.push_back(LoadMilliseconds(Socket, Size));
-  }
-  Benchmark::Report({"redis", "load", "", "ms", Size}, std::move(Times));
-}
-
 void MeasureRead(TCConnection const& Connection, int Size, int Calls) {
   auto const Order = Benchmark::ShuffledIndices(Size);
   auto const Read = [&](int Call) {
@@ -219,7 +211,8 @@ void MeasureRelaxed(Benchmark::TSEffort const& Effort) {
     TCServer const Server("everysec");
     TCConnection const Connection(Server.get_Socket());
     Fill(Connection, Size);
-    MeasureLoad(Server.get_Socket(), Size, Effort.m_Loads);
+    Benchmark::ReportLoads("redis", Size, Effort.m_Loads,
+                           [&] { return LoadMilliseconds(Server.get_Socket(), Size); });
     if (Size == Effort.m_Sizes.front()) {
       MeasurePublish(Server.get_Socket(), Effort.m_Changes);
       MeasureRead(Connection, Size, Effort.m_Calls);

@@ -146,20 +146,13 @@ void MeasureWrites(std::string const& File, int Size, std::string const& Setting
                     Benchmark::TimeCalls(Calls, Transaction));
 }
 
-void MeasureLoad(std::string const& File, int Size, int Loads) {
-  std::vector<double> Times;
-  for (int Load = 0; Load < Loads; ++Load) {
-    Times.push_back(LoadMilliseconds(File, Size));
-  }
-  Benchmark::Report({"sqlite", "load", "", "ms", Size}, std::move(Times));
-}
-
 void Measure(Benchmark::TSEffort const& Effort) {
   for (int const Size : Effort.m_Sizes) {
     Benchmark::TCPrivateFolder const Folder;
     std::string const File = Folder.get_Path() / "database";
     Fill(File, Size);
-    MeasureLoad(File, Size, Effort.m_Loads);
+    Benchmark::ReportLoads("sqlite", Size, Effort.m_Loads,
+                           [&] { return LoadMilliseconds(File, Size); });
     if (Size == Effort.m_Sizes.front()) {
       MeasureRead(File, Size, Effort.m_Calls);
       MeasureWrites(File, Size, "normal", Effort.m_Changes);
