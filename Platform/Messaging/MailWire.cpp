@@ -2,9 +2,12 @@
 // Takes mails to and from bus messages.
 #include "Platform/Messaging/MailWire.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <system_error>
+#include <utility>
 
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TextConversions.h"
@@ -69,10 +72,22 @@ bool IsBusText(std::string_view Text) {
   return true;
 }
 
+// A thread asks for the same one again and again, so each keeps its last.
+template <class TKey, class TValue, class TMake>
+TValue const& Remembered(std::optional<std::pair<TKey, TValue>>& Last, TKey const& Key,
+                         TMake const& Make) {
+  if (!Last || Last->first != Key) {
+    Last.emplace(Key, Make(Key));
+  }
+  return Last->second;
+}
+
 void AppendValue(sd_bus_message* Message, TSNorvFieldValue const& Value) {
   if (Value.Code == 's') {
-    std::string const Text(Value.Text);
-    Require(sd_bus_message_append_basic(Message, 's', Text.c_str()), "append a text");
+    char* Space = nullptr;
+    Require(sd_bus_message_append_string_space(Message, Value.Text.size(), &Space),
+            "append a text");
+    std::copy(Value.Text.begin(), Value.Text.end(), Space);
   } else {
     Require(sd_bus_message_append_basic(Message, Value.Code, &Value.Integer), "append a number");
   }
@@ -166,6 +181,46 @@ std::shared_ptr<TCNorvMailBody const> ReadRecords(sd_bus_message* Message, char 
   return Writer.Finish();
 }
 
+std::string MakeMailboxPath(std::string const& Mailbox) {
+  char* Path = nullptr;
+  Require(sd_bus_path_encode(kMailboxPrefix, Mailbox.c_str(), &Path), "make a mailbox's path");
+  TCText const Owner(Path);
+  if (sd_bus_object_path_is_valid(Path) <= 0) {
+    throw TCException(kSource, __LINE__).Format("the name of a mailbox is too long");
+  }
+  return Path;
+}
+
+std::string MakeClassInterface(TCNorvMailClassID const& MailClass) {
+  char* Path = nullptr;
+  Require(sd_bus_path_encode("/", MailClass.get_Name().c_str(), &Path), "make a class's interface");
+  TCText const Owner(Path);
+  std::string Interface =
+      std::string(kClassPrefix) + (Path + 1) + ".v" + ToString(MailClass.get_Version());
+  if (sd_bus_interface_name_is_valid(Interface.c_str()) <= 0) {
+    throw TCException(kSource, __LINE__)
+        .Format("%s is no interface that a mail class can have", Interface.c_str());
+  }
+  return Interface;
+}
+
+std::optional<TCNorvMailClassID> MakeClass(std::string const& Text) {
+  std::size_t const Prefix = std::strlen(kClassPrefix);
+  std::size_t const Dot = Text.rfind(".v");
+  if (Text.compare(0, Prefix, kClassPrefix) != 0 || Dot == std::string::npos || Dot <= Prefix) {
+    return std::nullopt;
+  }
+  bool OK = false;
+  long const Version = StringToLong(Text.substr(Dot + 2), OK);
+  char* Name = nullptr;
+  std::string const Path = "/" + Text.substr(Prefix, Dot - Prefix);
+  if (!OK || sd_bus_path_decode(Path.c_str(), "/", &Name) <= 0) {
+    return std::nullopt;
+  }
+  TCText const Owner(Name);
+  return TCNorvMailClassID(Name, static_cast<int>(Version));
+}
+
 }  // namespace
 
 std::string CaughtText() {
@@ -198,44 +253,18 @@ std::string RouterAddress(std::string const& Address) {
 }
 
 std::string MailboxPath(std::string const& Mailbox) {
-  char* Path = nullptr;
-  Require(sd_bus_path_encode(kMailboxPrefix, Mailbox.c_str(), &Path), "make a mailbox's path");
-  TCText const Owner(Path);
-  if (sd_bus_object_path_is_valid(Path) <= 0) {
-    throw TCException(kSource, __LINE__).Format("the name of a mailbox is too long");
-  }
-  return Path;
+  thread_local std::optional<std::pair<std::string, std::string>> Last;
+  return Remembered(Last, Mailbox, MakeMailboxPath);
 }
 
 std::string ClassInterface(TCNorvMailClassID const& MailClass) {
-  char* Path = nullptr;
-  Require(sd_bus_path_encode("/", MailClass.get_Name().c_str(), &Path), "make a class's interface");
-  TCText const Owner(Path);
-  std::string Interface =
-      std::string(kClassPrefix) + (Path + 1) + ".v" + ToString(MailClass.get_Version());
-  if (sd_bus_interface_name_is_valid(Interface.c_str()) <= 0) {
-    throw TCException(kSource, __LINE__)
-        .Format("%s is no interface that a mail class can have", Interface.c_str());
-  }
-  return Interface;
+  thread_local std::optional<std::pair<TCNorvMailClassID, std::string>> Last;
+  return Remembered(Last, MailClass, MakeClassInterface);
 }
 
 std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface) {
-  std::string const Text = Interface == nullptr ? "" : Interface;
-  std::size_t const Prefix = std::strlen(kClassPrefix);
-  std::size_t const Dot = Text.rfind(".v");
-  if (Text.compare(0, Prefix, kClassPrefix) != 0 || Dot == std::string::npos || Dot <= Prefix) {
-    return std::nullopt;
-  }
-  bool OK = false;
-  long const Version = StringToLong(Text.substr(Dot + 2), OK);
-  char* Name = nullptr;
-  std::string const Path = "/" + Text.substr(Prefix, Dot - Prefix);
-  if (!OK || sd_bus_path_decode(Path.c_str(), "/", &Name) <= 0) {
-    return std::nullopt;
-  }
-  TCText const Owner(Name);
-  return TCNorvMailClassID(Name, static_cast<int>(Version));
+  thread_local std::optional<std::pair<std::string, std::optional<TCNorvMailClassID>>> Last;
+  return Remembered(Last, std::string(Interface == nullptr ? "" : Interface), MakeClass);
 }
 
 bool FitsInline(TCNorvMailBody const& Body) {

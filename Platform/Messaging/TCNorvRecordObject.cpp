@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr std::size_t kUsualFields = 6;
+
 // A record identifier travels as its text.
 char WireCode(TENorvFieldKind Kind) {
   return Kind == TENorvFieldKind::eRecordID ? 's' : static_cast<char>(Kind);
@@ -18,11 +20,18 @@ void TCNorvRecordObject::Add(TCNorvCommonField& Field, char const* Name) {
 }
 
 void TCNorvRecordObject::Add(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind) {
-  m_Entries.push_back({&Field, Name, WireCode(Kind), false});
+  Register({&Field, Name, WireCode(Kind), false});
 }
 
 void TCNorvRecordObject::AddKey(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind) {
-  m_Entries.push_back({&Field, Name, WireCode(Kind), true});
+  Register({&Field, Name, WireCode(Kind), true});
+}
+
+void TCNorvRecordObject::Register(TSEntry const& Entry) {
+  if (m_Entries.empty()) {
+    m_Entries.reserve(kUsualFields);  // an object is made for every record that is written
+  }
+  m_Entries.push_back(Entry);
 }
 
 // An unassigned field and an empty one say the same.

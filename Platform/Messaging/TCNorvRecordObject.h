@@ -45,5 +45,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
     char Code;
     bool IsKey;
   };
+
+  void Register(TSEntry const& Entry);
+
   std::vector<TSEntry> m_Entries;
 };

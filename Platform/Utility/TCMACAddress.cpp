@@ -22,6 +22,7 @@ namespace {
 constexpr std::size_t kBytes = 6;
 constexpr std::size_t kPlainLength = 2 * kBytes;
 constexpr std::size_t kSeparatedLength = kPlainLength + kBytes - 1;
+constexpr char kDigits[] = "0123456789ABCDEF";
 constexpr unsigned kNoDigit = 16;
 // Ends up above the six bytes, so that an address of all zeros is not the empty one.
 constexpr unsigned long long kPresent = 1;
@@ -125,18 +126,19 @@ TCMACAddress TCMACAddress::FromBytes(unsigned char const* Bytes) noexcept {
 }
 
 std::string TCMACAddress::get_AsString(char Separator) const {
-  std::string Text;
   if (Empty()) {
-    return Text;
+    return std::string();
   }
-  Text.reserve(kSeparatedLength);
-  for (std::size_t Shift = 8 * kBytes; Shift > 0; Shift -= 4) {
-    if (Separator != '\0' && Shift % 8 == 0 && !Text.empty()) {
-      Text += Separator;
+  char Text[kSeparatedLength];
+  char* End = Text;
+  for (std::size_t Shift = 8 * kBytes; Shift > 0; Shift -= 8) {
+    if (Separator != '\0' && End != Text) {
+      *End++ = Separator;
     }
-    Text += "0123456789ABCDEF"[m_Bits >> (Shift - 4) & 0xF];
+    *End++ = kDigits[m_Bits >> (Shift - 4) & 0xF];
+    *End++ = kDigits[m_Bits >> (Shift - 8) & 0xF];
   }
-  return Text;
+  return std::string(Text, End);
 }
 
 TCMACAddress TCMACAddress::OfInterface(std::string const& Interface) {
