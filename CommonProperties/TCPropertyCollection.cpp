@@ -122,19 +122,33 @@ TCCommonPropertyObject* TCPropertyCollection::Find(TCPropertyKey const& Key) con
   return Entry != m_Properties.end() ? Entry->second : nullptr;
 }
 
+// Values arrive in the order of their keys when they arrive in great numbers, so the end is asked
+// first.
+std::pair<TCPropertyCollection::TCPlace, bool> TCPropertyCollection::Seek(
+    TCPropertyKey const& Key) {
+  if (m_Properties.empty() || m_Properties.rbegin()->first < Key)
+    return {m_Properties.end(), false};
+  TCPlace const Place = m_Properties.lower_bound(Key);
+  return {Place, !(Key < Place->first)};
+}
+
 TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Value) {
+  return Insert(std::move(Value), m_Properties.end());
+}
+
+TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Value, TCPlace Next) {
   TCPropertyKey const Key = KeyOf(Value);
   auto const Removed = m_Removed.find(Key);
   if (Removed != m_Removed.end()) {
     TCCommonPropertyObject& Stored = *Removed->second;
-    m_Properties.emplace(Key, &Stored);
+    m_Properties.emplace_hint(Next, Key, &Stored);
     Stored = std::move(Value);
     static_cast<void>(Removed->second.release());  // m_Properties owns it now
     m_Removed.erase(Removed);
     return Stored;
   }
   auto Stored = std::make_unique<TCCommonPropertyObject>(std::move(Value));
-  m_Properties.emplace(Key, Stored.get());
+  m_Properties.emplace_hint(Next, Key, Stored.get());
   return *Stored.release();
 }
 
@@ -243,10 +257,10 @@ TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyID const&
                                                              std::string const& MAC) {
   TCCriticalSectionLock Lock(m_CSection);
   TCPropertyKey const Key(ID, Link, MAC);
-  TCCommonPropertyObject* const Stored = Find(Key);
-  if (Stored == nullptr)
-    return &Insert(LoadedValue(Key, Data));
-  return Stored->SetRealValue(Data) ? Stored : nullptr;
+  auto const [Place, Found] = Seek(Key);
+  if (!Found)
+    return &Insert(LoadedValue(Key, Data), Place);
+  return Place->second->SetRealValue(Data) ? Place->second : nullptr;
 }
 
 void TCPropertyCollection::LoadProperty(TCCommonPropertyObject const& Object) {

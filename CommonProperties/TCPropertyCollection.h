@@ -29,6 +29,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <utility>
 
 #include "CommonProperties/PropertyExport.h"
 #include "CommonProperties/TCCommonPropertyChangeNotifier.h"
@@ -250,6 +251,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
  private:
   class TCProcessState;
   class TCThreadEnd;
+  using TCPlace = std::map<TCPropertyKey, TCCommonPropertyObject*>::iterator;
 
   static TCProcessState& State();
   static void ForgetTransaction();
@@ -260,6 +262,9 @@ class PROPERTY_EXPORT TCPropertyCollection {
   static TCMACAddress MACFor(TCPropertyID const& ID, std::string const& MAC);
   static TCPropertyTransaction* OpenTransaction();
   TCCommonPropertyObject* Find(TCPropertyKey const& Key) const;
+  /// The key's place and true, or the place before which it belongs and false.
+  std::pair<TCPlace, bool> Seek(TCPropertyKey const& Key);
+  TCCommonPropertyObject& Insert(TCCommonPropertyObject&& Value, TCPlace Next);
   TValidator const* ValidatorOf(TCPropertyID const& ID) const;
 
   void FetchMissing(TCCommonPropertyObject& Object, bool NoException);

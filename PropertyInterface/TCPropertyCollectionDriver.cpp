@@ -163,9 +163,11 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
   // One record for all, decoded anew: a bulk load has hundreds of thousands.
   TSNorvMailContent const Content = Copy.get_Content();
   TCNorvPropertyObject::TCRecord Record;
+  std::string MACBuffer;
+  std::string DataBuffer;
   for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
     Record.Decode(Content.Body->get_Record(Index));
-    std::string const MAC = Record.m_MAC.get_AsString();
+    std::string const& MAC = Record.m_MAC.get_AsString(MACBuffer);
     Accessories::TCRecordID const Link = Record.m_Link.get_AsRecordID();
     TCPropertyID const* const ID = TCPropertyID::Find(Record.m_ID);
     if (ID == nullptr || !IsWanted(*ID, Link, MAC, OwnMAC)) {
@@ -176,7 +178,7 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
       continue;  // by a change of this process, which comes later in the server's order
     }
     TCCommonPropertyObject const* const Object =
-        UpdateProperty(*ID, Link, Record.m_Data.get_AsString(), MAC);
+        UpdateProperty(*ID, Link, Record.m_Data.get_AsString(DataBuffer), MAC);
     if (Object != nullptr && Notified) {
       Changed.push_back(Object);
     }

@@ -69,6 +69,7 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
       m_Trace(Trace),
       m_Configuration(std::move(Configuration)),
       m_LastTransaction(Database.get_LastTransaction()),
+      m_Everything(Router.get_Event()),
       m_Queue(
           Database, Router.get_Event(), Durability,
           [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
@@ -259,6 +260,7 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
     Published.Body = EncodeStanding(Taken.Changes);
   } else {
     Published.Body = EncodeChanges(Taken.Changes);
+    m_Everything.Drop();
     for (TSPropertyRecord const& Change : Taken.Changes) {
       m_Values[PlaceOf(Change)] = Change.Data;
     }
@@ -404,10 +406,12 @@ TSNorvMailContent TCPropertyServer::AnswerAll(TSNorvMailSender const& Sender,
     ThrowMalformed(__LINE__, "a request for all properties has one record");
   }
   Part.Decode(Request.Body->get_Record(0));
-  bool const OwnOnly = Part.m_Action == kActionOwn;
+  if (Part.m_Action != kActionOwn) {
+    return {Norv_PropertyMail, eNorvChange, kAllValues, EncodeEverything(Sender)};
+  }
   return {Norv_PropertyMail, eNorvChange, kAllValues,
-          EncodeValues(Sender, [&](TCMACAddress const& MAC) {
-            return !OwnOnly || MAC.Empty() || MAC == Sender.Device;
+          EncodeValues(Sender, [&Sender](TCMACAddress const& MAC) {
+            return MAC.Empty() || MAC == Sender.Device;
           })};
 }
 
@@ -432,8 +436,7 @@ bool TCPropertyServer::OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClass
   if (MailClass != Norv_PropertyMail) {
     return false;
   }
-  Content = {Norv_PropertyMail, eNorvEvent, kPublishedChange,
-             EncodeValues(Sender, [](TCMACAddress const&) { return true; })};
+  Content = {Norv_PropertyMail, eNorvEvent, kPublishedChange, EncodeEverything(Sender)};
   TraceMail("published", Sender, Content);
   return true;
 }
@@ -474,6 +477,11 @@ TCPropertyServer::TCBody TCPropertyServer::EncodeValues(
     }
   }
   return Writer.Finish();
+}
+
+TCPropertyServer::TCBody TCPropertyServer::EncodeEverything(TSNorvMailSender const& Reader) {
+  auto const Encode = [&] { return EncodeValues(Reader, [](auto const&) { return true; }); };
+  return m_Configuration->ReadsEverything(Reader) ? m_Everything.Get(Encode) : Encode();
 }
 
 // In the one form that every process writes a link and a device in, whatever the sender wrote.

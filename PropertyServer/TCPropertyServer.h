@@ -15,6 +15,7 @@
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
 #include "PropertyServer/TCCommitQueue.h"
+#include "PropertyServer/TCKeptAnswer.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCServerConfiguration.h"
 
@@ -90,6 +91,7 @@ class TCPropertyServer : public TCNorvService {
   TSNorvMailContent AnswerOne(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
   TCBody EncodeValues(TSNorvMailSender const& Reader,
                       std::function<bool(TCMACAddress const&)> const& IsWanted);
+  TCBody EncodeEverything(TSNorvMailSender const& Reader);
   TCBody EncodeChanges(std::vector<TSPropertyRecord> const& Changes);
   TCBody EncodeStanding(std::vector<TSPropertyRecord> const& Changes);
   TCNorvMailBody::TCWriter NewWriter();
@@ -112,6 +114,7 @@ class TCPropertyServer : public TCNorvService {
   std::uint64_t m_RefusedMails = 0;
   std::uint64_t m_TakenMails = 0;
   TCNorvPropertyObject m_Scratch;  // takes records to and from the wire, one at a time
+  TCKeptAnswer m_Everything;       // m_Values, for who may read all of them
   TCCommitQueue m_Queue;
 };
 

@@ -11,7 +11,7 @@ void TCNorvCommonField::set_AsInteger(int Value) {
   m_Integer = Value;
 }
 
-void TCNorvCommonField::set_AsString(std::string const& Value) {
+void TCNorvCommonField::set_AsString(std::string_view Value) {
   m_Text = Value;
   m_Kind = TENorvFieldKind::eString;
 }
@@ -58,6 +58,13 @@ std::string TCNorvCommonField::get_AsString() const {
       break;
   }
   return std::string();
+}
+
+std::string const& TCNorvCommonField::get_AsString(std::string& Buffer) const {
+  if (m_Kind == TENorvFieldKind::eString) {
+    return m_Text;
+  }
+  return Buffer = get_AsString();
 }
 
 bool TCNorvCommonField::get_AsBool() const {

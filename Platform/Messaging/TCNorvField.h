@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "Platform/PlatformExport.h"
 #include "Platform/Utility/TCRecordID.h"
@@ -27,7 +28,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvCommonField {
   virtual ~TCNorvCommonField();
 
   void set_AsInteger(int Value);
-  void set_AsString(std::string const& Value);
+  void set_AsString(std::string_view Value);
   void set_AsBool(bool Value);
   void set_AsRecordID(Accessories::TCRecordID const& Value);
   void Unassign();
@@ -36,6 +37,9 @@ class PROPERTY_PLATFORM_EXPORT TCNorvCommonField {
   TENorvFieldKind get_Kind() const { return m_Kind; }
   int get_AsInteger() const;
   std::string get_AsString() const;
+  /// The same without a copy of a text that is there: `Buffer` holds what is not. Good until the
+  /// field or `Buffer` changes.
+  std::string const& get_AsString(std::string& Buffer) const;
   bool get_AsBool() const;
   Accessories::TCRecordID get_AsRecordID() const;
 

@@ -9,7 +9,9 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
+#include "Platform/Messaging/BusHandles.h"
 #include "Platform/Utility/TCException.h"
 
 namespace {
@@ -174,7 +176,7 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::TCWriter::Finish() {
       new TCNorvMailBody(std::move(m_Signature), std::move(m_Bytes), std::move(m_Begins)));
 }
 
-// A read-only view of a memory file.
+// A read-only view of a memory file, and the file where it is to be handed on.
 class TCNorvMailBody::TCMapping {
  public:
   TCMapping(int File, std::size_t Size)
@@ -188,10 +190,13 @@ class TCNorvMailBody::TCMapping {
   ~TCMapping() { munmap(m_Address, m_Size); }
 
   std::string_view get_Bytes() const { return {static_cast<char const*>(m_Address), m_Size}; }
+  void Keep(TCFileDescriptor File) { m_File = std::move(File); }
+  int get_File() const { return m_File.get(); }
 
  private:
   void* m_Address;
   std::size_t m_Size;
+  TCFileDescriptor m_File;
 };
 
 TCNorvMailBody::TCNorvMailBody(std::string Signature, std::string Bytes,
@@ -202,22 +207,31 @@ TCNorvMailBody::TCNorvMailBody(std::string Signature, std::string Bytes,
       m_Begins(std::move(Begins)) {}
 
 TCNorvMailBody::TCNorvMailBody(std::string Signature, std::unique_ptr<TCMapping> Mapping,
-                               std::string_view Bytes, std::size_t Count)
-    : m_Signature(std::move(Signature)), m_Mapping(std::move(Mapping)), m_Bytes(Bytes) {
+                               std::string_view Bytes, std::vector<std::size_t> Begins)
+    : m_Signature(std::move(Signature)),
+      m_Mapping(std::move(Mapping)),
+      m_Bytes(Bytes),
+      m_Begins(std::move(Begins)) {}
+
+// Where each of the records begins, once all are known to be good.
+std::vector<std::size_t> TCNorvMailBody::FindRecords(std::string_view Signature,
+                                                     std::string_view Bytes, std::size_t Count) {
   // Every record has at least its mask, so a count that the bytes can not hold is refused before
   // memory is set aside for it.
   if (Count > Bytes.size() / kWordSize) {
     ThrowMalformed(__LINE__, "more records than its bytes can hold");
   }
-  m_Begins.reserve(Count);
+  std::vector<std::size_t> Begins;
+  Begins.reserve(Count);
   std::string_view Rest = Bytes;
   for (std::size_t Index = 0; Index < Count; ++Index) {
-    m_Begins.push_back(Bytes.size() - Rest.size());
-    Rest = SkipRecord(m_Signature, Rest);
+    Begins.push_back(Bytes.size() - Rest.size());
+    Rest = SkipRecord(Signature, Rest);
   }
   if (!Rest.empty()) {
     ThrowMalformed(__LINE__, "bytes after the last record");
   }
+  return Begins;
 }
 
 TCNorvMailBody::~TCNorvMailBody() = default;
@@ -273,29 +287,47 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, s
   std::string Signature(Bytes.substr(0, SignatureSize));
   RequireKnownCodes(Signature);
   Bytes.remove_prefix(SignatureSize);
+  std::vector<std::size_t> Begins = FindRecords(Signature, Bytes, Count);
   return std::shared_ptr<TCNorvMailBody const>(
-      new TCNorvMailBody(std::move(Signature), std::move(Mapping), Bytes, Count));
+      new TCNorvMailBody(std::move(Signature), std::move(Mapping), Bytes, std::move(Begins)));
+}
+
+std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::InMemoryFile(TCNorvMailBody const& Body) {
+  TCFileDescriptor File(Body.MakeMemoryFile());
+  struct stat Status = {};
+  if (fstat(File.get(), &Status) != 0) {
+    throw TCException(kSource, __LINE__).Format("cannot use a memory file: %s", strerror(errno));
+  }
+  auto Mapping = std::make_unique<TCMapping>(File.get(), static_cast<std::size_t>(Status.st_size));
+  std::string_view const Bytes = Mapping->get_Bytes();
+  Mapping->Keep(std::move(File));
+  return std::shared_ptr<TCNorvMailBody const>(
+      new TCNorvMailBody(Body.m_Signature, std::move(Mapping),
+                         Bytes.substr(Bytes.size() - Body.m_Bytes.size()), Body.m_Begins));
 }
 
 int TCNorvMailBody::MakeMemoryFile() const {
-  int const File = memfd_create("mail", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-  if (File < 0) {
+  bool const Kept = m_Mapping && m_Mapping->get_File() >= 0;
+  TCFileDescriptor File(Kept ? fcntl(m_Mapping->get_File(), F_DUPFD_CLOEXEC, 0)
+                             : memfd_create("mail", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+  if (File.get() < 0) {
     throw TCException(kSource, __LINE__).Format("cannot make a memory file: %s", strerror(errno));
   }
-  try {
-    std::string Header(kMagic);
-    StoreWord(Header, kFormatVersion);
-    StoreWord(Header, static_cast<std::uint32_t>(m_Begins.size()));
-    StoreWord(Header, static_cast<std::uint32_t>(m_Signature.size()));
-    Header += m_Signature;
-    WriteAll(File, Header);
-    WriteAll(File, m_Bytes);
-    if (fcntl(File, F_ADD_SEALS, kAllSeals) != 0) {
-      throw TCException(kSource, __LINE__).Format("cannot seal a memory file: %s", strerror(errno));
-    }
-  } catch (...) {
-    close(File);
-    throw;
+  if (!Kept) {
+    WriteMemoryFile(File.get());
   }
-  return File;
+  return File.Release();
+}
+
+void TCNorvMailBody::WriteMemoryFile(int File) const {
+  std::string Header(kMagic);
+  StoreWord(Header, kFormatVersion);
+  StoreWord(Header, static_cast<std::uint32_t>(m_Begins.size()));
+  StoreWord(Header, static_cast<std::uint32_t>(m_Signature.size()));
+  Header += m_Signature;
+  WriteAll(File, Header);
+  WriteAll(File, m_Bytes);
+  if (fcntl(File, F_ADD_SEALS, kAllSeals) != 0) {
+    throw TCException(kSource, __LINE__).Format("cannot seal a memory file: %s", strerror(errno));
+  }
 }

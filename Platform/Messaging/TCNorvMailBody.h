@@ -85,8 +85,12 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   static std::shared_ptr<TCNorvMailBody const> FromMemoryFile(int File,
                                                               std::size_t Limit = kMaximumSize);
 
-  /// Makes a sealed memory file of the body; the caller closes it.
-  /// Throws TCException when the system has no file or memory left.
+  /// The same records, in a sealed memory file from the beginning: for what is sent many times.
+  /// Throws as MakeMemoryFile does.
+  static std::shared_ptr<TCNorvMailBody const> InMemoryFile(TCNorvMailBody const& Body);
+
+  /// Makes a sealed memory file of the body, or another descriptor of the one that it is in; the
+  /// caller closes it. Throws TCException when the system has no file or memory left.
   int MakeMemoryFile() const;
 
   TCNorvMailBody(TCNorvMailBody const&) = delete;
@@ -103,7 +107,11 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
 
   TCNorvMailBody(std::string Signature, std::string Bytes, std::vector<std::size_t> Begins);
   TCNorvMailBody(std::string Signature, std::unique_ptr<TCMapping> Mapping, std::string_view Bytes,
-                 std::size_t Count);
+                 std::vector<std::size_t> Begins);
+
+  static std::vector<std::size_t> FindRecords(std::string_view Signature, std::string_view Bytes,
+                                              std::size_t Count);
+  void WriteMemoryFile(int File) const;
 
   std::string m_Signature;
   std::string m_Owned;

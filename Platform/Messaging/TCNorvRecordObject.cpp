@@ -32,15 +32,19 @@ void TCNorvRecordObject::Register(TSEntry const& Entry) {
     m_Entries.reserve(kUsualFields);  // an object is made for every record that is written
   }
   m_Entries.push_back(Entry);
+  m_Signature.push_back(Entry.Code);
 }
 
 // An unassigned field and an empty one say the same.
 std::string TCNorvRecordObject::get_Key() const {
   std::string Key;
+  std::string Buffer;
   for (TSEntry const& Entry : m_Entries) {
     if (Entry.IsKey) {
-      std::string const Text = Entry.Field->IsAssigned() ? Entry.Field->get_AsString() : "";
-      Key += std::to_string(Text.size()) + ':' + Text;
+      std::string const& Text = Entry.Field->get_AsString(Buffer);
+      Key += std::to_string(Text.size());
+      Key += ':';
+      Key += Text;
     }
   }
   return Key;
@@ -55,32 +59,22 @@ std::vector<std::string> TCNorvRecordObject::get_FieldNames() const {
   return Names;
 }
 
-std::string TCNorvRecordObject::get_Signature() const {
-  std::string Signature;
-  Signature.reserve(m_Entries.size());
-  for (TSEntry const& Entry : m_Entries) {
-    Signature.push_back(Entry.Code);
-  }
-  return Signature;
-}
-
 void TCNorvRecordObject::Encode(TCNorvMailBody::TCWriter& Writer) const {
   std::uint32_t Assigned = 0;
   for (std::size_t Place = 0; Place < m_Entries.size(); ++Place) {
     Assigned |= (m_Entries[Place].Field->IsAssigned() ? 1U : 0U) << Place;
   }
   Writer.BeginRecord(Assigned);
+  std::string Buffer;
   for (TSEntry const& Entry : m_Entries) {
     TSNorvFieldValue Value;
-    std::string Text;
     Value.Code = Entry.Code == 'v' && Entry.Field->IsAssigned() ? WireCode(Entry.Field->get_Kind())
                                                                 : Entry.Code;
     if (Value.Code == 'v') {
       Value.Code = 's';  // nothing assigned, nothing declared: an empty text stands for it
     }
     if (Value.Code == 's') {
-      Text = Entry.Field->get_AsString();
-      Value.Text = Text;
+      Value.Text = Entry.Field->get_AsString(Buffer);
     } else {
       Value.Integer = Entry.Field->get_AsInteger();
     }
@@ -89,8 +83,7 @@ void TCNorvRecordObject::Encode(TCNorvMailBody::TCWriter& Writer) const {
 }
 
 void TCNorvRecordObject::Decode(std::string_view Record) {
-  std::string const Signature = get_Signature();
-  TCNorvRecordCursor Cursor(Signature, Record);
+  TCNorvRecordCursor Cursor(m_Signature, Record);
   TSNorvFieldValue Value;
   for (TSEntry const& Entry : m_Entries) {
     Cursor.Next(Value);
@@ -101,7 +94,7 @@ void TCNorvRecordObject::Decode(std::string_view Record) {
     } else if (Value.Code == 'b') {
       Entry.Field->set_AsBool(Value.Integer != 0);
     } else {
-      Entry.Field->set_AsString(std::string(Value.Text));
+      Entry.Field->set_AsString(Value.Text);
     }
   }
 }

@@ -31,7 +31,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
   std::string get_Key() const;
 
   /// The wire types of the fields, one letter each.
-  std::string get_Signature() const;
+  std::string const& get_Signature() const { return m_Signature; }
   void Encode(TCNorvMailBody::TCWriter& Writer) const;
   /// Fills the fields from one encoded record of the same signature.
   void Decode(std::string_view Record);
@@ -49,4 +49,5 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
   void Register(TSEntry const& Entry);
 
   std::vector<TSEntry> m_Entries;
+  std::string m_Signature;
 };
