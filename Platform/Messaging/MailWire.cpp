@@ -123,6 +123,25 @@ void AppendRecords(sd_bus_message* Message, TCNorvMailBody const& Body) {
   Require(sd_bus_message_close_container(Message), "close the records");
 }
 
+void AppendPacked(sd_bus_message* Message, TCNorvMailBody const& Body) {
+  Require(sd_bus_message_append_basic(Message, 's', Body.get_Signature().c_str()),
+          "append the fields of the records");
+  Require(sd_bus_message_append_array(Message, 'y', Body.get_Bytes().data(), Body.get_Size()),
+          "append packed records");
+}
+
+std::shared_ptr<TCNorvMailBody const> ReadPacked(sd_bus_message* Message, std::size_t Limit) {
+  char const* Signature = nullptr;
+  void const* Bytes = nullptr;
+  std::size_t Size = 0;
+  Require(sd_bus_message_read_basic(Message, 's', &Signature), "read the fields of the records");
+  Require(sd_bus_message_read_array(Message, 'y', &Bytes, &Size), "read packed records");
+  if (Size > Limit) {
+    throw TCException(kSource, __LINE__).Format("Malformed mail: larger than a mail may be");
+  }
+  return TCNorvMailBody::FromBytes(Signature, {static_cast<char const*>(Bytes), Size});
+}
+
 TSNorvFieldValue ReadValue(sd_bus_message* Message, char Code) {
   TSNorvFieldValue Value;
   Value.Code = Code;
@@ -267,9 +286,12 @@ std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface) {
   return Remembered(Last, std::string(Interface == nullptr ? "" : Interface), MakeClass);
 }
 
-bool FitsInline(TCNorvMailBody const& Body) {
+bool FitsInline(TCNorvMailBody const& Body, TEForm Form) {
   if (Body.get_Size() > kInlineLimit) {
     return false;
+  }
+  if (Form == TEForm::ePacked) {
+    return true;
   }
   for (int Index = 0; Index < Body.get_Count(); ++Index) {
     TCNorvRecordCursor Cursor(Body.get_Signature(), Body.get_Record(Index));
@@ -283,11 +305,12 @@ bool FitsInline(TCNorvMailBody const& Body) {
   return true;
 }
 
-void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content) {
+void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEForm Form) {
   Require(sd_bus_message_append(Message, "ii", Content.SignalType, Content.SignalName),
           "append a signal");
-  if (FitsInline(*Content.Body)) {
-    AppendRecords(Message, *Content.Body);
+  if (FitsInline(*Content.Body, Form)) {
+    Form == TEForm::ePacked ? AppendPacked(Message, *Content.Body)
+                            : AppendRecords(Message, *Content.Body);
     return;
   }
   TCFileDescriptor const File(Content.Body->MakeMemoryFile());
@@ -307,6 +330,8 @@ TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& Mai
     int File = -1;  // stays the message's
     Require(sd_bus_message_read_basic(Message, 'h', &File), "read a memory file");
     Content.Body = TCNorvMailBody::FromMemoryFile(File, Limit);
+  } else if (Type == 's') {
+    Content.Body = ReadPacked(Message, Limit);
   } else if (Type == 'a') {
     Content.Body = ReadRecords(Message, Contents);
   } else {

@@ -12,7 +12,9 @@
 
 namespace MailWire {
 
-constexpr std::uint32_t kProtocolVersion = 1;
+/// What proxies speak, and what the router takes beside it: without packed records.
+constexpr std::uint32_t kProtocolVersion = 2;
+constexpr std::uint32_t kTypedVersion = 1;
 
 constexpr char kRouterPath[] = "/mailrouter";
 constexpr char kRouterInterface[] = "mailrouter.Router1";
@@ -52,12 +54,21 @@ std::string MailboxPath(std::string const& Mailbox);
 std::string ClassInterface(TCNorvMailClassID const& MailClass);
 std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface);
 
-/// Whether the records travel in the message itself: small enough, and all texts are valid there.
-bool FitsInline(TCNorvMailBody const& Body);
+/// How the records of a small mail are written: each field as a value of the bus, for every
+/// library of it, or all as they are kept, which costs a fraction of it.
+enum class TEForm { eTyped, ePacked };
+/// The form for a peer that greets, or is greeted, with a version of the protocol.
+constexpr TEForm FormOf(std::uint32_t Version) {
+  return Version > kTypedVersion ? TEForm::ePacked : TEForm::eTyped;
+}
 
-/// Appends signal and records ("ii" and "a(u...)", or "iih" for what is large or no valid text).
+/// Whether the records travel in the message itself: small enough and, as typed values, with texts
+/// that are valid there.
+bool FitsInline(TCNorvMailBody const& Body, TEForm Form);
+
+/// Appends signal and records: "ii" and "a(u...)" or, packed, "say", or "h" for what does not fit.
 /// Throws TCException when the message can not be built.
-void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content);
+void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEForm Form);
 /// Reads what AppendMail wrote, up to `Limit` bytes of records. Throws TCException on anything
 /// else; nothing is believed unchecked.
 TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass,

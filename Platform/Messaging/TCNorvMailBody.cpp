@@ -258,6 +258,17 @@ std::string_view TCNorvMailBody::get_Record(int Index) const {
   return m_Bytes.substr(Begin, End - Begin);
 }
 
+std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromBytes(std::string_view Signature,
+                                                                std::string_view Bytes) {
+  RequireKnownCodes(Signature);
+  std::vector<std::size_t> Begins;
+  for (std::string_view Rest = Bytes; !Rest.empty(); Rest = SkipRecord(Signature, Rest)) {
+    Begins.push_back(Bytes.size() - Rest.size());
+  }
+  return std::shared_ptr<TCNorvMailBody const>(
+      new TCNorvMailBody(std::string(Signature), std::string(Bytes), std::move(Begins)));
+}
+
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, std::size_t Limit) {
   int const Seals = fcntl(File, F_GET_SEALS);
   if (Seals < 0 || (Seals & kAllSeals) != kAllSeals) {

@@ -79,6 +79,10 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   static std::shared_ptr<TCNorvMailBody const> Selected(TCNorvMailBody const& Body,
                                                         std::vector<bool> const& Taken);
 
+  /// A copy of `Bytes`, which are records of `Signature`. Throws TCException when they are not.
+  static std::shared_ptr<TCNorvMailBody const> FromBytes(std::string_view Signature,
+                                                         std::string_view Bytes);
+
   /// Maps the sealed memory file `File` (not taken over) and validates all of it.
   /// Throws TCException when the file is not sealed against every change, is larger than `Limit`
   /// bytes, or is malformed.
@@ -100,6 +104,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   std::string const& get_Signature() const { return m_Signature; }
   int get_Count() const { return static_cast<int>(m_Begins.size()); }
   std::string_view get_Record(int Index) const;
+  std::string_view get_Bytes() const { return m_Bytes; }
   std::size_t get_Size() const { return m_Bytes.size(); }
 
  private:

@@ -593,14 +593,14 @@ bool TCNorvProxyConnection::SendToBus(sd_bus_message* Message) {
 void TCNorvProxyConnection::TransmitMails(std::string const& Mailbox, TSOutbox& Outbox) {
   while (Outbox.Untransmitted < std::min(Outbox.Mails.size(), kWindow)) {
     TSOutbox::TSMail const& Mail = Outbox.Mails[Outbox.Untransmitted];
-    if (Outbox.Untransmitted >= kFileWindow && !MailWire::FitsInline(*Mail.Content.Body)) {
+    if (Outbox.Untransmitted >= kFileWindow && !MailWire::FitsInline(*Mail.Content.Body, m_Form)) {
       return;  // each memory file on its way is a descriptor of this process
     }
     TCBusMessage const Message =
         NewCall(Mailbox, MailWire::ClassInterface(Mail.Content.MailClass), MailWire::kSend);
     MailWire::Require(sd_bus_message_append(Message.get(), "st", m_Identity.c_str(), Mail.Number),
                       "append an envelope");
-    MailWire::AppendMail(Message.get(), Mail.Content);
+    MailWire::AppendMail(Message.get(), Mail.Content, m_Form);
     sd_bus_message_set_expect_reply(Message.get(), 0);
     if (!SendToBus(Message.get())) {
       return;
@@ -621,7 +621,7 @@ void TCNorvProxyConnection::TransmitExchanges() {
         NewCall(*Exchange->Mailbox, Exchange->Interface, MailWire::kRequest);
     MailWire::Require(sd_bus_message_append_basic(Message.get(), 's', m_Identity.c_str()),
                       "append an envelope");
-    MailWire::AppendMail(Message.get(), *Exchange->Content);
+    MailWire::AppendMail(Message.get(), *Exchange->Content, m_Form);
     sd_bus_slot* Slot = nullptr;
     if (sd_bus_call_async(m_Bus.get(), &Slot, Message.get(), OnAnswer, Exchange, UINT64_MAX) < 0) {
       return;  // lost, as in SendToBus
@@ -686,6 +686,11 @@ int TCNorvProxyConnection::OnGreeted(sd_bus_message* Message, void* Connection,
     }
     return 0;  // of no use until another router takes its place and ends the connection
   }
+  std::uint32_t Version = MailWire::kTypedVersion;
+  Guarded("mail router", [&] {
+    MailWire::Require(sd_bus_message_read_basic(Message, 'u', &Version), "read a greeting");
+  });
+  Self.m_Form = MailWire::FormOf(Version);
   Self.m_Ready = true;
   Self.m_Refused = false;
   Self.m_RetryDelay = kFirstRetryDelay;

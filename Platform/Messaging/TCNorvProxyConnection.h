@@ -162,7 +162,8 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   bool m_Closing = false;
   bool m_ThreadEnded = false;
   bool m_Pumping = false;
-  bool m_Ready = false;    // greeted by the router
+  bool m_Ready = false;                                // greeted by the router
+  MailWire::TEForm m_Form = MailWire::TEForm::eTyped;  // that the router understands
   bool m_Refused = false;  // the router's refusal to greet has been logged
   TCFileDescriptor m_Wake;
   TCBusHandle m_Bus;

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Messaging/TCNorvService.h"
 
@@ -58,7 +59,8 @@ class TCRouterConnection {
   bool CountMail(unsigned Limit, std::uint64_t Now);
 
   TCRouterCore& m_Core;
-  TSNorvMailSender m_Sender;  // complete once greeted
+  TSNorvMailSender m_Sender;                           // complete once greeted
+  MailWire::TEForm m_Form = MailWire::TEForm::eTyped;  // that it understands
   std::map<std::string, TSSubscription> m_Subscriptions;
   std::list<TCRouterConnection>::iterator m_Place;
   TCEventSource m_GreetingLimit;

@@ -399,10 +399,10 @@ void TCRouterCore::Greet(TCRouterConnection& Connection, sd_bus_message* Message
   std::uint32_t Version = 0;
   MailWire::Require(sd_bus_message_read(Message, "sus", &Identity, &Version, &Device),
                     "read a greeting");
-  if (Version != MailWire::kProtocolVersion) {
+  if (Version != MailWire::kProtocolVersion && Version != MailWire::kTypedVersion) {
     sd_bus_reply_method_errorf(Message, MailWire::kErrorProtocol,
-                               "protocol version %u is not spoken here, only %u", Version,
-                               MailWire::kProtocolVersion);
+                               "protocol version %u is not spoken here, only %u and %u", Version,
+                               MailWire::kTypedVersion, MailWire::kProtocolVersion);
     return;
   }
   if (std::strlen(Identity) == 0 || std::strlen(Identity) > MailWire::kIdentityLimit) {
@@ -418,7 +418,8 @@ void TCRouterCore::Greet(TCRouterConnection& Connection, sd_bus_message* Message
   Connection.m_GreetingLimit.reset();
   Connection.m_Sender.Identity = Identity;
   Connection.m_Sender.Device = TCMACAddress(std::string(Device));
-  MailWire::Require(sd_bus_reply_method_return(Message, "u", MailWire::kProtocolVersion), "greet");
+  Connection.m_Form = MailWire::FormOf(Version);
+  MailWire::Require(sd_bus_reply_method_return(Message, "u", Version), "greet");
 }
 
 // A proxy that reconnects may find its former connection still there; nobody else may take its
@@ -498,7 +499,7 @@ void TCRouterCore::CatchUpByServices(TCRouterConnection& Connection, std::string
     }
     std::uint64_t const Included = Owner->get_LastTaken(Subscriber.Identity);
     TCBusMessage const Message = NewPublished(
-        Connection.get_Bus(),
+        Connection,
         {Path, Interface, m_Position.Sequence, MailWire::kNoOrigin, Included, "", Content}, 0,
         Content.Body);
     if (!Connection.Send(Message.get(), Content.Body->get_Size())) {
@@ -717,7 +718,7 @@ void TCRouterCore::DeliverRequest(TCNorvService& Owner, TCRouterConnection& Conn
   MailWire::Require(sd_bus_message_append(Raw, "ttt", m_Position.Epoch, m_Position.Sequence,
                                           Owner.get_LastTaken(Sender.Identity)),
                     "append an envelope");
-  MailWire::AppendMail(Raw, Answer);
+  MailWire::AppendMail(Raw, Answer, Connection.m_Form);
   if (!Connection.Send(Raw, Answer.Body->get_Size())) {
     Drop(Connection);  // its proxy comes back and asks again
   }
@@ -770,19 +771,20 @@ void TCRouterCore::Acknowledge(std::string const& Path, std::string const& Ident
 
 // ---- publishing ----
 
-TCBusMessage TCRouterCore::NewPublished(sd_bus* Bus, TSPublishedMail const& Mail,
-                                        std::uint64_t Previous,
+TCBusMessage TCRouterCore::NewPublished(TCRouterConnection const& Connection,
+                                        TSPublishedMail const& Mail, std::uint64_t Previous,
                                         std::shared_ptr<TCNorvMailBody const> const& Body) const {
   sd_bus_message* Raw = nullptr;
-  MailWire::Require(sd_bus_message_new_signal(Bus, &Raw, Mail.Path.c_str(), Mail.Interface.c_str(),
-                                              MailWire::kPublished),
+  MailWire::Require(sd_bus_message_new_signal(Connection.get_Bus(), &Raw, Mail.Path.c_str(),
+                                              Mail.Interface.c_str(), MailWire::kPublished),
                     "make a published mail");
   TCBusMessage Message(Raw);
   MailWire::Require(sd_bus_message_append(Raw, "tttst", m_Position.Epoch, Previous, Mail.Sequence,
                                           Mail.Origin.c_str(), Mail.Number),
                     "append an envelope");
   MailWire::AppendMail(
-      Raw, {Mail.Content.MailClass, Mail.Content.SignalType, Mail.Content.SignalName, Body});
+      Raw, {Mail.Content.MailClass, Mail.Content.SignalType, Mail.Content.SignalName, Body},
+      Connection.m_Form);
   return Message;
 }
 
@@ -856,9 +858,10 @@ void TCRouterCore::Forward(TCRouterConnection& Connection,
     if (Subscription.Behind) {
       return;
     }
-    if (Last.Body != Body.get() || Last.Previous != Subscription.Sent) {
-      Last = {NewPublished(Connection.get_Bus(), Mail, Subscription.Sent, Body), Body.get(),
-              Subscription.Sent};
+    if (Last.Body != Body.get() || Last.Previous != Subscription.Sent ||
+        Last.Form != Connection.m_Form) {
+      Last = {NewPublished(Connection, Mail, Subscription.Sent, Body), Body.get(),
+              Subscription.Sent, Connection.m_Form};
     }
     if (Connection.Send(Last.Message.get(), Body->get_Size())) {
       Subscription.Sent = Mail.Sequence;

@@ -61,6 +61,7 @@ class TCRouterCore {
     TCBusMessage Message;
     TCNorvMailBody const* Body = nullptr;
     std::uint64_t Previous = 0;
+    MailWire::TEForm Form = MailWire::TEForm::eTyped;
   };
 
   static int OnConnect(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
@@ -99,7 +100,8 @@ class TCRouterCore {
                  TCRouterConnection::TSSubscription& Subscription);
   void FallBehind(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription);
   void Resume(TCRouterConnection& Connection);
-  TCBusMessage NewPublished(sd_bus* Bus, TSPublishedMail const& Mail, std::uint64_t Previous,
+  TCBusMessage NewPublished(TCRouterConnection const& Connection, TSPublishedMail const& Mail,
+                            std::uint64_t Previous,
                             std::shared_ptr<TCNorvMailBody const> const& Body) const;
   void Park(TCRouterConnection& Connection, sd_bus_message* Message);
   void WaitForOwner(TCRouterConnection& Connection);

@@ -48,8 +48,13 @@ TSMalformed const kMalformed[] = {
      [](sd_bus_message* Mail) { sd_bus_message_append(Mail, "iia(uis)", 2, 3, 1, 3, 102, "7"); },
      "Malformed mail: records of another layout"},
     {"NoRecords", TWirePeer::kProperty,
-     [](sd_bus_message* Mail) { sd_bus_message_append(Mail, "iis", 2, 3, "7"); },
+     [](sd_bus_message* Mail) { sd_bus_message_append(Mail, "iii", 2, 3, 7); },
      "Malformed mail: no records"},
+    {"PackedRecordsThatEndEarly", TWirePeer::kProperty,
+     [](sd_bus_message* Mail) {
+       sd_bus_message_append(Mail, "iisay", 2, 3, "isssb", 5, 0x1f, 0, 0, 0, 102);
+     },
+     "Malformed mail: a record ends early"},
     {"ALinkThatIsNoNumber", TWirePeer::kProperty,
      [](sd_bus_message* Mail) { AppendChange(Mail, kAllFields, "seven", ""); },
      "Malformed mail: a link that is no number"},

@@ -126,7 +126,7 @@ TEST_F(HostileGreeting, InAnotherProtocolIsRefusedWithBothVersions) {
   StartAll();
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Call(With(Peer.NewRouterCall("Hello"), "sus", "peer", 7, "")),
-            "mailrouter.Error.Protocol: protocol version 7 is not spoken here, only 1");
+            "mailrouter.Error.Protocol: protocol version 7 is not spoken here, only 1 and 2");
   ExpectServed();
 }
 

@@ -57,6 +57,20 @@ class TPeer {
     return Result;
   }
 
+  // The type of the answer's records, or the error.
+  std::string CallForType(TCBusMessage const& Request) {
+    sd_bus_message* Raw = nullptr;
+    constexpr std::uint64_t kMicroseconds = 30000000;
+    if (sd_bus_call(m_Bus.get(), Request.get(), kMicroseconds, nullptr, &Raw) < 0) {
+      return "error";
+    }
+    TCBusMessage const Answer(Raw);
+    char Type[2] = {};
+    EXPECT_GE(sd_bus_message_skip(Raw, "tttii"), 0);
+    EXPECT_GE(sd_bus_message_peek_type(Raw, Type, nullptr), 0);
+    return Type;
+  }
+
   std::string Greet(char const* Identity = "peer", std::uint32_t Version = 1) {
     TCBusMessage const Hello =
         NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kHello);
@@ -144,8 +158,8 @@ TEST_F(HostilePeer, MailBeforeTheGreetingIsRefused) {
 
 TEST_F(HostilePeer, AnotherProtocolVersionIsRefused) {
   TPeer Peer(Address());
-  EXPECT_EQ(Peer.Greet("peer", 2),
-            "mailrouter.Error.Protocol: protocol version 2 is not spoken here, only 1");
+  EXPECT_EQ(Peer.Greet("peer", 3),
+            "mailrouter.Error.Protocol: protocol version 3 is not spoken here, only 1 and 2");
   ExpectServed();
 }
 
@@ -231,6 +245,54 @@ TEST_F(HostilePeer, AnUnknownAssignedFieldIsRefused) {
   EXPECT_EQ(Peer.Call(Request), Refused("Malformed mail: an unknown field is assigned"));
 }
 
+std::string AskAndHearType(TPeer& Peer, char const* Identity = "peer") {
+  TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
+  sd_bus_message_append(Request.get(), "siia(uisv)", Identity, 1, 1, 1, 3, 7, "seven", "s", "");
+  return Peer.CallForType(Request);
+}
+
+// A request whose records are packed.
+std::string AskPacked(TPeer& Peer, std::string const& Fields, std::string const& Bytes) {
+  TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
+  sd_bus_message_append(Request.get(), "siis", "peer", 1, 1, Fields.c_str());
+  sd_bus_message_append_array(Request.get(), 'y', Bytes.data(), Bytes.size());
+  return Peer.Call(Request);
+}
+
+TEST_F(HostilePeer, PackedRecordsAreTaken) {
+  TPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  std::string const Record("\3\0\0\0\7\0\0\0\1\0\0\0xs\0\0\0\0", 18);
+  EXPECT_EQ(AskPacked(Peer, "isv", Record + Record), "");
+  EXPECT_THAT(m_Server.m_Service.m_Requests.WaitFor(1), ElementsAre(7));
+}
+
+TEST_F(HostilePeer, PackedRecordsThatLieAreRefused) {
+  TPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  std::string const Mask("\1\0\0\0", 4);
+  EXPECT_EQ(AskPacked(Peer, "x", Mask), Refused("Malformed mail: a field of an unknown type"));
+  EXPECT_EQ(AskPacked(Peer, std::string(33, 'i'), Mask),
+            Refused("Malformed mail: too many fields in a record"));
+  EXPECT_EQ(AskPacked(Peer, "i", Mask), Refused("Malformed mail: a record ends early"));
+  EXPECT_EQ(AskPacked(Peer, "s", Mask + "\xff\xff\xff\xff"),
+            Refused("Malformed mail: a record ends early"));
+  EXPECT_EQ(AskPacked(Peer, "b", Mask + "\2"),
+            Refused("Malformed mail: a boolean that is neither 0 nor 1"));
+  EXPECT_EQ(AskPacked(Peer, "", Mask),
+            Refused("Malformed mail: an assigned field that the record does not have"));
+  ExpectServed();
+}
+
+TEST_F(HostilePeer, ThatGreetsWithTheFirstVersionGetsTypedRecords) {
+  TPeer Peer(Address());
+  Peer.Greet("peer", 1);
+  EXPECT_EQ(AskAndHearType(Peer), "a");
+  TPeer Other(Address());
+  Other.Greet("other", 2);
+  EXPECT_EQ(AskAndHearType(Other, "other"), "s");
+}
+
 TEST_F(HostilePeer, AnUnsealedMemoryFileIsRefused) {
   TPeer Peer(Address());
   Peer.Greet();
@@ -248,7 +310,7 @@ TEST_F(HostilePeer, AMalformedMailIsAcknowledgedAndTheNextIsDelivered) {
     TCBusMessage const Mail = Peer.NewMail();
     sd_bus_message_append(Mail.get(), "stii", "peer", static_cast<std::uint64_t>(Number), 2, 1);
     if (Number == 1) {
-      sd_bus_message_append(Mail.get(), "s", "no records");
+      sd_bus_message_append(Mail.get(), "u", 7);
     } else {
       sd_bus_message_append(Mail.get(), "a(uisv)", 1, 3, 7, "seven", "s", "");
     }

@@ -53,11 +53,11 @@ TEST(MailWire, FallsBackToTheSystemsAddress) {
   EXPECT_EQ(MailWire::RouterAddress(""), "unix:path=/run/mailrouter/socket");
 }
 
-bool FitsInline(std::string const& Text) {
+bool FitsInline(std::string const& Text, MailWire::TEForm Form = MailWire::TEForm::eTyped) {
   TCNorvMailBody::TCWriter Writer("s");
   Writer.BeginRecord(1);
   Writer.AppendField({true, 's', 0, Text});
-  return MailWire::FitsInline(*Writer.Finish());
+  return MailWire::FitsInline(*Writer.Finish(), Form);
 }
 
 TEST(MailWire, CarriesValidTextsInTheMessage) {
@@ -74,6 +74,13 @@ TEST(MailWire, CarriesOtherTextsInAMemoryFile) {
         "\xf0\x8f\xbf\xbf"s, "\xf4\x90\x80\x80"s, "\xff"s, "\xe2\x82"s}) {
     EXPECT_FALSE(FitsInline(Text)) << Text;
   }
+}
+
+TEST(MailWire, CarriesAnyTextPacked) {
+  using std::string_literals::operator""s;
+  EXPECT_TRUE(FitsInline("zero\0byte"s, MailWire::TEForm::ePacked));
+  EXPECT_TRUE(FitsInline("\xff", MailWire::TEForm::ePacked));
+  EXPECT_FALSE(FitsInline(std::string(MailWire::kInlineLimit - 7, 'x'), MailWire::TEForm::ePacked));
 }
 
 TEST(MailWire, CarriesLargeMailsInAMemoryFile) {
