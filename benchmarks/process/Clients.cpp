@@ -4,7 +4,6 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <utility>
 
 #include "CommonProperties/TCPropertyCollection.h"
@@ -55,15 +54,6 @@ void WatchStamps(int Size, TCWatcher::TSeen const& Seen) {
   });
   Seen(0);
   WaitForEnd();
-}
-
-std::vector<double> SampleInProcess(int Count, std::function<void(TCPipe const&)> const& Body) {
-  TCPipe const Results;
-  TCProcess Process([&] { Body(Results); });
-  std::vector<double> Samples(static_cast<std::size_t>(Count));
-  std::generate(Samples.begin(), Samples.end(), [&] { return Results.Receive(); });
-  Process.Wait();
-  return Samples;
 }
 
 }  // namespace Benchmark

@@ -4,7 +4,6 @@
 
 #include <functional>
 #include <string>
-#include <vector>
 
 #include "CommonProperties/TCCommonPropertyChangeNotifier.h"
 #include "benchmarks/BenchmarkSchema.h"
@@ -46,8 +45,5 @@ class TCChangeNotifier : public Property::TCCommonPropertyChangeNotifier {
 
 /// The body of a process that watches the changes of the stamp fields in a store of `Size`.
 [[noreturn]] void WatchStamps(int Size, TCWatcher::TSeen const& Seen);
-
-/// The `Count` numbers that `Body` sends when it runs in a process of its own.
-std::vector<double> SampleInProcess(int Count, std::function<void(TCPipe const&)> const& Body);
 
 }  // namespace Benchmark

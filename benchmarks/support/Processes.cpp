@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -106,6 +107,15 @@ void TCProcess::Wait() {
   if (Status != 0) {
     throw std::runtime_error("a process of the measurement failed");
   }
+}
+
+std::vector<double> SampleInProcess(int Count, std::function<void(TCPipe const&)> const& Body) {
+  TCPipe const Results;
+  TCProcess Process([&] { Body(Results); });
+  std::vector<double> Samples(static_cast<std::size_t>(Count));
+  std::generate(Samples.begin(), Samples.end(), [&] { return Results.Receive(); });
+  Process.Wait();
+  return Samples;
 }
 
 TCPrivateFolder::TCPrivateFolder()

@@ -49,6 +49,9 @@ class TCProcess {
   pid_t m_Process;
 };
 
+/// The `Count` numbers that `Body` sends when it runs in a process of its own.
+std::vector<double> SampleInProcess(int Count, std::function<void(TCPipe const&)> const& Body);
+
 /// A private folder under TMPDIR, or /tmp; removed with its content at the end.
 class TCPrivateFolder {
  public:
