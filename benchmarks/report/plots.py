@@ -31,6 +31,7 @@ IN_PROCESS = (
     "map/read/-",
     "map/write/-",
 )
+SCHEMA = ("product/schema_construction/-", "product/schema_initialisation/-")
 START_UP = ("product/start_up/-", "map/build/-", "sqlite/load/*", "redis/load/*", "lmdb/load/*")
 LATENCIES = (
     "product/notify/relaxed/10000",
@@ -107,7 +108,7 @@ def _decades(values: Iterable[float]) -> tuple[float, float]:
 
 
 def _draw_growth(
-    axes: Axes, measured: Sequence[Merged], patterns: Sequence[str], unit: str
+    axes: Axes, measured: Sequence[Merged], patterns: Sequence[str], unit: str, what: str = "values"
 ) -> bool:
     lines: dict[str, list[Merged]] = {}
     for pattern in patterns:
@@ -125,7 +126,7 @@ def _draw_growth(
             color=COLOURS[number % len(COLOURS)],
             label=label,
         )
-    axes.set(xscale="log", yscale="log", xlabel="values", ylabel=unit)
+    axes.set(xscale="log", yscale="log", xlabel=what, ylabel=unit)
     _plain_ticks(axes.xaxis)
     _plain_ticks(axes.yaxis)
     if lines:
@@ -193,6 +194,9 @@ def draw_all(measured: Sequence[Merged]) -> dict[str, str]:
         ),
         "Start of a process until it has all values, beside building or loading the same": _draw(
             "start-up", (7, 4), lambda axes: _draw_growth(axes, measured, START_UP, "ms")
+        ),
+        "Making and completing a schema, by the number of its nodes": _draw(
+            "schema", (7, 3), lambda axes: _draw_growth(axes, measured, SCHEMA, "ms", "nodes")
         ),
         "From the change in one process until another one holds it": _draw(
             "latency", (7, 4), lambda axes: _draw_latencies(axes, measured)

@@ -57,6 +57,7 @@ PROGRAMS = (
         is_google_benchmark=True,
     ),
     Program("benchmarks/store_memory"),
+    Program("benchmarks/schema_benchmark"),
     Program("benchmarks/process_benchmark", arguments=("{server}",)),
     Program("benchmarks/peers/sqlite_peer"),
     Program("benchmarks/peers/redis_peer"),
