@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Runs the hottest operations under callgrind, which writes one profile for each, named after it.
+// Runs the hottest operations under callgrind, which writes one profile for each: its trigger is
+// the operation's name and how often it was run.
 #include <valgrind/callgrind.h>
 
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "benchmarks/BenchmarkStore.h"
@@ -15,14 +17,15 @@ using Benchmark::TSTarget;
 constexpr int kValues = 10000;
 
 // Once unmeasured, so that what happens at a first call only does not count.
-void Count(char const* Name, std::vector<TSTarget> const& Targets,
+void Count(std::string const& Name, std::vector<TSTarget> const& Targets,
            std::function<void(TSTarget const&)> const& Operation) {
+  std::string const Trigger = Name + " " + std::to_string(Targets.size());
   Operation(Targets.front());
   CALLGRIND_ZERO_STATS;
   for (TSTarget const& Target : Targets) {
     Operation(Target);
   }
-  CALLGRIND_DUMP_STATS_AT(Name);
+  CALLGRIND_DUMP_STATS_AT(Trigger.c_str());
 }
 
 }  // namespace
