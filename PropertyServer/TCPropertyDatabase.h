@@ -129,7 +129,8 @@ class TCPropertyDatabase {
   TCStatement m_Commit;
   TCStatement m_Rollback;
   TCStatement m_Load;
-  TCStatement m_Put;
+  TCStatement m_Update;
+  TCStatement m_Insert;
   TCStatement m_Provenance;
   TCStatement m_LastMail;
   TCStatement m_RememberMail;

@@ -44,7 +44,7 @@ class Program:
         return [str(build / self.path), *(server if a == "{server}" else a for a in arguments)]
 
 
-GOOGLE_ARGUMENTS = ("--benchmark_format=json", "--benchmark_min_time=0.02")
+GOOGLE_ARGUMENTS = ("--benchmark_format=json", "--benchmark_min_time=0.05")
 
 PROGRAMS = (
     Program("benchmarks/peers/map_floor"),
