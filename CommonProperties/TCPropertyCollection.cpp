@@ -255,8 +255,12 @@ TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyID const&
                                                              TCRecordID const& Link,
                                                              std::string const& Data,
                                                              std::string const& MAC) {
+  return UpdateProperty(TCPropertyKey(ID, Link, MAC), Data);
+}
+
+TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyKey const& Key,
+                                                             std::string const& Data) {
   TCCriticalSectionLock Lock(m_CSection);
-  TCPropertyKey const Key(ID, Link, MAC);
   auto const [Place, Found] = Seek(Key);
   if (!Found)
     return &Insert(LoadedValue(Key, Data), Place);

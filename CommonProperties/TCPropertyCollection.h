@@ -231,6 +231,9 @@ class PROPERTY_EXPORT TCPropertyCollection {
   /// must be missing; call it with m_CSection held.
   TCCommonPropertyObject& Insert(TCCommonPropertyObject&& Value);
 
+  /// The second UpdateProperty, for who has a key already.
+  TCCommonPropertyObject* UpdateProperty(TCPropertyKey const& Key, std::string const& Data);
+
   // guarded by m_CSection
   std::map<TCPropertyKey, TCCommonPropertyObject*> m_Properties;  // owns the values
   std::map<int, TValidator> m_Validators;                         // by property number

@@ -33,8 +33,10 @@ constexpr int kPublishedChange = 1;
 constexpr int kActionOwn = 0;
 constexpr int kActionAll = 1;
 
-TCNorvServiceName PropertyServer() {
-  return TCNorvServiceName::MakeLocalProcess("@mailrouter.property", "");
+TCNorvServiceName const& PropertyServer() {
+  static auto const& Name = *new TCNorvServiceName(  // in use until the process ends
+      TCNorvServiceName::MakeLocalProcess("@mailrouter.property", ""));
+  return Name;
 }
 
 bool IsBulkLoad(TCNorvMessage const& Mail) {
@@ -53,10 +55,27 @@ void TraceCommon(char const* Text) {
   }
 }
 
-void AppendChange(TCPropertyMail& Mail, TCCommonPropertyObject const& Object) {
-  Mail.CreateRecord()->SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(),
-                                 Object.get_Link(), false, Object.get_MAC().get_AsString(':'));
-}
+// A mail that tells the server of changes. Encodes each as it comes: a transaction can have many.
+class TCChangeMail {
+ public:
+  TCChangeMail() : m_Writer(m_Scratch.get_Record().get_Signature()) {}
+
+  void Append(TCCommonPropertyObject const& Object) {
+    m_Scratch.get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
+    m_Scratch.SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(), Object.get_Link(),
+                        false, Object.get_MAC().get_AsString(':'));
+    m_Scratch.get_Record().Encode(m_Writer);
+  }
+
+  void Send(TCNorvServiceProxy const& Proxy) {
+    Proxy.Post(PropertyServer(),
+               {TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange, m_Writer.Finish()});
+  }
+
+ private:
+  TCNorvPropertyObject m_Scratch;
+  TCNorvMailBody::TCWriter m_Writer;
+};
 
 std::string MailKey(TCCommonPropertyObject const& Object) {
   return TCNorvPropertyObject::Key(Object.get_ID().get_Number(), Object.get_Link(),
@@ -165,6 +184,8 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
   TCNorvPropertyObject::TCRecord Record;
   std::string MACBuffer;
   std::string DataBuffer;
+  std::string LastMAC;  // nearly all are of the same device
+  TCMACAddress Device;
   for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
     Record.Decode(Content.Body->get_Record(Index));
     std::string const& MAC = Record.m_MAC.get_AsString(MACBuffer);
@@ -173,12 +194,16 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
     if (ID == nullptr || !IsWanted(*ID, Link, MAC, OwnMAC)) {
       continue;
     }
+    if (MAC != LastMAC) {
+      LastMAC = MAC;
+      Device = MAC;
+    }
     TCCriticalSectionLock const Lock(m_CSection);
     if (IsAnyOvertaken() && IsOvertaken(Record.get_Key())) {
       continue;  // by a change of this process, which comes later in the server's order
     }
     TCCommonPropertyObject const* const Object =
-        UpdateProperty(*ID, Link, Record.m_Data.get_AsString(DataBuffer), MAC);
+        UpdateProperty(TCPropertyKey(*ID, Link, Device), Record.m_Data.get_AsString(DataBuffer));
     if (Object != nullptr && Notified) {
       Changed.push_back(Object);
     }
@@ -234,9 +259,9 @@ void TCPropertyCollectionDriver::OnPropertySet(TCCommonPropertyObject const& Obj
 
 void TCPropertyCollectionDriver::OnPropertyChanged(TCCommonPropertyObject const& Object) {
   TCMarkEnd const End{[this] { ForgetMark(); }};
-  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange);
-  AppendChange(Mail, Object);
-  Mail.Send(PropertyServer(), this, 0);
+  TCChangeMail Mail;
+  Mail.Append(Object);
+  Mail.Send(*this);
 }
 
 void TCPropertyCollectionDriver::ApplyChange(TCPropertyKey const& Key,
@@ -253,7 +278,7 @@ void TCPropertyCollectionDriver::ApplyChange(TCPropertyKey const& Key,
 
 void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transaction) {
   TCMarkEnd const End{[this] { ForgetMark(); }};
-  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange);
+  TCChangeMail Mail;
   {
     TCCriticalSectionLock const Lock(m_CSection);
     TCPropertyCollection::CommitTransaction(Transaction);
@@ -263,12 +288,12 @@ void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transa
     std::vector<std::string> Keys;
     for (auto const& [Key, Change] : Transaction->get_Changes()) {
       ApplyChange(Key, *Change);
-      AppendChange(Mail, *Change);
+      Mail.Append(*Change);
       Keys.push_back(MailKey(*Change));
     }
     MarkChange(PropertyServer(), Norv_PropertyMail, std::move(Keys));
   }
-  Mail.Send(PropertyServer(), this, 0);
+  Mail.Send(*this);
   for (auto const& [Key, Change] : Transaction->get_Changes()) {
     Notify(eNotifyChanged, *Change);
   }

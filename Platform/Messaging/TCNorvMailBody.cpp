@@ -180,7 +180,8 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::TCWriter::Finish() {
 class TCNorvMailBody::TCMapping {
  public:
   TCMapping(int File, std::size_t Size)
-      : m_Address(mmap(nullptr, Size, PROT_READ, MAP_PRIVATE, File, 0)), m_Size(Size) {
+      : m_Address(mmap(nullptr, Size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, File, 0)),
+        m_Size(Size) {
     if (m_Address == MAP_FAILED) {
       throw TCException(kSource, __LINE__).Format("cannot map a memory file: %s", strerror(errno));
     }

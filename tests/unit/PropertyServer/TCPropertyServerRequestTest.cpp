@@ -9,6 +9,7 @@
 using Accessories::TCRecordID;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
+using ::testing::HasSubstr;
 
 namespace {
 
@@ -49,6 +50,24 @@ TEST_F(PropertyServerRequest, ForAllOfTheOwnDeviceIsAnsweredWithItsValuesAndThos
             "property v2 Change 1:"
             " {id=1 data=\"for all\" mac=\"\" loaded=0}"
             " {id=2 data=\"own\" mac=\"00:11:22:33:44:55\" loaded=0}");
+}
+
+TEST_F(PropertyServerRequest, ForAllIsAnsweredWithWhatHasChangedSinceTheLastAnswer) {
+  std::string const Before = m_Proxy.Ask(RequestAll(1));
+  EXPECT_EQ(m_Proxy.Ask(RequestAll(1)), Before);
+  m_Proxy.Send(Change({{1, "changed", "", ""}}));
+  ASSERT_TRUE(m_Proxy.IsAcknowledged());
+  EXPECT_THAT(m_Proxy.Ask(RequestAll(1)), HasSubstr("{id=1 data=\"changed\" mac=\"\" loaded=0}"));
+}
+
+TEST_F(PropertyServerRequest, ForAllIsAnsweredWithALargeValueAgainAndAgain) {
+  std::string const Large(kLargeText, 'x');
+  m_Proxy.Send(Change({{1, Large, "", ""}}));
+  ASSERT_TRUE(m_Proxy.IsAcknowledged());
+  std::string const Record = "{id=1 data=\"" + Large + "\" mac=\"\" loaded=0}";
+  for (int Time = 0; Time < 3; ++Time) {
+    EXPECT_NE(m_Proxy.Ask(RequestAll(1)).find(Record), std::string::npos);
+  }
 }
 
 TEST_F(PropertyServerRequest, ForAllIsAnsweredWithoutRecordsWhenThereAreNoValues) {

@@ -5,8 +5,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include "Platform/Messaging/BusHandles.h"
 #include "tests/unit/CommonProperties/CaughtException.h"
 
 namespace {
@@ -48,6 +50,37 @@ void ExpectMalformed(TMemoryFile const& File, std::string const& Reason) {
 }
 
 std::string const kRecord = Word(3) + Word(7) + Word(2) + "ab";
+
+TEST(MailBody, IsReadFromBytes) {
+  auto const Body = TCNorvMailBody::FromBytes("is", kRecord + kRecord);
+  EXPECT_EQ(Body->get_Signature(), "is");
+  EXPECT_EQ(Body->get_Count(), 2);
+  EXPECT_EQ(Body->get_Record(1), kRecord);
+  EXPECT_EQ(TCNorvMailBody::FromBytes("is", "")->get_Count(), 0);
+}
+
+TEST(MailBody, IsNotReadFromBytesThatHoldNoRecords) {
+  auto const Refusal = [](std::string const& Signature, std::string const& Bytes) {
+    return CaughtException([&] { TCNorvMailBody::FromBytes(Signature, Bytes); }).get_Message();
+  };
+  EXPECT_EQ(Refusal("is", kRecord + "x"), "Malformed mail: a record ends early");
+  EXPECT_EQ(Refusal("id", kRecord), "Malformed mail: a field of an unknown type");
+  EXPECT_EQ(Refusal("", kRecord),
+            "Malformed mail: an assigned field that the record does not have");
+}
+
+TEST(MailBody, InAMemoryFileHandsOutThatFileAgainAndAgain) {
+  auto const Body = TCNorvMailBody::InMemoryFile(*TCNorvMailBody::FromBytes("is", kRecord));
+  struct stat First = {};
+  struct stat Second = {};
+  for (struct stat* Status : {&First, &Second}) {
+    TCFileDescriptor const File(Body->MakeMemoryFile());
+    ASSERT_EQ(fstat(File.get(), Status), 0);
+    EXPECT_EQ(TCNorvMailBody::FromMemoryFile(File.get())->get_Record(0), kRecord);
+  }
+  EXPECT_EQ(First.st_ino, Second.st_ino);
+  EXPECT_EQ(Body->get_Record(0), kRecord);
+}
 
 TEST(MailBody, IsReadFromAMemoryFile) {
   TMemoryFile const File(Header(2, "is") + kRecord + kRecord);
