@@ -185,7 +185,9 @@ class MainTest(unittest.TestCase):
         self.assertFalse(self.committed.exists())
 
     def test_a_workload_that_does_not_end_is_ended(self) -> None:
-        self.write("valgrind", "#!/bin/sh\nexec sleep 60\n")
+        never = self.folder / "never"
+        os.mkfifo(never)
+        self.write("valgrind", f"#!/bin/sh\nread line <'{never}'\n")
         with self.assertRaisesRegex(CountError, "did not end within 0.2 seconds"):
             compare.count(self.folder / "counter", seconds=0.2)
 

@@ -11,6 +11,7 @@ namespace {
 constexpr int kMany = 100000 / kShare;
 constexpr int kMore = 1000000;  // than a socket takes
 constexpr int kProofAt = 1000;
+constexpr char kNoDescriptor[] = "cannot accept a connection: Too many open files";
 constexpr int kNobodysProperty = 900;  // in no process's schema
 
 struct HostileFlood : THostileFixture {
@@ -209,12 +210,14 @@ TEST_F(HostileFlood, OfConnectionsMayUseUpTheServersDescriptors) {
     for (int Number = 0; Number < 100; ++Number) {
       Peers.emplace_back(Connect(SocketPath()));
     }
-    ExpectServed();
+    // The server takes some of them in turn with each mail.
+    do {
+      ExpectServed();
+    } while (!HasFailure() && CountLines(m_Server->Errors(), kNoDescriptor) == 0);
   }
   ExpectNewcomerServed();
   ExpectServed();
   EXPECT_EQ(m_Server->End(SIGTERM), 0);
-  EXPECT_GE(CountLines(m_Server->Errors(), "cannot accept a connection: Too many open files"), 1);
 }
 
 }  // namespace
