@@ -40,10 +40,6 @@ void TakeOver(TMap& Map, TMap& New) {
 
 }  // namespace
 
-TCPropertyPlace PlaceOf(TSPropertyRecord const& Record) {
-  return TCPropertyPlace(Record.Number, Record.Link, Record.MAC);
-}
-
 std::int64_t CurrentTime() {
   return std::chrono::duration_cast<std::chrono::microseconds>(
              std::chrono::system_clock::now().time_since_epoch())

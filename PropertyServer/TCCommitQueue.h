@@ -8,7 +8,6 @@
 #include <list>
 #include <map>
 #include <string>
-#include <tuple>
 
 #include "Platform/Messaging/BusHandles.h"
 #include "PropertyServer/TCPropertyDatabase.h"
@@ -17,8 +16,6 @@
 #include "PropertyServer/TSTakenMail.h"
 
 namespace Property {
-
-using TCPropertyPlace = std::tuple<int, Accessories::TCRecordID, TCMACAddress>;
 
 /// Collects mails and stores all that wait in one transaction: when nothing else is to do or the
 /// oldest has waited for its time, as the durability says, and at once when many wait. While the
@@ -94,8 +91,6 @@ class TCCommitQueue {
   std::uint64_t m_Commits = 0;
   std::int64_t m_LastCommit = 0;
 };
-
-TCPropertyPlace PlaceOf(TSPropertyRecord const& Record);
 
 /// Microseconds since 1970, UTC.
 std::int64_t CurrentTime();

@@ -68,12 +68,29 @@ constexpr char const* kMigrations[] = {
          former TEXT,
          present TEXT) STRICT;
        PRAGMA user_version=2;)",
+    // Values that are newer than those of the same keys in property_value, in the order in which
+    // they were set: the last one of a key stands.
+    R"(CREATE TABLE recent_value(
+         id INTEGER PRIMARY KEY,
+         number INTEGER NOT NULL,
+         has_link INTEGER NOT NULL,
+         link INTEGER NOT NULL,
+         mac TEXT NOT NULL,
+         data TEXT NOT NULL,
+         changed INTEGER NOT NULL,
+         writer INTEGER NOT NULL) STRICT;
+       PRAGMA user_version=3;)",
 };
 constexpr long long kSchemaVersion = std::size(kMigrations);
 
 constexpr char kLoad[] =
     "SELECT number, has_link, link, mac, data FROM property_value "
     "ORDER BY number, has_link, link, mac";
+
+constexpr char kLoadRecent[] =
+    "SELECT number, has_link, link, mac, data FROM recent_value ORDER BY id";
+
+constexpr std::size_t kRecentOverhead = 64;  // counted for every recent value beside its text
 
 constexpr char kTransactionCounter[] = "transaction";
 
@@ -195,7 +212,8 @@ void TSSQLiteDeleter::operator()(sqlite3_stmt* Statement) const {
   sqlite3_finalize(Statement);
 }
 
-TCPropertyDatabase::TCPropertyDatabase(std::string const& Path) : m_Path(FileOf(Path)) {
+TCPropertyDatabase::TCPropertyDatabase(std::string const& Path, std::size_t RecentLimit)
+    : m_Path(FileOf(Path)), m_RecentLimit(RecentLimit) {
   RequireLogHasFile();
   Open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   RequireWritable();
@@ -205,6 +223,7 @@ TCPropertyDatabase::TCPropertyDatabase(std::string const& Path) : m_Path(FileOf(
   Migrate();
   StartLog();
   PrepareStatements();
+  m_RecentSize = MeasureRecent();
 }
 
 TCPropertyDatabase::TCPropertyDatabase(std::string const& Path, TSUnchanged /*Unchanged*/)
@@ -359,17 +378,26 @@ void TCPropertyDatabase::PrepareStatements() {
   m_Begin = Prepare("BEGIN IMMEDIATE");
   m_Commit = Prepare("COMMIT");
   m_Rollback = Prepare("ROLLBACK");
-  m_Load = Prepare(kLoad);
   m_Update = Prepare(
       "UPDATE property_value SET data = ?5, changed = ?6, writer = ?7 "
       "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4");
   m_Insert = Prepare(
       "INSERT INTO property_value(number, has_link, link, mac, data, changed, writer) "
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
+  m_AppendRecent = Prepare(
+      "INSERT INTO recent_value(number, has_link, link, mac, data, changed, writer) "
+      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
+  m_MoveRecent = Prepare(
+      "INSERT OR REPLACE INTO property_value(number, has_link, link, mac, data, changed, writer) "
+      "SELECT number, has_link, link, mac, data, changed, writer FROM recent_value ORDER BY id");
+  m_ForgetRecent = Prepare("DELETE FROM recent_value");
   m_Provenance = Prepare(
-      "SELECT changed, user, process, name FROM property_value "
-      "JOIN writer ON writer.id = property_value.writer "
-      "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4");
+      "SELECT changed, user, process, name FROM "
+      "(SELECT id AS age, changed, writer FROM recent_value "
+      "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4 UNION ALL "
+      "SELECT 0, changed, writer FROM property_value "
+      "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4 "
+      "ORDER BY age DESC LIMIT 1) AS newest JOIN writer ON writer.id = newest.writer");
   m_LastMail = Prepare("SELECT last_mail FROM mail_sender WHERE identity = ?1");
   // The replaced row goes, the new one gets the highest turn: the turns order the senders by age.
   m_RememberMail =
@@ -383,8 +411,8 @@ void TCPropertyDatabase::PrepareStatements() {
   m_AddWriter = Prepare("INSERT INTO writer(user, process, name) VALUES(?1, ?2, ?3)");
   m_ForgetWriters = Prepare(
       "DELETE FROM writer WHERE (SELECT count(*) FROM writer) > 10000 AND id NOT IN "
-      "(SELECT writer FROM history UNION SELECT writer FROM property_value "
-      "WHERE writer IS NOT NULL)");
+      "(SELECT writer FROM history UNION SELECT writer FROM recent_value UNION "
+      "SELECT writer FROM property_value WHERE writer IS NOT NULL)");
   m_AppendHistory = Prepare(
       "INSERT INTO history(turn, time, writer, number, has_link, link, mac, former, present) "
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)");
@@ -397,10 +425,31 @@ void TCPropertyDatabase::PrepareStatements() {
 }
 
 void TCPropertyDatabase::LoadAll(std::function<void(TSPropertyRecord)> const& Take) const {
-  TCExecution Execution(m_Load.get());
+  std::map<TCPropertyPlace, TSPropertyRecord> Newer;
+  VisitValues(kLoadRecent, [&Newer](TSPropertyRecord Record) {
+    Newer.insert_or_assign(PlaceOf(Record), std::move(Record));
+  });
+  auto Next = Newer.begin();
+  VisitValues(kLoad, [&](TSPropertyRecord Record) {
+    TCPropertyPlace const Place = PlaceOf(Record);
+    for (; Next != Newer.end() && Next->first < Place; ++Next) {
+      Take(std::move(Next->second));
+    }
+    bool const IsOld = Next != Newer.end() && Next->first == Place;
+    Take(IsOld ? std::move((Next++)->second) : std::move(Record));
+  });
+  for (; Next != Newer.end(); ++Next) {
+    Take(std::move(Next->second));
+  }
+}
+
+void TCPropertyDatabase::VisitValues(char const* SQL,
+                                     std::function<void(TSPropertyRecord)> const& Take) const {
+  TCStatement const Statement = Prepare(SQL);
+  TCExecution Execution(Statement.get());
   int Result = Execution.Step();
   while (Result == SQLITE_ROW) {
-    Take(ReadRecord());
+    Take(ReadRecord(Statement.get()));
     Result = Execution.Step();
   }
   if (Result != SQLITE_DONE) {
@@ -408,10 +457,8 @@ void TCPropertyDatabase::LoadAll(std::function<void(TSPropertyRecord)> const& Ta
   }
 }
 
-// The value in the current row of m_Load. A key that this program never writes is refused: two
-// such rows could stand for one property.
-TSPropertyRecord TCPropertyDatabase::ReadRecord() const {
-  sqlite3_stmt* const Row = m_Load.get();
+// A key that this program never writes is refused: two such rows could stand for one property.
+TSPropertyRecord TCPropertyDatabase::ReadRecord(sqlite3_stmt* Row) const {
   long long const Number = sqlite3_column_int64(Row, 0);
   long long const HasLink = sqlite3_column_int64(Row, 1);
   long long const Link = sqlite3_column_int64(Row, 2);
@@ -556,14 +603,16 @@ std::string TCPropertyDatabase::Check(std::string const& Path) {
   long long const Version = Database.QueryInteger("PRAGMA user_version");
   long long Values = 0;
   long long Entries = 0;
-  if (Version > 0) {
-    Database.m_Load = Database.Prepare(kLoad);
-    Database.LoadAll([&Values](TSPropertyRecord const&) { ++Values; });
+  auto const Count = [&Values](TSPropertyRecord const&) { ++Values; };
+  if (Version > 2) {
+    Database.LoadAll(Count);
+  } else if (Version > 0) {
+    Database.VisitValues(kLoad, Count);
   }
   if (Version > 1) {
     Database.VisitHistory(std::numeric_limits<std::size_t>::max(), std::nullopt,
                           [&Entries](TSHistoryEntry const&) { ++Entries; });
-    Database.RequireWriters();
+    Database.RequireWriters(Version);
   }
   TCException Report(kSource, __LINE__);
   Report.Format("%s is sound: schema %lld, %lld values, %lld history entries",
@@ -571,11 +620,17 @@ std::string TCPropertyDatabase::Check(std::string const& Path) {
   return Report.get_Message();
 }
 
-void TCPropertyDatabase::RequireWriters() const {
-  long long const Nameless = QueryInteger(
-      "SELECT (SELECT count(*) FROM history WHERE writer NOT IN (SELECT id FROM writer)) + "
-      "(SELECT count(*) FROM property_value WHERE writer IS NOT NULL AND "
-      "writer NOT IN (SELECT id FROM writer))");
+void TCPropertyDatabase::RequireWriters(long long Version) const {
+  std::vector<std::string> Tables = {"history", "property_value"};
+  if (Version > 2) {
+    Tables.emplace_back("recent_value");
+  }
+  long long Nameless = 0;
+  for (std::string const& Table : Tables) {
+    Nameless += QueryInteger(("SELECT count(*) FROM " + Table +
+                              " WHERE writer IS NOT NULL AND writer NOT IN (SELECT id FROM writer)")
+                                 .c_str());
+  }
   if (Nameless > 0) {
     throw TCException(kSource, __LINE__, "Nameless==0")
         .Format(
@@ -598,6 +653,14 @@ void TCPropertyDatabase::Execute(char const* SQL) const {
   if (sqlite3_exec(m_Handle.get(), SQL, nullptr, nullptr, nullptr) != SQLITE_OK) {
     FailOpening();
   }
+}
+
+std::size_t TCPropertyDatabase::MeasureRecent() const {
+  std::size_t Size = 0;
+  VisitValues(kLoadRecent, [&Size](TSPropertyRecord const& Record) {
+    Size += Record.Data.size() + kRecentOverhead;
+  });
+  return Size;
 }
 
 long long TCPropertyDatabase::QueryInteger(char const* SQL) const {
@@ -649,7 +712,7 @@ TCException TCPropertyDatabase::Failure(std::string const& Operation) const {
 }
 
 TCPropertyDatabase::TCTransaction::TCTransaction(TCPropertyDatabase& Database)
-    : m_Database(Database) {
+    : m_Database(Database), m_RecentSize(Database.m_RecentSize) {
   TCExecution Execution(m_Database.m_Begin.get());
   if (Execution.Step() != SQLITE_DONE) {
     throw m_Database.Failure("begin a transaction in");
@@ -661,26 +724,53 @@ TCPropertyDatabase::TCTransaction::~TCTransaction() {
   Undo();
 }
 
-// Most values are there already, and updating a row costs less than replacing it.
+// Values that change together lie far apart among all others: a page of the file for nearly each of
+// them. So they are first put one after the other into a table of their own, a few pages in all,
+// and from there to their places when it is full. A transaction that fills it has many values: the
+// rest of them goes to its places at once, where it would soon be moved to.
 void TCPropertyDatabase::TCTransaction::Put(TSPropertyRecord const& Record,
                                             TSProvenance const& Origin) {
   RequireOpen();
+  std::size_t const Size = Record.Data.size() + kRecentOverhead;
+  if (!m_Large && m_RecentSize + Size > m_Database.m_RecentLimit) {
+    MoveRecent();
+    m_Large = true;
+  }
+  if (!m_Large) {
+    Write(m_Database.m_AppendRecent, Record, Origin);
+    m_RecentSize += Size;
+    return;
+  }
+  // Most values are there already, and updating a row costs less than replacing it.
+  Write(m_Database.m_Update, Record, Origin);
+  if (sqlite3_changes(m_Database.m_Handle.get()) == 0) {
+    Write(m_Database.m_Insert, Record, Origin);
+  }
+}
+
+void TCPropertyDatabase::TCTransaction::Write(TCStatement const& Statement,
+                                              TSPropertyRecord const& Record,
+                                              TSProvenance const& Origin) {
   std::string const MAC = Record.MAC.get_AsString(':');
   long long const Writer = WriterOf(Origin);
-  auto const Write = [&](TCStatement const& Statement) {
-    TCExecution Execution(Statement.get());
-    BindKey(Execution, 1, Record.Number, Record.Link, MAC);
-    Execution.Bind(5, Record.Data);
-    Execution.Bind(6, static_cast<long long>(Origin.Time));
-    Execution.Bind(7, Writer);
-    if (Execution.Step() != SQLITE_DONE) {
-      Fail("store property " + std::to_string(Record.Number) + " in");
-    }
-  };
-  Write(m_Database.m_Update);
-  if (sqlite3_changes(m_Database.m_Handle.get()) == 0) {
-    Write(m_Database.m_Insert);
+  TCExecution Execution(Statement.get());
+  BindKey(Execution, 1, Record.Number, Record.Link, MAC);
+  Execution.Bind(5, Record.Data);
+  Execution.Bind(6, static_cast<long long>(Origin.Time));
+  Execution.Bind(7, Writer);
+  if (Execution.Step() != SQLITE_DONE) {
+    Fail("store property " + std::to_string(Record.Number) + " in");
   }
+}
+
+void TCPropertyDatabase::TCTransaction::MoveRecent() {
+  for (TCStatement const* Statement : {&m_Database.m_MoveRecent, &m_Database.m_ForgetRecent}) {
+    TCExecution Execution(Statement->get());
+    if (Execution.Step() != SQLITE_DONE) {
+      Fail("move recent values in");
+    }
+  }
+  m_RecentSize = 0;
 }
 
 // The row of a writer; a writer changes many values one after the other.
@@ -798,6 +888,7 @@ void TCPropertyDatabase::TCTransaction::Commit() {
   if (Execution.Step() != SQLITE_DONE) {
     Fail("commit to");
   }
+  m_Database.m_RecentSize = m_RecentSize;
   m_Open = false;
 }
 

@@ -44,7 +44,9 @@ class TCPropertyDatabase {
   /// Throws TCException, with the way out in its message, when the file can not be opened or
   /// written, is in use, is damaged, is no property database or has a schema newer than this
   /// program's; file and log then stay as they were.
-  explicit TCPropertyDatabase(std::string const& Path);
+  /// Up to `RecentLimit` bytes of values lie outside of their order until they are moved there.
+  explicit TCPropertyDatabase(std::string const& Path,
+                              std::size_t RecentLimit = std::size_t{128} << 10);
   TCPropertyDatabase(TCPropertyDatabase const&) = delete;
   TCPropertyDatabase& operator=(TCPropertyDatabase const&) = delete;
   ~TCPropertyDatabase();
@@ -104,7 +106,7 @@ class TCPropertyDatabase {
   void RequireOwnFile() const;
   void RequireSound(char const* Examination) const;
   void RequireReadable() const;
-  void RequireWriters() const;
+  void RequireWriters(long long Version) const;
   void Migrate() const;
   void StartLog() const;
   void PrepareStatements();
@@ -115,7 +117,9 @@ class TCPropertyDatabase {
   std::string QueryText(char const* SQL) const;
   std::optional<std::uint64_t> FindCounter(TCStatement const& Statement,
                                            std::string const& Key) const;
-  TSPropertyRecord ReadRecord() const;
+  void VisitValues(char const* SQL, std::function<void(TSPropertyRecord)> const& Take) const;
+  TSPropertyRecord ReadRecord(sqlite3_stmt* Row) const;
+  std::size_t MeasureRecent() const;
   void VisitHistory(std::size_t Limit, std::optional<int> Number,
                     std::function<void(TSHistoryEntry)> const& Take) const;
 
@@ -123,14 +127,18 @@ class TCPropertyDatabase {
   TCException Failure(std::string const& Operation) const;
 
   std::string const m_Path;
+  std::size_t const m_RecentLimit = 0;
   TCHandle m_Handle;
+  std::size_t m_RecentSize = 0;  // bytes that count for m_RecentLimit
   std::map<std::tuple<uid_t, pid_t, std::string>, long long, std::less<>> m_Writers;  // their rows
   TCStatement m_Begin;
   TCStatement m_Commit;
   TCStatement m_Rollback;
-  TCStatement m_Load;
   TCStatement m_Update;
   TCStatement m_Insert;
+  TCStatement m_AppendRecent;
+  TCStatement m_MoveRecent;
+  TCStatement m_ForgetRecent;
   TCStatement m_Provenance;
   TCStatement m_LastMail;
   TCStatement m_RememberMail;
@@ -176,11 +184,16 @@ class TCPropertyDatabase::TCTransaction {
  private:
   void RequireOpen() const;
   [[noreturn]] void Fail(std::string const& Operation);
+  void Write(TCStatement const& Statement, TSPropertyRecord const& Record,
+             TSProvenance const& Origin);
+  void MoveRecent();
   long long WriterOf(TSProvenance const& Origin);
   long long FindOrAddWriter(TSProvenance const& Origin);
   void Undo();
 
   TCPropertyDatabase& m_Database;
+  std::size_t m_RecentSize;
+  bool m_Large = false;                 // more values than are kept recent
   std::uint64_t m_LastTransaction = 0;  // appended to the history
   bool m_Open = false;
 };

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <string>
+#include <tuple>
 
 #include "Platform/Utility/TCMACAddress.h"
 #include "Platform/Utility/TCRecordID.h"
@@ -17,5 +18,12 @@ struct TSPropertyRecord {
   TCMACAddress MAC;
   std::string Data;
 };
+
+/// What a value belongs to. Ordered by number, link (null first) and MAC (empty first).
+using TCPropertyPlace = std::tuple<int, Accessories::TCRecordID, TCMACAddress>;
+
+inline TCPropertyPlace PlaceOf(TSPropertyRecord const& Record) {
+  return TCPropertyPlace(Record.Number, Record.Link, Record.MAC);
+}
 
 }  // namespace Property

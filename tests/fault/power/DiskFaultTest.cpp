@@ -80,7 +80,9 @@ class DiskFault : public DatabaseFixture, public ::testing::WithParamInterface<T
              fs::copy_options::recursive | fs::copy_options::overwrite_existing);
   }
 
-  void Open() { m_Database = std::make_unique<TCPropertyDatabase>(StartFile()); }
+  void Open() {
+    m_Database = std::make_unique<TCPropertyDatabase>(StartFile(), Workload::kRecentLimit);
+  }
 
   void Commit(int Turn) {
     TCPropertyDatabase::TCTransaction Transaction(*m_Database);
@@ -119,7 +121,7 @@ class DiskFault : public DatabaseFixture, public ::testing::WithParamInterface<T
     }
     m_Database.reset();
     DiskFaults::Watch(nullptr);
-    EXPECT_THAT(TCPropertyDatabase::Check(StartFile()), HasSubstr(" is sound: schema 2, "));
+    EXPECT_THAT(TCPropertyDatabase::Check(StartFile()), HasSubstr(" is sound: schema 3, "));
     EXPECT_EQ(Workload::Dump(TCPropertyDatabase(StartFile())), m_Contents.back());
     return Failed;
   }

@@ -112,7 +112,7 @@ class PowerCut : public DatabaseFixture {
       bool const IsChecked = VerifySchema(Path);
       VerifyContent(Path, Number);
       if (!IsChecked) {
-        EXPECT_THAT(TCPropertyDatabase::Check(Path), HasSubstr(" is sound: schema 2, "));
+        EXPECT_THAT(TCPropertyDatabase::Check(Path), HasSubstr(" is sound: schema 3, "));
       }
     } catch (TCException const& Error) {
       ADD_FAILURE() << Error.get_Message();
@@ -140,7 +140,7 @@ class PowerCut : public DatabaseFixture {
       return false;
     }
     EXPECT_THAT(TCPropertyDatabase::Check(Path),
-                AnyOf(HasSubstr(": schema 1, 4 values,"), HasSubstr(": schema 2, ")));
+                AnyOf(HasSubstr(": schema 1, 4 values,"), HasSubstr(": schema 3, ")));
     return true;
   }
 
@@ -170,13 +170,13 @@ TEST_P(PowerCutInUse, LosesNothingThatWasAcknowledged) {
   MakeVersion1(m_Path, "PRAGMA page_size=512; PRAGMA journal_mode=WAL;");
   Record();
   {
-    TCPropertyDatabase Database(m_Path);
+    TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
     Acknowledge(Workload::Dump(Database));
     Run(Database, 1, 130);
     ASSERT_GT(Count(TEOperation::eSync, "values.db"), 0) << "the log was never copied";
   }
   ASSERT_EQ(Count(TEOperation::eDelete, "values.db-wal"), 1);
-  TCPropertyDatabase Database(m_Path);
+  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
   Run(Database, 131, 150);
 
   CutEverywhere(GetParam(), kShares);
@@ -189,7 +189,7 @@ TEST_F(PowerCut, LosesNothingWhileADatabaseIsMade) {
   fs::remove(m_Path);
   Record();
   Acknowledge(Empty);
-  TCPropertyDatabase Database(m_Path);
+  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
   Acknowledge(Workload::Dump(Database));
   Run(Database, 1, 10);
 
@@ -199,7 +199,7 @@ TEST_F(PowerCut, LosesNothingWhileADatabaseIsMade) {
 TEST_F(PowerCut, LosesNothingWhileAnOlderCopyIsBroughtUpToDate) {
   MakeVersion1(m_Path, "PRAGMA journal_mode=DELETE;");
   Record();
-  TCPropertyDatabase Database(m_Path);
+  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
   Acknowledge(Workload::Dump(Database));
   Run(Database, 1, 10);
 
@@ -207,7 +207,7 @@ TEST_F(PowerCut, LosesNothingWhileAnOlderCopyIsBroughtUpToDate) {
 }
 
 TEST_F(PowerCut, LosesNothingWhileALargeLogIsCutBack) {
-  TCPropertyDatabase Database(m_Path);
+  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
   TCPropertyDatabase::TCTransaction Transaction(Database);
   Transaction.Put({60, {}, {}, std::string(std::size_t{4} << 20, 'x')}, {});
   Transaction.Commit();

@@ -2,6 +2,7 @@
 // Changes of every kind to a database, always the same ones.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "PropertyServer/TCPropertyDatabase.h"
@@ -12,6 +13,9 @@ namespace Workload {
 /// One changes a few values or many, appends to the history and trims it, remembers senders and
 /// forgets others.
 void Fill(Property::TCPropertyDatabase::TCTransaction& Transaction, int Turn);
+
+/// Few enough bytes of recent values that they are moved again and again.
+constexpr std::size_t kRecentLimit = 1500;
 
 /// Everything that a database holds, as text.
 std::string Dump(Property::TCPropertyDatabase const& Database);

@@ -43,6 +43,31 @@ constexpr char kVersion1[] = R"(
     INSERT INTO mail_sender VALUES(1, 'sender', 12);
     INSERT INTO meta VALUES('counter', 34);)";
 
+constexpr char kVersion2[] = R"(
+    CREATE TABLE writer(
+      id INTEGER PRIMARY KEY,
+      user INTEGER NOT NULL,
+      process INTEGER NOT NULL,
+      name TEXT NOT NULL,
+      UNIQUE(user, process, name)) STRICT;
+    ALTER TABLE property_value ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
+    ALTER TABLE property_value ADD COLUMN writer INTEGER;
+    CREATE TABLE history(
+      id INTEGER PRIMARY KEY,
+      turn INTEGER NOT NULL,
+      time INTEGER NOT NULL,
+      writer INTEGER NOT NULL,
+      number INTEGER NOT NULL,
+      has_link INTEGER NOT NULL,
+      link INTEGER NOT NULL,
+      mac TEXT NOT NULL,
+      former TEXT,
+      present TEXT) STRICT;
+    PRAGMA user_version=2;
+    INSERT INTO writer VALUES(1, 0, 77, 'gateway');
+    INSERT INTO history VALUES(1, 1, 5, 1, 8, 0, 0, '', NULL, 'new');
+    UPDATE property_value SET changed = 5, writer = 1 WHERE number = 8;)";
+
 int KeepFirst(void* Result, int, char** Values, char**) {
   std::string& Text = *static_cast<std::string*>(Result);
   if (Text.empty() && Values[0] != nullptr) {
@@ -96,6 +121,11 @@ void DatabaseFixture::RunSQL(std::string const& Path, char const* SQL) {
 
 void DatabaseFixture::MakeVersion1(std::string const& Path, std::string const& Settings) {
   RunSQL(Path, (Settings + kVersion1).c_str());
+}
+
+void DatabaseFixture::MakeVersion2(std::string const& Path, std::string const& Settings) {
+  MakeVersion1(Path, Settings);
+  RunSQL(Path, kVersion2);
 }
 
 std::vector<std::string> DatabaseFixture::Version1Values() {

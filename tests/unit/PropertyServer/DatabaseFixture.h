@@ -33,6 +33,8 @@ class DatabaseFixture : public ::testing::Test {
   /// has. `Settings` are statements that come first.
   static void MakeVersion1(std::string const& Path, std::string const& Settings);
   static std::vector<std::string> Version1Values();
+  /// The same values as version 2 had them, the last one with its writer and its history.
+  static void MakeVersion2(std::string const& Path, std::string const& Settings);
   /// The first column of the first row.
   static std::string QuerySQL(std::string const& Path, char const* SQL);
 

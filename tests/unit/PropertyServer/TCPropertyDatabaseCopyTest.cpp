@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kSound[] = " is sound: schema 2, 1 values, 0 history entries";
+constexpr char kSound[] = " is sound: schema 3, 1 values, 0 history entries";
 
 }  // namespace
 
@@ -161,6 +161,18 @@ TEST_F(PropertyDatabaseCopy, IsCheckedInAnOlderVersionWithoutAnyChange) {
   EXPECT_EQ(TCPropertyDatabase::Check(m_Path),
             m_Path + " is sound: schema 1, 4 values, 0 history entries");
   EXPECT_TRUE(Files(m_Folder) == Before);
+}
+
+TEST_F(PropertyDatabaseCopy, IsCheckedInVersion2WithoutAnyChange) {
+  MakeVersion2(m_Path, "PRAGMA journal_mode=WAL;");
+  auto const Before = Files(m_Folder);
+
+  EXPECT_EQ(TCPropertyDatabase::Check(m_Path),
+            m_Path + " is sound: schema 2, 4 values, 1 history entries");
+  EXPECT_TRUE(Files(m_Folder) == Before);
+
+  RunSQL(m_Path, "DELETE FROM writer");
+  EXPECT_THAT(CheckMessage(), HasSubstr(" is damaged: the writers of 2 values and history "));
 }
 
 TEST_F(PropertyDatabaseCopy, IsNotCheckedWhileItIsInUse) {

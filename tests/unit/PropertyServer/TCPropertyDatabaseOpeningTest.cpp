@@ -118,7 +118,7 @@ TEST_F(PropertyDatabaseOpening, MarksItsFileWithApplicationAndSchemaVersion) {
   MakeDatabase();
 
   EXPECT_EQ(QuerySQL(m_Path, "PRAGMA application_id"), std::to_string(0x50726f70));
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "2");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "3");
 }
 
 TEST_F(PropertyDatabaseOpening, RefusesAFileThatIsNoDatabase) {
@@ -160,7 +160,7 @@ TEST_F(PropertyDatabaseOpening, RefusesANewerSchema) {
 
   EXPECT_EQ(OpeningMessage(m_Path),
             m_Path +
-                " was written by a newer version (schema 7, this program knows 2); "
+                " was written by a newer version (schema 7, this program knows 3); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(m_Path), Content);
 }
@@ -177,7 +177,7 @@ TEST_F(PropertyDatabaseOpening, LeavesTheLogOfARefusedFileAlone) {
 
   EXPECT_EQ(OpeningMessage(Left),
             Left +
-                " was written by a newer version (schema 7, this program knows 2); "
+                " was written by a newer version (schema 7, this program knows 3); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(Left), Content);
   EXPECT_EQ(ReadFile(Left + "-wal"), Log);
@@ -279,5 +279,16 @@ TEST_F(PropertyDatabaseOpening, WritesIntoADatabaseThatWasBroughtUpToDate) {
   }
 
   EXPECT_EQ(Values(TCPropertyDatabase(m_Path)).front(), "-5/-/=changed");
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "2");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "3");
+}
+
+TEST_F(PropertyDatabaseOpening, KeepsValuesWritersAndHistoryOfVersion2) {
+  MakeVersion2(m_Path, "PRAGMA journal_mode=WAL;");
+
+  TCPropertyDatabase const Database(m_Path);
+
+  EXPECT_EQ(Values(Database), Version1Values());
+  EXPECT_EQ(Database.Provenance(8, TCRecordID(), TCMACAddress()).value().ProcessName, "gateway");
+  ASSERT_EQ(Database.ReadHistory(10).size(), 1U);
+  EXPECT_EQ(Database.ReadHistory(10).front().To, "new");
 }
