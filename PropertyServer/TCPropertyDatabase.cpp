@@ -24,6 +24,7 @@ namespace {
 constexpr char kSource[] = "../PropertyServer/TCPropertyDatabase";
 
 constexpr long long kApplicationID = 0x50726f70;
+constexpr long long kLogSize = 4 << 20;  // 1000 pages and what SQLite writes beside them
 constexpr std::size_t kCachedWriters = 1000;
 
 // Step n brings the schema from version n to n + 1 and ends by recording that version; all steps
@@ -326,15 +327,20 @@ void TCPropertyDatabase::RequireSound(char const* Examination) const {
   }
 }
 
+// Database or log (SQLITE_FCNTL_...), which stays SQLite's; null when it is not open.
+sqlite3_file* TCPropertyDatabase::OpenFile(int Which) const {
+  sqlite3_file* File = nullptr;
+  sqlite3_file_control(m_Handle.get(), "main", Which, &File);
+  return File != nullptr && File->pMethods != nullptr ? File : nullptr;
+}
+
 // A page that can not be read is a finding like any other, but no reason to restore a backup.
 void TCPropertyDatabase::RequireReadable() const {
   std::vector<char> Bytes(std::size_t{1} << 16);
   for (int const Which : {SQLITE_FCNTL_FILE_POINTER, SQLITE_FCNTL_JOURNAL_POINTER}) {
-    sqlite3_file* File = nullptr;
-    sqlite3_file_control(m_Handle.get(), "main", Which, &File);
-    bool const IsOpen = File != nullptr && File->pMethods != nullptr;
+    sqlite3_file* const File = OpenFile(Which);
     sqlite3_int64 Size = 0;
-    int Result = IsOpen ? File->pMethods->xFileSize(File, &Size) : SQLITE_OK;
+    int Result = File != nullptr ? File->pMethods->xFileSize(File, &Size) : SQLITE_OK;
     auto const Step = static_cast<sqlite3_int64>(Bytes.size());
     for (sqlite3_int64 Place = 0; Place < Size && Result == SQLITE_OK; Place += Step) {
       auto const Count = static_cast<int>(std::min(Step, Size - Place));
@@ -370,8 +376,29 @@ void TCPropertyDatabase::StartLog() const {
                 m_Path.c_str(), Mode.c_str());
   }
   Execute("PRAGMA wal_autocheckpoint=1000");
-  Execute("PRAGMA journal_size_limit=4194304");
+  Execute(("PRAGMA journal_size_limit=" + std::to_string(kLogSize)).c_str());
   sqlite3_db_config(m_Handle.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 0, nullptr);
+}
+
+// Zeros are no pages of the log: it ends before them.
+void TCPropertyDatabase::ReserveLog() {
+  std::vector<char> const Zeros(std::size_t{1} << 16);  // SQLite takes no more than twice that
+  sqlite3_file* const File = OpenFile(SQLITE_FCNTL_JOURNAL_POINTER);
+  sqlite3_int64 Size = 0;
+  int Result = File != nullptr ? File->pMethods->xFileSize(File, &Size) : SQLITE_IOERR;
+  while (Result == SQLITE_OK && Size < kLogSize) {
+    auto const Count = std::min<long long>(kLogSize - Size, static_cast<long long>(Zeros.size()));
+    Result = File->pMethods->xWrite(File, Zeros.data(), static_cast<int>(Count), Size);
+    Size += Count;
+  }
+  if (Result == SQLITE_OK) {
+    Result = File->pMethods->xSync(File, SQLITE_SYNC_NORMAL);
+  }
+  if (Result != SQLITE_OK) {
+    throw TCException(kSource, __LINE__, "Result==SQLITE_OK")
+        .Format("cannot reserve the log of %s: %s (SQLite error %d)", m_Path.c_str(),
+                sqlite3_errstr(Result), Result);
+  }
 }
 
 void TCPropertyDatabase::PrepareStatements() {

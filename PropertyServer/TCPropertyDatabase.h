@@ -17,6 +17,7 @@
 #include "PropertyServer/TSPropertyRecord.h"
 
 struct sqlite3;
+struct sqlite3_file;
 struct sqlite3_stmt;
 
 namespace Property {
@@ -50,6 +51,12 @@ class TCPropertyDatabase {
   TCPropertyDatabase(TCPropertyDatabase const&) = delete;
   TCPropertyDatabase& operator=(TCPropertyDatabase const&) = delete;
   ~TCPropertyDatabase();
+
+  /// Gives the log its whole size of 4 MiB now. A commit then writes over what is there already,
+  /// and its sync is twice as fast as one that makes the file longer; changes can be stored for a
+  /// while when the disk is full. Throws TCException when the disk has no room for it or fails; the
+  /// database works all the same.
+  void ReserveLog();
 
   /// Hands every value to `Take`, ordered by number, link (null first) and MAC (empty first).
   /// `Take` does not use this database. What it throws passes through and ends the loading.
@@ -109,6 +116,7 @@ class TCPropertyDatabase {
   void RequireWriters(long long Version) const;
   void Migrate() const;
   void StartLog() const;
+  sqlite3_file* OpenFile(int Which) const;
   void PrepareStatements();
 
   TCStatement Prepare(char const* SQL) const;

@@ -81,10 +81,19 @@ void RaiseDescriptorLimit() {
   }
 }
 
+void ReserveLog(TCPropertyDatabase& Database) {
+  try {
+    Database.ReserveLog();
+  } catch (TCException const& Failure) {
+    SyslogWarning("%s", Failure.get_Message().c_str());
+  }
+}
+
 int Serve(TCServerOptions const& Options) {
   RaiseDescriptorLimit();
   auto const Configuration = LoadConfiguration(Options);
   TCPropertyDatabase Database(Options.get_Database());
+  ReserveLog(Database);
   TCNorvMailRouter Router(Options.get_Address());
   TCPropertyServer Server(Router, Database, Options.get_Durability(), Options.get_Trace(),
                           Configuration);

@@ -218,3 +218,14 @@ TEST_F(PowerCut, LosesNothingWhileALargeLogIsCutBack) {
 
   CutEverywhere();
 }
+
+TEST_F(PowerCut, LosesNothingWhileTheLogIsReserved) {
+  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+  Record();
+  Acknowledge(Workload::Dump(Database));
+  Run(Database, 1, 3);
+  Database.ReserveLog();
+  Run(Database, 4, 6);
+
+  CutEverywhere();
+}

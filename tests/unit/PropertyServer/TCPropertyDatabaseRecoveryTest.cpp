@@ -18,6 +18,7 @@ namespace {
 using TCTransaction = TCPropertyDatabase::TCTransaction;
 
 // More than the database library keeps in memory before it writes.
+constexpr std::uintmax_t kWholeLog = std::uintmax_t{4} << 20;
 std::string const kLarge(std::size_t{4} << 20, 'x');
 
 }  // namespace
@@ -182,4 +183,43 @@ TEST_F(PropertyDatabaseRecovery, MakesTheDatabaseWhenTheDiskHasRoomAgain) {
 
   EXPECT_EQ(Message, "cannot open " + m_Path + ": database or disk is full (SQLite error 13)");
   EXPECT_THAT(Values(TCPropertyDatabase(m_Path)), IsEmpty());
+}
+
+TEST_F(PropertyDatabaseRecovery, HasItsWholeLogFromTheStart) {
+  TCPropertyDatabase Database(m_Path);
+
+  Database.ReserveLog();
+  ASSERT_EQ(fs::file_size(m_Path + "-wal"), kWholeLog);
+  Store(Database, {1, TCRecordID(), TCMACAddress(), "a"});
+
+  EXPECT_EQ(fs::file_size(m_Path + "-wal"), kWholeLog);
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))), ElementsAre("1/-/=a"));
+}
+
+TEST_F(PropertyDatabaseRecovery, MakesALogWholeThatHoldsChanges) {
+  std::string Left;
+  {
+    TCPropertyDatabase Database(m_Path);
+    Store(Database, {1, TCRecordID(), TCMACAddress(), "a"});
+    Left = CopyAsLeft("left");
+  }
+  TCPropertyDatabase Database(Left);
+
+  Database.ReserveLog();
+  Store(Database, {2, TCRecordID(), TCMACAddress(), "b"});
+
+  EXPECT_EQ(fs::file_size(Left + "-wal"), kWholeLog);
+  EXPECT_THAT(Values(Database), ElementsAre("1/-/=a", "2/-/=b"));
+}
+
+TEST_F(PropertyDatabaseRecovery, WorksWithoutAWholeLog) {
+  TCPropertyDatabase Database(m_Path);
+  DiskFaults::FillDisk();
+  std::string const Message = MessageOf([&] { Database.ReserveLog(); });
+  DiskFaults::Repair();
+
+  EXPECT_EQ(Message,
+            "cannot reserve the log of " + m_Path + ": database or disk is full (SQLite error 13)");
+  Store(Database, {1, TCRecordID(), TCMACAddress(), "a"});
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))), ElementsAre("1/-/=a"));
 }
