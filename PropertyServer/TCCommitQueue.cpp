@@ -68,7 +68,7 @@ TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, sd_event* Event, TEDu
 
 std::string const* TCCommitQueue::Find(TCPropertyPlace const& Place) const {
   auto const Value = m_Values.find(Place);
-  return Value != m_Values.end() ? &Value->second.Data : nullptr;
+  return Value != m_Values.end() ? &Value->second.Change->Data : nullptr;
 }
 
 std::uint64_t TCCommitQueue::get_LastMail(std::string const& Identity) {
@@ -90,19 +90,20 @@ std::uint64_t TCCommitQueue::get_LastMail(std::string const& Identity) {
 }
 
 TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
+  std::list<TSTakenMail> Added;
+  TSTakenMail const& Taken = Added.emplace_back(std::move(Mail));
   std::map<TCPropertyPlace, TSValue> Values;
-  if (!Mail.Refused) {
-    for (TSPropertyRecord const& Change : Mail.Changes) {
-      Values[PlaceOf(Change)] = {Change.Data, Mail.Origin};
+  if (!Taken.Refused) {
+    for (TSPropertyRecord const& Change : Taken.Changes) {
+      Values[PlaceOf(Change)] = {&Change, &Taken.Origin};
     }
   }
-  std::map<std::string, std::uint64_t> LastNumber{{Mail.Mail.Sender.Identity, Mail.Mail.Number}};
-  std::size_t const Bytes = Mail.Mail.Content.Body->get_Size();
-  m_Waiting.push_back(std::move(Mail));
+  std::map<std::string, std::uint64_t> LastNumber{{Taken.Mail.Sender.Identity, Taken.Mail.Number}};
   // Nothing below needs memory.
+  m_WaitingBytes += Taken.Mail.Content.Body->get_Size();
+  m_Waiting.splice(m_Waiting.end(), Added);
   TakeOver(m_Values, Values);
   TakeOver(m_LastNumbers, LastNumber);
-  m_WaitingBytes += Bytes;
   if (!m_Failing && m_Waiting.size() == 1) {
     bool const Full = m_Durability == TEDurability::eFull;
     WakeAfter(Full ? kFullWait : kRelaxedWait);
@@ -155,8 +156,7 @@ bool TCCommitQueue::Commit() {
 void TCCommitQueue::Store() {
   TCPropertyDatabase::TCTransaction Transaction(m_Database);
   for (auto const& [Place, Value] : m_Values) {
-    auto const& [Number, Link, MAC] = Place;
-    Transaction.Put({Number, Link, MAC, Value.Data}, Value.Origin);
+    Transaction.Put(*Value.Change, *Value.Origin);
   }
   if (m_HistoryLimits.Entries > 0) {
     for (TSTakenMail const& Mail : m_Waiting) {

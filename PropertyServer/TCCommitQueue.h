@@ -61,9 +61,10 @@ class TCCommitQueue {
   std::int64_t get_LastCommit() const { return m_LastCommit; }
 
  private:
+  // Parts of a mail in m_Waiting.
   struct TSValue {
-    std::string Data;
-    TSProvenance Origin;
+    TSPropertyRecord const* Change;
+    TSProvenance const* Origin;
   };
 
   static int OnIdle(sd_event_source* Source, void* Queue);
