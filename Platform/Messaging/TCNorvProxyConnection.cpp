@@ -2,8 +2,10 @@
 // Keeps a proxy connected, its mails in order and its waiting threads served.
 #include "Platform/Messaging/TCNorvProxyConnection.h"
 
+#include <linux/sockios.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -26,8 +28,8 @@ constexpr std::size_t kUnacknowledgedLimit = std::size_t{64} << 20;
 constexpr std::size_t kMailOverhead = 64;  // counted for every kept mail beside its records
 constexpr std::size_t kWindow = 4096;      // mails on their way to one mailbox
 constexpr std::size_t kFileWindow = 64;    // the same while the next needs a memory file
-constexpr std::size_t kBusy = 32;          // mails on their way to one mailbox: others may wait
-constexpr std::size_t kTogether = 32;      // mails that go out in one message
+constexpr std::size_t kBusy = 8;       // mails on their way to one mailbox before others may wait
+constexpr std::size_t kTogether = 32;  // mails that go out in one message
 constexpr std::size_t kTogetherBytes = std::size_t{16} << 10;
 constexpr std::chrono::microseconds kHoldTime{200};
 constexpr int kBatch = 256;  // messages from the router that are taken at a time
@@ -595,11 +597,11 @@ TCBusMessage TCNorvProxyConnection::NewCall(std::string const& Path, std::string
   return TCBusMessage(Message);
 }
 
-// Whether the newest mail waits for others, to go out with them: when many are on their way
-// already, it would only wait there. Whoever polls ends that in time, so somebody has to.
+// Whether the newest mail waits for others, to go out with them. Only where it would wait for the
+// router anyway, and only while somebody polls, who ends its waiting in time.
 bool TCNorvProxyConnection::HoldBack(TSOutbox& Outbox) {
-  bool const Alone = Outbox.Untransmitted < kBusy || m_Form != MailWire::TEForm::ePacked;
-  if (!m_Ready || !m_Pumping || Alone) {
+  if (!m_Ready || !m_Pumping || m_Form != MailWire::TEForm::ePacked ||
+      Outbox.Untransmitted < kBusy || !(m_HeldUntil || IsRouterBehind())) {
     return false;
   }
   Outbox.HeldBytes += MailWire::PackedSize(Outbox.Mails.back().Content);
@@ -614,6 +616,12 @@ bool TCNorvProxyConnection::HoldBack(TSOutbox& Outbox) {
     }
   }
   return true;
+}
+
+// Whether the router has not read all that it was sent.
+bool TCNorvProxyConnection::IsRouterBehind() const {
+  int Unread = 0;
+  return ioctl(sd_bus_get_fd(m_Bus.get()), SIOCOUTQ, &Unread) == 0 && Unread > 0;
 }
 
 void TCNorvProxyConnection::Transmit() {

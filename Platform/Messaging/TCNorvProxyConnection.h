@@ -136,6 +136,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void Disconnect();
   void Greet();
   bool HoldBack(TSOutbox& Outbox);
+  bool IsRouterBehind() const;
   void Transmit();
   void TransmitMails(std::string const& Mailbox, TSOutbox& Outbox);
   std::size_t CountCompany(TSOutbox const& Outbox) const;

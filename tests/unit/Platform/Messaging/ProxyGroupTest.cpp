@@ -13,7 +13,7 @@ using ::testing::ElementsAre;
 using ProxyGroup = TMessagingFixture;
 using TMessages = std::vector<TScriptedRouter::TMessage>;
 
-constexpr int kBusy = 32;      // mails on their way from which on a proxy holds others back
+constexpr int kBusy = 8;       // mails on their way from which on a proxy holds others back
 constexpr int kTogether = 32;  // mails of a full message
 
 void Send(TTestProxy const& Proxy, int First, int Last) {
@@ -90,48 +90,78 @@ TEST_F(ProxyGroup, IsNotSentToARouterOfTheFirstVersion) {
   ExpectNumbered(Messages, 1);
 }
 
+// A router that reads nothing behind the first mail until it is told to.
+class TSlowRouter {
+ public:
+  explicit TSlowRouter(std::string const& Path)
+      : m_Router(Path, [this](auto&, auto const& Message) {
+          if (Message.First == 1) {
+            m_Reads.Wait();
+          }
+        }) {}
+  ~TSlowRouter() { m_Reads.Set(); }
+
+  TMessages ReadMails(int Count) {
+    m_Reads.Set();
+    return m_Router.WaitForMails(static_cast<std::size_t>(Count));
+  }
+  /// Requests among them.
+  TMessages AllMessages() { return m_Router.m_Messages.WaitFor(0); }
+
+ private:
+  TEvent m_Reads;
+  TScriptedRouter m_Router;
+};
+
 TEST_F(ProxyGroup, IsNotMadeOfTheFirstMailsOnTheirWay) {
-  TScriptedRouter Router(SocketPath());
+  TSlowRouter Router(SocketPath());
   TTestProxy Proxy;
   ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
   Send(Proxy, 1, kBusy);
-  EXPECT_EQ(Sizes(Router.WaitForMails(kBusy)), std::vector<int>(kBusy, 0));
+  EXPECT_EQ(Sizes(Router.ReadMails(kBusy)), std::vector<int>(kBusy, 0));
 }
 
 TEST_F(ProxyGroup, IsMadeOfABurst) {
   constexpr int kMany = 4000;
-  TScriptedRouter Router(SocketPath());
+  TSlowRouter Router(SocketPath());
   TTestProxy Proxy;
   ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
   Send(Proxy, 1, kMany);
-  TMessages const Messages = Router.WaitForMails(kMany);
+  TMessages const Messages = Router.ReadMails(kMany);
   EXPECT_LT(Messages.size(), static_cast<std::size_t>(kMany));
   ExpectNumbered(Messages, 1);
 }
 
 TEST_F(ProxyGroup, OfOneGoesOutByItself) {
-  TScriptedRouter Router(SocketPath());
+  TSlowRouter Router(SocketPath());
   TTestProxy Proxy;
   ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
-  for (int Number = 1; Number <= kBusy + 10; ++Number) {
-    Send(Proxy, Number, Number);
-    ExpectNumbered(Router.WaitForMails(static_cast<std::size_t>(Number)), 1);
-  }
+  Send(Proxy, 1, kBusy + 1);
+  ExpectNumbered(Router.ReadMails(kBusy + 1), 1);
+}
+
+TEST_F(ProxyGroup, ThatIsNotFullGoesOutByItself) {
+  TSlowRouter Router(SocketPath());
+  TTestProxy Proxy;
+  ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
+  Send(Proxy, 1, kBusy + kTogether - 1);
+  ExpectNumbered(Router.ReadMails(kBusy + kTogether - 1), 1);
 }
 
 TEST_F(ProxyGroup, GoesOutBeforeALaterRequest) {
-  TScriptedRouter Router(SocketPath());
+  TSlowRouter Router(SocketPath());
   TTestProxy Proxy;
   ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
   Send(Proxy, 1, kBusy + 3);
-  EXPECT_FALSE(Proxy.AskNumber(1, 0));
+  EXPECT_FALSE(Proxy.AskNumber(1, 0));  // is not waited for
   Send(Proxy, kBusy + 4, kBusy + 4);
-  Router.WaitForMails(kBusy + 4);
-  TMessages const Messages = Router.m_Messages.WaitFor(0);
+  Router.ReadMails(kBusy + 4);
   int Mails = 0;
-  for (auto Message = Messages.begin(); Message->Member != MailWire::kRequest; ++Message) {
-    Mails += static_cast<int>(Message->Values.size());
-    ASSERT_NE(Message + 1, Messages.end());
+  for (auto const& Message : Router.AllMessages()) {
+    if (Message.Member == MailWire::kRequest) {
+      break;
+    }
+    Mails += static_cast<int>(Message.Values.size());
   }
   EXPECT_EQ(Mails, kBusy + 3);
 }
@@ -155,24 +185,24 @@ class TBusyProxy : public TTestProxy {
 };
 
 TEST_F(ProxyGroup, IsNotWaitedForWhileAHandlerKeepsTheProxysThread) {
-  TScriptedRouter Router(SocketPath());
+  TSlowRouter Router(SocketPath());
   TBusyProxy Proxy;
   Send(Proxy, 1, 1);
   ASSERT_TRUE(Proxy.m_Entered.Wait());
   Send(Proxy, 2, kBusy + 5);
-  TMessages const Messages = Router.WaitForMails(kBusy + 5);
+  TMessages const Messages = Router.ReadMails(kBusy + 5);
   EXPECT_EQ(Sizes(Messages), std::vector<int>(kBusy + 5, 0));
   ExpectNumbered(Messages, 1);
 }
 
 TEST_F(ProxyGroup, GoesOutWhenTheProxyIsClosed) {
-  TScriptedRouter Router(SocketPath());
+  TSlowRouter Router(SocketPath());
   {
     TTestProxy Proxy;
     ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
     Send(Proxy, 1, kBusy + 5);
   }
-  ExpectNumbered(Router.WaitForMails(kBusy + 5), 1);
+  ExpectNumbered(Router.ReadMails(kBusy + 5), 1);
 }
 
 // What came on the second connection.
@@ -217,21 +247,24 @@ TEST_F(ProxyGroup, IsSentAgainFromTheFirstMailThatWasNotAcknowledged) {
 }
 
 TEST_F(ProxyGroup, ThatIsHeldBackWhileTheConnectionEndsGoesWithTheNextOne) {
-  constexpr int kLast = 2000;
+  constexpr int kLast = kBusy + kTogether / 2;
   bool Again = false;
+  TEvent Sent;
   TEvent Complete;
   TScriptedRouter Router(SocketPath(), [&](TScriptedRouter& Self, auto const& Message) {
     if (Again && !Message.Values.empty() && Message.Values.back() == kLast) {
       Complete.Set();
     }
-    if (!Again && Message.First == kBusy) {
+    if (!Again && Message.First == 1) {
       Again = true;
+      Sent.Wait();
       Self.EndConnection();
     }
   });
   TTestProxy Proxy;
   ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
   Send(Proxy, 1, kLast);
+  Sent.Set();
   ASSERT_TRUE(Complete.Wait());
   ExpectNumbered(OnSecondConnection(Router.m_Messages.WaitFor(0)), 1);
 }
