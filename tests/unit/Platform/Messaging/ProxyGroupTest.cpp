@@ -96,10 +96,13 @@ class TSlowRouter {
   explicit TSlowRouter(std::string const& Path)
       : m_Router(Path, [this](auto&, auto const& Message) {
           if (Message.First == 1) {
+            m_Stopped.Set();
             m_Reads.Wait();
           }
         }) {}
   ~TSlowRouter() { m_Reads.Set(); }
+
+  bool WaitUntilStopped() { return m_Stopped.Wait(); }
 
   TMessages ReadMails(int Count) {
     m_Reads.Set();
@@ -109,6 +112,7 @@ class TSlowRouter {
   TMessages AllMessages() { return m_Router.m_Messages.WaitFor(0); }
 
  private:
+  TEvent m_Stopped;
   TEvent m_Reads;
   TScriptedRouter m_Router;
 };
@@ -125,8 +129,9 @@ TEST_F(ProxyGroup, IsMadeOfABurst) {
   constexpr int kMany = 4000;
   TSlowRouter Router(SocketPath());
   TTestProxy Proxy;
-  ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
-  Send(Proxy, 1, kMany);
+  Send(Proxy, 1, 1);
+  ASSERT_TRUE(Router.WaitUntilStopped());
+  Send(Proxy, 2, kMany);
   TMessages const Messages = Router.ReadMails(kMany);
   EXPECT_LT(Messages.size(), static_cast<std::size_t>(kMany));
   ExpectNumbered(Messages, 1);
@@ -135,16 +140,18 @@ TEST_F(ProxyGroup, IsMadeOfABurst) {
 TEST_F(ProxyGroup, OfOneGoesOutByItself) {
   TSlowRouter Router(SocketPath());
   TTestProxy Proxy;
-  ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
-  Send(Proxy, 1, kBusy + 1);
+  Send(Proxy, 1, 1);
+  ASSERT_TRUE(Router.WaitUntilStopped());
+  Send(Proxy, 2, kBusy + 1);
   ExpectNumbered(Router.ReadMails(kBusy + 1), 1);
 }
 
 TEST_F(ProxyGroup, ThatIsNotFullGoesOutByItself) {
   TSlowRouter Router(SocketPath());
   TTestProxy Proxy;
-  ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
-  Send(Proxy, 1, kBusy + kTogether - 1);
+  Send(Proxy, 1, 1);
+  ASSERT_TRUE(Router.WaitUntilStopped());
+  Send(Proxy, 2, kBusy + kTogether - 1);
   ExpectNumbered(Router.ReadMails(kBusy + kTogether - 1), 1);
 }
 
