@@ -6,8 +6,10 @@
 // thread at a time, the one that set m_Pumping, polls it and reads from it. That is the proxy's own
 // thread, unless it is inside a hook: then a thread that waits for an answer pumps for itself, so
 // no waiting thread depends on a hook's return. Whoever changes what a waiting thread waits for
-// signals m_Changed. m_OwnChanges has a lock of its own, taken last, because changes are marked
-// under the application's locks.
+// signals m_Changed. A mail that is held back, to go out with others, has a deadline that who polls
+// keeps: nothing is held back while nobody polls, and who stops polling sends what is.
+// m_OwnChanges has a lock of its own, taken last, because changes are marked under the
+// application's locks.
 #pragma once
 
 #include <chrono>
