@@ -626,7 +626,7 @@ bool TCNorvProxyConnection::IsRouterBehind() const {
 
 void TCNorvProxyConnection::Transmit() {
   m_HeldUntil.reset();
-  if (!m_Ready) {
+  if (!m_Ready || !m_Bus) {
     return;
   }
   Guarded("mail router", [this] {
@@ -674,10 +674,7 @@ std::size_t TCNorvProxyConnection::CountCompany(TSOutbox const& Outbox) const {
       std::min({Outbox.Mails.size(), kWindow, Outbox.Untransmitted + kTogether});
   std::size_t Bytes = MailWire::PackedSize(First);
   std::size_t Next = Outbox.Untransmitted + 1;
-  if (m_Form != MailWire::TEForm::ePacked) {
-    return 1;
-  }
-  for (; Next < End; ++Next) {
+  for (; m_Form == MailWire::TEForm::ePacked && Next < End; ++Next) {
     TSNorvMailContent const& Content = Outbox.Mails[Next].Content;
     Bytes += MailWire::PackedSize(Content);
     if (Bytes > kTogetherBytes || !(Content.MailClass == First.MailClass) ||

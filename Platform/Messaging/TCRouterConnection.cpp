@@ -74,5 +74,5 @@ std::uint64_t TCRouterConnection::CountMails(std::size_t Mails, unsigned Limit, 
     m_MailsInSecond = 0;
   }
   m_MailsInSecond += Mails;
-  return m_MailsInSecond > Limit ? kSecond * m_MailsInSecond / Limit : 0;
+  return m_MailsInSecond > Limit ? kSecond * m_MailsInSecond / std::max(Limit, 1U) : 0;
 }
