@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Platform/Messaging/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TextConversions.h"
 
@@ -18,6 +19,7 @@ namespace {
 constexpr char kSource[] = "../Platform/Messaging/MailWire";
 constexpr char kMailboxPrefix[] = "/mailbox";
 constexpr char kClassPrefix[] = "mailrouter.class.";
+constexpr std::size_t kMailHeader = 3 * kWordSize;  // of a mail in a group
 constexpr char kDefaultAddress[] = "unix:path=/run/mailrouter/socket";
 
 struct TSFree {
@@ -130,16 +132,28 @@ void AppendPacked(sd_bus_message* Message, TCNorvMailBody const& Body) {
           "append packed records");
 }
 
-std::shared_ptr<TCNorvMailBody const> ReadPacked(sd_bus_message* Message, std::size_t Limit) {
-  char const* Signature = nullptr;
+// The letters of the fields and what has been encoded; both stay the message's.
+std::pair<char const*, std::string_view> ReadEncoded(sd_bus_message* Message) {
+  char const* Fields = nullptr;
   void const* Bytes = nullptr;
   std::size_t Size = 0;
-  Require(sd_bus_message_read_basic(Message, 's', &Signature), "read the fields of the records");
+  Require(sd_bus_message_read_basic(Message, 's', &Fields), "read the fields of the records");
   Require(sd_bus_message_read_array(Message, 'y', &Bytes, &Size), "read packed records");
-  if (Size > Limit) {
+  return {Fields, {static_cast<char const*>(Bytes), Size}};
+}
+
+std::shared_ptr<TCNorvMailBody const> ReadPacked(sd_bus_message* Message, std::size_t Limit) {
+  auto const [Fields, Bytes] = ReadEncoded(Message);
+  if (Bytes.size() > Limit) {
     throw TCException(kSource, __LINE__).Format("Malformed mail: larger than a mail may be");
   }
-  return TCNorvMailBody::FromBytes(Signature, {static_cast<char const*>(Bytes), Size});
+  return TCNorvMailBody::FromBytes(Fields, Bytes);
+}
+
+void RequireEnd(sd_bus_message* Message) {
+  if (sd_bus_message_at_end(Message, 1) <= 0) {
+    throw TCException(kSource, __LINE__).Format("Malformed mail: more than its records");
+  }
 }
 
 TSNorvFieldValue ReadValue(sd_bus_message* Message, char Code) {
@@ -337,10 +351,70 @@ TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& Mai
   } else {
     throw TCException(kSource, __LINE__).Format("Malformed mail: no records");
   }
-  if (sd_bus_message_at_end(Message, 1) <= 0) {
-    throw TCException(kSource, __LINE__).Format("Malformed mail: more than its records");
-  }
+  RequireEnd(Message);
   return Content;
+}
+
+std::size_t PackedSize(TSNorvMailContent const& Content) {
+  return kMailHeader + Content.Body->get_Size();
+}
+
+void AppendMails(sd_bus_message* Message, TSMailGroup const& Group) {
+  std::size_t Size = 0;
+  for (TSPackedMail const& Mail : Group.Mails) {
+    Size += kMailHeader + Mail.Records.size();
+  }
+  void* Space = nullptr;
+  Require(sd_bus_message_append_basic(Message, 's', Group.Fields),
+          "append the fields of the records");
+  Require(sd_bus_message_append_array_space(Message, 'y', Size, &Space), "append packed mails");
+  char* Place = static_cast<char*>(Space);
+  for (TSPackedMail const& Mail : Group.Mails) {
+    Place = StoreWord(Place, static_cast<std::uint32_t>(Mail.SignalType));
+    Place = StoreWord(Place, static_cast<std::uint32_t>(Mail.SignalName));
+    Place = StoreWord(Place, static_cast<std::uint32_t>(Mail.Records.size()));
+    Place = std::copy(Mail.Records.begin(), Mail.Records.end(), Place);
+  }
+}
+
+TSMailGroup ReadMails(sd_bus_message* Message, std::size_t Count) {
+  auto const [Fields, Bytes] = ReadEncoded(Message);
+  RequireEnd(Message);
+  if (Count > kGroupLimit || Bytes.size() > kGroupByteLimit) {
+    throw TCException(kSource, __LINE__)
+        .Format("Malformed mails: %zu with %zu bytes in one message, at most %zu with %zu", Count,
+                Bytes.size(), kGroupLimit, kGroupByteLimit);
+  }
+  return {Fields, SplitMails(Bytes, Count)};
+}
+
+std::vector<TSPackedMail> SplitMails(std::string_view Bytes, std::size_t Count) {
+  std::vector<TSPackedMail> Mails;
+  Mails.reserve(std::min(Count, Bytes.size() / kMailHeader));
+  while (Bytes.size() >= kMailHeader) {
+    char const* const Header = Bytes.data();
+    std::size_t const Size = LoadWord(Header + 2 * kWordSize);
+    Bytes.remove_prefix(kMailHeader);
+    if (Size > Bytes.size()) {
+      throw TCException(kSource, __LINE__).Format("Malformed mails: one ends early");
+    }
+    Mails.push_back({static_cast<std::int32_t>(LoadWord(Header)),
+                     static_cast<std::int32_t>(LoadWord(Header + kWordSize)),
+                     Bytes.substr(0, Size)});
+    Bytes.remove_prefix(Size);
+  }
+  if (!Bytes.empty() || Mails.size() != Count) {
+    throw TCException(kSource, __LINE__)
+        .Format("Malformed mails: %zu announced, %zu and %zu bytes found", Count, Mails.size(),
+                Bytes.size());
+  }
+  return Mails;
+}
+
+TSNorvMailContent UnpackMail(TSMailGroup const& Group, TSPackedMail const& Mail,
+                             TCNorvMailClassID const& MailClass) {
+  return {MailClass, Mail.SignalType, Mail.SignalName,
+          TCNorvMailBody::FromBytes(Group.Fields, Mail.Records)};
 }
 
 }  // namespace MailWire

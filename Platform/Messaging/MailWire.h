@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/TCNorvMessage.h"
@@ -22,8 +24,9 @@ constexpr char kHello[] = "Hello";                // s identity, u version, s de
 constexpr char kSubscribe[] = "Subscribe";        // s class interface, t epoch, t sequence
 constexpr char kAcknowledged[] = "Acknowledged";  // signal: t mail number
 
-constexpr char kSend[] = "Send";        // s identity, t number, mail
-constexpr char kRequest[] = "Request";  // s identity, mail -> t epoch, t sequence, t number, mail
+constexpr char kSend[] = "Send";          // s identity, t number, mail
+constexpr char kSendMany[] = "SendMany";  // s identity, t number of the first, u count, mails
+constexpr char kRequest[] = "Request";    // s identity, mail -> t epoch, t sequence, t number, mail
 constexpr char kPublished[] = "Published";  // signal: t epoch, t previous, t sequence, s origin,
                                             // t number, mail
 constexpr char kPublishedOwn[] = "PublishedOwn";  // signal: t epoch, t previous, t sequence,
@@ -34,6 +37,9 @@ constexpr char kErrorProtocol[] = "mailrouter.Error.Protocol";
 
 /// Records above this size travel as a sealed memory file.
 constexpr std::size_t kInlineLimit = std::size_t{64} << 10;
+/// Mails that a router takes in one message, and their bytes.
+constexpr std::size_t kGroupLimit = 256;
+constexpr std::size_t kGroupByteLimit = std::size_t{64} << 10;
 /// Origin of what brings one subscriber up to date instead of telling a change.
 constexpr char kNoOrigin[] = "";
 /// Largest memory file that a router takes from a proxy; a proxy keeps no larger mail either.
@@ -73,6 +79,33 @@ void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEFor
 /// else; nothing is believed unchecked.
 TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass,
                            std::size_t Limit = TCNorvMailBody::kMaximumSize);
+
+/// One of several mails in a message; `Records`, encoded, are kept elsewhere.
+struct TSPackedMail {
+  int SignalType;
+  int SignalName;
+  std::string_view Records;
+};
+
+/// Mails of one class in a message. Points into it.
+struct TSMailGroup {
+  char const* Fields = "";  // letters of all records
+  std::vector<TSPackedMail> Mails;
+};
+
+/// What a mail takes of a group.
+std::size_t PackedSize(TSNorvMailContent const& Content);
+/// Appends "say": the letters of the fields, which all the mails have, and the mails one after the
+/// other. Throws TCException when the message can not be built.
+void AppendMails(sd_bus_message* Message, TSMailGroup const& Group);
+/// Reads `Count` mails that AppendMails wrote, but not their records. Throws TCException on
+/// anything else: where a length is wrong, no mail can be told from another.
+TSMailGroup ReadMails(sd_bus_message* Message, std::size_t Count);
+/// The mails in `Bytes`; throws as ReadMails does.
+std::vector<TSPackedMail> SplitMails(std::string_view Bytes, std::size_t Count);
+/// A copy of one mail of `Group`. Throws TCException when its records are malformed.
+TSNorvMailContent UnpackMail(TSMailGroup const& Group, TSPackedMail const& Mail,
+                             TCNorvMailClassID const& MailClass);
 
 /// Turns a negative result of the bus library into a TCException naming `Operation`.
 void Require(int Result, char const* Operation);

@@ -12,6 +12,7 @@
 #include <utility>
 
 #include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
 
 namespace {
@@ -20,7 +21,6 @@ constexpr char kSource[] = "../Platform/Messaging/TCNorvMailBody";
 constexpr char kMagic[] = "MAILBODY";  // 8 bytes without the terminator
 constexpr std::size_t kMagicSize = sizeof(kMagic) - 1;
 constexpr std::uint32_t kFormatVersion = 1;
-constexpr std::size_t kWordSize = 4;
 constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
 
 [[noreturn]] void ThrowMalformed(int Line, char const* Reason) {
@@ -36,19 +36,9 @@ void RequireKnownCodes(std::string_view Signature) {
   }
 }
 
-std::uint32_t LoadWord(char const* Bytes) {
-  std::uint32_t Word = 0;
-  for (std::size_t Byte = 0; Byte < kWordSize; ++Byte) {
-    Word |= static_cast<std::uint32_t>(static_cast<unsigned char>(Bytes[Byte])) << (8 * Byte);
-  }
-  return Word;
-}
-
-void StoreWord(std::string& Bytes, std::uint32_t Word) {
+void AppendWord(std::string& Bytes, std::uint32_t Word) {
   char Encoded[kWordSize];
-  for (std::size_t Byte = 0; Byte < kWordSize; ++Byte) {
-    Encoded[Byte] = static_cast<char>((Word >> (8 * Byte)) & 0xffU);
-  }
+  StoreWord(Encoded, Word);
   Bytes.append(Encoded, kWordSize);
 }
 
@@ -132,7 +122,7 @@ TCNorvMailBody::TCWriter::TCWriter(std::string_view Signature) : m_Signature(Sig
 }
 
 void TCNorvMailBody::TCWriter::AppendWord(std::uint32_t Word) {
-  StoreWord(m_Bytes, Word);
+  ::AppendWord(m_Bytes, Word);
 }
 
 void TCNorvMailBody::TCWriter::BeginRecord(std::uint32_t Assigned) {
@@ -333,9 +323,9 @@ int TCNorvMailBody::MakeMemoryFile() const {
 
 void TCNorvMailBody::WriteMemoryFile(int File) const {
   std::string Header(kMagic);
-  StoreWord(Header, kFormatVersion);
-  StoreWord(Header, static_cast<std::uint32_t>(m_Begins.size()));
-  StoreWord(Header, static_cast<std::uint32_t>(m_Signature.size()));
+  AppendWord(Header, kFormatVersion);
+  AppendWord(Header, static_cast<std::uint32_t>(m_Begins.size()));
+  AppendWord(Header, static_cast<std::uint32_t>(m_Signature.size()));
   Header += m_Signature;
   WriteAll(File, Header);
   WriteAll(File, m_Bytes);

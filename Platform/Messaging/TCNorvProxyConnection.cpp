@@ -2,8 +2,10 @@
 // Keeps a proxy connected, its mails in order and its waiting threads served.
 #include "Platform/Messaging/TCNorvProxyConnection.h"
 
+#include <linux/sockios.h>
 #include <poll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -26,7 +28,11 @@ constexpr std::size_t kUnacknowledgedLimit = std::size_t{64} << 20;
 constexpr std::size_t kMailOverhead = 64;  // counted for every kept mail beside its records
 constexpr std::size_t kWindow = 4096;      // mails on their way to one mailbox
 constexpr std::size_t kFileWindow = 64;    // the same while the next needs a memory file
-constexpr int kBatch = 256;                // messages from the router that are taken at a time
+constexpr std::size_t kBusy = 8;       // mails on their way to one mailbox before others may wait
+constexpr std::size_t kTogether = 32;  // mails that go out in one message
+constexpr std::size_t kTogetherBytes = std::size_t{16} << 10;
+constexpr std::chrono::microseconds kHoldTime{200};
+constexpr int kBatch = 256;  // messages from the router that are taken at a time
 constexpr std::chrono::milliseconds kFirstRetryDelay{5};
 constexpr std::chrono::milliseconds kLongestRetryDelay{200};
 constexpr std::chrono::milliseconds kExitLinger{2000};
@@ -173,7 +179,21 @@ TCNorvProxyConnection::TCDeadline TCNorvProxyConnection::DeadlineAfter(int Milli
   return TCClock::now() + std::chrono::milliseconds(Milliseconds);
 }
 
+TCNorvProxyConnection::TCDeadline TCNorvProxyConnection::Earlier(TCDeadline Deadline,
+                                                                 TCClock::time_point Other) {
+  return Deadline ? std::min(*Deadline, Other) : Other;
+}
+
 bool TCNorvProxyConnection::WaitUntil(TCLock& Lock, std::function<bool()> const& Condition,
+                                      TCDeadline Deadline) {
+  bool const Met = PumpUntil(Lock, Condition, Deadline);
+  if (m_HeldUntil && !m_Pumping) {
+    Transmit();  // nobody may poll for some time
+  }
+  return Met;
+}
+
+bool TCNorvProxyConnection::PumpUntil(TCLock& Lock, std::function<bool()> const& Condition,
                                       TCDeadline Deadline) {
   while (!Condition()) {
     if (m_Closing || (Deadline && TCClock::now() >= *Deadline)) {
@@ -199,6 +219,9 @@ void TCNorvProxyConnection::Pump(TCLock& Lock, TCDeadline Deadline) {
   if (m_Bus) {
     ProcessBus();
   }
+  if (m_HeldUntil && TCClock::now() >= *m_HeldUntil) {
+    Transmit();
+  }
   m_Pumping = false;
   m_Changed.notify_all();
 }
@@ -209,12 +232,15 @@ void TCNorvProxyConnection::Poll(TCLock& Lock, TCDeadline Deadline) {
     Files[1] = {sd_bus_get_fd(m_Bus.get()), static_cast<short>(sd_bus_get_events(m_Bus.get())), 0};
     std::uint64_t Microseconds = UINT64_MAX;
     if (sd_bus_get_timeout(m_Bus.get(), &Microseconds) >= 0 && Microseconds != UINT64_MAX) {
-      TCClock::time_point const BusDeadline{std::chrono::microseconds(Microseconds)};
-      Deadline = Deadline ? std::min(*Deadline, BusDeadline) : BusDeadline;
+      Deadline = Earlier(Deadline, TCClock::time_point(std::chrono::microseconds(Microseconds)));
     }
   } else {
-    Deadline = Deadline ? std::min(*Deadline, m_NextAttempt) : m_NextAttempt;
+    Deadline = Earlier(Deadline, m_NextAttempt);
   }
+  if (m_HeldUntil) {
+    Deadline = Earlier(Deadline, *m_HeldUntil);
+  }
+  m_PumpingUntil = Deadline;
   timespec Remaining = {};
   if (Deadline) {
     auto const Nanoseconds = std::max(std::chrono::nanoseconds::zero(),
@@ -354,7 +380,9 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
   m_UnacknowledgedBytes += KeptSize(Content);
   m_OwnChanges->Sent(Mark, Outbox.LastNumber);
   static_cast<void>(Unsent.release());
-  Transmit();
+  if (!HoldBack(Outbox)) {
+    Transmit();
+  }
   return true;
 }
 
@@ -385,6 +413,7 @@ void TCNorvProxyConnection::EndAnswer() {
 
 bool TCNorvProxyConnection::WaitForAcknowledgements(int Timeout) {
   TCLock Lock(m_Mutex);
+  Transmit();
   return WaitUntil(
       Lock, [this] { return m_UnacknowledgedBytes == 0; }, DeadlineAfter(Timeout));
 }
@@ -466,6 +495,7 @@ void TCNorvProxyConnection::CloseAfterAcknowledgements(std::chrono::milliseconds
 
 void TCNorvProxyConnection::Close() {
   TCLock Lock(m_Mutex);
+  Transmit();
   m_Closing = true;
   Wake();
   m_Changed.notify_all();
@@ -539,6 +569,7 @@ void TCNorvProxyConnection::ProcessBus() {
 
 void TCNorvProxyConnection::Disconnect() {
   m_Bus.reset();
+  m_HeldUntil.reset();
   for (TSExchange* Exchange : m_Exchanges) {
     Exchange->Reply.reset();
   }
@@ -566,8 +597,36 @@ TCBusMessage TCNorvProxyConnection::NewCall(std::string const& Path, std::string
   return TCBusMessage(Message);
 }
 
+// Whether the newest mail waits for others, to go out with them. Only where it would wait for the
+// router anyway, and only while somebody polls, who ends its waiting in time.
+bool TCNorvProxyConnection::HoldBack(TSOutbox& Outbox) {
+  if (!m_Ready || !m_Pumping || m_Form != MailWire::TEForm::ePacked ||
+      Outbox.Untransmitted < kBusy || !(m_HeldUntil || IsRouterBehind())) {
+    return false;
+  }
+  Outbox.HeldBytes += MailWire::PackedSize(Outbox.Mails.back().Content);
+  if (Outbox.Mails.size() - Outbox.Untransmitted >= kTogether ||
+      Outbox.HeldBytes >= kTogetherBytes) {
+    return false;
+  }
+  if (!m_HeldUntil) {
+    m_HeldUntil = TCClock::now() + kHoldTime;
+    if (!m_PumpingUntil || *m_PumpingUntil > *m_HeldUntil) {
+      Wake();
+    }
+  }
+  return true;
+}
+
+// Whether the router has not read all that it was sent.
+bool TCNorvProxyConnection::IsRouterBehind() const {
+  int Unread = 0;
+  return ioctl(sd_bus_get_fd(m_Bus.get()), SIOCOUTQ, &Unread) == 0 && Unread > 0;
+}
+
 void TCNorvProxyConnection::Transmit() {
-  if (!m_Ready) {
+  m_HeldUntil.reset();
+  if (!m_Ready || !m_Bus) {
     return;
   }
   Guarded("mail router", [this] {
@@ -591,22 +650,67 @@ bool TCNorvProxyConnection::SendToBus(sd_bus_message* Message) {
 }
 
 void TCNorvProxyConnection::TransmitMails(std::string const& Mailbox, TSOutbox& Outbox) {
+  Outbox.HeldBytes = 0;
   while (Outbox.Untransmitted < std::min(Outbox.Mails.size(), kWindow)) {
     TSOutbox::TSMail const& Mail = Outbox.Mails[Outbox.Untransmitted];
     if (Outbox.Untransmitted >= kFileWindow && !MailWire::FitsInline(*Mail.Content.Body, m_Form)) {
       return;  // each memory file on its way is a descriptor of this process
     }
+    std::size_t const Count = CountCompany(Outbox);
     TCBusMessage const Message =
-        NewCall(Mailbox, MailWire::ClassInterface(Mail.Content.MailClass), MailWire::kSend);
-    MailWire::Require(sd_bus_message_append(Message.get(), "st", m_Identity.c_str(), Mail.Number),
-                      "append an envelope");
-    MailWire::AppendMail(Message.get(), Mail.Content, m_Form);
+        Count == 1 ? NewMail(Mailbox, Mail) : NewMails(Mailbox, Outbox, Count);
     sd_bus_message_set_expect_reply(Message.get(), 0);
     if (!SendToBus(Message.get())) {
       return;
     }
-    ++Outbox.Untransmitted;
+    Outbox.Untransmitted += Count;
   }
+}
+
+// How many mails, from the first that is not on its way, can go out in one message.
+std::size_t TCNorvProxyConnection::CountCompany(TSOutbox const& Outbox) const {
+  TSNorvMailContent const& First = Outbox.Mails[Outbox.Untransmitted].Content;
+  std::size_t const End =
+      std::min({Outbox.Mails.size(), kWindow, Outbox.Untransmitted + kTogether});
+  std::size_t Bytes = MailWire::PackedSize(First);
+  std::size_t Next = Outbox.Untransmitted + 1;
+  for (; m_Form == MailWire::TEForm::ePacked && Next < End; ++Next) {
+    TSNorvMailContent const& Content = Outbox.Mails[Next].Content;
+    Bytes += MailWire::PackedSize(Content);
+    if (Bytes > kTogetherBytes || !(Content.MailClass == First.MailClass) ||
+        Content.Body->get_Signature() != First.Body->get_Signature()) {
+      break;
+    }
+  }
+  return Next - Outbox.Untransmitted;
+}
+
+TCBusMessage TCNorvProxyConnection::NewMail(std::string const& Mailbox,
+                                            TSOutbox::TSMail const& Mail) {
+  TCBusMessage Message =
+      NewCall(Mailbox, MailWire::ClassInterface(Mail.Content.MailClass), MailWire::kSend);
+  MailWire::Require(sd_bus_message_append(Message.get(), "st", m_Identity.c_str(), Mail.Number),
+                    "append an envelope");
+  MailWire::AppendMail(Message.get(), Mail.Content, m_Form);
+  return Message;
+}
+
+TCBusMessage TCNorvProxyConnection::NewMails(std::string const& Mailbox, TSOutbox const& Outbox,
+                                             std::size_t Count) {
+  TSOutbox::TSMail const& First = Outbox.Mails[Outbox.Untransmitted];
+  MailWire::TSMailGroup Group{First.Content.Body->get_Signature().c_str(), {}};
+  Group.Mails.reserve(Count);
+  for (std::size_t Place = 0; Place < Count; ++Place) {
+    TSNorvMailContent const& Content = Outbox.Mails[Outbox.Untransmitted + Place].Content;
+    Group.Mails.push_back({Content.SignalType, Content.SignalName, Content.Body->get_Bytes()});
+  }
+  TCBusMessage Message =
+      NewCall(Mailbox, MailWire::ClassInterface(First.Content.MailClass), MailWire::kSendMany);
+  MailWire::Require(sd_bus_message_append(Message.get(), "stu", m_Identity.c_str(), First.Number,
+                                          static_cast<std::uint32_t>(Count)),
+                    "append an envelope");
+  MailWire::AppendMails(Message.get(), Group);
+  return Message;
 }
 
 void TCNorvProxyConnection::TransmitExchanges() {

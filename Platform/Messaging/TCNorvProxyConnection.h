@@ -6,8 +6,10 @@
 // thread at a time, the one that set m_Pumping, polls it and reads from it. That is the proxy's own
 // thread, unless it is inside a hook: then a thread that waits for an answer pumps for itself, so
 // no waiting thread depends on a hook's return. Whoever changes what a waiting thread waits for
-// signals m_Changed. m_OwnChanges has a lock of its own, taken last, because changes are marked
-// under the application's locks.
+// signals m_Changed. A mail that is held back, to go out with others, has a deadline that who polls
+// keeps: nothing is held back while nobody polls, and who stops polling sends what is.
+// m_OwnChanges has a lock of its own, taken last, because changes are marked under the
+// application's locks.
 #pragma once
 
 #include <chrono>
@@ -63,7 +65,8 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   using TCDeadline = std::optional<TCClock::time_point>;
   using TCLock = std::unique_lock<std::mutex>;
 
-  // Mails to one mailbox, oldest first; those before `Untransmitted` are on their way.
+  // Mails to one mailbox, oldest first; those before `Untransmitted` are on their way. Of the
+  // others some may be held back for a moment, so that they go out together.
   struct TSOutbox {
     struct TSMail {
       std::uint64_t Number;
@@ -74,6 +77,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
     // has been heard.
     std::map<std::string, std::uint64_t> Streams;
     std::size_t Untransmitted = 0;
+    std::size_t HeldBytes = 0;
     std::uint64_t LastNumber = 0;
   };
 
@@ -111,7 +115,9 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   enum class TEEvent { eReachable, eLost, eMails };
 
   static TCDeadline DeadlineAfter(int Milliseconds);
+  static TCDeadline Earlier(TCDeadline Deadline, TCClock::time_point Other);
   bool WaitUntil(TCLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline);
+  bool PumpUntil(TCLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline);
   void Pump(TCLock& Lock, TCDeadline Deadline);
   void Poll(TCLock& Lock, TCDeadline Deadline);
   void Wake();
@@ -131,8 +137,13 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void ProcessBus();
   void Disconnect();
   void Greet();
+  bool HoldBack(TSOutbox& Outbox);
+  bool IsRouterBehind() const;
   void Transmit();
   void TransmitMails(std::string const& Mailbox, TSOutbox& Outbox);
+  std::size_t CountCompany(TSOutbox const& Outbox) const;
+  TCBusMessage NewMail(std::string const& Mailbox, TSOutbox::TSMail const& Mail);
+  TCBusMessage NewMails(std::string const& Mailbox, TSOutbox const& Outbox, std::size_t Count);
   void TransmitExchanges();
   void TransmitSubscriptions();
   bool SendToBus(sd_bus_message* Message);
@@ -162,7 +173,9 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   bool m_Closing = false;
   bool m_ThreadEnded = false;
   bool m_Pumping = false;
-  bool m_Ready = false;                                // greeted by the router
+  TCDeadline m_PumpingUntil;  // when who polls looks up, if nothing happens before
+  TCDeadline m_HeldUntil;     // when mails that are held back go out; none are while nobody polls
+  bool m_Ready = false;       // greeted by the router
   MailWire::TEForm m_Form = MailWire::TEForm::eTyped;  // that the router understands
   bool m_Refused = false;  // the router's refusal to greet has been logged
   TCFileDescriptor m_Wake;

@@ -68,10 +68,11 @@ void TCRouterConnection::SendAcknowledgements() {
   m_Acknowledgements.clear();
 }
 
-bool TCRouterConnection::CountMail(unsigned Limit, std::uint64_t Now) {
+std::uint64_t TCRouterConnection::CountMails(std::size_t Mails, unsigned Limit, std::uint64_t Now) {
   if (Now - m_SecondBegan >= kSecond) {
     m_SecondBegan = Now;
     m_MailsInSecond = 0;
   }
-  return ++m_MailsInSecond <= Limit;
+  m_MailsInSecond += Mails;
+  return m_MailsInSecond > Limit ? kSecond * m_MailsInSecond / std::max(Limit, 1U) : 0;
 }

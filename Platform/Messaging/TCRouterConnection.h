@@ -2,6 +2,7 @@
 // One process at the other end of a router's connection.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -55,8 +56,9 @@ class TCRouterConnection {
   void SendAcknowledgements();
   bool IsBehind() const;
 
-  /// Counts a mail; false when there were more than `Limit` in the present second.
-  bool CountMail(unsigned Limit, std::uint64_t Now);
+  /// Counts mails. When there were more than `Limit` in the present second, answers for how many
+  /// microseconds the peer has to pause in order to keep to the limit, else 0.
+  std::uint64_t CountMails(std::size_t Mails, unsigned Limit, std::uint64_t Now);
 
   TCRouterCore& m_Core;
   TSNorvMailSender m_Sender;                           // complete once greeted
@@ -75,5 +77,5 @@ class TCRouterConnection {
   std::size_t m_QueuedBytes = 0;                            // at least what waits for the peer
   std::map<std::string, std::uint64_t> m_Acknowledgements;  // held back, by mailbox path
   std::uint64_t m_SecondBegan = 0;                          // microseconds
-  unsigned m_MailsInSecond = 0;
+  std::uint64_t m_MailsInSecond = 0;
 };

@@ -72,6 +72,16 @@ void ReadCredentials(int File, TSNorvMailSender& Sender) {
   Sender.Groups.resize(Known ? Size / sizeof(gid_t) : 0);
 }
 
+bool IsCall(sd_bus_message* Message, char const* Member) {
+  return sd_bus_message_is_method_call(Message, nullptr, Member) > 0;
+}
+
+void RequireOwnName(TSNorvMailSender const& Sender, char const* Identity) {
+  if (Sender.Identity != Identity) {
+    throw TCException(kSource, __LINE__).Format("a mail in another's name");
+  }
+}
+
 }  // namespace
 
 TCRouterCore::TCRouterCore(std::string const& Address)
@@ -362,8 +372,8 @@ int TCRouterCore::Route(TCRouterConnection& Connection, sd_bus_message* Message)
   if (sd_bus_message_is_method_call(Message, nullptr, nullptr) <= 0) {
     return 1;
   }
-  if (Connection.IsCongested() &&
-      sd_bus_message_is_method_call(Message, nullptr, MailWire::kSend) <= 0) {
+  if (Connection.IsCongested() && !IsCall(Message, MailWire::kSend) &&
+      !IsCall(Message, MailWire::kSendMany)) {
     SyslogWarning("mail router: %s does not read its answers; its connection is ended",
                   Connection.Describe().c_str());
     Drop(Connection);
@@ -575,18 +585,18 @@ void TCRouterCore::RouteToMailbox(TCRouterConnection& Connection, sd_bus_message
   if (!Connection.IsGreeted()) {
     throw TCException(kSource, __LINE__).Format("a mail before the greeting");
   }
-  if (!Connection.CountMail(m_Limits.MailsPerSecond, Now())) {
-    SlowDown(Connection);
-  }
+  CountMails(Connection, 1);
   auto const Owner = m_Mailboxes.find(sd_bus_message_get_path(Message));
   if (Owner == m_Mailboxes.end()) {
     Park(Connection, Message);
     return;
   }
   auto const MailClass = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message));
-  if (sd_bus_message_is_method_call(Message, nullptr, MailWire::kSend) > 0) {
+  if (IsCall(Message, MailWire::kSend)) {
     DeliverMail(*Owner->second, Connection, Message, *MailClass);
-  } else if (sd_bus_message_is_method_call(Message, nullptr, MailWire::kRequest) > 0) {
+  } else if (IsCall(Message, MailWire::kSendMany)) {
+    DeliverMails(*Owner->second, Connection, Message, *MailClass);
+  } else if (IsCall(Message, MailWire::kRequest)) {
     DeliverRequest(*Owner->second, Connection, Message, *MailClass);
   } else {
     throw TCException(kSource, __LINE__)
@@ -641,9 +651,18 @@ void TCRouterCore::ReadAgain(TCRouterConnection& Connection) {
   }
 }
 
-// The peer is not read from for the rest of a second, so it waits and nobody else does.
-void TCRouterCore::SlowDown(TCRouterConnection& Connection) {
+void TCRouterCore::CountMails(TCRouterConnection& Connection, std::size_t Mails) {
+  std::uint64_t const Pause = Connection.CountMails(Mails, m_Limits.MailsPerSecond, Now());
+  if (Pause != 0) {
+    SlowDown(Connection, Pause);
+  }
+}
+
+// The peer is not read from for a time, so it waits and nobody else does.
+void TCRouterCore::SlowDown(TCRouterConnection& Connection, std::uint64_t Pause) {
   if (Connection.m_Pause) {
+    MailWire::Require(sd_event_source_set_time_relative(Connection.m_Pause.get(), Pause),
+                      "slow a connection down");
     return;
   }
   if (Connection.m_LogBudget.Grant()) {
@@ -652,7 +671,7 @@ void TCRouterCore::SlowDown(TCRouterConnection& Connection) {
                   Connection.m_LogBudget.TakeNote().c_str());
   }
   sd_event_source* Source = nullptr;
-  MailWire::Require(sd_event_add_time_relative(m_Event.get(), &Source, CLOCK_MONOTONIC, kSecond,
+  MailWire::Require(sd_event_add_time_relative(m_Event.get(), &Source, CLOCK_MONOTONIC, Pause,
                                                kAccuracy, OnPauseOver, &Connection),
                     "slow a connection down");
   Connection.m_Pause.reset(Source);
@@ -667,26 +686,10 @@ int TCRouterCore::OnPauseOver(sd_event_source* /*Source*/, std::uint64_t /*Time*
   return 0;
 }
 
-void TCRouterCore::DeliverMail(TCNorvService& Owner, TCRouterConnection& Connection,
-                               sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
-  TSNorvReceivedMail Mail{Connection.m_Sender, 0, {MailClass, 0, 0, TCNorvMailBody::Empty()}};
-  char const* Identity = nullptr;
-  MailWire::Require(sd_bus_message_read(Message, "st", &Identity, &Mail.Number),
-                    "read an envelope");
-  if (Mail.Sender.Identity != Identity) {
-    throw TCException(kSource, __LINE__).Format("a mail in another's name");
-  }
+template <class TFunction>
+void TCRouterCore::TakeOrDrop(TCRouterConnection& Connection, TFunction const& Take) {
   try {
-    try {
-      Mail.Content = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
-      Owner.OnMail(Mail);
-    } catch (TCException const& Reason) {
-      if (Connection.m_LogBudget.Grant()) {
-        SyslogError("Mail of %s refused: %s%s", Connection.Describe().c_str(), Reason.what(),
-                    Connection.m_LogBudget.TakeNote().c_str());
-      }
-      Owner.OnRefused(Mail);
-    }
+    Take();
   } catch (std::exception const& Reason) {
     // Its proxy comes back and sends again what has not been acknowledged.
     SyslogError("A mail of %s cannot be taken now: %s; its connection is ended",
@@ -695,14 +698,77 @@ void TCRouterCore::DeliverMail(TCNorvService& Owner, TCRouterConnection& Connect
   }
 }
 
+template <class TRead>
+void TCRouterCore::Take(TCNorvService& Owner, TCRouterConnection& Connection,
+                        TSNorvReceivedMail& Mail, TRead const& Read) {
+  try {
+    Mail.Content = Read();
+    Owner.OnMail(Mail);
+  } catch (TCException const& Reason) {
+    Refuse(Owner, Connection, Mail, Reason);
+  }
+}
+
+void TCRouterCore::Refuse(TCNorvService& Owner, TCRouterConnection& Connection,
+                          TSNorvReceivedMail const& Mail, TCException const& Reason) {
+  if (Connection.m_LogBudget.Grant()) {
+    SyslogError("Mail of %s refused: %s%s", Connection.Describe().c_str(), Reason.what(),
+                Connection.m_LogBudget.TakeNote().c_str());
+  }
+  Owner.OnRefused(Mail);
+}
+
+void TCRouterCore::DeliverMail(TCNorvService& Owner, TCRouterConnection& Connection,
+                               sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
+  TSNorvReceivedMail Mail{Connection.m_Sender, 0, {MailClass, 0, 0, TCNorvMailBody::Empty()}};
+  char const* Identity = nullptr;
+  MailWire::Require(sd_bus_message_read(Message, "st", &Identity, &Mail.Number),
+                    "read an envelope");
+  RequireOwnName(Connection.m_Sender, Identity);
+  TakeOrDrop(Connection, [&] {
+    Take(Owner, Connection, Mail,
+         [&] { return MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit); });
+  });
+}
+
+// Each of them is a mail like any other. Where they can not be told apart, all are refused at once,
+// by the number of the last: sent again they would be as malformed.
+void TCRouterCore::DeliverMails(TCNorvService& Owner, TCRouterConnection& Connection,
+                                sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
+  TSNorvMailContent const Nothing{MailClass, 0, 0, TCNorvMailBody::Empty()};
+  TSNorvReceivedMail Mail{Connection.m_Sender, 0, Nothing};
+  char const* Identity = nullptr;
+  std::uint32_t Count = 0;
+  MailWire::Require(sd_bus_message_read(Message, "stu", &Identity, &Mail.Number, &Count),
+                    "read an envelope");
+  RequireOwnName(Connection.m_Sender, Identity);
+  if (Count == 0 || Mail.Number > UINT64_MAX - (Count - 1)) {
+    throw TCException(kSource, __LINE__).Format("mails without numbers");
+  }
+  TakeOrDrop(Connection, [&] {
+    MailWire::TSMailGroup Group;
+    try {
+      Group = MailWire::ReadMails(Message, Count);
+    } catch (TCException const& Reason) {
+      Mail.Number += Count - 1;
+      Refuse(Owner, Connection, Mail, Reason);
+      return;
+    }
+    CountMails(Connection, Count - 1);  // one was counted when the message came
+    for (MailWire::TSPackedMail const& Packed : Group.Mails) {
+      Mail.Content = Nothing;
+      Take(Owner, Connection, Mail, [&] { return MailWire::UnpackMail(Group, Packed, MailClass); });
+      ++Mail.Number;
+    }
+  });
+}
+
 void TCRouterCore::DeliverRequest(TCNorvService& Owner, TCRouterConnection& Connection,
                                   sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
   char const* Identity = nullptr;
   MailWire::Require(sd_bus_message_read(Message, "s", &Identity), "read an envelope");
   TSNorvMailSender const& Sender = Connection.m_Sender;
-  if (Sender.Identity != Identity) {
-    throw TCException(kSource, __LINE__).Format("a mail in another's name");
-  }
+  RequireOwnName(Sender, Identity);
   if (sd_bus_message_get_expect_reply(Message) <= 0) {
     throw TCException(kSource, __LINE__).Format("a request that expects no answer");
   }

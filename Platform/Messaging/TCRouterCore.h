@@ -21,6 +21,7 @@
 #include "Platform/Messaging/TCNorvService.h"
 #include "Platform/Messaging/TCRecentMails.h"
 #include "Platform/Messaging/TCRouterConnection.h"
+#include "Platform/Utility/TCException.h"
 
 /// Everything but Stop() and Execute() belongs to the thread in Run(). While that does not run, the
 /// thread in Execute() takes its turn.
@@ -106,9 +107,19 @@ class TCRouterCore {
   void Park(TCRouterConnection& Connection, sd_bus_message* Message);
   void WaitForOwner(TCRouterConnection& Connection);
   void ReadAgain(TCRouterConnection& Connection);
-  void SlowDown(TCRouterConnection& Connection);
+  void CountMails(TCRouterConnection& Connection, std::size_t Mails);
+  void SlowDown(TCRouterConnection& Connection, std::uint64_t Pause);
+  template <class TFunction>
+  void TakeOrDrop(TCRouterConnection& Connection, TFunction const& Take);
+  template <class TRead>
+  void Take(TCNorvService& Owner, TCRouterConnection& Connection, TSNorvReceivedMail& Mail,
+            TRead const& Read);
+  void Refuse(TCNorvService& Owner, TCRouterConnection& Connection, TSNorvReceivedMail const& Mail,
+              TCException const& Reason);
   void DeliverMail(TCNorvService& Owner, TCRouterConnection& Connection, sd_bus_message* Message,
                    TCNorvMailClassID const& MailClass);
+  void DeliverMails(TCNorvService& Owner, TCRouterConnection& Connection, sd_bus_message* Message,
+                    TCNorvMailClassID const& MailClass);
   void DeliverRequest(TCNorvService& Owner, TCRouterConnection& Connection, sd_bus_message* Message,
                       TCNorvMailClassID const& MailClass);
   std::uint64_t Now() const;

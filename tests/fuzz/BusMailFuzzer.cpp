@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Any arguments of a bus message are a mail or are refused. The input says which arguments there
-// are: a letter for the type and then the value; '(' '[' and ')' ']' open and close containers, and
-// the text behind an opening one, up to a zero byte, is what it contains.
+// Any arguments of a bus message are a mail, or several, or are refused. The input says which
+// arguments there are: a letter for the type and then the value; '(' '[' and ')' ']' open and close
+// containers, and the text behind an opening one, up to a zero byte, is what it contains. 'p' is an
+// array of bytes, after a letter that says how many.
 #include <sys/socket.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
@@ -56,6 +57,15 @@ class TInput {
     m_Size -= Taken;
     return Value;
   }
+  // As many as the letter before them says.
+  std::string Bytes() {
+    std::size_t const Wanted = IsEmpty() ? 0 : static_cast<unsigned char>(Letter());
+    std::string Result;
+    while (Result.size() < Wanted && m_Size > 0) {
+      Result.push_back(Letter());
+    }
+    return Result;
+  }
   std::string Text() {
     std::string Result;
     while (m_Size > 0) {
@@ -92,6 +102,16 @@ void Append(sd_bus_message* Message, TInput& Input) {
       sd_bus_message_append_basic(Message, 'h', &File);
       break;
     }
+    case 'y': {
+      char const Value = Input.IsEmpty() ? '\0' : Input.Letter();
+      sd_bus_message_append_basic(Message, 'y', &Value);
+      break;
+    }
+    case 'p': {
+      std::string const Bytes = Input.Bytes();
+      sd_bus_message_append_array(Message, 'y', Bytes.data(), Bytes.size());
+      break;
+    }
     case '[':
       sd_bus_message_open_container(Message, 'a', Input.Text().c_str());
       break;
@@ -107,9 +127,30 @@ void Append(sd_bus_message* Message, TInput& Input) {
   }
 }
 
+void Walk(TSNorvMailContent const& Mail) {
+  Require(Mail.Body != nullptr);
+  for (int Index = 0; Index < Mail.Body->get_Count(); ++Index) {
+    TCNorvRecordCursor Cursor(Mail.Body->get_Signature(), Mail.Body->get_Record(Index));
+    TSNorvFieldValue Value;
+    while (Cursor.Next(Value)) {
+    }
+  }
+}
+
+// What `Read` throws as it should says that it refuses.
+template <class TRead>
+void Try(sd_bus_message* Message, TRead const& Read) {
+  Require(sd_bus_message_rewind(Message, 1) >= 0);
+  try {
+    Read();
+  } catch (TCException const&) {
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* Data, std::size_t Size) {
+  TCNorvMailClassID const Class("fuzz", 1);
   sd_bus_message* Raw = nullptr;
   Require(sd_bus_message_new_signal(Bus(), &Raw, "/fuzz", "fuzz.Fuzz", "Fuzz") >= 0);
   TCBusMessage const Message(Raw);
@@ -120,17 +161,15 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* Data, std::size_t Size
   if (sd_bus_message_seal(Raw, 1, 0) < 0) {
     return 0;  // a container was left open
   }
-  try {
-    TSNorvMailContent const Mail = MailWire::ReadMail(Raw, TCNorvMailClassID("fuzz", 1));
-    Require(Mail.Body != nullptr);
-    for (int Index = 0; Index < Mail.Body->get_Count(); ++Index) {
-      TCNorvRecordCursor Cursor(Mail.Body->get_Signature(), Mail.Body->get_Record(Index));
-      TSNorvFieldValue Value;
-      while (Cursor.Next(Value)) {
-      }
+  Try(Raw, [&] { Walk(MailWire::ReadMail(Raw, Class)); });
+  Try(Raw, [&] {
+    std::uint32_t Count = 0;
+    MailWire::Require(sd_bus_message_read_basic(Raw, 'u', &Count), "read a count");
+    MailWire::TSMailGroup const Group = MailWire::ReadMails(Raw, Count);
+    Require(Group.Mails.size() == Count);
+    for (MailWire::TSPackedMail const& Mail : Group.Mails) {
+      Try(Raw, [&] { Walk(MailWire::UnpackMail(Group, Mail, Class)); });
     }
-  } catch (TCException const&) {
-    // refused
-  }
+  });
   return 0;
 }

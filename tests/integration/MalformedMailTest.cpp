@@ -100,6 +100,80 @@ TEST_P(MalformedMail, IsRefusedAndAcknowledgedAndTheNextIsTaken) {
 INSTANTIATE_TEST_SUITE_P(With, MalformedMail, testing::ValuesIn(kMalformed),
                          [](auto const& Info) { return std::string(Info.param.Name); });
 
+// Mails 1 to 3 of one message, of which the first and the last are sound, unless the whole is not.
+struct TSMalformedMails {
+  char const* Name;
+  std::uint32_t Count;
+  std::string Bytes;
+  bool Alone;  // whether only the malformed one is lost
+  char const* Reason;
+};
+
+void PrintTo(TSMalformedMails const& Malformed, std::ostream* Stream) {
+  *Stream << Malformed.Name;
+}
+
+std::string Changed(std::string Bytes, std::size_t Place, char Byte) {
+  Bytes.at(Place) = Byte;
+  return Bytes;
+}
+
+constexpr char kDevice[] = "02:00:00:00:00:01";
+std::string const kFirst = TWirePeer::PackedChange(201, "first");
+std::string const kSecond = TWirePeer::PackedChange(201, "second");
+std::string const kLast = TWirePeer::PackedChange(101, "last", "5", kDevice);
+constexpr std::size_t kSizeAt = 8;  // of a mail's records
+constexpr std::size_t kRecordAt = 12;
+
+TSMalformedMails const kMalformedMails[] = {
+    {"AnotherSignal", 3, kFirst + Changed(kSecond, 0, 4) + kLast, true,
+     "property v2 Event 3 is no change of properties"},
+    {"AnUnknownField", 3, kFirst + Changed(kSecond, kRecordAt, 0x3f) + kLast, true,
+     "Malformed mail: an assigned field that the record does not have"},
+    {"ATextThatIsTooLong", 3, kFirst + Changed(kSecond, kRecordAt + 8, 0x7f) + kLast, true,
+     "Malformed mail: a record ends early"},
+    {"NoNumber", 3, kFirst + Changed(kSecond, kRecordAt, 2) + kLast, true,
+     "Malformed mail: a record without a property's number"},
+    {"OneThatEndsEarly", 3, kFirst + kSecond + kLast.substr(0, kLast.size() - 1), false,
+     "Malformed mails: one ends early"},
+    {"OneThatGoesOnForEver", 3, kFirst + Changed(kSecond, kSizeAt + 3, '\x7f') + kLast, false,
+     "Malformed mails: one ends early"},
+    {"LessThanAnnounced", 3, kFirst + kLast, false, "Malformed mails: 3 announced, 2 and 0"},
+    {"MoreThanAnnounced", 3, kFirst + kSecond + kSecond + kLast, false,
+     "Malformed mails: 3 announced, 4 and 0"},
+    {"BytesBehindTheLast", 3, kFirst + kSecond + kLast + "x", false,
+     "Malformed mails: 3 announced, 3 and 1"},
+    {"None", 3, "", false, "Malformed mails: 3 announced, 0 and 0"},
+    {"TooManyBytes", 3, kFirst + TWirePeer::PackedChange(201, std::string(65536, 'x')) + kLast,
+     false, "bytes in one message, at most 256 with 65536"},
+};
+
+struct MalformedMails : TProcessFixture, testing::WithParamInterface<TSMalformedMails> {};
+
+TEST_P(MalformedMails, AreRefusedAndAcknowledgedAndTheNextIsTaken) {
+  auto const Server = StartServer();
+  auto const Client = StartClient();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+
+  TSMalformedMails const& Malformed = GetParam();
+  EXPECT_TRUE(
+      Peer.Send(Peer.NewMails(1, Malformed.Count, TWirePeer::kChangeFields, Malformed.Bytes)));
+  EXPECT_EQ(Peer.HearAcknowledged(), 3U);
+  EXPECT_TRUE(Peer.Send(Peer.NewChange(4, 102, "7", "", "02:00:00:00:00:01")));
+  EXPECT_EQ(Peer.HearAcknowledged(), 4U);
+
+  EXPECT_EQ(Client->Ask("until 102 - 02:00:00:00:00:01 " + Hex("7")), "heard");
+  EXPECT_EQ(StartClient()->Ask("get 201 - -"), Malformed.Alone ? Hex("first") : "-");
+  EXPECT_EQ(StartClient()->Ask("get 101 5 -"), Hex(Malformed.Alone ? "last" : "unnamed"));
+  EXPECT_EQ(Server->End(SIGTERM), 0);
+  EXPECT_THAT(Server->Errors(), HasSubstr(std::string(" refused: ")));
+  EXPECT_THAT(Server->Errors(), HasSubstr(Malformed.Reason));
+}
+
+INSTANTIATE_TEST_SUITE_P(With, MalformedMails, testing::ValuesIn(kMalformedMails),
+                         [](auto const& Info) { return std::string(Info.param.Name); });
+
 using MalformedRequest = TProcessFixture;
 
 TEST_F(MalformedRequest, IsRefusedAndOthersAreServed) {

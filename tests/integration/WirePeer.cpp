@@ -10,6 +10,16 @@ constexpr char kRouterPath[] = "/mailrouter";
 constexpr char kRouterInterface[] = "mailrouter.Router1";
 constexpr char kMailboxPath[] = "/mailbox/_40mailrouter_2eproperty";
 constexpr std::uint64_t kPatienceMicroseconds = 60000000;
+constexpr unsigned kAllFields = 31;
+
+// A number of four bytes, the lowest first.
+std::string Word(std::size_t Value) {
+  std::string Bytes;
+  for (unsigned Shift = 0; Shift < 32; Shift += 8) {
+    Bytes.push_back(static_cast<char>((Value >> Shift) & 0xffU));
+  }
+  return Bytes;
+}
 
 TCBusHandle NewBus() {
   sd_bus* Bus = nullptr;
@@ -83,12 +93,38 @@ TCBusMessage TWirePeer::NewOwnerlessMail() {
 
 TCBusMessage TWirePeer::NewChange(std::uint64_t Number, int Property, std::string const& Value,
                                   std::string const& Link, std::string const& MAC) {
-  constexpr unsigned kAllFields = 31;
   TCBusMessage Mail = NewMail(Number);
   EXPECT_GE(sd_bus_message_append(Mail.get(), "iia(uisssb)", 2, 3, 1, kAllFields, Property,
                                   Value.c_str(), Link.c_str(), MAC.c_str(), 0),
             0);
   return Mail;
+}
+
+TCBusMessage TWirePeer::NewMails(std::uint64_t First, std::uint32_t Count, char const* Fields,
+                                 std::string const& Bytes) {
+  TCBusMessage Mails = NewMailboxCall("SendMany");
+  EXPECT_GE(sd_bus_message_append(Mails.get(), "stus", m_Identity.c_str(), First, Count, Fields),
+            0);
+  EXPECT_GE(sd_bus_message_append_array(Mails.get(), 'y', Bytes.data(), Bytes.size()), 0);
+  EXPECT_GE(sd_bus_message_set_expect_reply(Mails.get(), 0), 0);
+  return Mails;
+}
+
+std::string TWirePeer::PackedChange(int Property, std::string const& Value, std::string const& Link,
+                                    std::string const& MAC) {
+  std::string const Record = Word(kAllFields) + Word(static_cast<std::size_t>(Property)) +
+                             Word(Value.size()) + Value + Word(Link.size()) + Link +
+                             Word(MAC.size()) + MAC + std::string(1, '\0');
+  return Word(2) + Word(3) + Word(Record.size()) + Record;
+}
+
+TCBusMessage TWirePeer::NewChanges(std::uint64_t First, int Property,
+                                   std::vector<std::string> const& Values) {
+  std::string Bytes;
+  for (std::string const& Value : Values) {
+    Bytes += PackedChange(Property, Value);
+  }
+  return NewMails(First, static_cast<std::uint32_t>(Values.size()), kChangeFields, Bytes);
 }
 
 TCBusMessage TWirePeer::NewRequestForAll() {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "Platform/Messaging/BusHandles.h"
 
@@ -34,6 +35,16 @@ class TWirePeer {
   /// A sound mail that gives a property a value.
   TCBusMessage NewChange(std::uint64_t Number, int Property, std::string const& Value,
                          std::string const& Link = "", std::string const& MAC = "");
+  /// Several mails in one message: what is announced of them, and then the letters of their fields
+  /// and their bytes.
+  TCBusMessage NewMails(std::uint64_t First, std::uint32_t Count, char const* Fields,
+                        std::string const& Bytes);
+  /// A sound change of property `Property`, as one of several mails.
+  static std::string PackedChange(int Property, std::string const& Value,
+                                  std::string const& Link = "", std::string const& MAC = "");
+  /// Sound mails in one message that give a property one value after the other.
+  TCBusMessage NewChanges(std::uint64_t First, int Property,
+                          std::vector<std::string> const& Values);
   /// A sound request for all values.
   TCBusMessage NewRequestForAll();
 
@@ -53,6 +64,8 @@ class TWirePeer {
   /// Waits until the router has ended the connection; false when it does not.
   bool HearEnd();
 
+  /// Letters of the fields of a change.
+  static constexpr char kChangeFields[] = "isssb";
   static constexpr char kProperty[] = "mailrouter.class.property.v2";
 
  private:

@@ -73,6 +73,31 @@ TSWrong const kWrong[] = {
        return With(Peer.NewMailboxCall("Send"), "stiia(uisssb)", "another", kOne, 2, 3, 0);
      },
      "a mail in another's name"},
+    {"MailsBeforeTheGreeting", false,
+     [](TWirePeer& Peer) {
+       return With(Peer.NewMailboxCall("SendMany"), "stusay", "peer", kOne, 1U, "i", 0);
+     },
+     "a mail before the greeting"},
+    {"MailsOfOtherTypes", true,
+     [](TWirePeer& Peer) {
+       return With(Peer.NewMailboxCall("SendMany"), "stt", "peer", kOne, kOne);
+     },
+     "Malformed mail: cannot read an envelope: No such device or address"},
+    {"MailsInAnothersName", true,
+     [](TWirePeer& Peer) {
+       return With(Peer.NewMailboxCall("SendMany"), "stusay", "another", kOne, 1U, "i", 0);
+     },
+     "a mail in another's name"},
+    {"NoMails", true,
+     [](TWirePeer& Peer) {
+       return With(Peer.NewMailboxCall("SendMany"), "stusay", "peer", kOne, 0U, "i", 0);
+     },
+     "mails without numbers"},
+    {"MailsWhoseNumbersEnd", true,
+     [](TWirePeer& Peer) {
+       return With(Peer.NewMailboxCall("SendMany"), "stusay", "peer", UINT64_MAX, 2U, "i", 0);
+     },
+     "mails without numbers"},
     {"ARequestOfOtherTypes", true,
      [](TWirePeer& Peer) { return With(Peer.NewMailboxCall("Request"), "t", kOne); },
      "Malformed mail: cannot read an envelope: No such device or address"},

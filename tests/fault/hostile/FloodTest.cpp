@@ -64,6 +64,49 @@ TEST_F(HostileFlood, OfMailsAboveTheLimitIsSlowedDown) {
             2);
 }
 
+TEST_F(HostileFlood, OfMailsInFewMessagesIsSlowedDownAsMuch) {
+  constexpr std::uint64_t kMails = 300;
+  constexpr std::uint64_t kTogether = 50;
+  StartAll(Configure("[limits]\nmails_per_second = 100\n"));
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  auto const Begin = std::chrono::steady_clock::now();
+  for (std::uint64_t First = 1; First < kMails; First += kTogether) {
+    std::vector<std::string> const Values(kTogether, std::to_string(First));
+    EXPECT_TRUE(Peer.Send(Peer.NewChanges(First, kNobodysProperty, Values)));
+  }
+  ExpectServed();
+  while (Peer.HearAcknowledged() != kMails && !HasFailure()) {
+  }
+  // The first second's mails and those of one message go before.
+  EXPECT_GE(std::chrono::steady_clock::now() - Begin, std::chrono::milliseconds(1500));
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  EXPECT_GE(CountLines(m_Server->Errors(), "sends more than 100 mails a second and is slowed down"),
+            1);
+}
+
+TEST_F(HostileFlood, OfMailsInOneMessageDelaysNobody) {
+  StartAll();
+  long const Before = ServerMemory();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  constexpr std::uint32_t kTogether = 256;
+  std::string Bytes;
+  while (Bytes.size() < (std::size_t{16} << 20)) {  // as many as a message of the bus can have
+    Bytes += TWirePeer::PackedChange(kNobodysProperty, "1");
+  }
+  EXPECT_TRUE(Peer.Send(Peer.NewMails(1, 300000, TWirePeer::kChangeFields, Bytes)));
+  EXPECT_EQ(Peer.HearAcknowledged(), 300000U);
+  EXPECT_TRUE(Flood(Peer, kMany / 200, [&](int Number) {
+    std::uint64_t const First = 300001 + static_cast<std::uint64_t>(Number - 1) * kTogether;
+    return Peer.Send(Peer.NewChanges(First, kNobodysProperty,
+                                     std::vector<std::string>(kTogether, std::to_string(Number))));
+  }));
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EndAndExpectLogged("Malformed mails: 300000 with ");
+}
+
 TEST_F(HostileFlood, OfMalformedMailsDoesNotFillTheLog) {
   StartAll();
   TWirePeer Peer(Address());

@@ -78,4 +78,37 @@ TEST_F(HostileNumbers, AtTheHighestEndConcernTheirSenderOnly) {
   EXPECT_EQ(Stored(), Hex("1"));
 }
 
+TEST_F(HostileNumbers, OfMailsInOneMessageThatOverlapAreTakenOnce) {
+  StartAll();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_TRUE(Peer.Send(Peer.NewChanges(1, kMotto, {"1", "2", "3"})));
+  EXPECT_EQ(Peer.HearAcknowledged(), 3U);
+  EXPECT_TRUE(Peer.Send(Peer.NewChanges(2, kMotto, {"again 2", "again 3", "4"})));
+  while (Peer.HearAcknowledged() != 4U && !HasFailure()) {
+  }
+  EXPECT_EQ(Stored(), Hex("4"));
+  EXPECT_TRUE(Peer.Send(Peer.NewChanges(1, kMotto, {"again 1", "again 2"})));
+  while (Peer.HearAcknowledged() != 2U && !HasFailure()) {
+  }
+  ExpectServed();
+  EXPECT_EQ(Stored(), Hex("4"));
+}
+
+TEST_F(HostileNumbers, OfMoreMailsThanThereAreConcernTheirSenderOnly) {
+  StartAll();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  std::string const Mail = TWirePeer::PackedChange(kMotto, "1");
+  EXPECT_TRUE(Peer.Send(Peer.NewMails(1, UINT32_MAX, TWirePeer::kChangeFields, Mail)));
+  EXPECT_EQ(Peer.HearAcknowledged(), UINT32_MAX);
+  Take(Peer, {2});  // a repeat, as far as anybody can know
+  ExpectServed();
+  EXPECT_EQ(Stored(), "-");
+  EXPECT_TRUE(Peer.Send(Peer.NewMails(kHighest - 1, 2, TWirePeer::kChangeFields, Mail + Mail)));
+  EXPECT_EQ(Peer.HearAcknowledged(), kHighest);
+  ExpectServed();
+  EXPECT_EQ(Stored(), Hex("1"));
+}
+
 }  // namespace

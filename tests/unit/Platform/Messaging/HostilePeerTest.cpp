@@ -15,6 +15,7 @@
 
 namespace {
 
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;
@@ -69,6 +70,27 @@ class TPeer {
     EXPECT_GE(sd_bus_message_skip(Raw, "tttii"), 0);
     EXPECT_GE(sd_bus_message_peek_type(Raw, Type, nullptr), 0);
     return Type;
+  }
+
+  // Sends what is not answered and waits until mail `Last` has been acknowledged; false when it is
+  // not.
+  bool Tell(TCBusMessage const& Mails, std::uint64_t Last) {
+    EXPECT_GE(sd_bus_message_set_expect_reply(Mails.get(), 0), 0);
+    EXPECT_GE(sd_bus_send(nullptr, Mails.get(), nullptr), 0);
+    std::uint64_t Number = 0;
+    while (Number != Last) {
+      sd_bus_message* Raw = nullptr;
+      int const Processed = sd_bus_process(m_Bus.get(), &Raw);
+      TCBusMessage const Message(Raw);
+      if (Raw != nullptr && sd_bus_message_is_signal(Raw, nullptr, MailWire::kAcknowledged) > 0) {
+        EXPECT_GE(sd_bus_message_read(Raw, "t", &Number), 0);
+      }
+      constexpr std::uint64_t kMicroseconds = 30000000;
+      if (Processed < 0 || (Processed == 0 && sd_bus_wait(m_Bus.get(), kMicroseconds) <= 0)) {
+        return false;
+      }
+    }
+    return true;
   }
 
   std::string Greet(char const* Identity = "peer", std::uint32_t Version = 1) {
@@ -347,6 +369,105 @@ TEST_F(HostilePeer, ASubscriptionToNoMailClassIsRefused) {
   sd_bus_message_append(Subscription.get(), "stt", "some.Interface", std::uint64_t{0},
                         std::uint64_t{0});
   EXPECT_EQ(Peer.Call(Subscription), Refused("some.Interface is no mail class"));
+}
+
+// ---- several mails in one message ----
+
+// A mail (2, 1) with one record, whose number is `Number`.
+std::string PackedMail(char Number) {
+  using std::string_literals::operator""s;
+  return "\2\0\0\0\1\0\0\0\x12\0\0\0"s + "\3\0\0\0"s + Number + "\0\0\0\1\0\0\0xs\0\0\0\0"s;
+}
+
+TCBusMessage NewMails(TPeer& Peer, std::uint64_t First, std::uint32_t Count,
+                      std::string const& Bytes) {
+  TCBusMessage Mails = Peer.NewMail(MailWire::kSendMany);
+  sd_bus_message_append(Mails.get(), "stus", "peer", First, Count, "isv");
+  sd_bus_message_append_array(Mails.get(), 'y', Bytes.data(), Bytes.size());
+  return Mails;
+}
+
+TEST_F(HostilePeer, MailsInOneMessageAreTakenOneByOne) {
+  TPeer Peer(Address());
+  Peer.Greet();  // everybody may send them
+  std::string const Three = PackedMail(7) + PackedMail(8) + PackedMail(9);
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 1, 3, Three), 3U));
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(3), ElementsAre(7, 8, 9));
+}
+
+TEST_F(HostilePeer, OneMalformedMailAmongOthersIsRefusedAlone) {
+  TPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  std::string Lying = PackedMail(8);
+  Lying[21] = '\x7f';  // the length of its text
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 1, 3, PackedMail(7) + Lying + PackedMail(9)), 3U));
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(2), ElementsAre(7, 9));
+  ExpectServedAndLogged(" refused: Malformed mail: a record ends early");
+}
+
+TEST_F(HostilePeer, MailsThatCannotBeToldApartAreAcknowledgedAndNotTaken) {
+  TPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  std::string Lying = PackedMail(7);
+  Lying[8] = '\x13';  // the length of its records
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 1, 3, PackedMail(6) + Lying + PackedMail(8)), 3U));
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 4, 1, PackedMail(9)), 4U));
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(1), ElementsAre(9));
+  EXPECT_THAT(Errors().WaitFor(1).at(0), EndsWith(" refused: Malformed mails: one ends early"));
+}
+
+TEST_F(HostilePeer, MailsThatAreNotAsManyAsAnnouncedAreAcknowledgedAndNotTaken) {
+  TPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 1, 3, PackedMail(7) + PackedMail(8)), 3U));
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 4, 1, PackedMail(7) + PackedMail(8)), 4U));
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 5, 1, ""), 5U));
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 6, 4294967295U, PackedMail(7)), 4294967300U));
+  ExpectServed();
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(0), IsEmpty());
+}
+
+TEST_F(HostilePeer, MailsWithoutNumbersAreRefused) {
+  TPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  EXPECT_EQ(Peer.Call(NewMails(Peer, 1, 0, "")), Refused("mails without numbers"));
+  EXPECT_EQ(Peer.Call(NewMails(Peer, UINT64_MAX, 2, PackedMail(7) + PackedMail(8))),
+            Refused("mails without numbers"));
+  EXPECT_THAT(Errors().WaitFor(2), Each(EndsWith(" refused: mails without numbers")));
+  ExpectServed();
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(0), IsEmpty());
+}
+
+TEST_F(HostilePeer, MailsWithTheHighestNumberAreTaken) {
+  TPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  std::string const Two = PackedMail(7) + PackedMail(8);
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, UINT64_MAX - 1, 2, Two), UINT64_MAX));
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(2), ElementsAre(7, 8));
+}
+
+TEST_F(HostilePeer, MailsInAnothersNameAreRefused) {
+  TPeer Peer(Address());
+  Peer.Greet("another", 2);
+  EXPECT_EQ(Peer.Call(NewMails(Peer, 1, 1, PackedMail(7))), Refused("a mail in another's name"));
+  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(0), IsEmpty());
+}
+
+TEST_F(HostilePeer, MailsInOneMessageCountEachForTheLimit) {
+  constexpr int kMails = 100;
+  m_Server.m_Router.SetLimits({1024, 256, 50, std::chrono::seconds(10)});
+  TPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  std::string Bytes;
+  for (int Mail = 0; Mail < kMails; ++Mail) {
+    Bytes += PackedMail(7);
+  }
+  auto const Begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 1, kMails, Bytes), 100U));
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 101, 1, PackedMail(7)), 101U));
+  EXPECT_GE(std::chrono::steady_clock::now() - Begin, std::chrono::seconds(2));
+  EXPECT_THAT(Warnings().WaitFor(1),
+              ElementsAre(EndsWith(" sends more than 50 mails a second and is slowed down")));
 }
 
 }  // namespace
