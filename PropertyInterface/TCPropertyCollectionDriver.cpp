@@ -82,6 +82,16 @@ std::string MailKey(TCCommonPropertyObject const& Object) {
                                    Object.get_MAC().get_AsString(':'));
 }
 
+// What the records of mails are read into. Each thread keeps one: to make it takes longer than to
+// read a record, and a bulk load has hundreds of thousands.
+struct TSReading {
+  TCNorvPropertyObject::TCRecord Record;
+  std::string MACBuffer;
+  std::string DataBuffer;
+  std::string LastMAC;  // nearly all are of the same device
+  TCMACAddress Device;  // of LastMAC
+};
+
 // A change that could not be sent is not on its way.
 struct TCMarkEnd {
   std::function<void()> m_Forget;
@@ -174,20 +184,14 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
   if (!IsAccepted(Mail)) {
     return;
   }
-  std::string const OwnMAC = TCMACAddress::Own("").get_AsString(':');
-  TCPropertyMail Copy(Mail.get_MailClassID(), Mail.get_SignalType(), Mail.get_SignalName());
-  Copy.Copy(Mail);
-  bool const Notified = !IsBulkLoad(Copy);
+  std::string const OwnMAC = m_OwnMACOnly ? TCMACAddress::Own("").get_AsString(':') : std::string();
+  thread_local TSReading Reading;
+  auto& [Record, MACBuffer, DataBuffer, LastMAC, Device] = Reading;
+  std::shared_ptr<TCNorvMailBody const> const Body = Mail.get_Body(Record);
+  bool const Notified = !IsBulkLoad(Mail);
   std::vector<TCCommonPropertyObject const*> Changed;
-  // One record for all, decoded anew: a bulk load has hundreds of thousands.
-  TSNorvMailContent const Content = Copy.get_Content();
-  TCNorvPropertyObject::TCRecord Record;
-  std::string MACBuffer;
-  std::string DataBuffer;
-  std::string LastMAC;  // nearly all are of the same device
-  TCMACAddress Device;
-  for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
-    Record.Decode(Content.Body->get_Record(Index));
+  for (int Index = 0; Index < Body->get_Count(); ++Index) {
+    Record.Decode(Body->get_Record(Index));
     std::string const& MAC = Record.m_MAC.get_AsString(MACBuffer);
     Accessories::TCRecordID const Link = Record.m_Link.get_AsRecordID();
     TCPropertyID const* const ID = TCPropertyID::Find(Record.m_ID);
