@@ -263,6 +263,22 @@ void Require(int Result, char const* Operation) {
   }
 }
 
+void ReadValues(sd_bus_message* Message, char const* Types, std::initializer_list<void*> Places,
+                char const* Operation) {
+  for (void* const Place : Places) {
+    Require(sd_bus_message_read_basic(Message, *Types, Place), Operation);
+    ++Types;
+  }
+}
+
+void AppendValues(sd_bus_message* Message, char const* Types,
+                  std::initializer_list<void const*> Values, char const* Operation) {
+  for (void const* const Value : Values) {
+    Require(sd_bus_message_append_basic(Message, *Types, Value), Operation);
+    ++Types;
+  }
+}
+
 std::string RouterAddress(std::string const& Address) {
   if (!Address.empty()) {
     return Address;
@@ -306,8 +322,7 @@ bool FitsInline(TCNorvMailBody const& Body, TEForm Form) {
 }
 
 void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEForm Form) {
-  Require(sd_bus_message_append(Message, "ii", Content.SignalType, Content.SignalName),
-          "append a signal");
+  AppendValues(Message, "ii", {&Content.SignalType, &Content.SignalName}, "append a signal");
   if (FitsInline(*Content.Body, Form)) {
     Form == TEForm::ePacked ? AppendPacked(Message, *Content.Body)
                             : AppendRecords(Message, *Content.Body);
@@ -321,8 +336,7 @@ void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEFor
 TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass,
                            std::size_t Limit) {
   TSNorvMailContent Content{MailClass, 0, 0, nullptr};
-  Require(sd_bus_message_read(Message, "ii", &Content.SignalType, &Content.SignalName),
-          "read a signal");
+  ReadValues(Message, "ii", {&Content.SignalType, &Content.SignalName}, "read a signal");
   char Type = 0;
   char const* Contents = nullptr;
   Require(sd_bus_message_peek_type(Message, &Type, &Contents), "read the records");

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 
@@ -76,6 +77,14 @@ TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& Mai
 
 /// Turns a negative result of the bus library into a TCException naming `Operation`.
 void Require(int Result, char const* Operation);
+
+/// Takes values of basic types from a message, or appends them, a letter of `Types` each. A text is
+/// read into a `char const*` and appended from its first character, a number from its place. What
+/// the library has for several values looks for each through all that may be in a message.
+void ReadValues(sd_bus_message* Message, char const* Types, std::initializer_list<void*> Places,
+                char const* Operation);
+void AppendValues(sd_bus_message* Message, char const* Types,
+                  std::initializer_list<void const*> Values, char const* Operation);
 
 /// The text of the exception being handled.
 std::string CaughtText();

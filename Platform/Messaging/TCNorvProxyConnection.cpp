@@ -195,7 +195,9 @@ void TCNorvProxyConnection::Pump(TCLock& Lock, TCDeadline Deadline) {
   if (!m_Bus && TCClock::now() >= m_NextAttempt) {
     Connect();
   }
-  Poll(Lock, Deadline);
+  if (!std::exchange(m_ReadOn, false)) {
+    Poll(Lock, Deadline);
+  }
   if (m_Bus) {
     ProcessBus();
   }
@@ -527,10 +529,13 @@ void TCNorvProxyConnection::Greet() {
 }
 
 void TCNorvProxyConnection::ProcessBus() {
-  // No more than a batch, so that a stream of mails keeps nobody from the mutex or from delivering.
+  // What is to be delivered is delivered before it is asked for more; mostly there is none. And no
+  // more than a batch, so that a stream of mails keeps nobody from the mutex.
+  bool const Idle = m_Events.empty();
   int Result = 1;
-  for (int Count = 0; Result > 0 && Count < kBatch; ++Count) {
+  for (int Count = 0; Result > 0 && !m_ReadOn && Count < kBatch; ++Count) {
     Result = sd_bus_process(m_Bus.get(), nullptr);
+    m_ReadOn = Result > 0 && Idle && !m_Events.empty();
   }
   if (Result < 0 || sd_bus_is_open(m_Bus.get()) <= 0) {
     Disconnect();
@@ -539,6 +544,7 @@ void TCNorvProxyConnection::ProcessBus() {
 
 void TCNorvProxyConnection::Disconnect() {
   m_Bus.reset();
+  m_ReadOn = false;
   for (TSExchange* Exchange : m_Exchanges) {
     Exchange->Reply.reset();
   }
@@ -659,18 +665,29 @@ int TCNorvProxyConnection::OnFilter(sd_bus_message* Message, void* Connection,
   if (!Own && sd_bus_message_is_signal(Message, nullptr, MailWire::kPublished) <= 0) {
     return 0;
   }
-  auto const Class = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message));
-  if (!Class) {
-    return 0;
-  }
+  bool Known = true;
   Guarded("published mail refused", [&] {
-    if (Own) {
-      Self.OnPublishedOwn(Message, *Class);
-    } else {
-      Self.OnPublished(Message, *Class);
+    TSSource const* const Source = Self.SourceOf(Message);
+    Known = Source != nullptr;
+    if (Known) {
+      Own ? Self.OnPublishedOwn(Message, *Source) : Self.OnPublished(Message, *Source);
     }
   });
-  return 1;
+  return Known ? 1 : 0;
+}
+
+// Null when the message is not of a mail class.
+TCNorvProxyConnection::TSSource const* TCNorvProxyConnection::SourceOf(sd_bus_message* Message) {
+  char const* const Path = sd_bus_message_get_path(Message);
+  char const* const Interface = sd_bus_message_get_interface(Message);
+  if (!m_LastSource || m_LastSource->Path != Path || m_LastSource->Interface != Interface) {
+    auto const MailClass = MailWire::ParseClassInterface(Interface);
+    if (!MailClass) {
+      return nullptr;
+    }
+    m_LastSource = {Path, Interface, StreamName(Path, Interface), *MailClass};
+  }
+  return &*m_LastSource;
 }
 
 int TCNorvProxyConnection::OnGreeted(sd_bus_message* Message, void* Connection,
@@ -763,57 +780,49 @@ void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
   Transmit();
 }
 
-void TCNorvProxyConnection::OnPublished(sd_bus_message* Message,
-                                        TCNorvMailClassID const& MailClass) {
+void TCNorvProxyConnection::OnPublished(sd_bus_message* Message, TSSource const& Source) {
   MailWire::TSPosition Position;
   std::uint64_t Previous = 0;
-  char const* Origin = nullptr;
-  TSReceived Received{TEKind::eForeign, "", 0, {MailClass, 0, 0, nullptr}};
-  MailWire::Require(sd_bus_message_read(Message, "tttst", &Position.Epoch, &Previous,
-                                        &Position.Sequence, &Origin, &Received.Number),
-                    "read an envelope");
+  char const* Origin = MailWire::kNoOrigin;
+  std::uint64_t Number = 0;
+  TEKind Kind = TEKind::eForeign;
+  MailWire::ReadValues(Message, "tttst",
+                       {&Position.Epoch, &Previous, &Position.Sequence, &Origin, &Number},
+                       "read an envelope");
   if (std::strcmp(Origin, MailWire::kNoOrigin) == 0) {
-    Received.Kind = TEKind::eCatchUp;
+    Kind = TEKind::eCatchUp;
   } else if (m_Identity == Origin) {
-    Received.Kind = TEKind::eOwn;
+    Kind = TEKind::eOwn;
   }
-  std::string const Interface = MailWire::ClassInterface(MailClass);
-  if (!Admit(m_Subscriptions[Interface], Position, Previous, Received.Kind)) {
+  if (!Admit(m_Subscriptions[Source.Interface], Position, Previous, Kind)) {
     return;
   }
-  Received.Content = MailWire::ReadMail(Message, MailClass);
-  std::string const Path = sd_bus_message_get_path(Message);
-  Received.Stream = StreamName(Path, Interface);
-  if (Received.Kind != TEKind::eForeign) {
-    m_Outboxes[Path].Streams[Received.Stream] = Received.Number;
+  TSNorvMailContent Content = MailWire::ReadMail(Message, Source.MailClass);
+  if (Kind != TEKind::eForeign) {
+    m_Outboxes[Source.Path].Streams[Source.Stream] = Number;
   }
-  Receive(std::move(Received));
+  Receive({Kind, Source.Stream, Number, std::move(Content)});
 }
 
 // Mails of this process were published, up to one of them, and nothing else in between. They are
 // kept here until they are acknowledged, which comes later.
-void TCNorvProxyConnection::OnPublishedOwn(sd_bus_message* Message,
-                                           TCNorvMailClassID const& MailClass) {
+void TCNorvProxyConnection::OnPublishedOwn(sd_bus_message* Message, TSSource const& Source) {
   MailWire::TSPosition Position;
   std::uint64_t Previous = 0;
   std::uint64_t Number = 0;
-  MailWire::Require(
-      sd_bus_message_read(Message, "tttt", &Position.Epoch, &Previous, &Position.Sequence, &Number),
-      "read an envelope");
-  std::string const Interface = MailWire::ClassInterface(MailClass);
-  if (!Admit(m_Subscriptions[Interface], Position, Previous, TEKind::eOwn)) {
+  MailWire::ReadValues(Message, "tttt", {&Position.Epoch, &Previous, &Position.Sequence, &Number},
+                       "read an envelope");
+  if (!Admit(m_Subscriptions[Source.Interface], Position, Previous, TEKind::eOwn)) {
     return;
   }
-  std::string const Path = sd_bus_message_get_path(Message);
-  std::string const Stream = StreamName(Path, Interface);
-  TSOutbox& Outbox = m_Outboxes[Path];
-  std::uint64_t& Published = Outbox.Streams[Stream];
+  TSOutbox& Outbox = m_Outboxes[Source.Path];
+  std::uint64_t& Published = Outbox.Streams[Source.Stream];
   auto const First =
       std::partition_point(Outbox.Mails.begin(), Outbox.Mails.end(),
                            [&](auto const& Mail) { return Mail.Number <= Published; });
   for (auto Mail = First; Mail != Outbox.Mails.end() && Mail->Number <= Number; ++Mail) {
-    if (Mail->Content.MailClass == MailClass) {
-      Receive({TEKind::eOwn, Stream, Mail->Number, Mail->Content});
+    if (Mail->Content.MailClass == Source.MailClass) {
+      Receive({TEKind::eOwn, Source.Stream, Mail->Number, Mail->Content});
     }
   }
   Published = Number;
