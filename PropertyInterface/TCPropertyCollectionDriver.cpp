@@ -58,13 +58,11 @@ void TraceCommon(char const* Text) {
 // A mail that tells the server of changes. Encodes each as it comes: a transaction can have many.
 class TCChangeMail {
  public:
-  TCChangeMail() : m_Writer(m_Scratch.get_Record().get_Signature()) {}
-
   void Append(TCCommonPropertyObject const& Object) {
-    m_Scratch.get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
-    m_Scratch.SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(), Object.get_Link(),
+    Scratch().get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
+    Scratch().SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(), Object.get_Link(),
                         false, Object.get_MAC().get_AsString(':'));
-    m_Scratch.get_Record().Encode(m_Writer);
+    Scratch().get_Record().Encode(m_Writer);
   }
 
   void Send(TCNorvServiceProxy const& Proxy) {
@@ -73,8 +71,13 @@ class TCChangeMail {
   }
 
  private:
-  TCNorvPropertyObject m_Scratch;
-  TCNorvMailBody::TCWriter m_Writer;
+  // To make one takes as long as to encode what it holds.
+  static TCNorvPropertyObject& Scratch() {
+    thread_local TCNorvPropertyObject Object;
+    return Object;
+  }
+
+  TCNorvMailBody::TCWriter m_Writer{Scratch().get_Record().get_Signature()};
 };
 
 std::string MailKey(TCCommonPropertyObject const& Object) {

@@ -287,12 +287,12 @@ std::string RouterAddress(std::string const& Address) {
   return Environment != nullptr && *Environment != '\0' ? Environment : kDefaultAddress;
 }
 
-std::string MailboxPath(std::string const& Mailbox) {
+std::string const& MailboxPath(std::string const& Mailbox) {
   thread_local std::optional<std::pair<std::string, std::string>> Last;
   return Remembered(Last, Mailbox, MakeMailboxPath);
 }
 
-std::string ClassInterface(TCNorvMailClassID const& MailClass) {
+std::string const& ClassInterface(TCNorvMailClassID const& MailClass) {
   thread_local std::optional<std::pair<TCNorvMailClassID, std::string>> Last;
   return Remembered(Last, MailClass, MakeClassInterface);
 }

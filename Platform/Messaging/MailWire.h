@@ -48,11 +48,12 @@ struct TSPosition {
   std::uint64_t Sequence = 0;
 };
 
-/// Object path of a mailbox. Throws TCException when its name is too long for one.
-std::string MailboxPath(std::string const& Mailbox);
+/// Object path of a mailbox. Throws TCException when its name is too long for one. Good, as the
+/// next, until the thread asks for another.
+std::string const& MailboxPath(std::string const& Mailbox);
 /// Interface of a mail class, and back. The first throws TCException for a name that is too long or
 /// a version below 0.
-std::string ClassInterface(TCNorvMailClassID const& MailClass);
+std::string const& ClassInterface(TCNorvMailClassID const& MailClass);
 std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface);
 
 /// How the records of a small mail are written: each field as a value of the bus, for every

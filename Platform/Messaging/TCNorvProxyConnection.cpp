@@ -42,8 +42,16 @@ std::size_t KeptSize(TSNorvMailContent const& Content) {
   return Content.Body->get_Size() + kMailOverhead;
 }
 
-std::string StreamName(std::string const& Mailbox, std::string const& Interface) {
-  return Mailbox + " " + Interface;
+// Remembered, because a thread asks for the same one again and again; good until it asks for
+// another.
+std::string const& StreamName(std::string const& Mailbox, std::string const& Interface) {
+  thread_local std::pair<std::string, std::string> Last;
+  thread_local std::string Name;
+  if (Last.first != Mailbox || Last.second != Interface) {
+    Name = Mailbox + " " + Interface;
+    Last = {Mailbox, Interface};
+  }
+  return Name;
 }
 
 // The calling thread's change that it has not sent yet. A thread that ends without sending it, or

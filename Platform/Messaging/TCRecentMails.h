@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 
 #include "Platform/Messaging/TCNorvMessage.h"
@@ -22,7 +23,7 @@ struct TSPublishedMail {
 /// Bounded in number and in the size of the records. Belongs to the router's thread.
 class TCRecentMails {
  public:
-  void Add(TSPublishedMail Mail);
+  void Add(std::shared_ptr<TSPublishedMail const> Mail);
 
   /// Whether every mail after `Sequence`, up to `Last`, is still here.
   bool ReachBackTo(std::uint64_t Sequence, std::uint64_t Last) const;
@@ -30,14 +31,14 @@ class TCRecentMails {
   /// Hands the mails after `Sequence` to `Take`, oldest first, until it returns false.
   template <class TTake>
   void ForEachAfter(std::uint64_t Sequence, TTake const& Take) const {
-    for (TSPublishedMail const& Mail : m_Mails) {
-      if (Mail.Sequence > Sequence && !Take(Mail)) {
+    for (auto const& Mail : m_Mails) {
+      if (Mail->Sequence > Sequence && !Take(*Mail)) {
         return;
       }
     }
   }
 
  private:
-  std::deque<TSPublishedMail> m_Mails;
+  std::deque<std::shared_ptr<TSPublishedMail const>> m_Mails;
   std::size_t m_Bytes = 0;
 };

@@ -811,9 +811,11 @@ TCBusMessage TCRouterCore::NewPublished(TCRouterConnection const& Connection,
 }
 
 // Whatever fails for one subscriber makes it fall behind and concerns nobody else.
-void TCRouterCore::Publish(TSPublishedMail Mail) {
-  Mail.Sequence = m_Position.Sequence + 1;
-  m_Recent.Add(Mail);
+void TCRouterCore::Publish(TSPublishedMail Published) {
+  Published.Sequence = m_Position.Sequence + 1;
+  auto const Kept = std::make_shared<TSPublishedMail const>(std::move(Published));
+  TSPublishedMail const& Mail = *Kept;
+  m_Recent.Add(Kept);
   ++m_Position.Sequence;
   TSForwarded Last;
   for (TCRouterConnection& Connection : m_Connections) {
