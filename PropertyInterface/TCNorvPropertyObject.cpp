@@ -2,6 +2,8 @@
 // Lays out the records of the property protocol.
 #include "PropertyInterface/TCNorvPropertyObject.h"
 
+#include "Platform/Utility/TCPerThread.h"
+
 namespace Property {
 
 // In this order: the second is a copy of the first.
@@ -50,7 +52,7 @@ void TCNorvPropertyObject::SetRecord(int ID, std::string const& Data,
 
 std::string TCNorvPropertyObject::Key(int ID, Accessories::TCRecordID const& Link,
                                       std::string const& MAC) {
-  thread_local TCRecord Record;
+  auto& Record = TCPerThread<TCRecord>::Get();
   Record.m_ID = ID;
   Record.m_Link.set_AsRecordID(Link);
   Record.m_MAC.set_AsString(MAC);

@@ -13,6 +13,7 @@
 #include "Platform/Utility/DebugOutput.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCMACAddress.h"
+#include "Platform/Utility/TCPerThread.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
 
 namespace Property {
@@ -22,6 +23,7 @@ using TCPropertyMail = TCNorvMailMessage<TCNorvPropertyObject>;
 
 constexpr char kSource[] = "../PropertyInterface/TCPropertyCollectionDriver";
 constexpr int kWithoutLimit = -1;
+constexpr std::size_t kLargeMail = std::size_t{64} << 10;  // what it was read into is not kept
 
 // Signal names of the property mail class, by signal type.
 constexpr int kRequestAll = 1;
@@ -58,29 +60,42 @@ void TraceCommon(char const* Text) {
 // A mail that tells the server of changes. Encodes each as it comes: a transaction can have many.
 class TCChangeMail {
  public:
-  TCChangeMail() : m_Writer(m_Scratch.get_Record().get_Signature()) {}
-
   void Append(TCCommonPropertyObject const& Object) {
-    m_Scratch.get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
-    m_Scratch.SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(), Object.get_Link(),
+    Scratch().get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
+    Scratch().SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(), Object.get_Link(),
                         false, Object.get_MAC().get_AsString(':'));
-    m_Scratch.get_Record().Encode(m_Writer);
+    Scratch().get_Record().Encode(m_Writer);
   }
 
   void Send(TCNorvServiceProxy const& Proxy) {
-    Proxy.Post(PropertyServer(),
-               {TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange, m_Writer.Finish()});
+    std::shared_ptr<TCNorvMailBody const> const Body = m_Writer.Finish();
+    if (Body->get_Size() > kLargeMail) {
+      TCPerThread<TCNorvPropertyObject>::Drop();
+    }
+    Proxy.Post(PropertyServer(), {TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange, Body});
   }
 
  private:
-  TCNorvPropertyObject m_Scratch;
-  TCNorvMailBody::TCWriter m_Writer;
+  // To make one takes as long as to encode what it holds.
+  static TCNorvPropertyObject& Scratch() { return TCPerThread<TCNorvPropertyObject>::Get(); }
+
+  TCNorvMailBody::TCWriter m_Writer{Scratch().get_Record().get_Signature()};
 };
 
 std::string MailKey(TCCommonPropertyObject const& Object) {
   return TCNorvPropertyObject::Key(Object.get_ID().get_Number(), Object.get_Link(),
                                    Object.get_MAC().get_AsString(':'));
 }
+
+// What the records of mails are read into. Each thread keeps one: to make it takes longer than to
+// read a record, and a bulk load has hundreds of thousands.
+struct TSReading {
+  TCNorvPropertyObject::TCRecord Record;
+  std::string MACBuffer;
+  std::string DataBuffer;
+  std::string LastMAC;  // nearly all are of the same device
+  TCMACAddress Device;  // of LastMAC
+};
 
 // A change that could not be sent is not on its way.
 struct TCMarkEnd {
@@ -174,20 +189,13 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
   if (!IsAccepted(Mail)) {
     return;
   }
-  std::string const OwnMAC = TCMACAddress::Own("").get_AsString(':');
-  TCPropertyMail Copy(Mail.get_MailClassID(), Mail.get_SignalType(), Mail.get_SignalName());
-  Copy.Copy(Mail);
-  bool const Notified = !IsBulkLoad(Copy);
+  std::string const OwnMAC = m_OwnMACOnly ? TCMACAddress::Own("").get_AsString(':') : std::string();
+  auto& [Record, MACBuffer, DataBuffer, LastMAC, Device] = TCPerThread<TSReading>::Get();
+  std::shared_ptr<TCNorvMailBody const> const Body = Mail.get_Body(Record);
+  bool const Notified = !IsBulkLoad(Mail);
   std::vector<TCCommonPropertyObject const*> Changed;
-  // One record for all, decoded anew: a bulk load has hundreds of thousands.
-  TSNorvMailContent const Content = Copy.get_Content();
-  TCNorvPropertyObject::TCRecord Record;
-  std::string MACBuffer;
-  std::string DataBuffer;
-  std::string LastMAC;  // nearly all are of the same device
-  TCMACAddress Device;
-  for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
-    Record.Decode(Content.Body->get_Record(Index));
+  for (int Index = 0; Index < Body->get_Count(); ++Index) {
+    Record.Decode(Body->get_Record(Index));
     std::string const& MAC = Record.m_MAC.get_AsString(MACBuffer);
     Accessories::TCRecordID const Link = Record.m_Link.get_AsRecordID();
     TCPropertyID const* const ID = TCPropertyID::Find(Record.m_ID);
@@ -207,6 +215,9 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
     if (Object != nullptr && Notified) {
       Changed.push_back(Object);
     }
+  }
+  if (Body->get_Size() > kLargeMail) {
+    TCPerThread<TSReading>::Drop();
   }
   for (TCCommonPropertyObject const* Object : Changed) {
     Notify(eNotifyChanged, *Object);

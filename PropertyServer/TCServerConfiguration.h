@@ -16,7 +16,7 @@ namespace Property {
 struct TSServerLimits {
   std::size_t ValueBytes = std::size_t{16} << 20;
   std::size_t MailBytes = std::size_t{64} << 20;
-  unsigned MailsPerSecond = 100000;
+  unsigned MailsPerSecond = 250000;
   unsigned ConnectionsPerUser = 512;
   unsigned Connections = 4096;
 };

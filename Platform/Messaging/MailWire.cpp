@@ -11,6 +11,7 @@
 
 #include "Platform/Messaging/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCPerThread.h"
 #include "Platform/Utility/TextConversions.h"
 
 namespace MailWire {
@@ -74,10 +75,11 @@ bool IsBusText(std::string_view Text) {
   return true;
 }
 
-// A thread asks for the same one again and again, so each keeps its last.
-template <class TKey, class TValue, class TMake>
-TValue const& Remembered(std::optional<std::pair<TKey, TValue>>& Last, TKey const& Key,
-                         TMake const& Make) {
+// A thread asks for the same one again and again, so each keeps its last. Good until it asks for
+// another.
+template <class TKey, class TValue>
+TValue const& Remembered(TKey const& Key, TValue (*Make)(TKey const&)) {
+  auto& Last = TCPerThread<std::optional<std::pair<TKey, TValue>>>::Get();
   if (!Last || Last->first != Key) {
     Last.emplace(Key, Make(Key));
   }
@@ -277,6 +279,22 @@ void Require(int Result, char const* Operation) {
   }
 }
 
+void ReadValues(sd_bus_message* Message, char const* Types, std::initializer_list<void*> Places,
+                char const* Operation) {
+  for (void* const Place : Places) {
+    Require(sd_bus_message_read_basic(Message, *Types, Place), Operation);
+    ++Types;
+  }
+}
+
+void AppendValues(sd_bus_message* Message, char const* Types,
+                  std::initializer_list<void const*> Values, char const* Operation) {
+  for (void const* const Value : Values) {
+    Require(sd_bus_message_append_basic(Message, *Types, Value), Operation);
+    ++Types;
+  }
+}
+
 std::string RouterAddress(std::string const& Address) {
   if (!Address.empty()) {
     return Address;
@@ -285,19 +303,16 @@ std::string RouterAddress(std::string const& Address) {
   return Environment != nullptr && *Environment != '\0' ? Environment : kDefaultAddress;
 }
 
-std::string MailboxPath(std::string const& Mailbox) {
-  thread_local std::optional<std::pair<std::string, std::string>> Last;
-  return Remembered(Last, Mailbox, MakeMailboxPath);
+std::string const& MailboxPath(std::string const& Mailbox) {
+  return Remembered(Mailbox, MakeMailboxPath);
 }
 
-std::string ClassInterface(TCNorvMailClassID const& MailClass) {
-  thread_local std::optional<std::pair<TCNorvMailClassID, std::string>> Last;
-  return Remembered(Last, MailClass, MakeClassInterface);
+std::string const& ClassInterface(TCNorvMailClassID const& MailClass) {
+  return Remembered(MailClass, MakeClassInterface);
 }
 
 std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface) {
-  thread_local std::optional<std::pair<std::string, std::optional<TCNorvMailClassID>>> Last;
-  return Remembered(Last, std::string(Interface == nullptr ? "" : Interface), MakeClass);
+  return Remembered(std::string(Interface == nullptr ? "" : Interface), MakeClass);
 }
 
 bool FitsInline(TCNorvMailBody const& Body, TEForm Form) {
@@ -320,8 +335,7 @@ bool FitsInline(TCNorvMailBody const& Body, TEForm Form) {
 }
 
 void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEForm Form) {
-  Require(sd_bus_message_append(Message, "ii", Content.SignalType, Content.SignalName),
-          "append a signal");
+  AppendValues(Message, "ii", {&Content.SignalType, &Content.SignalName}, "append a signal");
   if (FitsInline(*Content.Body, Form)) {
     Form == TEForm::ePacked ? AppendPacked(Message, *Content.Body)
                             : AppendRecords(Message, *Content.Body);
@@ -335,8 +349,7 @@ void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEFor
 TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass,
                            std::size_t Limit) {
   TSNorvMailContent Content{MailClass, 0, 0, nullptr};
-  Require(sd_bus_message_read(Message, "ii", &Content.SignalType, &Content.SignalName),
-          "read a signal");
+  ReadValues(Message, "ii", {&Content.SignalType, &Content.SignalName}, "read a signal");
   char Type = 0;
   char const* Contents = nullptr;
   Require(sd_bus_message_peek_type(Message, &Type, &Contents), "read the records");

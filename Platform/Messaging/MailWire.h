@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -53,11 +54,12 @@ struct TSPosition {
   std::uint64_t Sequence = 0;
 };
 
-/// Object path of a mailbox. Throws TCException when its name is too long for one.
-std::string MailboxPath(std::string const& Mailbox);
+/// Object path of a mailbox. Throws TCException when its name is too long for one. Good, as the
+/// next, until the thread asks for another.
+std::string const& MailboxPath(std::string const& Mailbox);
 /// Interface of a mail class, and back. The first throws TCException for a name that is too long or
 /// a version below 0.
-std::string ClassInterface(TCNorvMailClassID const& MailClass);
+std::string const& ClassInterface(TCNorvMailClassID const& MailClass);
 std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface);
 
 /// How the records of a small mail are written: each field as a value of the bus, for every
@@ -109,6 +111,14 @@ TSNorvMailContent UnpackMail(TSMailGroup const& Group, TSPackedMail const& Mail,
 
 /// Turns a negative result of the bus library into a TCException naming `Operation`.
 void Require(int Result, char const* Operation);
+
+/// Takes values of basic types from a message, or appends them, a letter of `Types` each. A text is
+/// read into a `char const*` and appended from its first character, a number from its place. What
+/// the library has for several values looks for each through all that may be in a message.
+void ReadValues(sd_bus_message* Message, char const* Types, std::initializer_list<void*> Places,
+                char const* Operation);
+void AppendValues(sd_bus_message* Message, char const* Types,
+                  std::initializer_list<void const*> Values, char const* Operation);
 
 /// The text of the exception being handled.
 std::string CaughtText();

@@ -21,6 +21,7 @@ constexpr char kSource[] = "../Platform/Messaging/TCNorvMailBody";
 constexpr char kMagic[] = "MAILBODY";  // 8 bytes without the terminator
 constexpr std::size_t kMagicSize = sizeof(kMagic) - 1;
 constexpr std::uint32_t kFormatVersion = 1;
+constexpr std::size_t kUsualSize = 120;  // of the records of a mail: one of a value, and its text
 constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
 
 [[noreturn]] void ThrowMalformed(int Line, char const* Reason) {
@@ -119,6 +120,7 @@ bool TCNorvRecordCursor::Next(TSNorvFieldValue& Value) {
 
 TCNorvMailBody::TCWriter::TCWriter(std::string_view Signature) : m_Signature(Signature) {
   RequireKnownCodes(m_Signature);
+  m_Bytes.reserve(kUsualSize);
 }
 
 void TCNorvMailBody::TCWriter::AppendWord(std::uint32_t Word) {
@@ -228,7 +230,9 @@ std::vector<std::size_t> TCNorvMailBody::FindRecords(std::string_view Signature,
 TCNorvMailBody::~TCNorvMailBody() = default;
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::Empty() {
-  return TCWriter("").Finish();
+  static auto const& Body =  // in use until the process ends
+      *new std::shared_ptr<TCNorvMailBody const>(TCWriter("").Finish());
+  return Body;
 }
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::Selected(TCNorvMailBody const& Body,

@@ -20,7 +20,7 @@ class TCRouterCore;
 struct TSNorvRouterLimits {
   unsigned Connections = 4096;
   unsigned ConnectionsPerUser = 512;
-  unsigned MailsPerSecond = 100000;       ///< of one connection; it is read from more slowly then
+  unsigned MailsPerSecond = 250000;       ///< of one connection; it is read from more slowly then
   std::chrono::seconds GreetingTime{10};  ///< from connecting until the greeting is complete
 };
 

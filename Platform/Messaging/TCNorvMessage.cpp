@@ -13,7 +13,7 @@ namespace {
 constexpr char kSource[] = "../Platform/Messaging/TCNorvMessage";
 
 void RequireSignature(TCNorvMailBody const& Body, TCNorvRecordObject const& Record) {
-  std::string const Expected = Record.get_Signature();
+  std::string const& Expected = Record.get_Signature();
   if (Body.get_Signature() != Expected) {
     throw TCException(kSource, __LINE__)
         .Format("Malformed mail: records of type (%s) where (%s) is expected",
@@ -123,6 +123,15 @@ TCNorvRecordObject& TCNorvMessage::BoundRecord(TCNorvMailObject& Object) const {
 
 TSNorvMailContent TCNorvMessage::get_Content() const {
   return {m_MailClass, m_SignalType, m_SignalName, EncodeRecords()};
+}
+
+std::shared_ptr<TCNorvMailBody const> TCNorvMessage::get_Body(
+    TCNorvRecordObject const& Layout) const {
+  std::shared_ptr<TCNorvMailBody const> Body = EncodeRecords();
+  if (Body->get_Count() > 0) {
+    RequireSignature(*Body, Layout);
+  }
+  return Body;
 }
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMessage::EncodeRecords() const {

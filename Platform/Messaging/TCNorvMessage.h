@@ -55,6 +55,9 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMessage {
   int get_SignalName() const { return m_SignalName; }
 
   TSNorvMailContent get_Content() const;
+  /// The encoded records, for who reads many of them into one object. Throws TCException when there
+  /// are any and they do not have the fields of `Layout`.
+  std::shared_ptr<TCNorvMailBody const> get_Body(TCNorvRecordObject const& Layout) const;
   /// One line for traces: class, signal and all records with their field names.
   std::string get_AsText() const;
 

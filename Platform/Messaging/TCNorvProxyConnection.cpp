@@ -20,6 +20,7 @@
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCMACAddress.h"
+#include "Platform/Utility/TCPerThread.h"
 
 namespace {
 
@@ -48,8 +49,22 @@ std::size_t KeptSize(TSNorvMailContent const& Content) {
   return Content.Body->get_Size() + kMailOverhead;
 }
 
-std::string StreamName(std::string const& Mailbox, std::string const& Interface) {
-  return Mailbox + " " + Interface;
+struct TSThreadStream {
+  std::string Mailbox;
+  std::string Interface;
+  std::string Name;
+};
+
+// Remembered, because a thread asks for the same one again and again; good until it asks for
+// another.
+std::string const& StreamName(std::string const& Mailbox, std::string const& Interface) {
+  auto& [LastMailbox, LastInterface, Name] = TCPerThread<TSThreadStream>::Get();
+  if (LastMailbox != Mailbox || LastInterface != Interface) {
+    Name = Mailbox + " " + Interface;
+    LastMailbox = Mailbox;
+    LastInterface = Interface;
+  }
+  return Name;
 }
 
 // The calling thread's change that it has not sent yet. A thread that ends without sending it, or
@@ -88,8 +103,6 @@ class TCThreadMark {
   std::weak_ptr<TCOwnChanges> m_Changes;
   TCOwnChanges::TCMark m_Mark = 0;
 };
-
-thread_local TCThreadMark ThreadMark;
 
 struct TSUnmark {
   TCOwnChanges::TCMark Mark = 0;
@@ -215,7 +228,9 @@ void TCNorvProxyConnection::Pump(TCLock& Lock, TCDeadline Deadline) {
   if (!m_Bus && TCClock::now() >= m_NextAttempt) {
     Connect();
   }
-  Poll(Lock, Deadline);
+  if (!std::exchange(m_ReadOn, false)) {
+    Poll(Lock, Deadline);
+  }
   if (m_Bus) {
     ProcessBus();
   }
@@ -338,12 +353,12 @@ void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
 void TCNorvProxyConnection::MarkChange(std::string const& Mailbox,
                                        TCNorvMailClassID const& MailClass,
                                        std::vector<std::string> Keys) {
-  ThreadMark.Set(m_OwnChanges, StreamName(Mailbox, MailWire::ClassInterface(MailClass)),
-                 std::move(Keys));
+  TCPerThread<TCThreadMark>::Get().Set(
+      m_OwnChanges, StreamName(Mailbox, MailWire::ClassInterface(MailClass)), std::move(Keys));
 }
 
 void TCNorvProxyConnection::ForgetMark() {
-  ThreadMark.Clear();
+  TCPerThread<TCThreadMark>::Get().Clear();
 }
 
 bool TCNorvProxyConnection::IsAnyOvertaken() const {
@@ -356,7 +371,7 @@ bool TCNorvProxyConnection::IsOvertaken(std::string const& Key) const {
 
 bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent const& Content) {
   std::string const Stream = StreamName(Mailbox, MailWire::ClassInterface(Content.MailClass));
-  TCOwnChanges::TCMark Mark = ThreadMark.Take(m_OwnChanges);
+  TCOwnChanges::TCMark Mark = TCPerThread<TCThreadMark>::Get().Take(m_OwnChanges);
   if (Mark == 0) {
     Mark = m_OwnChanges->Mark(Stream, {});
   }
@@ -557,10 +572,13 @@ void TCNorvProxyConnection::Greet() {
 }
 
 void TCNorvProxyConnection::ProcessBus() {
-  // No more than a batch, so that a stream of mails keeps nobody from the mutex or from delivering.
+  // What is to be delivered is delivered before it is asked for more; mostly there is none. And no
+  // more than a batch, so that a stream of mails keeps nobody from the mutex.
+  bool const Idle = m_Events.empty();
   int Result = 1;
-  for (int Count = 0; Result > 0 && Count < kBatch; ++Count) {
+  for (int Count = 0; Result > 0 && !m_ReadOn && Count < kBatch; ++Count) {
     Result = sd_bus_process(m_Bus.get(), nullptr);
+    m_ReadOn = Result > 0 && Idle && !m_Events.empty();
   }
   if (Result < 0 || sd_bus_is_open(m_Bus.get()) <= 0) {
     Disconnect();
@@ -570,6 +588,7 @@ void TCNorvProxyConnection::ProcessBus() {
 void TCNorvProxyConnection::Disconnect() {
   m_Bus.reset();
   m_HeldUntil.reset();
+  m_ReadOn = false;
   for (TSExchange* Exchange : m_Exchanges) {
     Exchange->Reply.reset();
   }
@@ -689,8 +708,8 @@ TCBusMessage TCNorvProxyConnection::NewMail(std::string const& Mailbox,
                                             TSOutbox::TSMail const& Mail) {
   TCBusMessage Message =
       NewCall(Mailbox, MailWire::ClassInterface(Mail.Content.MailClass), MailWire::kSend);
-  MailWire::Require(sd_bus_message_append(Message.get(), "st", m_Identity.c_str(), Mail.Number),
-                    "append an envelope");
+  MailWire::AppendValues(Message.get(), "st", {m_Identity.c_str(), &Mail.Number},
+                         "append an envelope");
   MailWire::AppendMail(Message.get(), Mail.Content, m_Form);
   return Message;
 }
@@ -763,18 +782,29 @@ int TCNorvProxyConnection::OnFilter(sd_bus_message* Message, void* Connection,
   if (!Own && sd_bus_message_is_signal(Message, nullptr, MailWire::kPublished) <= 0) {
     return 0;
   }
-  auto const Class = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message));
-  if (!Class) {
-    return 0;
-  }
+  bool Known = true;
   Guarded("published mail refused", [&] {
-    if (Own) {
-      Self.OnPublishedOwn(Message, *Class);
-    } else {
-      Self.OnPublished(Message, *Class);
+    TSSource const* const Source = Self.SourceOf(Message);
+    Known = Source != nullptr;
+    if (Known) {
+      Own ? Self.OnPublishedOwn(Message, *Source) : Self.OnPublished(Message, *Source);
     }
   });
-  return 1;
+  return Known ? 1 : 0;
+}
+
+// Null when the message is not of a mail class.
+TCNorvProxyConnection::TSSource const* TCNorvProxyConnection::SourceOf(sd_bus_message* Message) {
+  char const* const Path = sd_bus_message_get_path(Message);
+  char const* const Interface = sd_bus_message_get_interface(Message);
+  if (!m_LastSource || m_LastSource->Path != Path || m_LastSource->Interface != Interface) {
+    auto const MailClass = MailWire::ParseClassInterface(Interface);
+    if (!MailClass) {
+      return nullptr;
+    }
+    m_LastSource = {Path, Interface, StreamName(Path, Interface), *MailClass};
+  }
+  return &*m_LastSource;
 }
 
 int TCNorvProxyConnection::OnGreeted(sd_bus_message* Message, void* Connection,
@@ -867,57 +897,49 @@ void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
   Transmit();
 }
 
-void TCNorvProxyConnection::OnPublished(sd_bus_message* Message,
-                                        TCNorvMailClassID const& MailClass) {
+void TCNorvProxyConnection::OnPublished(sd_bus_message* Message, TSSource const& Source) {
   MailWire::TSPosition Position;
   std::uint64_t Previous = 0;
-  char const* Origin = nullptr;
-  TSReceived Received{TEKind::eForeign, "", 0, {MailClass, 0, 0, nullptr}};
-  MailWire::Require(sd_bus_message_read(Message, "tttst", &Position.Epoch, &Previous,
-                                        &Position.Sequence, &Origin, &Received.Number),
-                    "read an envelope");
+  char const* Origin = MailWire::kNoOrigin;
+  std::uint64_t Number = 0;
+  TEKind Kind = TEKind::eForeign;
+  MailWire::ReadValues(Message, "tttst",
+                       {&Position.Epoch, &Previous, &Position.Sequence, &Origin, &Number},
+                       "read an envelope");
   if (std::strcmp(Origin, MailWire::kNoOrigin) == 0) {
-    Received.Kind = TEKind::eCatchUp;
+    Kind = TEKind::eCatchUp;
   } else if (m_Identity == Origin) {
-    Received.Kind = TEKind::eOwn;
+    Kind = TEKind::eOwn;
   }
-  std::string const Interface = MailWire::ClassInterface(MailClass);
-  if (!Admit(m_Subscriptions[Interface], Position, Previous, Received.Kind)) {
+  if (!Admit(m_Subscriptions[Source.Interface], Position, Previous, Kind)) {
     return;
   }
-  Received.Content = MailWire::ReadMail(Message, MailClass);
-  std::string const Path = sd_bus_message_get_path(Message);
-  Received.Stream = StreamName(Path, Interface);
-  if (Received.Kind != TEKind::eForeign) {
-    m_Outboxes[Path].Streams[Received.Stream] = Received.Number;
+  TSNorvMailContent Content = MailWire::ReadMail(Message, Source.MailClass);
+  if (Kind != TEKind::eForeign) {
+    m_Outboxes[Source.Path].Streams[Source.Stream] = Number;
   }
-  Receive(std::move(Received));
+  Receive({Kind, Source.Stream, Number, std::move(Content)});
 }
 
 // Mails of this process were published, up to one of them, and nothing else in between. They are
 // kept here until they are acknowledged, which comes later.
-void TCNorvProxyConnection::OnPublishedOwn(sd_bus_message* Message,
-                                           TCNorvMailClassID const& MailClass) {
+void TCNorvProxyConnection::OnPublishedOwn(sd_bus_message* Message, TSSource const& Source) {
   MailWire::TSPosition Position;
   std::uint64_t Previous = 0;
   std::uint64_t Number = 0;
-  MailWire::Require(
-      sd_bus_message_read(Message, "tttt", &Position.Epoch, &Previous, &Position.Sequence, &Number),
-      "read an envelope");
-  std::string const Interface = MailWire::ClassInterface(MailClass);
-  if (!Admit(m_Subscriptions[Interface], Position, Previous, TEKind::eOwn)) {
+  MailWire::ReadValues(Message, "tttt", {&Position.Epoch, &Previous, &Position.Sequence, &Number},
+                       "read an envelope");
+  if (!Admit(m_Subscriptions[Source.Interface], Position, Previous, TEKind::eOwn)) {
     return;
   }
-  std::string const Path = sd_bus_message_get_path(Message);
-  std::string const Stream = StreamName(Path, Interface);
-  TSOutbox& Outbox = m_Outboxes[Path];
-  std::uint64_t& Published = Outbox.Streams[Stream];
+  TSOutbox& Outbox = m_Outboxes[Source.Path];
+  std::uint64_t& Published = Outbox.Streams[Source.Stream];
   auto const First =
       std::partition_point(Outbox.Mails.begin(), Outbox.Mails.end(),
                            [&](auto const& Mail) { return Mail.Number <= Published; });
   for (auto Mail = First; Mail != Outbox.Mails.end() && Mail->Number <= Number; ++Mail) {
-    if (Mail->Content.MailClass == MailClass) {
-      Receive({TEKind::eOwn, Stream, Mail->Number, Mail->Content});
+    if (Mail->Content.MailClass == Source.MailClass) {
+      Receive({TEKind::eOwn, Source.Stream, Mail->Number, Mail->Content});
     }
   }
   Published = Number;

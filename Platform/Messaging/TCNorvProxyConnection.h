@@ -102,6 +102,14 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
     MailWire::TSPosition Received;  // the last mail, or the first answer's place
   };
 
+  // Where a published mail comes from.
+  struct TSSource {
+    std::string Path;
+    std::string Interface;
+    std::string Stream;
+    TCNorvMailClassID MailClass;
+  };
+
   enum class TEKind { eOwn, eForeign, eCatchUp, eAcknowledged };
 
   // What waits to be delivered: a published mail, or that a mail has been acknowledged.
@@ -154,8 +162,9 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   static int OnGreeted(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
   static int OnAnswer(sd_bus_message* Message, void* Exchange, sd_bus_error* Error);
   void OnAcknowledged(sd_bus_message* Message);
-  void OnPublished(sd_bus_message* Message, TCNorvMailClassID const& MailClass);
-  void OnPublishedOwn(sd_bus_message* Message, TCNorvMailClassID const& MailClass);
+  TSSource const* SourceOf(sd_bus_message* Message);
+  void OnPublished(sd_bus_message* Message, TSSource const& Source);
+  void OnPublishedOwn(sd_bus_message* Message, TSSource const& Source);
   bool Admit(TSSubscription& Subscription, MailWire::TSPosition Position, std::uint64_t Previous,
              TEKind Kind);
   void Receive(TSReceived Received);
@@ -173,6 +182,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   bool m_Closing = false;
   bool m_ThreadEnded = false;
   bool m_Pumping = false;
+  bool m_ReadOn = false;      // without polling: there may be more
   TCDeadline m_PumpingUntil;  // when who polls looks up, if nothing happens before
   TCDeadline m_HeldUntil;     // when mails that are held back go out; none are while nobody polls
   bool m_Ready = false;       // greeted by the router
@@ -186,6 +196,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   std::size_t m_UnacknowledgedBytes = 0;
   std::list<TSExchange*> m_Exchanges;
   std::map<std::string, TSSubscription> m_Subscriptions;  // by class interface
+  std::optional<TSSource> m_LastSource;  // the next published mail comes from there, too
   std::deque<TSReceived> m_Inbox;
   bool m_Delivering = false;
   bool m_TurnedAway = false;                     // a thread that wanted to deliver meanwhile

@@ -39,8 +39,8 @@ bool TCNorvServiceProxy::SendAndWait(TCNorvServiceName const& Service, TCNorvMes
   TSNorvMailContent Content = Mail.get_Content();
   bool const Held = ThreadAnswer != nullptr && ThreadAnswer->m_Connection == m_Connection &&
                     !ThreadAnswer->m_InHand;
-  if (!m_Connection->Exchange(MailWire::MailboxPath(Service.get_Mailbox()), Content, Timeout,
-                              Held)) {
+  std::string const Mailbox = MailWire::MailboxPath(Service.get_Mailbox());
+  if (!m_Connection->Exchange(Mailbox, Content, Timeout, Held)) {
     return false;
   }
   if (Held) {

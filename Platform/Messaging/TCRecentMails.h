@@ -2,8 +2,10 @@
 // The last published mails, kept for subscribers that come late or have fallen behind.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <string>
 
 #include "Platform/Messaging/TCNorvMessage.h"
@@ -22,7 +24,7 @@ struct TSPublishedMail {
 /// Bounded in number and in the size of the records. Belongs to the router's thread.
 class TCRecentMails {
  public:
-  void Add(TSPublishedMail Mail);
+  void Add(std::shared_ptr<TSPublishedMail const> Mail);
 
   /// Whether every mail after `Sequence`, up to `Last`, is still here.
   bool ReachBackTo(std::uint64_t Sequence, std::uint64_t Last) const;
@@ -30,14 +32,14 @@ class TCRecentMails {
   /// Hands the mails after `Sequence` to `Take`, oldest first, until it returns false.
   template <class TTake>
   void ForEachAfter(std::uint64_t Sequence, TTake const& Take) const {
-    for (TSPublishedMail const& Mail : m_Mails) {
-      if (Mail.Sequence > Sequence && !Take(Mail)) {
-        return;
-      }
+    auto const IsLater = [](std::uint64_t Than, auto const& Mail) { return Than < Mail->Sequence; };
+    auto Next = std::upper_bound(m_Mails.begin(), m_Mails.end(), Sequence, IsLater);
+    while (Next != m_Mails.end() && Take(**Next)) {
+      ++Next;
     }
   }
 
  private:
-  std::deque<TSPublishedMail> m_Mails;
+  std::deque<std::shared_ptr<TSPublishedMail const>> m_Mails;
   std::size_t m_Bytes = 0;
 };

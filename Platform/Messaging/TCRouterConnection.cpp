@@ -2,6 +2,9 @@
 // Bounds what waits for a peer and what is read from it.
 #include "Platform/Messaging/TCRouterConnection.h"
 
+#include <poll.h>
+#include <sys/epoll.h>
+
 #include <algorithm>
 #include <utility>
 
@@ -24,6 +27,30 @@ std::string TCRouterConnection::Describe() const {
          std::to_string(m_Sender.User) + ")";
 }
 
+void TCRouterConnection::Attach(sd_event* Event, sd_event_io_handler_t OnReady) {
+  sd_event_source* Source = nullptr;
+  MailWire::Require(
+      sd_event_add_io(Event, &Source, sd_bus_get_fd(m_Bus.get()), EPOLLIN, OnReady, this),
+      "attach a connection");
+  m_Ready.reset(Source);
+  Watch();
+}
+
+void TCRouterConnection::Watch() {
+  if (!m_Ready) {
+    return;
+  }
+  int const Wanted = sd_bus_get_events(m_Bus.get());
+  std::uint32_t Events = 0;
+  if (Wanted > 0 && (Wanted & POLLIN) != 0) {
+    Events |= EPOLLIN;
+  }
+  if (Wanted <= 0 || (Wanted & POLLOUT) != 0) {
+    Events |= EPOLLOUT;  // one that has ended waits for nothing: it is to be called at once
+  }
+  sd_event_source_set_io_events(m_Ready.get(), Events);
+}
+
 std::uint64_t TCRouterConnection::CountQueued() const {
   std::uint64_t Count = 0;
   return sd_bus_get_n_queued_write(m_Bus.get(), &Count) >= 0 ? Count : 0;
@@ -38,11 +65,10 @@ bool TCRouterConnection::IsCongested() {
 }
 
 bool TCRouterConnection::Send(sd_bus_message* Message, std::size_t Bytes) {
-  if (sd_bus_send(m_Bus.get(), Message, nullptr) < 0) {
-    return false;
-  }
-  m_QueuedBytes += Bytes + kMessageOverhead;
-  return true;
+  bool const Sent = sd_bus_send(m_Bus.get(), Message, nullptr) >= 0;
+  m_QueuedBytes += Sent ? Bytes + kMessageOverhead : 0;
+  Watch();
+  return Sent;
 }
 
 bool TCRouterConnection::IsBehind() const {
@@ -66,6 +92,7 @@ void TCRouterConnection::SendAcknowledgements() {
                        MailWire::kAcknowledged, "t", Number);
   }
   m_Acknowledgements.clear();
+  Watch();
 }
 
 std::uint64_t TCRouterConnection::CountMails(std::size_t Mails, unsigned Limit, std::uint64_t Now) {

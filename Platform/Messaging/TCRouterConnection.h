@@ -43,6 +43,16 @@ class TCRouterConnection {
   bool IsGreeted() const { return !m_Sender.Identity.empty(); }
   std::string Describe() const;
 
+  /// Has `OnReady` called, with this connection, whenever the peer can be read from or written to
+  /// as it is needed, until Detach(). Not with the bus library's own means: they ask every
+  /// connection what it waits for, at every turn of the loop.
+  void Attach(sd_event* Event, sd_event_io_handler_t OnReady);
+  void Detach() { m_Ready.reset(); }
+  bool IsAttached() const { return m_Ready != nullptr; }
+  /// To be called whenever the bus connection may have sent: what it could not write, or that it
+  /// has ended, makes it wait for something else.
+  void Watch();
+
   /// Sends, or queues, a message with so many bytes of records. False when it can not.
   bool Send(sd_bus_message* Message, std::size_t Bytes);
   /// Whether so much waits for the peer to read it that nothing may be added.
@@ -74,6 +84,7 @@ class TCRouterConnection {
   std::uint64_t CountQueued() const;
 
   TCBusHandle m_Bus;
+  TCEventSource m_Ready;
   std::size_t m_QueuedBytes = 0;                            // at least what waits for the peer
   std::map<std::string, std::uint64_t> m_Acknowledgements;  // held back, by mailbox path
   std::uint64_t m_SecondBegan = 0;                          // microseconds

@@ -287,8 +287,7 @@ void TCRouterCore::Serve(TCFileDescriptor File) {
                                                  kAccuracy, OnGreetingLimit, &Connection),
                       "limit the time of a greeting");
     Connection.m_GreetingLimit.reset(Source);
-    MailWire::Require(sd_bus_attach_event(Bus, m_Event.get(), SD_EVENT_PRIORITY_NORMAL),
-                      "attach a connection");
+    Connection.Attach(m_Event.get(), OnReady);
   } catch (...) {
     Drop(Connection);
     throw;
@@ -335,9 +334,26 @@ void TCRouterCore::Drop(TCRouterConnection& Connection) {
   Connection.m_GreetingLimit.reset();
   Connection.m_Pause.reset();
   Connection.m_HangUp.reset();
-  sd_bus_detach_event(Connection.get_Bus());
+  Connection.Detach();
   m_Dropped.splice(m_Dropped.end(), m_Connections, Connection.m_Place);
   sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
+}
+
+// One message at a time, so that every peer gets its turn. Until it has greeted, all that there is:
+// what comes with the authentication is read together with it, and the socket tells nothing of it.
+int TCRouterCore::OnReady(sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/,
+                          void* Connection) {
+  auto& From = *static_cast<TCRouterConnection*>(Connection);
+  bool const Greeting = !From.IsGreeted();
+  int Result = 0;
+  do {
+    Result = sd_bus_process(From.get_Bus(), nullptr);
+  } while (Result > 0 && Greeting && From.IsAttached());
+  if (Result < 0 && From.IsAttached()) {
+    From.m_Core.Drop(From);
+  }
+  From.Watch();
+  return 0;
 }
 
 int TCRouterCore::OnReap(sd_event_source* /*Source*/, void* Core) {
@@ -629,7 +645,7 @@ void TCRouterCore::Park(TCRouterConnection& Connection, sd_bus_message* Message)
 
 // The peer is not read from until a mailbox gets its owner; its end is noticed.
 void TCRouterCore::WaitForOwner(TCRouterConnection& Connection) {
-  sd_bus_detach_event(Connection.get_Bus());
+  Connection.Detach();
   sd_event_source* Source = nullptr;
   MailWire::Require(sd_event_add_io(m_Event.get(), &Source, sd_bus_get_fd(Connection.get_Bus()),
                                     EPOLLRDHUP, OnHangUp, &Connection),
@@ -645,8 +661,12 @@ int TCRouterCore::OnHangUp(sd_event_source* /*Source*/, int /*File*/, std::uint3
 }
 
 void TCRouterCore::ReadAgain(TCRouterConnection& Connection) {
-  if (!Connection.m_Pause && !Connection.m_HangUp &&
-      sd_bus_attach_event(Connection.get_Bus(), m_Event.get(), SD_EVENT_PRIORITY_NORMAL) < 0) {
+  if (Connection.m_Pause || Connection.m_HangUp) {
+    return;
+  }
+  try {
+    Connection.Attach(m_Event.get(), OnReady);
+  } catch (TCException const&) {
     Drop(Connection);
   }
 }
@@ -675,7 +695,7 @@ void TCRouterCore::SlowDown(TCRouterConnection& Connection, std::uint64_t Pause)
                                                kAccuracy, OnPauseOver, &Connection),
                     "slow a connection down");
   Connection.m_Pause.reset(Source);
-  sd_bus_detach_event(Connection.get_Bus());
+  Connection.Detach();
 }
 
 int TCRouterCore::OnPauseOver(sd_event_source* /*Source*/, std::uint64_t /*Time*/,
@@ -722,8 +742,7 @@ void TCRouterCore::DeliverMail(TCNorvService& Owner, TCRouterConnection& Connect
                                sd_bus_message* Message, TCNorvMailClassID const& MailClass) {
   TSNorvReceivedMail Mail{Connection.m_Sender, 0, {MailClass, 0, 0, TCNorvMailBody::Empty()}};
   char const* Identity = nullptr;
-  MailWire::Require(sd_bus_message_read(Message, "st", &Identity, &Mail.Number),
-                    "read an envelope");
+  MailWire::ReadValues(Message, "st", {&Identity, &Mail.Number}, "read an envelope");
   RequireOwnName(Connection.m_Sender, Identity);
   TakeOrDrop(Connection, [&] {
     Take(Owner, Connection, Mail,
@@ -739,8 +758,7 @@ void TCRouterCore::DeliverMails(TCNorvService& Owner, TCRouterConnection& Connec
   TSNorvReceivedMail Mail{Connection.m_Sender, 0, Nothing};
   char const* Identity = nullptr;
   std::uint32_t Count = 0;
-  MailWire::Require(sd_bus_message_read(Message, "stu", &Identity, &Mail.Number, &Count),
-                    "read an envelope");
+  MailWire::ReadValues(Message, "stu", {&Identity, &Mail.Number, &Count}, "read an envelope");
   RequireOwnName(Connection.m_Sender, Identity);
   if (Count == 0 || Mail.Number > UINT64_MAX - (Count - 1)) {
     throw TCException(kSource, __LINE__).Format("mails without numbers");
@@ -808,6 +826,8 @@ void TCRouterCore::OpenMailbox(std::string const& Mailbox, std::string const& Pa
     if (Connection.m_HangUp) {
       Connection.m_HangUp.reset();
       ReadAgain(Connection);
+    } else {
+      Connection.Watch();  // it may have been answered
     }
   }
 }
@@ -845,9 +865,10 @@ TCBusMessage TCRouterCore::NewPublished(TCRouterConnection const& Connection,
                                               Mail.Interface.c_str(), MailWire::kPublished),
                     "make a published mail");
   TCBusMessage Message(Raw);
-  MailWire::Require(sd_bus_message_append(Raw, "tttst", m_Position.Epoch, Previous, Mail.Sequence,
-                                          Mail.Origin.c_str(), Mail.Number),
-                    "append an envelope");
+  MailWire::AppendValues(
+      Raw, "tttst",
+      {&m_Position.Epoch, &Previous, &Mail.Sequence, Mail.Origin.c_str(), &Mail.Number},
+      "append an envelope");
   MailWire::AppendMail(
       Raw, {Mail.Content.MailClass, Mail.Content.SignalType, Mail.Content.SignalName, Body},
       Connection.m_Form);
@@ -855,9 +876,11 @@ TCBusMessage TCRouterCore::NewPublished(TCRouterConnection const& Connection,
 }
 
 // Whatever fails for one subscriber makes it fall behind and concerns nobody else.
-void TCRouterCore::Publish(TSPublishedMail Mail) {
-  Mail.Sequence = m_Position.Sequence + 1;
-  m_Recent.Add(Mail);
+void TCRouterCore::Publish(TSPublishedMail Published) {
+  Published.Sequence = m_Position.Sequence + 1;
+  auto const Kept = std::make_shared<TSPublishedMail const>(std::move(Published));
+  TSPublishedMail const& Mail = *Kept;
+  m_Recent.Add(Kept);
   ++m_Position.Sequence;
   TSForwarded Last;
   for (TCRouterConnection& Connection : m_Connections) {
@@ -900,6 +923,7 @@ void TCRouterCore::TellOfOwn(TCRouterConnection& Connection, std::string const& 
   } else {
     FallBehind(Connection, Subscription);
   }
+  Connection.Watch();
 }
 
 void TCRouterCore::Forward(TCRouterConnection& Connection,

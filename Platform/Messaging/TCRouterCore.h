@@ -68,6 +68,7 @@ class TCRouterCore {
   static int OnConnect(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
   static int OnAcceptAgain(sd_event_source* Source, std::uint64_t Time, void* Core);
   static int OnWake(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
+  static int OnReady(sd_event_source* Source, int File, std::uint32_t Events, void* Connection);
   static int OnReap(sd_event_source* Source, void* Core);
   static int OnProgress(sd_event_source* Source, void* Core);
   static int OnGreetingLimit(sd_event_source* Source, std::uint64_t Time, void* Connection);

@@ -56,6 +56,15 @@ TEST_F(HostileHandshake, ThatDoesNotComeToItsEndIsEndedAndKeepsNobodyWaiting) {
   EndAndExpectLogged(kEndedEarly, static_cast<int>(Peers.size()));
 }
 
+TEST_F(HostileHandshake, ThatComesTogetherWithTheGreetingIsAnswered) {
+  StartAll();
+  TRawPeer Peer(Connect(SocketPath()));
+  EXPECT_TRUE(Peer.GreetAtOnce("peer"));
+  EXPECT_TRUE(Peer.Send(RawChange("peer", "taken").Encode()));
+  ExpectServed();
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
 TEST_F(HostileHandshake, ThatEndsInTheMiddleConcernsNobody) {
   StartAll();
   std::string const Bytes = Authentication() + RawGreeting("peer");

@@ -93,6 +93,10 @@ bool TRawPeer::Greet(std::string const& Identity) {
          HearUntil("l\2");
 }
 
+bool TRawPeer::GreetAtOnce(std::string const& Identity) {
+  return Send(Authentication() + RawGreeting(Identity)) && HearUntil("l\2");
+}
+
 bool TRawPeer::HearUntil(std::string const& End) {
   std::string Heard;
   while (Heard.find(End) == std::string::npos) {

@@ -28,6 +28,8 @@ class TRawPeer {
   /// Authenticates, with leave to send descriptors, and greets; false when the router does not
   /// answer.
   bool Greet(std::string const& Identity);
+  /// The same without waiting for the end of the authentication: all in one piece.
+  bool GreetAtOnce(std::string const& Identity);
   /// Reads until the connection ends; false when it does not within a minute.
   bool HearEnd();
 

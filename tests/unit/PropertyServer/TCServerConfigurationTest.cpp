@@ -142,7 +142,7 @@ TEST_F(ServerConfiguration, HasDefaultLimits) {
 
   EXPECT_EQ(Limits.ValueBytes, 16777216U);
   EXPECT_EQ(Limits.MailBytes, 67108864U);
-  EXPECT_EQ(Limits.MailsPerSecond, 100000U);
+  EXPECT_EQ(Limits.MailsPerSecond, 250000U);
   EXPECT_EQ(Limits.ConnectionsPerUser, 512U);
   EXPECT_EQ(Limits.Connections, 4096U);
 }
