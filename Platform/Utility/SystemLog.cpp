@@ -6,6 +6,7 @@
 
 #include <atomic>
 #include <cstdarg>
+#include <new>
 
 #include "Platform/Utility/FormatText.h"
 
@@ -16,12 +17,16 @@ std::atomic<TSyslogSink> LogSink{nullptr};
 
 __attribute__((format(printf, 2, 0))) void Log(int Priority, char const* Text,
                                                std::va_list Arguments) {
-  std::string const Line = FormatText(Text, Arguments);
-  TSyslogSink const Sink = LogSink.load(std::memory_order_acquire);
-  if (Sink != nullptr) {
-    Sink(Priority, Line);
-  } else {
-    syslog(LOG_USER | Priority, "%s", Line.c_str());
+  try {
+    std::string const Line = FormatText(Text, Arguments);
+    TSyslogSink const Sink = LogSink.load(std::memory_order_acquire);
+    if (Sink != nullptr) {
+      Sink(Priority, Line);
+    } else {
+      syslog(LOG_USER | Priority, "%s", Line.c_str());
+    }
+  } catch (std::bad_alloc const&) {
+    syslog(LOG_USER | Priority, "%s", Text);  // better than nothing, and than failing for it
   }
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Warnings and errors for the system log.
 // Usable at any time, also before and after this library's static objects live, on every thread.
+// Where memory is lacking only the text as it is given is logged.
 #pragma once
 
 #include <string>
