@@ -2,14 +2,10 @@
 // The registry is built by whichever node comes first, in any order of static initialisation.
 #include "CommonProperties/TCBasicPropertyID.h"
 
-#include <algorithm>
-#include <cstddef>
-#include <cstdint>
 #include <list>
 #include <memory>
 #include <new>
 #include <utility>
-#include <vector>
 
 #include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyID.h"
@@ -30,68 +26,17 @@ using TClassIDs = std::set<TCNullTypes<int>>;
 
 char const* const kSource = "../CommonProperties/TCBasicPropertyID";
 
-/// The nodes by number once more, for searches: a node is at the place that its number says, or at
-/// one of the next. The list's own search visits a dozen entries all over the memory, which a
-/// process that wakes for one change has to fetch first.
-class TCNodeTable {
- public:
-  TCBasicPropertyID* Find(int Number) const {
-    return m_Places.empty() ? nullptr : m_Places[PlaceOf(Number)];
-  }
-
-  /// Makes room for one more than `Nodes`, which are all that are here.
-  void ReserveOneMore(std::map<int, TCBasicPropertyID*> const& Nodes) {
-    if (2 * (Nodes.size() + 1) > m_Places.size()) {
-      m_Places = TPlaces(std::max(kFewest, 2 * m_Places.size()));
-      Insert(Nodes);
-    }
-  }
-  void Insert(TCBasicPropertyID* Node) { m_Places[PlaceOf(Node->get_Number())] = Node; }
-
-  /// With `Nodes` alone, no more than were here.
-  void Refill(std::map<int, TCBasicPropertyID*> const& Nodes) noexcept {
-    std::fill(m_Places.begin(), m_Places.end(), nullptr);
-    Insert(Nodes);
-  }
-
- private:
-  using TPlaces = std::vector<TCBasicPropertyID*>;
-
-  static constexpr std::size_t kFewest = 64;
-  static constexpr std::uint32_t kSpread = 0x9E3779B1;  // numbers come in series with gaps
-
-  void Insert(std::map<int, TCBasicPropertyID*> const& Nodes) {
-    for (auto const& [Number, Node] : Nodes)
-      Insert(Node);
-  }
-
-  // Where the node is, or would be. At least half of the places are empty.
-  std::size_t PlaceOf(int Number) const {
-    std::uint32_t const Spread = static_cast<std::uint32_t>(Number) * kSpread;
-    std::size_t const Last = m_Places.size() - 1;  // a power of two less one
-    std::size_t Place = (Spread ^ Spread >> 16U) & Last;
-    while (m_Places[Place] != nullptr && m_Places[Place]->get_Number() != Number)
-      Place = (Place + 1) & Last;
-    return Place;
-  }
-
-  TPlaces m_Places;
-};
-
 // guarded by TCBasicPropertyID::m_CSection
 TUEarlyStatic<TClassIDs> g_Classlist;
-TNodes* g_TempList;    // in the order of construction, until they are initialised
-TCNodeTable* g_Table;  // of the nodes in m_List
+TNodes* g_TempList;  // in the order of construction, until they are initialised
 bool g_Initializing;
 
 void CreateRegistry() {
   if (TCBasicPropertyID::m_List != nullptr)
     return;
   auto TempList = std::make_unique<TNodes>();
-  auto Table = std::make_unique<TCNodeTable>();
   TCBasicPropertyID::m_List = new std::map<int, TCBasicPropertyID*>;
   g_TempList = TempList.release();
-  g_Table = Table.release();
   new (&g_Classlist.m_Object) TClassIDs;
 }
 
@@ -135,13 +80,11 @@ void TCBasicPropertyID::Register() {
   TNodes Entry(1, this);
   TCCriticalSectionLock Lock(m_CSection);
   CreateRegistry();
-  g_Table->ReserveOneMore(*m_List);
   auto const [Itr, Inserted] = m_List->emplace(m_Number, this);
   if (!Inserted)
     throw TCException(kSource, __LINE__, "Itr == m_List->end()")
         .Format("Property %s(%d) is already defined as %s", m_Name.c_str(), m_Number,
                 Itr->second->Viewname(true).c_str());
-  g_Table->Insert(this);
   if (!m_Initialized)
     g_TempList->splice(g_TempList->end(), Entry);
 }
@@ -149,13 +92,15 @@ void TCBasicPropertyID::Register() {
 void TCBasicPropertyID::Unregister() noexcept {
   TCCriticalSectionLock Lock(m_CSection);
   m_List->erase(m_Number);
-  g_Table->Refill(*m_List);
   g_TempList->remove(this);
 }
 
 TCBasicPropertyID* TCBasicPropertyID::Find(int Number) {
   TCCriticalSectionLock Lock(m_CSection);
-  return m_List != nullptr ? g_Table->Find(Number) : nullptr;
+  if (m_List == nullptr)
+    return nullptr;
+  auto const Itr = m_List->find(Number);
+  return Itr != m_List->end() ? Itr->second : nullptr;
 }
 
 bool TCBasicPropertyID::IsPropertyField() const {

@@ -188,22 +188,6 @@ TEST(TCBasicPropertyIDTest, IsFoundByItsNumber) {
   EXPECT_EQ(TCBasicPropertyID::m_List->at(12), &Node);
 }
 
-TEST(TCBasicPropertyIDTest, FindsEveryNodeOfManyAndNoOther) {
-  std::vector<int> Numbers;
-  for (int Index = 1; Index <= 3000; ++Index) {
-    Numbers.insert(Numbers.end(), {Index, -Index, Index * 65536});
-  }
-  std::vector<TCBasicPropertyID*> Nodes;
-  for (int const Number : Numbers) {
-    Nodes.push_back(new TCBasicPropertyID("Node", Number, Property::eGroup, "", kNoNumber));
-  }
-  for (std::size_t Index = 0; Index < Nodes.size(); ++Index) {
-    ASSERT_EQ(TCBasicPropertyID::Find(Numbers[Index]), Nodes[Index]);
-  }
-  EXPECT_EQ(TCBasicPropertyID::Find(3001), nullptr);
-  EXPECT_EQ(TCBasicPropertyID::Find(65537), nullptr);
-}
-
 TEST(TCBasicPropertyIDTest, FindsNullForAnUnknownNumber) {
   EXPECT_EQ(TCBasicPropertyID::Find(99), nullptr);
 }
