@@ -91,7 +91,9 @@ constexpr char kLoad[] =
 constexpr char kLoadRecent[] =
     "SELECT number, has_link, link, mac, data FROM recent_value ORDER BY id";
 
-constexpr std::size_t kRecentOverhead = 64;  // counted for every recent value beside its text
+// Counted for every recent value beside its text. Their move may change a page for each of them,
+// which the log has to hold.
+constexpr std::size_t kRecentOverhead = 256;
 
 constexpr char kTransactionCounter[] = "transaction";
 
@@ -384,8 +386,9 @@ void TCPropertyDatabase::StartLog() const {
 void TCPropertyDatabase::ReserveLog() {
   std::vector<char> const Zeros(std::size_t{1} << 16);  // SQLite takes no more than twice that
   sqlite3_file* const File = OpenFile(SQLITE_FCNTL_JOURNAL_POINTER);
-  sqlite3_int64 Size = 0;
-  int Result = File != nullptr ? File->pMethods->xFileSize(File, &Size) : SQLITE_IOERR;
+  sqlite3_int64 Former = 0;
+  int Result = File != nullptr ? File->pMethods->xFileSize(File, &Former) : SQLITE_IOERR;
+  sqlite3_int64 Size = Former;
   while (Result == SQLITE_OK && Size < kLogSize) {
     auto const Count = std::min<long long>(kLogSize - Size, static_cast<long long>(Zeros.size()));
     Result = File->pMethods->xWrite(File, Zeros.data(), static_cast<int>(Count), Size);
@@ -395,6 +398,9 @@ void TCPropertyDatabase::ReserveLog() {
     Result = File->pMethods->xSync(File, SQLITE_SYNC_NORMAL);
   }
   if (Result != SQLITE_OK) {
+    if (File != nullptr) {
+      File->pMethods->xTruncate(File, Former);
+    }
     throw TCException(kSource, __LINE__, "Result==SQLITE_OK")
         .Format("cannot reserve the log of %s: %s (SQLite error %d)", m_Path.c_str(),
                 sqlite3_errstr(Result), Result);

@@ -60,9 +60,10 @@ struct TSThreadStream {
 std::string const& StreamName(std::string const& Mailbox, std::string const& Interface) {
   auto& [LastMailbox, LastInterface, Name] = TCPerThread<TSThreadStream>::Get();
   if (LastMailbox != Mailbox || LastInterface != Interface) {
+    LastMailbox.clear();  // until all fits together again
     Name = Mailbox + " " + Interface;
-    LastMailbox = Mailbox;
     LastInterface = Interface;
+    LastMailbox = Mailbox;
   }
   return Name;
 }

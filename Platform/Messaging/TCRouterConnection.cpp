@@ -45,8 +45,8 @@ void TCRouterConnection::Watch() {
   if (Wanted > 0 && (Wanted & POLLIN) != 0) {
     Events |= EPOLLIN;
   }
-  if (Wanted <= 0 || (Wanted & POLLOUT) != 0) {
-    Events |= EPOLLOUT;  // one that has ended waits for nothing: it is to be called at once
+  if (Wanted <= 0 || (Wanted & POLLOUT) != 0 || m_HoldsMore) {
+    Events |= EPOLLOUT;  // also one that has ended, or need not wait: it is to be called at once
   }
   sd_event_source_set_io_events(m_Ready.get(), Events);
 }

@@ -71,7 +71,8 @@ class TCRouterConnection {
   std::uint64_t CountMails(std::size_t Mails, unsigned Limit, std::uint64_t Now);
 
   TCRouterCore& m_Core;
-  TSNorvMailSender m_Sender;                           // complete once greeted
+  bool m_HoldsMore = false;   // the bus library may have read more than has been processed
+  TSNorvMailSender m_Sender;  // complete once greeted
   MailWire::TEForm m_Form = MailWire::TEForm::eTyped;  // that it understands
   std::map<std::string, TSSubscription> m_Subscriptions;
   std::list<TCRouterConnection>::iterator m_Place;

@@ -339,16 +339,14 @@ void TCRouterCore::Drop(TCRouterConnection& Connection) {
   sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
 }
 
-// One message at a time, so that every peer gets its turn. Until it has greeted, all that there is:
-// what comes with the authentication is read together with it, and the socket tells nothing of it.
+// One message at a time, so that every peer gets its turn. What comes with the authentication is
+// read together with it, and the socket tells nothing of it.
 int TCRouterCore::OnReady(sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/,
                           void* Connection) {
   auto& From = *static_cast<TCRouterConnection*>(Connection);
   bool const Greeting = !From.IsGreeted();
-  int Result = 0;
-  do {
-    Result = sd_bus_process(From.get_Bus(), nullptr);
-  } while (Result > 0 && Greeting && From.IsAttached());
+  int const Result = sd_bus_process(From.get_Bus(), nullptr);
+  From.m_HoldsMore = Result > 0 && (Greeting || From.m_HoldsMore);
   if (Result < 0 && From.IsAttached()) {
     From.m_Core.Drop(From);
   }
@@ -555,7 +553,8 @@ void TCRouterCore::FallBehind(TCRouterConnection& Connection,
 int TCRouterCore::OnProgress(sd_event_source* Source, void* Core) {
   auto& Self = *static_cast<TCRouterCore*>(Core);
   bool Waiting = false;
-  for (TCRouterConnection& Connection : Self.m_Connections) {
+  for (auto Place = Self.m_Connections.begin(); Place != Self.m_Connections.end();) {
+    TCRouterConnection& Connection = *Place++;  // it may be dropped
     if (Connection.IsBehind() && Connection.IsDrained()) {
       Self.Resume(Connection);
     }
@@ -815,12 +814,13 @@ void TCRouterCore::OpenMailbox(std::string const& Mailbox, std::string const& Pa
   if (!m_Mailboxes.emplace(Path, &Owner).second) {
     throw TCException(kSource, __LINE__).Format("mailbox %s has an owner", Mailbox.c_str());
   }
-  std::deque<TSParked> Messages;
-  Messages.swap(m_Parked[Path]);
-  m_Parked.erase(Path);
-  for (TSParked const& Parked : Messages) {
-    OnMessage(Parked.Message.get(), Parked.Connection, nullptr);
+  std::deque<TSParked>& Messages = m_Parked[Path];
+  while (!Messages.empty()) {
+    TSParked const First = std::move(Messages.front());
+    Messages.pop_front();
+    OnMessage(First.Message.get(), First.Connection, nullptr);  // may drop it, and with it the rest
   }
+  m_Parked.erase(Path);
   for (auto Place = m_Connections.begin(); Place != m_Connections.end();) {
     TCRouterConnection& Connection = *Place++;
     if (Connection.m_HangUp) {

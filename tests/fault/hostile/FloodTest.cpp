@@ -2,6 +2,9 @@
 // Too much of everything: the server's memory stays small and others are served meanwhile.
 #include <sys/resource.h>
 
+#include <thread>
+#include <vector>
+
 #include "tests/fault/hostile/HostileFixture.h"
 #include "tests/fault/hostile/RawPeer.h"
 #include "tests/integration/WirePeer.h"
@@ -208,6 +211,27 @@ TEST_F(HostileFlood, OfMailsToAMailboxWithoutOwnerWaitsAtItsSender) {
   ExpectServed();
   ExpectNoMoreMemory(Before);
   EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
+TEST_F(HostileFlood, BeforeTheGreetingDelaysNobody) {
+  StartAll();
+  std::vector<std::thread> Floods;
+  for (int Flood = 0; Flood < 3; ++Flood) {
+    Floods.emplace_back([this] {
+      TWirePeer Peer(Address());
+      for (std::uint64_t Number = 1;
+           Peer.Send(Peer.NewChange(Number, kNobodysProperty, "x")) && Peer.Flush(); ++Number) {
+      }
+    });
+  }
+  for (int Proof = 0; Proof < 20; ++Proof) {
+    ExpectServed();
+  }
+  ExpectNewcomerServed();
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  for (std::thread& Flood : Floods) {
+    Flood.join();
+  }
 }
 
 TEST_F(HostileFlood, OfConnectionsThatComeAndGoHurtsNobody) {

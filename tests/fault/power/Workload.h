@@ -15,7 +15,7 @@ namespace Workload {
 void Fill(Property::TCPropertyDatabase::TCTransaction& Transaction, int Turn);
 
 /// Few enough bytes of recent values that they are moved again and again.
-constexpr std::size_t kRecentLimit = 1500;
+constexpr std::size_t kRecentLimit = 5000;
 
 /// Everything that a database holds, as text.
 std::string Dump(Property::TCPropertyDatabase const& Database);

@@ -18,7 +18,7 @@ namespace {
 
 using TCTransaction = TCPropertyDatabase::TCTransaction;
 
-constexpr std::size_t kRoomForTwo = 140;  // short values
+constexpr std::size_t kRoomForTwo = 540;  // short values
 constexpr char kCountRecent[] = "SELECT count(*) FROM recent_value";
 
 TSPropertyRecord Value(int Number, std::string const& Data) {

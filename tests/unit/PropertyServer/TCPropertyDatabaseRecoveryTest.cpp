@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What power cuts, full disks and broken disks leave of the values.
 #include <gmock/gmock.h>
+#include <sqlite3.h>
 
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
@@ -214,12 +215,17 @@ TEST_F(PropertyDatabaseRecovery, MakesALogWholeThatHoldsChanges) {
 
 TEST_F(PropertyDatabaseRecovery, WorksWithoutAWholeLog) {
   TCPropertyDatabase Database(m_Path);
-  DiskFaults::FillDisk();
+  std::uintmax_t const Former = fs::file_size(m_Path + "-wal");
+  DiskFaults::Watch([Writes = 0](DiskFaults::TSOperation const& Operation) mutable {
+    bool const Fails = Operation.Kind == DiskFaults::TEOperation::eWrite && ++Writes > 3;
+    return Fails ? SQLITE_FULL : SQLITE_OK;
+  });
   std::string const Message = MessageOf([&] { Database.ReserveLog(); });
-  DiskFaults::Repair();
+  DiskFaults::Watch(nullptr);
 
   EXPECT_EQ(Message,
             "cannot reserve the log of " + m_Path + ": database or disk is full (SQLite error 13)");
+  EXPECT_EQ(fs::file_size(m_Path + "-wal"), Former);
   Store(Database, {1, TCRecordID(), TCMACAddress(), "a"});
   EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))), ElementsAre("1/-/=a"));
 }
