@@ -6,7 +6,7 @@
 
 namespace {
 
-constexpr std::size_t kCountLimit = 4096;
+constexpr std::size_t kCountLimit = 1024;
 constexpr std::size_t kByteLimit = std::size_t{16} << 20;
 
 }  // namespace

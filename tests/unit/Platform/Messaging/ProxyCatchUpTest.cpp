@@ -12,7 +12,7 @@ using ::testing::ElementsAre;
 using ProxyCatchUp = TMessagingFixture;
 
 constexpr int kEverything = 1000000;
-constexpr int kKeptMails = 4096;
+constexpr int kKeptMails = 1024;
 
 void PrepareCatchUp(TTestService& Service) {
   Service.m_CatchUp = kEverything;
