@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "Platform/Messaging/MailWire.h"
+#include "Platform/Messaging/TCRouterCore.h"
 
 namespace {
 
@@ -40,13 +41,17 @@ void TCRouterConnection::Watch() {
   if (!m_Ready) {
     return;
   }
+  if (HasEnded()) {
+    m_Core.DropEnded();  // its socket need not become ready any more
+    return;
+  }
   int const Wanted = sd_bus_get_events(m_Bus.get());
   std::uint32_t Events = 0;
   if (Wanted > 0 && (Wanted & POLLIN) != 0) {
     Events |= EPOLLIN;
   }
   if (Wanted <= 0 || (Wanted & POLLOUT) != 0 || m_HoldsMore) {
-    Events |= EPOLLOUT;  // also one that has ended, or need not wait: it is to be called at once
+    Events |= EPOLLOUT;  // also one that need not wait: it is to be called at once
   }
   sd_event_source_set_io_events(m_Ready.get(), Events);
 }

@@ -318,6 +318,10 @@ int TCRouterCore::OnGreetingLimit(sd_event_source* /*Source*/, std::uint64_t /*T
 }
 
 void TCRouterCore::Drop(TCRouterConnection& Connection) {
+  if (Connection.m_IsDropped) {
+    return;
+  }
+  Connection.m_IsDropped = true;
   for (auto& [Path, Messages] : m_Parked) {
     std::deque<TSParked> Kept;
     for (TSParked& Parked : Messages) {
@@ -345,17 +349,28 @@ int TCRouterCore::OnReady(sd_event_source* /*Source*/, int /*File*/, std::uint32
                           void* Connection) {
   auto& From = *static_cast<TCRouterConnection*>(Connection);
   bool const Greeting = !From.IsGreeted();
-  int const Result = sd_bus_process(From.get_Bus(), nullptr);
+  int const Result = From.HasEnded() ? -ENOTCONN : sd_bus_process(From.get_Bus(), nullptr);
   From.m_HoldsMore = Result > 0 && (Greeting || From.m_HoldsMore);
-  if (Result < 0 && From.IsAttached()) {
+  if (Result < 0 || From.HasEnded()) {
     From.m_Core.Drop(From);
   }
   From.Watch();
   return 0;
 }
 
+void TCRouterCore::DropEnded() {
+  sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
+}
+
 int TCRouterCore::OnReap(sd_event_source* /*Source*/, void* Core) {
-  static_cast<TCRouterCore*>(Core)->m_Dropped.clear();
+  auto& Self = *static_cast<TCRouterCore*>(Core);
+  for (auto Place = Self.m_Connections.begin(); Place != Self.m_Connections.end();) {
+    TCRouterConnection& Connection = *Place++;
+    if (Connection.HasEnded()) {
+      Self.Drop(Connection);
+    }
+  }
+  Self.m_Dropped.clear();
   return 0;
 }
 
@@ -379,10 +394,6 @@ int TCRouterCore::OnMessage(sd_bus_message* Message, void* Connection, sd_bus_er
 // ---- messages ----
 
 int TCRouterCore::Route(TCRouterConnection& Connection, sd_bus_message* Message) {
-  if (sd_bus_message_is_signal(Message, "org.freedesktop.DBus.Local", "Disconnected") > 0) {
-    Drop(Connection);
-    return 1;
-  }
   if (sd_bus_message_is_method_call(Message, nullptr, nullptr) <= 0) {
     return 1;
   }
@@ -673,7 +684,7 @@ void TCRouterCore::ReadAgain(TCRouterConnection& Connection) {
 void TCRouterCore::CountMails(TCRouterConnection& Connection, std::size_t Mails) {
   std::uint64_t const Pause = Connection.CountMails(Mails, m_Limits.MailsPerSecond, Now());
   if (Pause != 0) {
-    SlowDown(Connection, Pause);
+    TakeOrDrop(Connection, [&] { SlowDown(Connection, Pause); });
   }
 }
 

@@ -47,6 +47,8 @@ class TCRouterCore {
   void BringUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned);
   void SetLimits(TSNorvRouterLimits const& Limits) { m_Limits = Limits; }
   void SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission);
+  /// Has the connections whose peers have gone dropped, once nobody is using them.
+  void DropEnded();
   MailWire::TSPosition const& get_Position() const { return m_Position; }
   std::size_t get_ConnectionCount() const { return m_Connections.size(); }
 

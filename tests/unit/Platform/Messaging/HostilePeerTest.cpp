@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <optional>
 
 #include "MessagingFixture.h"
 #include "Platform/Messaging/BusHandles.h"
@@ -168,6 +169,26 @@ TEST_F(HostilePeer, ThatSendsHalfAMessageIsDropped) {
   close(Socket);
   EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(EndsWith(" ended before its greeting")));
   ExpectServed();
+}
+
+TEST_F(HostilePeer, ThatEndsWhileItIsSentToIsDropped) {
+  std::optional<TPeer> Peer(Address());
+  Peer->Greet();
+  TCBusMessage const Subscription =
+      Peer->NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kSubscribe);
+  sd_bus_message_append(Subscription.get(), "stt", kInterface, std::uint64_t{0}, std::uint64_t{0});
+  sd_bus_message_set_expect_reply(Subscription.get(), 0);
+  EXPECT_GE(sd_bus_send(nullptr, Subscription.get(), nullptr), 0);
+  Peer->Call(Peer->NewCall(MailWire::kRouterPath, "org.freedesktop.DBus.Peer", "Ping"));
+  m_Server.m_Router.Execute([&] {
+    Peer.reset();  // the router cannot hear of it before it sends
+    m_Server.Publish(7);
+  });
+  TTestProxy Proxy;
+  EXPECT_TRUE(Proxy.AskNumber(1));
+  std::size_t Connections = 0;
+  m_Server.m_Router.Execute([&] { Connections = m_Server.m_Router.get_ConnectionCount(); });
+  EXPECT_EQ(Connections, 1U);
 }
 
 TEST_F(HostilePeer, MailBeforeTheGreetingIsRefused) {
