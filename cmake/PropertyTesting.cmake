@@ -11,13 +11,17 @@ function(property_add_unit_test Name)
   if(NOT ARG_LABEL)
     set(ARG_LABEL unit)
   endif()
+  set(Limit 120)  # seconds
+  if(ARG_LABEL STREQUAL fault)
+    set(Limit 600)  # they try every place where something can fail
+  endif()
   add_executable(${Name} ${ARG_UNPARSED_ARGUMENTS})
   property_configure_target(${Name})
   # Only the tested code is optimised: optimising the tests doubles their build time.
   target_compile_options(${Name} PRIVATE -O0)
   target_link_libraries(${Name} PRIVATE ${ARG_LIBS} GTest::gmock_main)
   gtest_discover_tests(${Name} TEST_PREFIX ${Name}. DISCOVERY_TIMEOUT 120
-    PROPERTIES TIMEOUT 120 LABELS ${ARG_LABEL})
+    PROPERTIES TIMEOUT ${Limit} LABELS ${ARG_LABEL})
   property_set_test_environment(${Name} ${Name}_TESTS)
 endfunction()
 
