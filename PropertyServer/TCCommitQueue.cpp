@@ -5,6 +5,7 @@
 #include <ctime>
 #include <exception>
 #include <utility>
+#include <vector>
 
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
@@ -68,7 +69,7 @@ TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, sd_event* Event, TEDu
 
 std::string const* TCCommitQueue::Find(TCPropertyPlace const& Place) const {
   auto const Value = m_Values.find(Place);
-  return Value != m_Values.end() ? &Value->second.Change->Data : nullptr;
+  return Value != m_Values.end() ? &Value->second.Record->Data : nullptr;
 }
 
 std::uint64_t TCCommitQueue::get_LastMail(std::string const& Identity) {
@@ -92,7 +93,7 @@ std::uint64_t TCCommitQueue::get_LastMail(std::string const& Identity) {
 TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
   std::list<TSTakenMail> Added;
   TSTakenMail const& Taken = Added.emplace_back(std::move(Mail));
-  std::map<TCPropertyPlace, TSValue> Values;
+  std::map<TCPropertyPlace, TSValueToStore> Values;
   if (!Taken.Refused) {
     for (TSPropertyRecord const& Change : Taken.Changes) {
       Values[PlaceOf(Change)] = {&Change, &Taken.Origin};
@@ -155,16 +156,21 @@ bool TCCommitQueue::Commit() {
 
 void TCCommitQueue::Store() {
   TCPropertyDatabase::TCTransaction Transaction(m_Database);
+  std::vector<TSValueToStore> Values;
+  Values.reserve(m_Values.size());
   for (auto const& [Place, Value] : m_Values) {
-    Transaction.Put(*Value.Change, *Value.Origin);
+    Values.push_back(Value);
   }
+  Transaction.Put(Values);
+  std::vector<TSHistoryEntry const*> History;
   if (m_HistoryLimits.Entries > 0) {
     for (TSTakenMail const& Mail : m_Waiting) {
       for (TSHistoryEntry const& Entry : Mail.History) {
-        Transaction.AppendHistory(Entry);
+        History.push_back(&Entry);
       }
     }
   }
+  Transaction.AppendHistory(History);
   std::int64_t const Now = CurrentTime();
   Transaction.TrimHistory(m_HistoryLimits.Entries,
                           Now - std::chrono::microseconds(m_HistoryLimits.Age).count());

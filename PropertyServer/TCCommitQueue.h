@@ -61,12 +61,6 @@ class TCCommitQueue {
   std::int64_t get_LastCommit() const { return m_LastCommit; }
 
  private:
-  // Parts of a mail in m_Waiting.
-  struct TSValue {
-    TSPropertyRecord const* Change;
-    TSProvenance const* Origin;
-  };
-
   static int OnIdle(sd_event_source* Source, void* Queue);
   static int OnTime(sd_event_source* Source, std::uint64_t Time, void* Queue);
   void Store();
@@ -83,7 +77,7 @@ class TCCommitQueue {
   TCEventSource m_Timer;
   std::list<TSTakenMail> m_Waiting;
   std::list<TSTakenMail> m_Stored;                      // not yet taken over
-  std::map<TCPropertyPlace, TSValue> m_Values;          // of m_Waiting
+  std::map<TCPropertyPlace, TSValueToStore> m_Values;   // parts of m_Waiting
   std::map<std::string, std::uint64_t> m_LastNumbers;   // of m_Waiting, by sender
   std::map<std::string, std::uint64_t> m_KnownSenders;  // their last stored mails
   std::size_t m_WaitingBytes = 0;

@@ -95,6 +95,9 @@ constexpr char kLoadRecent[] =
 // which the log has to hold.
 constexpr std::size_t kRecentOverhead = 256;
 
+// A third of what a row takes is the statement around it; more rows than these save little more.
+constexpr int kRowsTogether = 10;
+
 constexpr char kTransactionCounter[] = "transaction";
 
 // Bytes of the file's header that say which way of writing it needs.
@@ -140,6 +143,50 @@ void BindKey(TCExecution& Execution, int Place, int Number, Accessories::TCRecor
   Execution.Bind(Place + 1, Link.IsNull() ? 0 : 1);
   Execution.Bind(Place + 2, Link.IsNull() ? 0 : Link.get_AsInteger());
   Execution.Bind(Place + 3, MAC);
+}
+
+// `Device` is the text of the record's MAC.
+void BindValue(TCExecution& Execution, int Place, TSValueToStore const& Value,
+               std::string const& Device, long long Writer) {
+  TSPropertyRecord const& Record = *Value.Record;
+  BindKey(Execution, Place, Record.Number, Record.Link, Device);
+  Execution.Bind(Place + 4, Record.Data);
+  Execution.Bind(Place + 5, static_cast<long long>(Value.Origin->Time));
+  Execution.Bind(Place + 6, Writer);
+}
+
+void BindEntry(TCExecution& Execution, int Place, TSHistoryEntry const& Entry,
+               std::string const& Device, long long Writer) {
+  BindKey(Execution, Place, Entry.Number, Entry.Link, Device);
+  Execution.Bind(Place + 4, static_cast<long long>(Entry.Transaction));
+  Execution.Bind(Place + 5, static_cast<long long>(Entry.Origin.Time));
+  Execution.Bind(Place + 6, Writer);
+  if (Entry.From && !Entry.Secret) {
+    Execution.Bind(Place + 7, *Entry.From);
+  }
+  if (!Entry.Secret) {
+    Execution.Bind(Place + 8, Entry.To);
+  }
+}
+
+// Returns the first of the rows that could not be inserted together, or `End`.
+template <class TIterator, class TBind>
+TIterator Insert(TSSQLiteInsertion const& Insertion, TIterator Begin, TIterator End,
+                 TBind const& Bind) {
+  while (Begin != End) {
+    bool const Several = End - Begin >= kRowsTogether;
+    TIterator const Next = Begin + (Several ? kRowsTogether : 1);
+    TCExecution Execution((Several ? Insertion.Several : Insertion.One).get());
+    int Place = 1;
+    for (TIterator Row = Begin; Row != Next; ++Row, Place += Insertion.Columns) {
+      Bind(Execution, Place, *Row);
+    }
+    if (Execution.Step() != SQLITE_DONE) {
+      return Begin;
+    }
+    Begin = Next;
+  }
+  return End;
 }
 
 std::string_view ColumnText(sqlite3_stmt* Statement, int Column) {
@@ -417,9 +464,8 @@ void TCPropertyDatabase::PrepareStatements() {
   m_Insert = Prepare(
       "INSERT INTO property_value(number, has_link, link, mac, data, changed, writer) "
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
-  m_AppendRecent = Prepare(
-      "INSERT INTO recent_value(number, has_link, link, mac, data, changed, writer) "
-      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
+  m_AppendRecent =
+      PrepareInsertion("recent_value(number, has_link, link, mac, data, changed, writer)");
   m_MoveRecent = Prepare(
       "INSERT OR REPLACE INTO property_value(number, has_link, link, mac, data, changed, writer) "
       "SELECT number, has_link, link, mac, data, changed, writer FROM recent_value ORDER BY id");
@@ -446,9 +492,8 @@ void TCPropertyDatabase::PrepareStatements() {
       "DELETE FROM writer WHERE (SELECT count(*) FROM writer) > 10000 AND id NOT IN "
       "(SELECT writer FROM history UNION SELECT writer FROM recent_value UNION "
       "SELECT writer FROM property_value WHERE writer IS NOT NULL)");
-  m_AppendHistory = Prepare(
-      "INSERT INTO history(turn, time, writer, number, has_link, link, mac, former, present) "
-      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)");
+  m_AppendHistory =
+      PrepareInsertion("history(number, has_link, link, mac, turn, time, writer, former, present)");
   m_TrimByCount = Prepare("DELETE FROM history WHERE id <= (SELECT max(id) FROM history) - ?1");
   // The oldest are first; the clock may have been set back in between, so only a whole beginning
   // that is too old goes.
@@ -682,6 +727,25 @@ TCPropertyDatabase::TCStatement TCPropertyDatabase::Prepare(char const* SQL) con
   return TCStatement(Statement);
 }
 
+// `Columns` is a table with the columns that are given. A row that fails ends the transaction, so
+// those before it need not be taken back.
+TSSQLiteInsertion TCPropertyDatabase::PrepareInsertion(std::string const& Columns) const {
+  TSSQLiteInsertion Insertion;
+  Insertion.Columns = static_cast<int>(std::count(Columns.begin(), Columns.end(), ',')) + 1;
+  std::string Row = "(?";
+  for (int Column = 1; Column < Insertion.Columns; ++Column) {
+    Row += ", ?";
+  }
+  Row += ")";
+  std::string SQL = "INSERT OR FAIL INTO " + Columns + " VALUES" + Row;
+  Insertion.One = Prepare(SQL.c_str());
+  for (int Count = 1; Count < kRowsTogether; ++Count) {
+    SQL += ", " + Row;
+  }
+  Insertion.Several = Prepare(SQL.c_str());
+  return Insertion;
+}
+
 void TCPropertyDatabase::Execute(char const* SQL) const {
   if (sqlite3_exec(m_Handle.get(), SQL, nullptr, nullptr, nullptr) != SQLITE_OK) {
     FailOpening();
@@ -761,39 +825,52 @@ TCPropertyDatabase::TCTransaction::~TCTransaction() {
 // them. So they are first put one after the other into a table of their own, a few pages in all,
 // and from there to their places when it is full. A transaction that fills it has many values: the
 // rest of them goes to its places at once, where it would soon be moved to.
-void TCPropertyDatabase::TCTransaction::Put(TSPropertyRecord const& Record,
-                                            TSProvenance const& Origin) {
+void TCPropertyDatabase::TCTransaction::Put(std::vector<TSValueToStore> const& Values) {
   RequireOpen();
-  std::size_t const Size = Record.Data.size() + kRecentOverhead;
-  if (!m_Large && m_RecentSize + Size > m_Database.m_RecentLimit) {
+  auto Rest = Values.begin();
+  while (Rest != Values.end() && IsRecent(*Rest)) {
+    ++Rest;
+  }
+  auto const Failed = Insert(
+      m_Database.m_AppendRecent, Values.begin(), Rest,
+      [this](TCExecution& Execution, int Place, TSValueToStore const& Value) {
+        BindValue(Execution, Place, Value, TextOf(Value.Record->MAC), WriterOf(*Value.Origin));
+      });
+  if (Failed != Rest) {
+    FailToStore(*Failed);
+  }
+  if (Rest != Values.end() && m_RecentSize > 0) {
     MoveRecent();
-    m_Large = true;
   }
-  if (!m_Large) {
-    Write(m_Database.m_AppendRecent, Record, Origin);
-    m_RecentSize += Size;
-    return;
-  }
-  // Most values are there already, and updating a row costs less than replacing it.
-  Write(m_Database.m_Update, Record, Origin);
-  if (sqlite3_changes(m_Database.m_Handle.get()) == 0) {
-    Write(m_Database.m_Insert, Record, Origin);
+  for (; Rest != Values.end(); ++Rest) {
+    PutInPlace(*Rest);
   }
 }
 
-void TCPropertyDatabase::TCTransaction::Write(TCStatement const& Statement,
-                                              TSPropertyRecord const& Record,
-                                              TSProvenance const& Origin) {
-  std::string const MAC = Record.MAC.get_AsString(':');
-  long long const Writer = WriterOf(Origin);
-  TCExecution Execution(Statement.get());
-  BindKey(Execution, 1, Record.Number, Record.Link, MAC);
-  Execution.Bind(5, Record.Data);
-  Execution.Bind(6, static_cast<long long>(Origin.Time));
-  Execution.Bind(7, Writer);
-  if (Execution.Step() != SQLITE_DONE) {
-    Fail("store property " + std::to_string(Record.Number) + " in");
+bool TCPropertyDatabase::TCTransaction::IsRecent(TSValueToStore const& Value) {
+  std::size_t const Size = Value.Record->Data.size() + kRecentOverhead;
+  m_Large = m_Large || m_RecentSize + Size > m_Database.m_RecentLimit;
+  m_RecentSize += m_Large ? 0 : Size;
+  return !m_Large;
+}
+
+// Most values are there already, and updating a row costs less than replacing it.
+void TCPropertyDatabase::TCTransaction::PutInPlace(TSValueToStore const& Value) {
+  long long const Writer = WriterOf(*Value.Origin);
+  for (TCStatement const* Statement : {&m_Database.m_Update, &m_Database.m_Insert}) {
+    TCExecution Execution(Statement->get());
+    BindValue(Execution, 1, Value, TextOf(Value.Record->MAC), Writer);
+    if (Execution.Step() != SQLITE_DONE) {
+      FailToStore(Value);
+    }
+    if (sqlite3_changes(m_Database.m_Handle.get()) > 0) {
+      return;
+    }
   }
+}
+
+void TCPropertyDatabase::TCTransaction::FailToStore(TSValueToStore const& Value) {
+  Fail("store property " + std::to_string(Value.Record->Number) + " in");
 }
 
 void TCPropertyDatabase::TCTransaction::MoveRecent() {
@@ -804,6 +881,15 @@ void TCPropertyDatabase::TCTransaction::MoveRecent() {
     }
   }
   m_RecentSize = 0;
+}
+
+// A transaction changes many values of few devices.
+std::string const& TCPropertyDatabase::TCTransaction::TextOf(TCMACAddress const& MAC) {
+  auto const [Device, IsNew] = m_Devices.try_emplace(MAC);
+  if (IsNew) {
+    Device->second = MAC.get_AsString(':');
+  }
+  return Device->second;
 }
 
 // The row of a writer; a writer changes many values one after the other.
@@ -840,25 +926,18 @@ long long TCPropertyDatabase::TCTransaction::FindOrAddWriter(TSProvenance const&
   return sqlite3_last_insert_rowid(m_Database.m_Handle.get());
 }
 
-void TCPropertyDatabase::TCTransaction::AppendHistory(TSHistoryEntry const& Entry) {
+void TCPropertyDatabase::TCTransaction::AppendHistory(
+    std::vector<TSHistoryEntry const*> const& Entries) {
   RequireOpen();
-  std::string const MAC = Entry.MAC.get_AsString(':');
-  long long const Writer = WriterOf(Entry.Origin);
-  TCExecution Execution(m_Database.m_AppendHistory.get());
-  Execution.Bind(1, static_cast<long long>(Entry.Transaction));
-  Execution.Bind(2, static_cast<long long>(Entry.Origin.Time));
-  Execution.Bind(3, Writer);
-  BindKey(Execution, 4, Entry.Number, Entry.Link, MAC);
-  if (Entry.From && !Entry.Secret) {
-    Execution.Bind(8, *Entry.From);
+  auto const Failed =
+      Insert(m_Database.m_AppendHistory, Entries.begin(), Entries.end(),
+             [this](TCExecution& Execution, int Place, TSHistoryEntry const* Entry) {
+               BindEntry(Execution, Place, *Entry, TextOf(Entry->MAC), WriterOf(Entry->Origin));
+               m_LastTransaction = std::max(m_LastTransaction, Entry->Transaction);
+             });
+  if (Failed != Entries.end()) {
+    Fail("note a change of property " + std::to_string((*Failed)->Number) + " in");
   }
-  if (!Entry.Secret) {
-    Execution.Bind(9, Entry.To);
-  }
-  if (Execution.Step() != SQLITE_DONE) {
-    Fail("note a change of property " + std::to_string(Entry.Number) + " in");
-  }
-  m_LastTransaction = std::max(m_LastTransaction, Entry.Transaction);
 }
 
 void TCPropertyDatabase::TCTransaction::TrimHistory(std::uint64_t Entries,

@@ -27,6 +27,19 @@ struct TSSQLiteDeleter {
   void operator()(sqlite3_stmt* Statement) const;
 };
 
+/// A value and who has set it; both belong to somebody else.
+struct TSValueToStore {
+  TSPropertyRecord const* Record;
+  TSProvenance const* Origin;
+};
+
+/// Appends rows to a table, one or several at once.
+struct TSSQLiteInsertion {
+  int Columns = 0;
+  std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter> One;
+  std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter> Several;
+};
+
 /// Every property value, the last mail taken from each sender and the server's counters.
 /// Owns the file as long as it lives; a second opener is refused. Used by one thread at a time.
 ///
@@ -120,6 +133,7 @@ class TCPropertyDatabase {
   void PrepareStatements();
 
   TCStatement Prepare(char const* SQL) const;
+  TSSQLiteInsertion PrepareInsertion(std::string const& Columns) const;
   void Execute(char const* SQL) const;
   long long QueryInteger(char const* SQL) const;
   std::string QueryText(char const* SQL) const;
@@ -144,7 +158,7 @@ class TCPropertyDatabase {
   TCStatement m_Rollback;
   TCStatement m_Update;
   TCStatement m_Insert;
-  TCStatement m_AppendRecent;
+  TSSQLiteInsertion m_AppendRecent;
   TCStatement m_MoveRecent;
   TCStatement m_ForgetRecent;
   TCStatement m_Provenance;
@@ -156,7 +170,7 @@ class TCPropertyDatabase {
   TCStatement m_FindWriter;
   TCStatement m_AddWriter;
   TCStatement m_ForgetWriters;
-  TCStatement m_AppendHistory;
+  TSSQLiteInsertion m_AppendHistory;
   TCStatement m_TrimByCount;
   TCStatement m_TrimByTime;
 };
@@ -174,9 +188,17 @@ class TCPropertyDatabase::TCTransaction {
   /// Undoes the changes unless they were committed.
   ~TCTransaction();
 
-  /// Stores a value, and who has set it, in place of the one with the same number, link and MAC.
-  void Put(TSPropertyRecord const& Record, TSProvenance const& Origin);
-  void AppendHistory(TSHistoryEntry const& Entry);
+  /// Stores values, each in place of the one with the same number, link and MAC. Many at once take
+  /// less time than one after the other.
+  void Put(std::vector<TSValueToStore> const& Values);
+  void Put(TSPropertyRecord const& Record, TSProvenance const& Origin) {
+    Put({{&Record, &Origin}});
+  }
+  /// Notes changes, in their order. The entries stay the caller's.
+  void AppendHistory(std::vector<TSHistoryEntry const*> const& Entries);
+  void AppendHistory(TSHistoryEntry const& Entry) {
+    AppendHistory(std::vector<TSHistoryEntry const*>{&Entry});
+  }
   /// Forgets what goes beyond the newest `Entries` and what is older than `OldestTime`.
   void TrimHistory(std::uint64_t Entries, std::int64_t OldestTime);
   /// Remembers `Number` as the last mail of `Identity`, which becomes the most recent sender.
@@ -192,14 +214,17 @@ class TCPropertyDatabase::TCTransaction {
  private:
   void RequireOpen() const;
   [[noreturn]] void Fail(std::string const& Operation);
-  void Write(TCStatement const& Statement, TSPropertyRecord const& Record,
-             TSProvenance const& Origin);
+  bool IsRecent(TSValueToStore const& Value);
+  void PutInPlace(TSValueToStore const& Value);
+  [[noreturn]] void FailToStore(TSValueToStore const& Value);
   void MoveRecent();
+  std::string const& TextOf(TCMACAddress const& MAC);
   long long WriterOf(TSProvenance const& Origin);
   long long FindOrAddWriter(TSProvenance const& Origin);
   void Undo();
 
   TCPropertyDatabase& m_Database;
+  std::map<TCMACAddress, std::string> m_Devices;  // their texts
   std::size_t m_RecentSize;
   bool m_Large = false;                 // more values than are kept recent
   std::uint64_t m_LastTransaction = 0;  // appended to the history

@@ -4,12 +4,15 @@
 
 #include <cstddef>
 #include <limits>
+#include <list>
+#include <vector>
 
 using Accessories::TCRecordID;
 using Property::TCPropertyDatabase;
 using Property::TSHistoryEntry;
 using Property::TSPropertyRecord;
 using Property::TSProvenance;
+using Property::TSValueToStore;
 
 namespace {
 
@@ -46,12 +49,19 @@ void Append(std::string& Text, TSProvenance const& Origin) {
 
 void Workload::Fill(TCPropertyDatabase::TCTransaction& Transaction, int Turn) {
   TSProvenance const Origin = OriginOf(Turn);
+  std::list<TSPropertyRecord> Records;
+  std::list<TSHistoryEntry> Entries;
+  std::vector<TSValueToStore> Values;
+  std::vector<TSHistoryEntry const*> History;
   for (int Index = 0; Index < CountOf(Turn); ++Index) {
-    TSPropertyRecord const Record = RecordOf(Turn, Index);
-    Transaction.Put(Record, Origin);
-    Transaction.AppendHistory({static_cast<std::uint64_t>(Turn), Origin, Record.Number, Record.Link,
-                               Record.MAC, Record.Number == 3, std::nullopt, Record.Data});
+    TSPropertyRecord const& Record = Records.emplace_back(RecordOf(Turn, Index));
+    Values.push_back({&Record, &Origin});
+    History.push_back(&Entries.emplace_back(
+        TSHistoryEntry{static_cast<std::uint64_t>(Turn), Origin, Record.Number, Record.Link,
+                       Record.MAC, Record.Number == 3, std::nullopt, Record.Data}));
   }
+  Transaction.Put(Values);
+  Transaction.AppendHistory(History);
   Transaction.TrimHistory(kHistoryEntries, Turn - kHistoryAge);
   Transaction.RememberMail(SenderOf(Turn), static_cast<std::uint64_t>(Turn));
   if (Turn % 20 == 0) {

@@ -112,6 +112,33 @@ TEST_F(PropertyDatabaseHistory, WritesNoTextOfASecretValue) {
   EXPECT_EQ(ReadFile(m_Path).find("password"), std::string::npos);
 }
 
+TEST_F(PropertyDatabaseHistory, KeepsManyThatAreAppendedAtOnce) {
+  constexpr int kCount = 37;
+  std::vector<TSHistoryEntry> Entries;
+  for (int Index = 0; Index < kCount; ++Index) {
+    bool const Secret = Index % 3 == 1;
+    Entries.push_back({1, kOrigin, Index, Index % 2 == 0 ? TCRecordID(Index) : TCRecordID(),
+                       Index % 5 == 0 ? kDevice : TCMACAddress(), Secret,
+                       Secret || Index % 4 == 0 ? std::nullopt : std::optional<std::string>("old"),
+                       Secret ? "" : std::to_string(Index)});
+  }
+  std::vector<TSHistoryEntry const*> AtOnce;
+  for (TSHistoryEntry const& Each : Entries) {
+    AtOnce.push_back(&Each);
+  }
+  TCPropertyDatabase Database(m_Path);
+  TCTransaction Transaction(Database);
+  Transaction.AppendHistory(AtOnce);
+  Transaction.Commit();
+
+  std::vector<TSHistoryEntry> const History = Database.ReadHistory(100);
+
+  ASSERT_EQ(History.size(), Entries.size());
+  for (std::size_t Index = 0; Index < History.size(); ++Index) {
+    EXPECT_EQ(AsText(History[Index]), AsText(Entries[Entries.size() - 1 - Index]));
+  }
+}
+
 TEST_F(PropertyDatabaseHistory, IsReadFromTheNewestUpToALimit) {
   TCPropertyDatabase Database(m_Path);
   Append(Database, {Entry(1, 5, 10, "a"), Entry(1, 6, 10, "b"), Entry(2, 5, 20, "c")});

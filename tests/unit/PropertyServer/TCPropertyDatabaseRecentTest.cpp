@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include <string>
+#include <vector>
 
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
@@ -18,7 +19,7 @@ namespace {
 
 using TCTransaction = TCPropertyDatabase::TCTransaction;
 
-constexpr std::size_t kRoomForTwo = 540;  // short values
+constexpr int kRoomForTwo = 540;  // short values
 constexpr char kCountRecent[] = "SELECT count(*) FROM recent_value";
 
 TSPropertyRecord Value(int Number, std::string const& Data) {
@@ -142,6 +143,39 @@ TEST_F(PropertyDatabaseRecent, StayWhenTheirMoveIsUndone) {
 
   EXPECT_EQ(Recent(), "0");
   EXPECT_THAT(Values(TCPropertyDatabase(m_Path)), ElementsAre("1/-/=c", "2/-/=b"));
+}
+
+TEST_F(PropertyDatabaseRecent, StandAlikeWhenManyAreStoredAtOnce) {
+  constexpr int kCount = 37;
+  constexpr int kRoomForTwenty = 20 * 270;
+  std::vector<TSPropertyRecord> Records;
+  std::vector<TSProvenance> Origins;
+  for (int Index = 0; Index < kCount; ++Index) {
+    Records.push_back({Index % 30, Index % 3 == 0 ? TCRecordID(Index % 30) : TCRecordID(),
+                       TCMACAddress(Index % 4 == 0 ? "00:11:22:AA:BB:CC" : ""),
+                       std::to_string(Index)});
+    Origins.push_back(By("writer " + std::to_string(Index % 5)));
+  }
+  std::vector<Property::TSValueToStore> AtOnce;
+  TCPropertyDatabase OneByOne(m_Path + ".one");
+  for (std::size_t Index = 0; Index < kCount; ++Index) {
+    AtOnce.push_back({&Records[Index], &Origins[Index]});
+    TCTransaction Transaction(OneByOne);
+    Transaction.Put(Records[Index], Origins[Index]);
+    Transaction.Commit();
+  }
+  for (int Room : {kRoomForTwo, kRoomForTwenty, 100 * kRoomForTwenty}) {
+    TCPropertyDatabase Database(m_Path + std::to_string(Room), static_cast<std::size_t>(Room));
+    TCTransaction Transaction(Database);
+    Transaction.Put(AtOnce);
+    Transaction.Commit();
+
+    EXPECT_EQ(Values(Database), Values(OneByOne));
+    for (TSPropertyRecord const& Record : Records) {
+      EXPECT_EQ(Database.Provenance(Record.Number, Record.Link, Record.MAC)->ProcessName,
+                OneByOne.Provenance(Record.Number, Record.Link, Record.MAC)->ProcessName);
+    }
+  }
 }
 
 TEST_F(PropertyDatabaseRecent, HaveTheirOwnWriters) {
