@@ -169,24 +169,30 @@ void BindEntry(TCExecution& Execution, int Place, TSHistoryEntry const& Entry,
   }
 }
 
-// Returns the first of the rows that could not be inserted together, or `End`.
+// Returns the rows that failed: the first, and how many went with it; 0 when all are inserted.
 template <class TIterator, class TBind>
-TIterator Insert(TSSQLiteInsertion const& Insertion, TIterator Begin, TIterator End,
-                 TBind const& Bind) {
+std::pair<TIterator, int> Insert(TSSQLiteInsertion const& Insertion, TIterator Begin, TIterator End,
+                                 TBind const& Bind) {
   while (Begin != End) {
     bool const Several = End - Begin >= kRowsTogether;
-    TIterator const Next = Begin + (Several ? kRowsTogether : 1);
+    int const Count = Several ? kRowsTogether : 1;
+    TIterator const Next = Begin + Count;
     TCExecution Execution((Several ? Insertion.Several : Insertion.One).get());
     int Place = 1;
     for (TIterator Row = Begin; Row != Next; ++Row, Place += Insertion.Columns) {
       Bind(Execution, Place, *Row);
     }
     if (Execution.Step() != SQLITE_DONE) {
-      return Begin;
+      return {Begin, Count};
     }
     Begin = Next;
   }
-  return End;
+  return {End, 0};
+}
+
+std::string DescribeRows(int FirstNumber, int Count) {
+  std::string const Others = Count > 1 ? " and " + std::to_string(Count - 1) + " others" : "";
+  return "property " + std::to_string(FirstNumber) + Others;
 }
 
 std::string_view ColumnText(sqlite3_stmt* Statement, int Column) {
@@ -727,17 +733,17 @@ TCPropertyDatabase::TCStatement TCPropertyDatabase::Prepare(char const* SQL) con
   return TCStatement(Statement);
 }
 
-// `Columns` is a table with the columns that are given. A row that fails ends the transaction, so
-// those before it need not be taken back.
-TSSQLiteInsertion TCPropertyDatabase::PrepareInsertion(std::string const& Columns) const {
+// `Target` is a table and those of its columns that are given.
+TSSQLiteInsertion TCPropertyDatabase::PrepareInsertion(std::string const& Target) const {
   TSSQLiteInsertion Insertion;
-  Insertion.Columns = static_cast<int>(std::count(Columns.begin(), Columns.end(), ',')) + 1;
+  Insertion.Columns = static_cast<int>(std::count(Target.begin(), Target.end(), ',')) + 1;
   std::string Row = "(?";
   for (int Column = 1; Column < Insertion.Columns; ++Column) {
     Row += ", ?";
   }
   Row += ")";
-  std::string SQL = "INSERT OR FAIL INTO " + Columns + " VALUES" + Row;
+  // A row that fails ends the transaction: SQLite need not be able to take back those before it.
+  std::string SQL = "INSERT OR FAIL INTO " + Target + " VALUES" + Row;
   Insertion.One = Prepare(SQL.c_str());
   for (int Count = 1; Count < kRowsTogether; ++Count) {
     SQL += ", " + Row;
@@ -828,16 +834,16 @@ TCPropertyDatabase::TCTransaction::~TCTransaction() {
 void TCPropertyDatabase::TCTransaction::Put(std::vector<TSValueToStore> const& Values) {
   RequireOpen();
   auto Rest = Values.begin();
-  while (Rest != Values.end() && IsRecent(*Rest)) {
+  while (Rest != Values.end() && TakeAsRecent(*Rest)) {
     ++Rest;
   }
-  auto const Failed = Insert(
+  auto const [Failed, Count] = Insert(
       m_Database.m_AppendRecent, Values.begin(), Rest,
       [this](TCExecution& Execution, int Place, TSValueToStore const& Value) {
         BindValue(Execution, Place, Value, TextOf(Value.Record->MAC), WriterOf(*Value.Origin));
       });
-  if (Failed != Rest) {
-    FailToStore(*Failed);
+  if (Count > 0) {
+    Fail("store " + DescribeRows(Failed->Record->Number, Count) + " in");
   }
   if (Rest != Values.end() && m_RecentSize > 0) {
     MoveRecent();
@@ -847,7 +853,7 @@ void TCPropertyDatabase::TCTransaction::Put(std::vector<TSValueToStore> const& V
   }
 }
 
-bool TCPropertyDatabase::TCTransaction::IsRecent(TSValueToStore const& Value) {
+bool TCPropertyDatabase::TCTransaction::TakeAsRecent(TSValueToStore const& Value) {
   std::size_t const Size = Value.Record->Data.size() + kRecentOverhead;
   m_Large = m_Large || m_RecentSize + Size > m_Database.m_RecentLimit;
   m_RecentSize += m_Large ? 0 : Size;
@@ -861,16 +867,12 @@ void TCPropertyDatabase::TCTransaction::PutInPlace(TSValueToStore const& Value) 
     TCExecution Execution(Statement->get());
     BindValue(Execution, 1, Value, TextOf(Value.Record->MAC), Writer);
     if (Execution.Step() != SQLITE_DONE) {
-      FailToStore(Value);
+      Fail("store " + DescribeRows(Value.Record->Number, 1) + " in");
     }
     if (sqlite3_changes(m_Database.m_Handle.get()) > 0) {
       return;
     }
   }
-}
-
-void TCPropertyDatabase::TCTransaction::FailToStore(TSValueToStore const& Value) {
-  Fail("store property " + std::to_string(Value.Record->Number) + " in");
 }
 
 void TCPropertyDatabase::TCTransaction::MoveRecent() {
@@ -885,11 +887,9 @@ void TCPropertyDatabase::TCTransaction::MoveRecent() {
 
 // A transaction changes many values of few devices.
 std::string const& TCPropertyDatabase::TCTransaction::TextOf(TCMACAddress const& MAC) {
-  auto const [Device, IsNew] = m_Devices.try_emplace(MAC);
-  if (IsNew) {
-    Device->second = MAC.get_AsString(':');
-  }
-  return Device->second;
+  auto const Known = m_Devices.find(MAC);
+  return Known != m_Devices.end() ? Known->second
+                                  : m_Devices.emplace(MAC, MAC.get_AsString(':')).first->second;
 }
 
 // The row of a writer; a writer changes many values one after the other.
@@ -929,14 +929,16 @@ long long TCPropertyDatabase::TCTransaction::FindOrAddWriter(TSProvenance const&
 void TCPropertyDatabase::TCTransaction::AppendHistory(
     std::vector<TSHistoryEntry const*> const& Entries) {
   RequireOpen();
-  auto const Failed =
+  auto const [Failed, Count] =
       Insert(m_Database.m_AppendHistory, Entries.begin(), Entries.end(),
              [this](TCExecution& Execution, int Place, TSHistoryEntry const* Entry) {
                BindEntry(Execution, Place, *Entry, TextOf(Entry->MAC), WriterOf(Entry->Origin));
-               m_LastTransaction = std::max(m_LastTransaction, Entry->Transaction);
              });
-  if (Failed != Entries.end()) {
-    Fail("note a change of property " + std::to_string((*Failed)->Number) + " in");
+  if (Count > 0) {
+    Fail("note a change of " + DescribeRows((*Failed)->Number, Count) + " in");
+  }
+  for (TSHistoryEntry const* Entry : Entries) {
+    m_LastTransaction = std::max(m_LastTransaction, Entry->Transaction);
   }
 }
 

@@ -27,17 +27,17 @@ struct TSSQLiteDeleter {
   void operator()(sqlite3_stmt* Statement) const;
 };
 
-/// A value and who has set it; both belong to somebody else.
-struct TSValueToStore {
-  TSPropertyRecord const* Record;
-  TSProvenance const* Origin;
-};
-
 /// Appends rows to a table, one or several at once.
 struct TSSQLiteInsertion {
   int Columns = 0;
   std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter> One;
   std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter> Several;
+};
+
+/// A value and who has set it; both belong to somebody else.
+struct TSValueToStore {
+  TSPropertyRecord const* Record;
+  TSProvenance const* Origin;
 };
 
 /// Every property value, the last mail taken from each sender and the server's counters.
@@ -133,7 +133,7 @@ class TCPropertyDatabase {
   void PrepareStatements();
 
   TCStatement Prepare(char const* SQL) const;
-  TSSQLiteInsertion PrepareInsertion(std::string const& Columns) const;
+  TSSQLiteInsertion PrepareInsertion(std::string const& Target) const;
   void Execute(char const* SQL) const;
   long long QueryInteger(char const* SQL) const;
   std::string QueryText(char const* SQL) const;
@@ -214,9 +214,8 @@ class TCPropertyDatabase::TCTransaction {
  private:
   void RequireOpen() const;
   [[noreturn]] void Fail(std::string const& Operation);
-  bool IsRecent(TSValueToStore const& Value);
+  bool TakeAsRecent(TSValueToStore const& Value);
   void PutInPlace(TSValueToStore const& Value);
-  [[noreturn]] void FailToStore(TSValueToStore const& Value);
   void MoveRecent();
   std::string const& TextOf(TCMACAddress const& MAC);
   long long WriterOf(TSProvenance const& Origin);

@@ -3,8 +3,10 @@
 #include "Platform/Messaging/MailWire.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -273,6 +275,9 @@ std::string ErrorText(int Error) {
 }
 
 void Require(int Result, char const* Operation) {
+  if (Result == -ENOMEM) {
+    throw std::bad_alloc();
+  }
   if (Result < 0) {
     throw TCException(kSource, __LINE__)
         .Format("Malformed mail: cannot %s: %s", Operation, ErrorText(Result).c_str());

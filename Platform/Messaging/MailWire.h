@@ -109,7 +109,8 @@ std::vector<TSPackedMail> SplitMails(std::string_view Bytes, std::size_t Count);
 TSNorvMailContent UnpackMail(TSMailGroup const& Group, TSPackedMail const& Mail,
                              TCNorvMailClassID const& MailClass);
 
-/// Turns a negative result of the bus library into a TCException naming `Operation`.
+/// Turns a negative result of the bus library into a TCException naming `Operation`, or, for lack
+/// of memory, into std::bad_alloc.
 void Require(int Result, char const* Operation);
 
 /// Takes values of basic types from a message, or appends them, a letter of `Types` each. A text is

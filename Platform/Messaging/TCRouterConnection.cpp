@@ -23,6 +23,11 @@ constexpr std::uint64_t kSecond = 1000000;
 TCRouterConnection::TCRouterConnection(TCRouterCore& Core, TCBusHandle Bus)
     : m_Core(Core), m_Bus(std::move(Bus)) {}
 
+TCRouterConnection::~TCRouterConnection() {
+  m_Ready.reset();  // what watches the socket goes before the socket
+  m_HangUp.reset();
+}
+
 std::string TCRouterConnection::Describe() const {
   return m_Sender.ProcessName + " (process " + std::to_string(m_Sender.Process) + ", user " +
          std::to_string(m_Sender.User) + ")";
@@ -38,11 +43,11 @@ void TCRouterConnection::Attach(sd_event* Event, sd_event_io_handler_t OnReady) 
 }
 
 void TCRouterConnection::Watch() {
-  if (!m_Ready) {
-    return;
-  }
   if (HasEnded()) {
     m_Core.DropEnded();  // its socket need not become ready any more
+    return;
+  }
+  if (!m_Ready) {
     return;
   }
   int const Wanted = sd_bus_get_events(m_Bus.get());

@@ -38,10 +38,11 @@ class TCRouterConnection {
   TCRouterConnection(TCRouterCore& Core, TCBusHandle Bus);
   TCRouterConnection(TCRouterConnection const&) = delete;
   TCRouterConnection& operator=(TCRouterConnection const&) = delete;
+  ~TCRouterConnection();
 
   sd_bus* get_Bus() const { return m_Bus.get(); }
   bool IsGreeted() const { return !m_Sender.Identity.empty(); }
-  /// Whether the peer has gone. Then the connection has to be detached before the bus library is
+  /// Whether the peer has gone. Then the connection has to be detached before sd_bus_process is
   /// called again: that closes the socket, and its number may at once be another file's.
   bool HasEnded() const { return sd_bus_is_open(m_Bus.get()) <= 0; }
   std::string Describe() const;
@@ -51,8 +52,8 @@ class TCRouterConnection {
   /// connection what it waits for, at every turn of the loop.
   void Attach(sd_event* Event, sd_event_io_handler_t OnReady);
   void Detach() { m_Ready.reset(); }
-  /// To be called whenever the bus connection may have sent: what it could not write, or that it
-  /// has ended, makes it wait for something else.
+  /// To be called whenever the bus connection may have sent: what it could not write makes it wait
+  /// for something else, and one that has ended is dropped soon.
   void Watch();
 
   /// Sends, or queues, a message with so many bytes of records. False when it can not.
@@ -78,7 +79,7 @@ class TCRouterConnection {
   MailWire::TEForm m_Form = MailWire::TEForm::eTyped;  // that it understands
   std::map<std::string, TSSubscription> m_Subscriptions;
   std::list<TCRouterConnection>::iterator m_Place;
-  bool m_IsDropped = false;  // nobody is to use it any more but who is using it now
+  bool m_IsDropped = false;  // freed when the loop turns again
   TCEventSource m_GreetingLimit;
   TCEventSource m_Pause;   // while the peer sends too much and is not read from
   TCEventSource m_HangUp;  // while it is not read from because a mailbox has no owner

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "Platform/Utility/SystemLog.h"
@@ -79,6 +80,15 @@ bool IsCall(sd_bus_message* Message, char const* Member) {
 void RequireOwnName(TSNorvMailSender const& Sender, char const* Identity) {
   if (Sender.Identity != Identity) {
     throw TCException(kSource, __LINE__).Format("a mail in another's name");
+  }
+}
+
+// Where memory is short a line may be missing, but nothing else that is to be done.
+template <class TLog>
+void LogIfPossible(TLog const& Log) {
+  try {
+    Log();
+  } catch (std::bad_alloc const&) {  // no line
   }
 }
 
@@ -229,8 +239,10 @@ int TCRouterCore::OnConnect(sd_event_source* /*Source*/, int /*File*/, std::uint
     Self.Accept();
   } catch (...) {
     if (Self.m_LogBudget.Grant()) {
-      SyslogError("mail router: a connection failed: %s%s", MailWire::CaughtText().c_str(),
-                  Self.m_LogBudget.TakeNote().c_str());
+      LogIfPossible([&] {
+        SyslogError("mail router: a connection failed: %s%s", MailWire::CaughtText().c_str(),
+                    Self.m_LogBudget.TakeNote().c_str());
+      });
     }
   }
   return 0;
@@ -317,23 +329,18 @@ int TCRouterCore::OnGreetingLimit(sd_event_source* /*Source*/, std::uint64_t /*T
   return 0;
 }
 
+// Needs no memory: what can not be dropped would be called for ever.
 void TCRouterCore::Drop(TCRouterConnection& Connection) {
   if (Connection.m_IsDropped) {
     return;
   }
   Connection.m_IsDropped = true;
   for (auto& [Path, Messages] : m_Parked) {
-    std::deque<TSParked> Kept;
-    for (TSParked& Parked : Messages) {
-      if (Parked.Connection != &Connection) {
-        Kept.push_back(std::move(Parked));
-      }
-    }
-    Messages.swap(Kept);
-  }
-  if (!Connection.IsGreeted() && m_LogBudget.Grant()) {
-    SyslogWarning("mail router: a connection of %s ended before its greeting%s",
-                  Connection.Describe().c_str(), m_LogBudget.TakeNote().c_str());
+    Messages.erase(std::remove_if(Messages.begin(), Messages.end(),
+                                  [&Connection](TSParked const& Parked) {
+                                    return Parked.Connection == &Connection;
+                                  }),
+                   Messages.end());
   }
   Connection.m_GreetingLimit.reset();
   Connection.m_Pause.reset();
@@ -341,6 +348,12 @@ void TCRouterCore::Drop(TCRouterConnection& Connection) {
   Connection.Detach();
   m_Dropped.splice(m_Dropped.end(), m_Connections, Connection.m_Place);
   sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
+  if (!Connection.IsGreeted() && m_LogBudget.Grant()) {
+    LogIfPossible([&] {
+      SyslogWarning("mail router: a connection of %s ended before its greeting%s",
+                    Connection.Describe().c_str(), m_LogBudget.TakeNote().c_str());
+    });
+  }
 }
 
 // One message at a time, so that every peer gets its turn. What comes with the authentication is
@@ -377,18 +390,31 @@ int TCRouterCore::OnReap(sd_event_source* /*Source*/, void* Core) {
 int TCRouterCore::OnMessage(sd_bus_message* Message, void* Connection, sd_bus_error* /*Error*/) {
   auto& From = *static_cast<TCRouterConnection*>(Connection);
   try {
-    return From.m_Core.Route(From, Message);
-  } catch (...) {
-    std::string const Reason = MailWire::CaughtText();
-    if (From.m_LogBudget.Grant()) {
-      SyslogError("Mail of %s refused: %s%s", From.Describe().c_str(), Reason.c_str(),
-                  From.m_LogBudget.TakeNote().c_str());
+    try {
+      return From.m_Core.Route(From, Message);
+    } catch (std::bad_alloc const&) {
+      if (sd_bus_message_get_expect_reply(Message) <= 0) {
+        throw;  // a mail is not to blame, and must not be lost
+      }
+      RefuseMessage(From, Message, MailWire::CaughtText());
+    } catch (...) {
+      RefuseMessage(From, Message, MailWire::CaughtText());
     }
-    if (sd_bus_message_get_expect_reply(Message) > 0 && !From.IsCongested()) {
-      sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "%s", Reason.c_str());
-    }
+  } catch (std::bad_alloc const& Reason) {
+    From.m_Core.DropForNow(From, Reason);
   }
   return 1;
+}
+
+void TCRouterCore::RefuseMessage(TCRouterConnection& From, sd_bus_message* Message,
+                                 std::string const& Reason) {
+  if (From.m_LogBudget.Grant()) {
+    SyslogError("Mail of %s refused: %s%s", From.Describe().c_str(), Reason.c_str(),
+                From.m_LogBudget.TakeNote().c_str());
+  }
+  if (sd_bus_message_get_expect_reply(Message) > 0 && !From.IsCongested()) {
+    sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "%s", Reason.c_str());
+  }
 }
 
 // ---- messages ----
@@ -555,8 +581,10 @@ void TCRouterCore::FallBehind(TCRouterConnection& Connection,
   Subscription.Own.reset();  // they are among what it has missed
   sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
   if (Connection.m_LogBudget.Grant()) {
-    SyslogWarning("mail router: %s does not read its mails; it will be brought up to date%s",
-                  Connection.Describe().c_str(), Connection.m_LogBudget.TakeNote().c_str());
+    LogIfPossible([&] {
+      SyslogWarning("mail router: %s does not read its mails; it will be brought up to date%s",
+                    Connection.Describe().c_str(), Connection.m_LogBudget.TakeNote().c_str());
+    });
   }
 }
 
@@ -591,9 +619,11 @@ void TCRouterCore::Resume(TCRouterConnection& Connection) {
       Connection.SendAcknowledgements();
     }
   } catch (...) {
-    SyslogError("mail router: %s cannot be brought up to date: %s; its connection is ended",
-                Connection.Describe().c_str(), MailWire::CaughtText().c_str());
     Drop(Connection);
+    LogIfPossible([&] {
+      SyslogError("mail router: %s cannot be brought up to date: %s; its connection is ended",
+                  Connection.Describe().c_str(), MailWire::CaughtText().c_str());
+    });
   }
 }
 
@@ -649,7 +679,7 @@ void TCRouterCore::Park(TCRouterConnection& Connection, sd_bus_message* Message)
   m_Parked[sd_bus_message_get_path(Message)].push_back(
       {&Connection, TCBusMessage(sd_bus_message_ref(Message))});
   if (OfOne + 1 >= kParkedOfOne) {
-    WaitForOwner(Connection);
+    TakeOrDrop(Connection, [&] { WaitForOwner(Connection); });
   }
 }
 
@@ -676,7 +706,7 @@ void TCRouterCore::ReadAgain(TCRouterConnection& Connection) {
   }
   try {
     Connection.Attach(m_Event.get(), OnReady);
-  } catch (TCException const&) {
+  } catch (std::exception const&) {
     Drop(Connection);
   }
 }
@@ -684,7 +714,7 @@ void TCRouterCore::ReadAgain(TCRouterConnection& Connection) {
 void TCRouterCore::CountMails(TCRouterConnection& Connection, std::size_t Mails) {
   std::uint64_t const Pause = Connection.CountMails(Mails, m_Limits.MailsPerSecond, Now());
   if (Pause != 0) {
-    TakeOrDrop(Connection, [&] { SlowDown(Connection, Pause); });
+    SlowDown(Connection, Pause);
   }
 }
 
@@ -721,11 +751,17 @@ void TCRouterCore::TakeOrDrop(TCRouterConnection& Connection, TFunction const& T
   try {
     Take();
   } catch (std::exception const& Reason) {
-    // Its proxy comes back and sends again what has not been acknowledged.
+    DropForNow(Connection, Reason);
+  }
+}
+
+// Its proxy comes back and sends again what has not been acknowledged.
+void TCRouterCore::DropForNow(TCRouterConnection& Connection, std::exception const& Reason) {
+  Drop(Connection);
+  LogIfPossible([&] {
     SyslogError("A mail of %s cannot be taken now: %s; its connection is ended",
                 Connection.Describe().c_str(), Reason.what());
-    Drop(Connection);
-  }
+  });
 }
 
 template <class TRead>

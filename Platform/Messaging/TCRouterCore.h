@@ -5,6 +5,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
+#include <exception>
 #include <functional>
 #include <list>
 #include <map>
@@ -88,6 +89,8 @@ class TCRouterCore {
   void AcceptLater();
   void Drop(TCRouterConnection& Connection);
   int Route(TCRouterConnection& Connection, sd_bus_message* Message);
+  static void RefuseMessage(TCRouterConnection& From, sd_bus_message* Message,
+                            std::string const& Reason);
   void RouteToRouter(TCRouterConnection& Connection, sd_bus_message* Message);
   void RouteToMailbox(TCRouterConnection& Connection, sd_bus_message* Message);
   void Greet(TCRouterConnection& Connection, sd_bus_message* Message);
@@ -114,6 +117,7 @@ class TCRouterCore {
   void SlowDown(TCRouterConnection& Connection, std::uint64_t Pause);
   template <class TFunction>
   void TakeOrDrop(TCRouterConnection& Connection, TFunction const& Take);
+  void DropForNow(TCRouterConnection& Connection, std::exception const& Reason);
   template <class TRead>
   void Take(TCNorvService& Owner, TCRouterConnection& Connection, TSNorvReceivedMail& Mail,
             TRead const& Read);

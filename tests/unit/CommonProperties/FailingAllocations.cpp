@@ -18,6 +18,10 @@ TFailingAllocation::~TFailingAllocation() {
   t_Successes = -1;
 }
 
+bool TFailingAllocation::HasFailed() const {
+  return t_Successes < 0;
+}
+
 // Not inlined, so that no compiler takes the pairs of malloc and operator delete for a mistake.
 __attribute__((noinline)) void* operator new(std::size_t Size) {
   if (t_Successes >= 0 && t_Successes-- == 0)

@@ -12,6 +12,9 @@ class TFailingAllocation {
   ~TFailingAllocation();
   TFailingAllocation(TFailingAllocation const&) = delete;
   TFailingAllocation& operator=(TFailingAllocation const&) = delete;
+
+  /// Whether it has failed by now.
+  bool HasFailed() const;
 };
 
 /// Runs `Action` with its first allocation failing, then with its second, and so on until it

@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 
+#include <list>
+#include <string>
+#include <vector>
+
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
@@ -124,6 +128,31 @@ TEST_F(PropertyDatabaseRecovery, UndoesAWholeTransactionWhenOneChangeFails) {
               Transaction.Put({3, TCRecordID(), TCMACAddress(), "c"}, Property::TSProvenance());
             }),
             "the transaction has already ended");
+  EXPECT_EQ(MessageOf([&] { Transaction.Commit(); }), "the transaction has already ended");
+  EXPECT_THAT(Values(Database), ElementsAre("1/-/=old"));
+}
+
+TEST_F(PropertyDatabaseRecovery, UndoesAWholeTransactionWhenOneOfManyChangesFails) {
+  constexpr int kCount = 24;
+  constexpr int kSmall = 10;
+  TCPropertyDatabase Database(m_Path, std::size_t{100} << 20);
+  Store(Database, {1, TCRecordID(), TCMACAddress(), "old"});
+  Property::TSProvenance const Origin;
+  std::list<Property::TSPropertyRecord> Records;
+  std::vector<Property::TSValueToStore> AtOnce;
+  for (int Number = 1; Number <= kCount; ++Number) {
+    AtOnce.push_back({&Records.emplace_back(Property::TSPropertyRecord{
+                          Number, TCRecordID(), TCMACAddress(), Number > kSmall ? kLarge : "new"}),
+                      &Origin});
+  }
+  TCTransaction Transaction(Database);
+
+  DiskFaults::FillDisk();
+  std::string const Message = MessageOf([&] { Transaction.Put(AtOnce); });
+  DiskFaults::Repair();
+
+  EXPECT_EQ(Message, "cannot store property 11 and 9 others in " + m_Path +
+                         ": database or disk is full (SQLite error 13)");
   EXPECT_EQ(MessageOf([&] { Transaction.Commit(); }), "the transaction has already ended");
   EXPECT_THAT(Values(Database), ElementsAre("1/-/=old"));
 }
