@@ -149,7 +149,7 @@ bool TCCommitQueue::Commit() {
     return false;
   }
   if (std::exchange(m_Failing, false)) {
-    m_OnTrouble(false, std::string());
+    m_OnTrouble(false, "");
   }
   return true;
 }
@@ -200,11 +200,11 @@ void TCCommitQueue::ForgetOldSenders(TCPropertyDatabase::TCTransaction& Transact
   m_NewSenders = 0;
 }
 
-void TCCommitQueue::TryLater(std::string const& Reason) {
+void TCCommitQueue::TryLater(char const* Reason) {
+  WakeAfter(kTryAgain);
   if (!std::exchange(m_Failing, true)) {
     m_OnTrouble(true, Reason);
   }
-  WakeAfter(kTryAgain);
 }
 
 void TCCommitQueue::WakeAfter(std::chrono::microseconds Delay) {

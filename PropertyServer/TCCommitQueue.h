@@ -28,8 +28,9 @@ class TCCommitQueue {
   /// `OnStored` takes over the mails of a group that is on the disk. What it throws is logged, and
   /// it is called again with the mails that it has left.
   using TCOnStored = std::function<void(std::list<TSTakenMail>&)>;
-  /// `OnTrouble` hears whether storing has begun to fail, with the reason, or works again.
-  using TCOnTrouble = std::function<void(bool Failing, std::string const& Reason)>;
+  /// `OnTrouble` hears whether storing has begun to fail, with the reason, or works again. It
+  /// throws nothing.
+  using TCOnTrouble = std::function<void(bool Failing, char const* Reason)>;
 
   TCCommitQueue(TCPropertyDatabase& Database, sd_event* Event, TEDurability Durability,
                 TCOnStored OnStored, TCOnTrouble OnTrouble);
@@ -65,7 +66,7 @@ class TCCommitQueue {
   static int OnTime(sd_event_source* Source, std::uint64_t Time, void* Queue);
   void Store();
   void ForgetOldSenders(TCPropertyDatabase::TCTransaction& Transaction);
-  void TryLater(std::string const& Reason);
+  void TryLater(char const* Reason);
   void WakeAfter(std::chrono::microseconds Delay);
 
   TCPropertyDatabase& m_Database;

@@ -73,7 +73,7 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
       m_Queue(
           Database, Router.get_Event(), Durability,
           [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
-          [this](bool Failing, std::string const& Reason) { OnTrouble(Failing, Reason); }) {
+          [this](bool Failing, char const* Reason) { OnTrouble(Failing, Reason); }) {
   m_Database.LoadAll([this](TSPropertyRecord Record) {
     m_Values.emplace(PlaceOf(Record), std::move(Record.Data));
   });
@@ -296,16 +296,18 @@ void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
   Stored.clear();
 }
 
-void TCPropertyServer::OnTrouble(bool Failing, std::string const& Reason) {
-  if (Failing) {
-    SyslogError("Changes wait until they can be stored: %s", Reason.c_str());
-  } else {
-    SyslogWarning("Changes are stored again");
-  }
-  if (m_StatusSink) {
-    m_StatusSink(Failing ? "Changes wait until they can be stored: " + Reason
-                         : "Changes are stored again");
-  }
+void TCPropertyServer::OnTrouble(bool Failing, char const* Reason) {
+  LogIfPossible([&] {
+    if (Failing) {
+      SyslogError("Changes wait until they can be stored: %s", Reason);
+    } else {
+      SyslogWarning("Changes are stored again");
+    }
+    if (m_StatusSink) {
+      m_StatusSink(Failing ? std::string("Changes wait until they can be stored: ") + Reason
+                           : "Changes are stored again");
+    }
+  });
 }
 
 std::uint64_t TCPropertyServer::get_LastTaken(std::string const& Identity) const {

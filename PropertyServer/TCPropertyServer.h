@@ -85,7 +85,7 @@ class TCPropertyServer : public TCNorvService {
   void TakeEffectAtOnce(TSTakenMail& Taken);
   void TakeEffect(TSTakenMail& Taken);
   void OnStored(std::list<TSTakenMail>& Stored);
-  void OnTrouble(bool Failing, std::string const& Reason);
+  void OnTrouble(bool Failing, char const* Reason);
 
   TSNorvMailContent AnswerAll(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
   TSNorvMailContent AnswerOne(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);

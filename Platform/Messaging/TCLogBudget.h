@@ -4,7 +4,17 @@
 
 #include <algorithm>
 #include <chrono>
+#include <new>
 #include <string>
+
+/// Runs `Log`. Where memory is short a line may be missing, but nothing else that is to be done.
+template <class TLog>
+void LogIfPossible(TLog const& Log) {
+  try {
+    Log();
+  } catch (std::bad_alloc const&) {  // no line
+  }
+}
 
 /// Grants a burst of messages and then one a second, and counts those that it does not grant.
 /// Used by one thread at a time.

@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <new>
 #include <utility>
 
 #include "Platform/Messaging/BusHandles.h"
@@ -26,6 +27,15 @@ constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SE
 
 [[noreturn]] void ThrowMalformed(int Line, char const* Reason) {
   throw TCException(kSource, Line).Format("Malformed mail: %s", Reason);
+}
+
+// Lack of memory or of descriptors is no defect of a mail, which may come again.
+[[noreturn]] void ThrowSystemError(int Line, char const* Operation) {
+  int const Error = errno;
+  if (Error == ENOMEM || Error == EMFILE || Error == ENFILE) {
+    throw std::bad_alloc();
+  }
+  throw TCException(kSource, Line).Format("cannot %s: %s", Operation, strerror(Error));
 }
 
 void RequireKnownCodes(std::string_view Signature) {
@@ -59,7 +69,7 @@ void WriteAll(int File, std::string_view Bytes) {
       if (errno == EINTR) {
         continue;
       }
-      throw TCException(kSource, __LINE__).Format("cannot fill a memory file: %s", strerror(errno));
+      ThrowSystemError(__LINE__, "fill a memory file");
     }
     Bytes.remove_prefix(static_cast<std::size_t>(Written));
   }
@@ -175,7 +185,7 @@ class TCNorvMailBody::TCMapping {
       : m_Address(mmap(nullptr, Size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, File, 0)),
         m_Size(Size) {
     if (m_Address == MAP_FAILED) {
-      throw TCException(kSource, __LINE__).Format("cannot map a memory file: %s", strerror(errno));
+      ThrowSystemError(__LINE__, "map a memory file");
     }
   }
   TCMapping(TCMapping const&) = delete;
@@ -317,7 +327,7 @@ int TCNorvMailBody::MakeMemoryFile() const {
   TCFileDescriptor File(Kept ? fcntl(m_Mapping->get_File(), F_DUPFD_CLOEXEC, 0)
                              : memfd_create("mail", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   if (File.get() < 0) {
-    throw TCException(kSource, __LINE__).Format("cannot make a memory file: %s", strerror(errno));
+    ThrowSystemError(__LINE__, "make a memory file");
   }
   if (!Kept) {
     WriteMemoryFile(File.get());

@@ -16,6 +16,7 @@
 #include <set>
 #include <utility>
 
+#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Messaging/TCNorvServiceProxy.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
@@ -124,7 +125,7 @@ void Guarded(char const* Subject, TFunction const& Function) {
   try {
     Function();
   } catch (...) {
-    SyslogError("%s: %s", Subject, MailWire::CaughtText().c_str());
+    LogIfPossible([&] { SyslogError("%s: %s", Subject, MailWire::CaughtText().c_str()); });
   }
 }
 
@@ -829,7 +830,7 @@ int TCNorvProxyConnection::OnGreeted(sd_bus_message* Message, void* Connection,
   Self.m_Ready = true;
   Self.m_Refused = false;
   Self.m_RetryDelay = kFirstRetryDelay;
-  Self.Signal(TEEvent::eReachable);
+  Guarded("mail router", [&] { Self.Signal(TEEvent::eReachable); });
   Self.Transmit();
   return 0;
 }
@@ -912,14 +913,21 @@ void TCNorvProxyConnection::OnPublished(sd_bus_message* Message, TSSource const&
   } else if (m_Identity == Origin) {
     Kind = TEKind::eOwn;
   }
-  if (!Admit(m_Subscriptions[Source.Interface], Position, Previous, Kind)) {
+  TSSubscription& Subscription = m_Subscriptions[Source.Interface];
+  MailWire::TSPosition const Former = Subscription.Received;
+  if (!Admit(Subscription, Position, Previous, Kind)) {
     return;
   }
-  TSNorvMailContent Content = MailWire::ReadMail(Message, Source.MailClass);
-  if (Kind != TEKind::eForeign) {
-    m_Outboxes[Source.Path].Streams[Source.Stream] = Number;
+  try {
+    TSNorvMailContent Content = MailWire::ReadMail(Message, Source.MailClass);
+    if (Kind != TEKind::eForeign) {
+      m_Outboxes[Source.Path].Streams[Source.Stream] = Number;
+    }
+    Receive({Kind, Source.Stream, Number, std::move(Content)});
+  } catch (std::bad_alloc const&) {
+    Subscription.Received = Former;  // it is missing, and will be asked for
+    throw;
   }
-  Receive({Kind, Source.Stream, Number, std::move(Content)});
 }
 
 // Mails of this process were published, up to one of them, and nothing else in between. They are

@@ -6,6 +6,7 @@
 #include <sys/epoll.h>
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "Platform/Messaging/MailWire.h"
@@ -24,8 +25,7 @@ TCRouterConnection::TCRouterConnection(TCRouterCore& Core, TCBusHandle Bus)
     : m_Core(Core), m_Bus(std::move(Bus)) {}
 
 TCRouterConnection::~TCRouterConnection() {
-  m_Ready.reset();  // what watches the socket goes before the socket
-  m_HangUp.reset();
+  m_HangUp.reset();  // goes, like m_Ready, before the socket that it watches
 }
 
 std::string TCRouterConnection::Describe() const {
@@ -97,11 +97,12 @@ void TCRouterConnection::Acknowledge(std::string const& Path, std::uint64_t Numb
 }
 
 void TCRouterConnection::SendAcknowledgements() {
-  for (auto const& [Path, Number] : m_Acknowledgements) {
-    sd_bus_emit_signal(m_Bus.get(), Path.c_str(), MailWire::kRouterInterface,
-                       MailWire::kAcknowledged, "t", Number);
+  for (auto Place = m_Acknowledgements.begin(); Place != m_Acknowledgements.end();) {
+    bool const Sent =
+        sd_bus_emit_signal(m_Bus.get(), Place->first.c_str(), MailWire::kRouterInterface,
+                           MailWire::kAcknowledged, "t", Place->second) >= 0;
+    Place = Sent ? m_Acknowledgements.erase(Place) : std::next(Place);
   }
-  m_Acknowledgements.clear();
   Watch();
 }
 

@@ -25,7 +25,7 @@ constexpr std::size_t kGroups = 128;            // of a user that are considered
 constexpr std::size_t kSubscriptionLimit = 64;  // of one connection
 constexpr std::size_t kNotAdmittedLimit = 16;   // connections of a user who may not greet
 constexpr std::uint64_t kSecond = 1000000;
-constexpr std::uint64_t kAcceptAgain = kSecond / 10;  // after the descriptors have run out
+constexpr std::uint64_t kTryAgain = kSecond / 10;  // after memory or descriptors have run out
 constexpr std::uint64_t kAccuracy = kSecond / 100;
 
 void RequireLoop(int Result, char const* Operation) {
@@ -83,15 +83,6 @@ void RequireOwnName(TSNorvMailSender const& Sender, char const* Identity) {
   }
 }
 
-// Where memory is short a line may be missing, but nothing else that is to be done.
-template <class TLog>
-void LogIfPossible(TLog const& Log) {
-  try {
-    Log();
-  } catch (std::bad_alloc const&) {  // no line
-  }
-}
-
 }  // namespace
 
 TCRouterCore::TCRouterCore(std::string const& Address)
@@ -114,11 +105,8 @@ TCRouterCore::TCRouterCore(std::string const& Address)
   RequireLoop(sd_event_add_post(m_Event.get(), &Source, OnProgress, this), "watch for progress");
   m_ProgressSource.reset(Source);
   RequireLoop(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "watch for progress");
-  RequireLoop(
-      sd_event_add_time(m_Event.get(), &Source, CLOCK_MONOTONIC, 0, kAccuracy, OnAcceptAgain, this),
-      "prepare accepting again");
-  m_AcceptAgainSource.reset(Source);
-  RequireLoop(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "prepare accepting again");
+  m_AcceptAgainSource = NewTimer(OnAcceptAgain);
+  m_ProgressTimer = NewTimer(OnProgressTime);
 }
 
 TCRouterCore::~TCRouterCore() = default;
@@ -259,15 +247,36 @@ void TCRouterCore::Accept() {
 
 // Who waits stays in the socket's queue, and the loop does not spin for them.
 void TCRouterCore::AcceptLater() {
-  SyslogError("mail router: cannot accept a connection: %s; trying again",
-              MailWire::ErrorText(errno).c_str());
+  int const Error = errno;
   sd_event_source_set_enabled(m_ConnectSource.get(), SD_EVENT_OFF);
-  sd_event_source_set_time(m_AcceptAgainSource.get(), Now() + kAcceptAgain);
-  sd_event_source_set_enabled(m_AcceptAgainSource.get(), SD_EVENT_ONESHOT);
+  WakeAfter(m_AcceptAgainSource.get());
+  LogIfPossible([&] {
+    SyslogError("mail router: cannot accept a connection: %s; trying again",
+                MailWire::ErrorText(Error).c_str());
+  });
+}
+
+// A timer that waits for WakeAfter().
+TCEventSource TCRouterCore::NewTimer(sd_event_time_handler_t OnTime) {
+  sd_event_source* Source = nullptr;
+  RequireLoop(
+      sd_event_add_time(m_Event.get(), &Source, CLOCK_MONOTONIC, 0, kAccuracy, OnTime, this),
+      "prepare a timer");
+  TCEventSource Timer(Source);
+  RequireLoop(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "prepare a timer");
+  return Timer;
+}
+
+void TCRouterCore::WakeAfter(sd_event_source* Timer) const {
+  sd_event_source_set_time(Timer, Now() + kTryAgain);
+  sd_event_source_set_enabled(Timer, SD_EVENT_ONESHOT);
 }
 
 int TCRouterCore::OnAcceptAgain(sd_event_source* /*Source*/, std::uint64_t /*Time*/, void* Core) {
-  sd_event_source_set_enabled(static_cast<TCRouterCore*>(Core)->m_ConnectSource.get(), SD_EVENT_ON);
+  auto& Self = *static_cast<TCRouterCore*>(Core);
+  if (sd_event_source_set_enabled(Self.m_ConnectSource.get(), SD_EVENT_ON) < 0) {
+    Self.WakeAfter(Self.m_AcceptAgainSource.get());
+  }
   return 0;
 }
 
@@ -335,12 +344,14 @@ void TCRouterCore::Drop(TCRouterConnection& Connection) {
     return;
   }
   Connection.m_IsDropped = true;
-  for (auto& [Path, Messages] : m_Parked) {
+  for (auto Place = m_Parked.begin(); Place != m_Parked.end();) {
+    std::deque<TSParked>& Messages = Place->second;
     Messages.erase(std::remove_if(Messages.begin(), Messages.end(),
                                   [&Connection](TSParked const& Parked) {
                                     return Parked.Connection == &Connection;
                                   }),
                    Messages.end());
+    Place = Messages.empty() ? m_Parked.erase(Place) : std::next(Place);
   }
   Connection.m_GreetingLimit.reset();
   Connection.m_Pause.reset();
@@ -393,8 +404,8 @@ int TCRouterCore::OnMessage(sd_bus_message* Message, void* Connection, sd_bus_er
     try {
       return From.m_Core.Route(From, Message);
     } catch (std::bad_alloc const&) {
-      if (sd_bus_message_get_expect_reply(Message) <= 0) {
-        throw;  // a mail is not to blame, and must not be lost
+      if (!IsCall(Message, MailWire::kRequest)) {
+        throw;  // a mail must not be lost, nor a greeting or a subscription refused for ever
       }
       RefuseMessage(From, Message, MailWire::CaughtText());
     } catch (...) {
@@ -412,8 +423,9 @@ void TCRouterCore::RefuseMessage(TCRouterConnection& From, sd_bus_message* Messa
     SyslogError("Mail of %s refused: %s%s", From.Describe().c_str(), Reason.c_str(),
                 From.m_LogBudget.TakeNote().c_str());
   }
-  if (sd_bus_message_get_expect_reply(Message) > 0 && !From.IsCongested()) {
-    sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "%s", Reason.c_str());
+  if (sd_bus_message_get_expect_reply(Message) > 0 && !From.IsCongested() &&
+      sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "%s", Reason.c_str()) < 0) {
+    From.m_Core.Drop(From);  // it would wait for the answer
   }
 }
 
@@ -461,9 +473,11 @@ void TCRouterCore::Greet(TCRouterConnection& Connection, sd_bus_message* Message
   MailWire::Require(sd_bus_message_read(Message, "sus", &Identity, &Version, &Device),
                     "read a greeting");
   if (Version != MailWire::kProtocolVersion && Version != MailWire::kTypedVersion) {
-    sd_bus_reply_method_errorf(Message, MailWire::kErrorProtocol,
-                               "protocol version %u is not spoken here, only %u and %u", Version,
-                               MailWire::kTypedVersion, MailWire::kProtocolVersion);
+    MailWire::Require(
+        sd_bus_reply_method_errorf(Message, MailWire::kErrorProtocol,
+                                   "protocol version %u is not spoken here, only %u and %u",
+                                   Version, MailWire::kTypedVersion, MailWire::kProtocolVersion),
+        "refuse a greeting");
     return;
   }
   if (std::strlen(Identity) == 0 || std::strlen(Identity) > MailWire::kIdentityLimit) {
@@ -476,10 +490,10 @@ void TCRouterCore::Greet(TCRouterConnection& Connection, sd_bus_message* Message
         .Format("%s may not use this router; its administrator can allow it",
                 Connection.Describe().c_str());
   }
-  Connection.m_GreetingLimit.reset();
-  Connection.m_Sender.Identity = Identity;
   Connection.m_Sender.Device = TCMACAddress(std::string(Device));
+  Connection.m_Sender.Identity = Identity;
   Connection.m_Form = MailWire::FormOf(Version);
+  Connection.m_GreetingLimit.reset();
   MailWire::Require(sd_bus_reply_method_return(Message, "u", Version), "greet");
 }
 
@@ -515,7 +529,8 @@ void TCRouterCore::Subscribe(TCRouterConnection& Connection, sd_bus_message* Mes
     throw TCException(kSource, __LINE__).Format("more than %zu subscriptions", kSubscriptionLimit);
   }
   Connection.m_Subscriptions[Interface].Behind = false;
-  CatchUp(Connection, Interface, Known);
+  // What it was not told of at once it would never hear of.
+  TakeOrDrop(Connection, [&] { CatchUp(Connection, Interface, Known); });
 }
 
 // Sends what the subscriber has not had: the kept mails after its position, or, when they do not
@@ -580,6 +595,9 @@ void TCRouterCore::FallBehind(TCRouterConnection& Connection,
   Subscription.Behind = true;
   Subscription.Own.reset();  // they are among what it has missed
   sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
+  if (Connection.IsDrained()) {
+    WakeAfter(m_ProgressTimer.get());  // its reading, which it is not waiting for, wakes nobody
+  }
   if (Connection.m_LogBudget.Grant()) {
     LogIfPossible([&] {
       SyslogWarning("mail router: %s does not read its mails; it will be brought up to date%s",
@@ -602,6 +620,12 @@ int TCRouterCore::OnProgress(sd_event_source* Source, void* Core) {
   if (!Waiting) {
     sd_event_source_set_enabled(Source, SD_EVENT_OFF);
   }
+  return 0;
+}
+
+// That it has been called is what OnProgress() runs after.
+int TCRouterCore::OnProgressTime(sd_event_source* /*Source*/, std::uint64_t /*Time*/,
+                                 void* /*Core*/) {
   return 0;
 }
 
@@ -630,8 +654,12 @@ void TCRouterCore::Resume(TCRouterConnection& Connection) {
 void TCRouterCore::BringUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned) {
   for (TCRouterConnection& Connection : m_Connections) {
     if (Connection.IsGreeted() && IsConcerned(Connection.m_Sender)) {
-      for (auto const& [Interface, Subscription] : Connection.m_Subscriptions) {
-        CatchUpByServices(Connection, Interface);
+      for (auto& [Interface, Subscription] : Connection.m_Subscriptions) {
+        try {
+          CatchUpByServices(Connection, Interface);
+        } catch (...) {
+          FallBehind(Connection, Subscription);
+        }
       }
     }
   }
@@ -726,9 +754,11 @@ void TCRouterCore::SlowDown(TCRouterConnection& Connection, std::uint64_t Pause)
     return;
   }
   if (Connection.m_LogBudget.Grant()) {
-    SyslogWarning("mail router: %s sends more than %u mails a second and is slowed down%s",
-                  Connection.Describe().c_str(), m_Limits.MailsPerSecond,
-                  Connection.m_LogBudget.TakeNote().c_str());
+    LogIfPossible([&] {
+      SyslogWarning("mail router: %s sends more than %u mails a second and is slowed down%s",
+                    Connection.Describe().c_str(), m_Limits.MailsPerSecond,
+                    Connection.m_LogBudget.TakeNote().c_str());
+    });
   }
   sd_event_source* Source = nullptr;
   MailWire::Require(sd_event_add_time_relative(m_Event.get(), &Source, CLOCK_MONOTONIC, Pause,
@@ -758,10 +788,12 @@ void TCRouterCore::TakeOrDrop(TCRouterConnection& Connection, TFunction const& T
 // Its proxy comes back and sends again what has not been acknowledged.
 void TCRouterCore::DropForNow(TCRouterConnection& Connection, std::exception const& Reason) {
   Drop(Connection);
-  LogIfPossible([&] {
-    SyslogError("A mail of %s cannot be taken now: %s; its connection is ended",
-                Connection.Describe().c_str(), Reason.what());
-  });
+  if (m_LogBudget.Grant()) {
+    LogIfPossible([&] {
+      SyslogError("A mail of %s cannot be taken now: %s; its connection is ended%s",
+                  Connection.Describe().c_str(), Reason.what(), m_LogBudget.TakeNote().c_str());
+    });
+  }
 }
 
 template <class TRead>
@@ -839,7 +871,9 @@ void TCRouterCore::DeliverRequest(TCNorvService& Owner, TCRouterConnection& Conn
   TSNorvMailContent const Request = MailWire::ReadMail(Message, MailClass, MailWire::kMailLimit);
   TSNorvMailContent Answer{MailClass, 0, 0, TCNorvMailBody::Empty()};
   if (!Owner.OnRequest(Sender, Request, Answer)) {
-    sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "the service refuses");
+    MailWire::Require(
+        sd_bus_reply_method_errorf(Message, MailWire::kErrorRefused, "the service refuses"),
+        "refuse a request");
     return;
   }
   sd_bus_message* Raw = nullptr;
@@ -861,10 +895,10 @@ void TCRouterCore::OpenMailbox(std::string const& Mailbox, std::string const& Pa
   if (!m_Mailboxes.emplace(Path, &Owner).second) {
     throw TCException(kSource, __LINE__).Format("mailbox %s has an owner", Mailbox.c_str());
   }
-  std::deque<TSParked>& Messages = m_Parked[Path];
-  while (!Messages.empty()) {
-    TSParked const First = std::move(Messages.front());
-    Messages.pop_front();
+  for (auto Place = m_Parked.find(Path); Place != m_Parked.end() && !Place->second.empty();
+       Place = m_Parked.find(Path)) {
+    TSParked const First = std::move(Place->second.front());
+    Place->second.pop_front();
     OnMessage(First.Message.get(), First.Connection, nullptr);  // may drop it, and with it the rest
   }
   m_Parked.erase(Path);
@@ -951,8 +985,13 @@ void TCRouterCore::KeepOwn(TCRouterConnection& Connection,
   if (Subscription.Own && Subscription.Own->Path != Mail.Path) {
     TellOfOwn(Connection, Mail.Interface, Subscription);
   }
-  if (!Subscription.Behind) {
+  if (Subscription.Behind) {
+    return;
+  }
+  try {
     Subscription.Own = {Mail.Path, Mail.Sequence, Mail.Number};
+  } catch (std::bad_alloc const&) {
+    FallBehind(Connection, Subscription);
   }
 }
 
@@ -1005,8 +1044,10 @@ void TCRouterCore::Forward(TCRouterConnection& Connection,
       return;
     }
   } catch (...) {
-    SyslogError("mail router: cannot send to %s: %s", Connection.Describe().c_str(),
-                MailWire::CaughtText().c_str());
+    LogIfPossible([&] {
+      SyslogError("mail router: cannot send to %s: %s", Connection.Describe().c_str(),
+                  MailWire::CaughtText().c_str());
+    });
   }
   FallBehind(Connection, Subscription);
 }

@@ -74,6 +74,7 @@ class TCRouterCore {
   static int OnReady(sd_event_source* Source, int File, std::uint32_t Events, void* Connection);
   static int OnReap(sd_event_source* Source, void* Core);
   static int OnProgress(sd_event_source* Source, void* Core);
+  static int OnProgressTime(sd_event_source* Source, std::uint64_t Time, void* Core);
   static int OnGreetingLimit(sd_event_source* Source, std::uint64_t Time, void* Connection);
   static int OnHangUp(sd_event_source* Source, int File, std::uint32_t Events, void* Connection);
   static int OnPauseOver(sd_event_source* Source, std::uint64_t Time, void* Connection);
@@ -87,6 +88,8 @@ class TCRouterCore {
   bool IsAdmitted(TSNorvMailSender const& Sender) const;
   void RequireRoomFor(TSNorvMailSender const& Sender) const;
   void AcceptLater();
+  TCEventSource NewTimer(sd_event_time_handler_t OnTime);
+  void WakeAfter(sd_event_source* Timer) const;
   void Drop(TCRouterConnection& Connection);
   int Route(TCRouterConnection& Connection, sd_bus_message* Message);
   static void RefuseMessage(TCRouterConnection& From, sd_bus_message* Message,
@@ -140,6 +143,7 @@ class TCRouterCore {
   TCEventSource m_WakeSource;
   TCEventSource m_ReapSource;
   TCEventSource m_ProgressSource;  // enabled while a connection is behind
+  TCEventSource m_ProgressTimer;   // while one is behind whose reading nothing waits for
 
   TSNorvRouterLimits m_Limits;
   std::function<bool(TSNorvMailSender const&)> m_Admission;
