@@ -109,31 +109,34 @@ struct FailingRouterMemory : TMessagingFixture {
     EXPECT_GE(sd_bus_send(Peer, Raw, nullptr), 0);
   }
 
-  // Whether the router has ended the connection; `Acknowledged` is the last mail acknowledged.
-  static bool HasEnded(sd_bus* Peer, std::uint64_t& Acknowledged) {
+  // Hands all signals of the name that have come to `Take`.
+  template <class TFunction>
+  static void ForEach(sd_bus* Peer, char const* Signal, TFunction const& Take) {
     for (int Processed = 1; Processed > 0;) {
       sd_bus_message* Raw = nullptr;
       Processed = sd_bus_process(Peer, &Raw);
       TCBusMessage const Message(Raw);
-      if (Raw != nullptr && sd_bus_message_is_signal(Raw, nullptr, MailWire::kAcknowledged) > 0) {
-        EXPECT_GE(sd_bus_message_read(Raw, "t", &Acknowledged), 0);
+      if (Raw != nullptr && sd_bus_message_is_signal(Raw, nullptr, Signal) > 0) {
+        Take(Raw);
       }
     }
+  }
+
+  // Whether the router has ended the connection; `Acknowledged` is the last mail acknowledged.
+  static bool HasEnded(sd_bus* Peer, std::uint64_t& Acknowledged) {
+    ForEach(Peer, MailWire::kAcknowledged, [&Acknowledged](sd_bus_message* Message) {
+      EXPECT_GE(sd_bus_message_read(Message, "t", &Acknowledged), 0);
+    });
     return sd_bus_is_open(Peer) <= 0;
   }
 
   // Keeps the number of the last mail that the peer has been told of.
   static void ReadSequence(sd_bus* Peer, std::uint64_t& Sequence) {
-    for (int Processed = 1; Processed > 0;) {
-      sd_bus_message* Raw = nullptr;
-      Processed = sd_bus_process(Peer, &Raw);
-      TCBusMessage const Message(Raw);
-      if (Raw != nullptr && sd_bus_message_is_signal(Raw, kInterface, MailWire::kPublished) > 0) {
-        std::uint64_t Epoch = 0;
-        std::uint64_t Previous = 0;
-        EXPECT_GE(sd_bus_message_read(Raw, "ttt", &Epoch, &Previous, &Sequence), 0);
-      }
-    }
+    ForEach(Peer, MailWire::kPublished, [&Sequence](sd_bus_message* Message) {
+      std::uint64_t Epoch = 0;
+      std::uint64_t Previous = 0;
+      EXPECT_GE(sd_bus_message_read(Message, "ttt", &Epoch, &Previous, &Sequence), 0);
+    });
   }
 
   static constexpr int kNever = 1 << 30;
