@@ -29,15 +29,6 @@ constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SE
   throw TCException(kSource, Line).Format("Malformed mail: %s", Reason);
 }
 
-// Lack of memory or of descriptors is no defect of a mail, which may come again.
-[[noreturn]] void ThrowSystemError(int Line, char const* Operation) {
-  int const Error = errno;
-  if (Error == ENOMEM || Error == EMFILE || Error == ENFILE) {
-    throw std::bad_alloc();
-  }
-  throw TCException(kSource, Line).Format("cannot %s: %s", Operation, strerror(Error));
-}
-
 void RequireKnownCodes(std::string_view Signature) {
   if (Signature.size() > TCNorvMailBody::kMaximumFields) {
     ThrowMalformed(__LINE__, "too many fields in a record");
@@ -69,7 +60,7 @@ void WriteAll(int File, std::string_view Bytes) {
       if (errno == EINTR) {
         continue;
       }
-      ThrowSystemError(__LINE__, "fill a memory file");
+      throw TCException(kSource, __LINE__).Format("cannot fill a memory file: %s", strerror(errno));
     }
     Bytes.remove_prefix(static_cast<std::size_t>(Written));
   }
@@ -184,8 +175,11 @@ class TCNorvMailBody::TCMapping {
   TCMapping(int File, std::size_t Size)
       : m_Address(mmap(nullptr, Size, PROT_READ, MAP_PRIVATE | MAP_POPULATE, File, 0)),
         m_Size(Size) {
+    if (m_Address == MAP_FAILED && errno == ENOMEM) {
+      throw std::bad_alloc();  // no defect of the mail, which may come again
+    }
     if (m_Address == MAP_FAILED) {
-      ThrowSystemError(__LINE__, "map a memory file");
+      throw TCException(kSource, __LINE__).Format("cannot map a memory file: %s", strerror(errno));
     }
   }
   TCMapping(TCMapping const&) = delete;
@@ -327,7 +321,7 @@ int TCNorvMailBody::MakeMemoryFile() const {
   TCFileDescriptor File(Kept ? fcntl(m_Mapping->get_File(), F_DUPFD_CLOEXEC, 0)
                              : memfd_create("mail", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   if (File.get() < 0) {
-    ThrowSystemError(__LINE__, "make a memory file");
+    throw TCException(kSource, __LINE__).Format("cannot make a memory file: %s", strerror(errno));
   }
   if (!Kept) {
     WriteMemoryFile(File.get());
