@@ -185,6 +185,12 @@ TCNorvProxyConnection::TCNorvProxyConnection(TCNorvServiceProxy& Owner)
   }
 }
 
+TCNorvProxyConnection::~TCNorvProxyConnection() {
+  if (m_Thread.joinable()) {
+    m_Thread.detach();  // a hook on it was what closed the connection, and nobody did again
+  }
+}
+
 // ---- waiting and pumping ----
 
 TCNorvProxyConnection::TCDeadline TCNorvProxyConnection::DeadlineAfter(int Milliseconds) {
@@ -522,7 +528,8 @@ void TCNorvProxyConnection::Close() {
   if (!Own && m_Thread.joinable()) {
     m_Changed.wait_for(Lock, kExitLinger, [this] { return m_ThreadEnded && !m_Pumping; });
   }
-  std::thread Thread = std::move(m_Thread);
+  // Closed in a hook, the thread stays: who closes next must wait until the hook has returned.
+  std::thread Thread = Own ? std::thread() : std::move(m_Thread);
   bool const Ended = m_ThreadEnded;
   if (!m_Pumping) {
     m_Bus.reset();

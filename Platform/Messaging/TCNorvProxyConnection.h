@@ -38,6 +38,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   explicit TCNorvProxyConnection(TCNorvServiceProxy& Owner);
   TCNorvProxyConnection(TCNorvProxyConnection const&) = delete;
   TCNorvProxyConnection& operator=(TCNorvProxyConnection const&) = delete;
+  ~TCNorvProxyConnection();
 
   bool WaitForRouter(int Timeout);
   void Subscribe(TCNorvMailClassID const& MailClass);

@@ -6,6 +6,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <future>
 
@@ -68,6 +69,27 @@ TEST_F(ProxyClose, WorksInsideAHandler) {
   Server.Publish(1);
   EXPECT_THAT(Proxy.m_Mails.WaitFor(1), ElementsAre(1));
   EXPECT_FALSE(Proxy.SendNumber(2));
+}
+
+TEST_F(ProxyClose, DestructionWaitsForTheHandlerThatHasClosedTheProxy) {
+  TTestServer Server;
+  TTestProxy Other;
+  TEvent Closed;
+  std::atomic<bool> HasReturned{false};
+  {
+    TTestProxy Proxy;
+    Proxy.m_OnMail = [&](TCNorvMessage const&) {
+      Proxy.Close();
+      Closed.Set();
+      EXPECT_TRUE(Other.AskNumber(1));
+      HasReturned = true;
+    };
+    ASSERT_TRUE(Proxy.AskNumber(0));
+    Proxy.ConnectService(TestClass(), 3, false);
+    Server.Publish(1);
+    EXPECT_TRUE(Closed.Wait());
+  }
+  EXPECT_TRUE(HasReturned);
 }
 
 TEST_F(ProxyClose, DestructionDoesNotWaitForAnAnswer) {
