@@ -2,6 +2,7 @@
 # The headers that programs built with the library include.
 set(PUBLIC_HEADERS
   PropertyExport.h
+  SchemaArguments.h
   TCBasicPropertyID.h
   TCCommonPropertyChangeNotifier.h
   TCCommonPropertyObject.h

@@ -7,10 +7,13 @@
 #include <new>
 #include <utility>
 
+#include "CommonProperties/TCPropertyChoice.h"
 #include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyInitOverride.h"
+#include "CommonProperties/TCPropertyLink.h"
 #include "CommonProperties/TCPropertyShowControl.h"
+#include "CommonProperties/TCValidRegexPropertySettings.h"
 #include "CommonProperties/TUEarlyStatic.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TextConversions.h"
@@ -32,8 +35,9 @@ TNodes* g_TempList;  // in the order of construction, until they are initialised
 bool g_Initializing;
 
 void CreateRegistry() {
-  if (TCBasicPropertyID::m_List != nullptr)
+  if (TCBasicPropertyID::m_List != nullptr) {
     return;
+  }
   auto TempList = std::make_unique<TNodes>();
   TCBasicPropertyID::m_List = new std::map<int, TCBasicPropertyID*>;
   g_TempList = TempList.release();
@@ -81,12 +85,33 @@ void TCBasicPropertyID::Register() {
   TCCriticalSectionLock Lock(m_CSection);
   CreateRegistry();
   auto const [Itr, Inserted] = m_List->emplace(m_Number, this);
-  if (!Inserted)
+  if (!Inserted) {
     throw TCException(kSource, __LINE__, "Itr == m_List->end()")
         .Format("Property %s(%d) is already defined as %s", m_Name.c_str(), m_Number,
                 Itr->second->Viewname(true).c_str());
-  if (!m_Initialized)
+  }
+  try {
+    TCPropertyLink::Connect(*this);
+  } catch (...) {
+    m_List->erase(Itr);
+    throw;
+  }
+  TCPropertyInitOverride::Attach(*this);
+  if (!m_Initialized) {
     g_TempList->splice(g_TempList->end(), Entry);
+  }
+}
+
+// The memory of a static object is zero until it is constructed, so it passes for a node of the
+// number 0 that is registered elsewhere, if at all. What checks the use of objects must not see it.
+__attribute__((no_sanitize("address", "undefined"))) bool TCBasicPropertyID::IsConstructed(
+    TCBasicPropertyID const& Node) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_List == nullptr) {
+    return false;
+  }
+  auto const Itr = m_List->find(Node.m_Number);
+  return Itr != m_List->end() && Itr->second == &Node;
 }
 
 void TCBasicPropertyID::Unregister() noexcept {
@@ -97,8 +122,9 @@ void TCBasicPropertyID::Unregister() noexcept {
 
 TCBasicPropertyID* TCBasicPropertyID::Find(int Number) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (m_List == nullptr)
+  if (m_List == nullptr) {
     return nullptr;
+  }
   auto const Itr = m_List->find(Number);
   return Itr != m_List->end() ? Itr->second : nullptr;
 }
@@ -145,24 +171,28 @@ std::string TCBasicPropertyID::Viewname(bool) const {
 }
 
 TCNullTypes<int> TCBasicPropertyID::get_classid() const {
-  if (!m_ClassID.IsNull() || m_Parent.IsNull())
+  if (!m_ClassID.IsNull() || m_Parent.IsNull()) {
     return m_ClassID;
+  }
   TCCriticalSectionLock Lock(m_CSection);
   // Links can tie parents to a ring, which has no class id; no chain is longer than the registry.
   TCBasicPropertyID const* Node = this;
   for (std::size_t Left = m_List->size(); Left > 0 && !Node->m_Parent.IsNull(); --Left) {
     Node = Find(Node->m_Parent.get_Value());
-    if (Node == nullptr)
+    if (Node == nullptr) {
       break;
-    if (!Node->m_ClassID.IsNull())
+    }
+    if (!Node->m_ClassID.IsNull()) {
       return Node->m_ClassID;
+    }
   }
   return m_ClassID;
 }
 
 TCNullTypes<std::string> TCBasicPropertyID::GetDefaultValue() {
-  if (m_Type == eComboChoice)
+  if (m_Type == eComboChoice) {
     return ToString(m_Number);
+  }
   return TCNullTypes<std::string>();
 }
 
@@ -177,22 +207,33 @@ bool TCBasicPropertyID::GetShow() const {
 void TCBasicPropertyID::SetShow(bool) {}
 
 void TCBasicPropertyID::DoInitialize() {
-  if (m_ClassID.IsNull())
+  if (m_ClassID.IsNull()) {
     m_ClassID = get_classid();
-  if (m_InitOverride != nullptr)
+  }
+  if (m_InitOverride != nullptr) {
     m_InitOverride->Initialize(this);
+  }
 }
 
 void TCBasicPropertyID::Initialize() {
   UnassignedProperty();  // belongs to every schema, also to one completed before its own static
   TCCriticalSectionLock Lock(m_CSection);
-  if (m_Initialized || g_Initializing)
+  if (m_Initialized || g_Initializing) {
     return;
+  }
   TCInitializing const Pass;
+  RequireConstructed();
   TCPropertyShowControl::Initialize();
   InitializeNodes();
   TCPropertyChoiceID::Initialize();
   m_Initialized = true;
+}
+
+void TCBasicPropertyID::RequireConstructed() {
+  TCPropertyLink::RequireConstructed();
+  TCPropertyChoice::RequireConstructed();
+  TCPropertyInitOverride::RequireConstructed();
+  TCValidRegexPropertySettings::RequireConstructed();
 }
 
 void TCBasicPropertyID::InitializeNodes() {
@@ -200,8 +241,9 @@ void TCBasicPropertyID::InitializeNodes() {
   // An override may construct nodes; they are appended and get their turn.
   for (TCBasicPropertyID* Node : *g_TempList) {
     Node->DoInitialize();
-    if (HasOrder(Node->m_Type))
+    if (HasOrder(Node->m_Type)) {
       Node->m_Order = Siblings[{Node->m_ClassID, Node->m_Parent}]++;
+    }
     m_Classlist.insert(Node->m_ClassID);
   }
   g_TempList->clear();

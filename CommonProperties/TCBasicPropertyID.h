@@ -7,6 +7,7 @@
 #include <string>
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 #include "Platform/Utility/TCCriticalSection.h"
 #include "Platform/Utility/TCNullTypes.h"
 
@@ -25,6 +26,10 @@ enum TEPropertyType : int {
   eBooleanField,
   eDBLookupField  ///< a field whose allowed values come from a database table
 };
+
+// A field's default hides the virtual one on purpose.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"
 
 /// One declaration of the schema: a name and a number, a kind, a parent and a class id.
 ///
@@ -63,11 +68,15 @@ class PROPERTY_EXPORT TCBasicPropertyID {
 
   /// Null when no node has `Number`.
   static TCBasicPropertyID* Find(int Number);
+  /// Whether the constructor of `Node` has run: a static object of another file may still be bare
+  /// memory. Nothing but its address may be used then.
+  static bool IsConstructed(TCBasicPropertyID const& Node);
 
   /// Completes the schema: applies the show controls, lets every node initialise itself in the
   /// order of construction, numbers siblings, collects the class ids and checks the choice
   /// references. Once done, and inside a pass that is under way, a call does nothing.
-  /// Passes on what a node, an override, a show control or a reference throws; the schema then
+  /// Passes on what a node, an override, a show control or a reference throws, and throws
+  /// TCException when something was declared about a node that is not constructed; the schema then
   /// counts as not initialised, and nodes already passed keep what was set.
   static void Initialize();
 
@@ -103,6 +112,7 @@ class PROPERTY_EXPORT TCBasicPropertyID {
 
  protected:
   void set_ClassID(int ClassID) { m_ClassID = ClassID; }
+  void set_Parent(int Parent) { m_Parent = Parent; }
   /// Takes this node out of the registry, for a constructor that fails after the base's.
   void Unregister() noexcept;
 
@@ -110,8 +120,10 @@ class PROPERTY_EXPORT TCBasicPropertyID {
   friend class TCPropertyLink;  // sets the parent
 
   void Register();
+  static void RequireConstructed();
   static void InitializeNodes();
 
+  [[maybe_unused]] TSOnePiece m_OnePiece = {};
   TCPropertyInitOverride* m_InitOverride = nullptr;  // not owned
   Accessories::TCNullTypes<int> m_ClassID;
   int m_Order = 0;
@@ -121,5 +133,7 @@ class PROPERTY_EXPORT TCBasicPropertyID {
   std::string m_Name;
   std::string m_Description;
 };
+
+#pragma GCC diagnostic pop
 
 }  // namespace Property

@@ -18,8 +18,9 @@ TCCommonPropertyChangeNotifier::~TCCommonPropertyChangeNotifier() {
 
 void TCCommonPropertyChangeNotifier::Enable() {
   TCCriticalSectionLock Lock(m_Lock);
-  if (m_Enabled)
+  if (m_Enabled) {
     return;
+  }
   TCPropertyCollection::AddNotifier(this);
   m_Enabled = true;
 }
@@ -31,10 +32,11 @@ void TCCommonPropertyChangeNotifier::Push(TENotificationType Type,
     m_Queue.emplace_back(Object, Type);
   }
   // The last access to this object: the hook may destroy it.
-  if (!OnPropQueued())
+  if (!OnPropQueued()) {
     throw TCException("../CommonProperties/TCCommonPropertyChangeNotifier", 122,
                       "OnPropQueued() == true")
         .Format("No method for fetching changes");
+  }
 }
 
 bool TCCommonPropertyChangeNotifier::OnPropQueued() {

@@ -86,6 +86,8 @@ class PROPERTY_EXPORT TCCommonPropertyChangeNotifier {
   std::list<std::pair<TCCommonPropertyObject, TENotificationType>> m_Queue;  // oldest first
 
  private:
+  friend class TCPropertyCollection;  // takes m_Lock for a fork
+
   std::atomic<bool> m_Enabled;  // written under m_Lock, read under the store's lock
 };
 

@@ -2,6 +2,7 @@
 // Conversions of a value between its stored text and the types that clients use.
 #include "CommonProperties/TCCommonPropertyObject.h"
 
+#include <ostream>
 #include <utility>
 
 #include "CommonProperties/TCPropertyChoice.h"
@@ -57,7 +58,7 @@ TCCommonPropertyObject::TCCommonPropertyObject(TCPropertyID const& ID, TCRecordI
 
 TCCommonPropertyObject::~TCCommonPropertyObject() = default;
 
-// --- writing -------------------------------------------------------------------------------------
+// ---- writing ----
 
 void TCCommonPropertyObject::set_Data(std::string const& Text) {
   if (IsChoiceField()) {
@@ -65,10 +66,11 @@ void TCCommonPropertyObject::set_Data(std::string const& Text) {
     return;
   }
   TraceChange(Text, "");
-  if (m_ID->get_Type() == eBooleanField)
+  if (m_ID->get_Type() == eBooleanField) {
     m_Data = BoolText(ToIntDef(Text, 0) != 0);
-  else
+  } else {
     m_Data = Text;
+  }
 }
 
 void TCCommonPropertyObject::SelectByValue(std::string const& Text) {
@@ -77,16 +79,19 @@ void TCCommonPropertyObject::SelectByValue(std::string const& Text) {
   if (NotFound) {
     SyslogWarning("Invalid Property Value [%s] assigned to %s", Text.c_str(),
                   m_ID->Viewname(false).c_str());
-    if (IsDebugLevel(DEBUG_PROPERTY))
+    if (IsDebugLevel(DEBUG_PROPERTY)) {
       SendDebugOutput(DEBUG_PROPERTY,
                       "%s link(%s) is set to default because of invalid choice [%s].",
                       m_ID->Viewname(false).c_str(), m_Link.get_AsString().c_str(), Text.c_str());
+    }
   }
-  if (Choice == nullptr)
+  if (Choice == nullptr) {
     return;
+  }
   std::string Number = NumberText(*Choice);
-  if (Number == m_Data)
+  if (Number == m_Data) {
     return;
+  }
   TraceChange(Number, "");
   m_Data = std::move(Number);
 }
@@ -114,10 +119,11 @@ TCCommonPropertyObject& TCCommonPropertyObject::operator=(bool Value) {
 
 TCCommonPropertyObject& TCCommonPropertyObject::operator=(TCPropertyChoiceID const& right) {
   RequireChoiceField(__LINE__);
-  if (!m_ID->HaveChoice(right.get_AsInteger()))
+  if (!m_ID->HaveChoice(right.get_AsInteger())) {
     throw TCException(kSource, __LINE__, "m_ID->HaveChoice(right.get_AsInteger())==true")
         .Format("Property %s is assigned to choice which are not valid choice",
                 m_ID->Viewname(true).c_str());
+  }
   SetRealValue(right.get_AsString());
   return *this;
 }
@@ -144,70 +150,81 @@ bool TCCommonPropertyObject::SetRealValue(std::string const& Text) {
 void TCCommonPropertyObject::TakeDefaultChoice(std::string const& Text,
                                                TCPropertyChoice const* Choice) {
   char const* Description = Choice != nullptr ? Choice->get_Description().c_str() : "";
-  if (!Text.empty())
+  if (!Text.empty()) {
     SyslogWarning("Invalid Value [%s] assigned to %s. Default is chosen [%s]", Text.c_str(),
                   m_ID->Viewname(false).c_str(), Description);
-  if (Choice != nullptr)
+  }
+  if (Choice != nullptr) {
     m_Data = NumberText(*Choice);
-  if (m_CheckData)
+  }
+  if (m_CheckData) {
     throw TCException(kSource, __LINE__)
         .Format("Invalid Value [%s] assigned to %s. Default is chosen [%s]", Text.c_str(),
                 m_ID->Viewname(false).c_str(), Description);
+  }
 }
 
 void TCCommonPropertyObject::SetStringBit(int Bit, bool Value) {
-  if (IsChoiceField())
+  if (IsChoiceField()) {
     throw TCException(kSource, __LINE__, "m_ID->get_Type() != eComboField");
+  }
   SetBitInStringVector(m_Data, Bit, Value);
 }
 
 void TCCommonPropertyObject::SetDefaultChoice() {
-  if (!IsChoiceField())
+  if (!IsChoiceField()) {
     throw TCException(kSource, __LINE__, "m_ID->get_Type() == eComboField")
         .Format("Property %s is not a choice type", m_ID->Viewname(true).c_str());
-  if (TCPropertyChoice const* Choice = m_ID->GetDefaultChoice(false))
+  }
+  if (TCPropertyChoice const* Choice = m_ID->GetDefaultChoice(false)) {
     m_Data = NumberText(*Choice);
+  }
 }
 
 void TCCommonPropertyObject::Clear() {
-  if (IsChoiceField())
+  if (IsChoiceField()) {
     SetDefaultChoice();
-  else
+  } else {
     SetRealValue("");
+  }
 }
 
 TCCommonPropertyObject TCCommonPropertyObject::Validate(void (*Function)(TCCommonPropertyObject&)) {
   TCCommonPropertyObject Copy(*this);
-  if (Function == nullptr)
+  if (Function == nullptr) {
     throw TCException(kSource, __LINE__, "Function!=__null")
         .Format("Validation function is NULL for property %s", m_ID->Viewname(true).c_str());
+  }
   Function(Copy);
   if (Copy.m_Data == m_Data) {
-    if (IsDebugLevel(DEBUG_PROPERTY))
+    if (IsDebugLevel(DEBUG_PROPERTY)) {
       SendDebugOutput(DEBUG_PROPERTY, "%s link(%s) validation with not change [%s]",
                       m_ID->Viewname(false).c_str(), m_Link.get_AsString().c_str(), m_Data.c_str());
+    }
     return *this;
   }
-  if (IsDebugLevel(DEBUG_PROPERTY))
+  if (IsDebugLevel(DEBUG_PROPERTY)) {
     SendDebugOutput(DEBUG_PROPERTY, "%s link(%s) validation change from [%s] to [%s]",
                     m_ID->Viewname(false).c_str(), m_Link.get_AsString().c_str(), m_Data.c_str(),
                     Copy.m_Data.c_str());
+  }
   m_Data = Copy.m_Data;
   TCPropertyCollection::get()->UpdateProperty(*m_ID, m_Link, m_Data, false,
                                               m_MAC.get_AsString(':'));
   return *this;
 }
 
-// --- reading -------------------------------------------------------------------------------------
+// ---- reading ----
 
 bool TCCommonPropertyObject::IsChoiceField() const {
   return m_ID->get_Type() == eComboField;
 }
 
 void TCCommonPropertyObject::RequireChoiceField(int Line) const {
-  if (!IsChoiceField())
+  if (!IsChoiceField()) {
     throw TCException(kSource, Line, "m_ID->get_Type() == eComboField")
         .Format("Property %s is not a choice field", m_ID->Viewname(true).c_str());
+  }
 }
 
 TCPropertyChoice const* TCCommonPropertyObject::StoredChoice(bool& NotFound) const {
@@ -215,8 +232,9 @@ TCPropertyChoice const* TCCommonPropertyObject::StoredChoice(bool& NotFound) con
 }
 
 TCPropertyChoice const* TCCommonPropertyObject::SelectedChoice(int Line) const {
-  if (!IsChoiceField())
+  if (!IsChoiceField()) {
     throw TCException(kSource, Line, "get_ID().get_Type() == eComboField");
+  }
   bool NotFound = false;
   return StoredChoice(NotFound);
 }
@@ -225,9 +243,10 @@ TCPropertyChoice const* TCCommonPropertyObject::ChoiceByDefault(std::string cons
                                                                 char const* Shown) const {
   bool NotFound = false;
   TCPropertyChoice const* Choice = m_ID->FindChoiceByValue(Value, NotFound);
-  if (NotFound)
+  if (NotFound) {
     SyslogWarning("Property %s tried to specifies an invalid choice value (%s)",
                   m_ID->Viewname(true).c_str(), Shown);
+  }
   return Choice;
 }
 
@@ -235,8 +254,9 @@ template <class T>
 TCPropertyChoice const* TCCommonPropertyObject::ChoiceFor(TCNullTypes<T> const& Default) const {
   bool NotFound = false;
   TCPropertyChoice const* Choice = StoredChoice(NotFound);
-  if (!NotFound || Default.IsNull())
+  if (!NotFound || Default.IsNull()) {
     return Choice;
+  }
   std::string const Value = DefaultText(Default);
   return ChoiceByDefault(Value, Value.c_str());
 }
@@ -251,8 +271,9 @@ TCPropertyChoice const* TCCommonPropertyObject::ChoiceFor(TCNullTypes<bool> cons
 }
 
 std::string const& TCCommonPropertyObject::Read(std::string& Buffer) const {
-  if (!IsChoiceField())
+  if (!IsChoiceField()) {
     return m_Data;
+  }
   bool NotFound = false;
   return ValueText(StoredChoice(NotFound), Buffer);
 }
@@ -260,19 +281,23 @@ std::string const& TCCommonPropertyObject::Read(std::string& Buffer) const {
 template <class T>
 std::string const& TCCommonPropertyObject::Read(TCNullTypes<T> const& Default,
                                                 std::string& Buffer) const {
-  if (IsChoiceField())
+  if (IsChoiceField()) {
     return ValueText(ChoiceFor(Default), Buffer);
-  if (!m_Data.empty())
+  }
+  if (!m_Data.empty()) {
     return m_Data;
+  }
   Buffer = Default.IsNull() ? m_ID->GetDefaultValue().get_Value() : DefaultText(Default);
   return Buffer;
 }
 
 bool TCCommonPropertyObject::ReadBool(TCNullTypes<bool> const& Default) const {
-  if (!m_Data.empty())
+  if (!m_Data.empty()) {
     return ToIntDef(m_Data, 0) != 0;
-  if (!Default.IsNull())
+  }
+  if (!Default.IsNull()) {
     return Default.get_Value();
+  }
   TCNullTypes<std::string> const Schema = m_ID->GetDefaultValue();
   return Schema.IsNull() || Schema.get_Value() != "0";
 }
@@ -283,8 +308,9 @@ std::string TCCommonPropertyObject::get_Data() const {
 }
 
 std::string TCCommonPropertyObject::get_Data(TCNullTypes<bool> const& Default) const {
-  if (!IsChoiceField())
+  if (!IsChoiceField()) {
     return BoolText(ReadBool(Default));
+  }
   return ValueText(ChoiceFor(Default), std::string());
 }
 
@@ -304,17 +330,20 @@ std::string TCCommonPropertyObject::get_Data(TCNullTypes<std::string> const& Def
 }
 
 std::string TCCommonPropertyObject::get_Data(char const* Default) const {
-  if (Default != nullptr)
+  if (Default != nullptr) {
     return get_Data(TCNullTypes<std::string>(Default));
+  }
   return get_Data();
 }
 
 bool TCCommonPropertyObject::get_AsBool(TCNullTypes<bool> const& Default) const {
-  if (!IsChoiceField())
+  if (!IsChoiceField()) {
     return ReadBool(Default);
+  }
   std::string const Text = get_Data(Default);
-  if (Text.empty() && !Default.IsNull())
+  if (Text.empty() && !Default.IsNull()) {
     return Default.get_Value();
+  }
   return ToIntDef(Text, 0) != 0;
 }
 
@@ -370,8 +399,9 @@ std::string TCCommonPropertyObject::get_ChoiceName(TCNullTypes<int> const&) cons
 }
 
 bool TCCommonPropertyObject::GetStringBit(int Bit) const {
-  if (IsChoiceField())
+  if (IsChoiceField()) {
     throw TCException(kSource, __LINE__, "m_ID->get_Type() != eComboField");
+  }
   return IsBitSetInStringVector(m_Data, Bit);
 }
 
@@ -387,6 +417,13 @@ TCCommonPropertyObject::operator long long() const {
   return get_AsBigInt();
 }
 
+TCCommonPropertyObject::operator double() const {
+  std::string Buffer;
+  bool OK = false;
+  double const Value = StringToDouble(Read(TCNullTypes<std::string>(), Buffer), OK);
+  return OK ? Value : 0;
+}
+
 TCCommonPropertyObject::operator std::string() const {
   return get_Data();
 }
@@ -396,10 +433,11 @@ TCCommonPropertyObject::operator char const*() const {
 }
 
 char const* TCCommonPropertyObject::TCTextBuffer::Keep(std::string&& Text) {
-  if (m_Text == nullptr)
+  if (m_Text == nullptr) {
     m_Text = std::make_unique<std::string>(std::move(Text));
-  else
+  } else {
     *m_Text = std::move(Text);
+  }
   return m_Text->c_str();
 }
 
@@ -415,6 +453,20 @@ bool TCCommonPropertyObject::operator==(int Right) const {
   return get_AsInteger() == Right;
 }
 
+bool TCCommonPropertyObject::IsNumber(long long Right) const {
+  return get_AsBigInt() == Right;
+}
+
+bool TCCommonPropertyObject::IsNumber(unsigned long long Right) const {
+  long long const Value = get_AsBigInt();
+  return Value >= 0 && static_cast<unsigned long long>(Value) == Right;
+}
+
+bool TCCommonPropertyObject::IsNumber(double Right) const {
+  double const Value = *this;
+  return Value == Right;
+}
+
 bool TCCommonPropertyObject::operator==(std::string const& Right) const {
   std::string Buffer;
   return Read(Buffer) == Right;
@@ -426,33 +478,41 @@ bool TCCommonPropertyObject::operator==(char const* Right) const {
 
 bool TCCommonPropertyObject::operator==(TCPropertyChoiceID const& ChoiceID) const {
   RequireChoiceField(__LINE__);
-  if (!m_ID->HaveChoice(ChoiceID.get_AsInteger()))
+  if (!m_ID->HaveChoice(ChoiceID.get_AsInteger())) {
     throw TCException(kSource, __LINE__, "m_ID->HaveChoice(ChoiceID.get_AsInteger())==true")
         .Format("Property %s is comparing to choice which are not valid choice",
                 m_ID->Viewname(true).c_str());
+  }
   return m_Data == ChoiceID.get_AsString();
 }
 
 bool TCCommonPropertyObject::operator!=(TCPropertyChoiceID const& ChoiceID) const {
   RequireChoiceField(__LINE__);
-  if (!m_ID->HaveChoice(ChoiceID.get_AsInteger()))
+  if (!m_ID->HaveChoice(ChoiceID.get_AsInteger())) {
     throw TCException(kSource, __LINE__, "m_ID->HaveChoice(ChoiceID.get_AsInteger())==true")
         .Format("%s is comparing to choice which are not valid choice",
                 m_ID->Viewname(true).c_str());
+  }
   return m_Data != ChoiceID.get_AsString();
 }
 
+std::ostream& operator<<(std::ostream& Stream, TCCommonPropertyObject const& Value) {
+  return Stream << Value.get_Data();
+}
+
 void TCCommonPropertyObject::TraceChange(std::string const& Text, char const* Suffix) const {
-  if (IsDebugLevel(DEBUG_PROPERTY))
+  if (IsDebugLevel(DEBUG_PROPERTY)) {
     SendDebugOutput(DEBUG_PROPERTY, "%s link(%s) is changed from [%s] to [%s]%s",
                     m_ID->Viewname(false).c_str(), m_Link.get_AsString().c_str(), m_Data.c_str(),
                     Text.c_str(), Suffix);
+  }
 }
 
 void TCCommonPropertyObject::Trace(std::string const& Text) const {
-  if (IsDebugLevel(DEBUG_PROPERTY))
+  if (IsDebugLevel(DEBUG_PROPERTY)) {
     SendDebugOutput(DEBUG_PROPERTY, "%s %s link(%s). Data [%s]", Text.c_str(),
                     m_ID->Viewname(false).c_str(), m_Link.get_AsString().c_str(), m_Data.c_str());
+  }
 }
 
 }  // namespace Property

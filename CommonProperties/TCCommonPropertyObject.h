@@ -3,6 +3,7 @@
 #pragma once
 
 #include <boost/any.hpp>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <type_traits>
@@ -31,12 +32,21 @@ class TCPropertyID;
 /// (the conversion to `char const*` writes to the object, const or not).
 ///
 /// `Text = Value`, `Text += Value` with a std::string, and a value handed to an overload set that
-/// takes both numbers and texts, are ambiguous: write `Value.get_AsString()`.
+/// takes both numbers and texts, are ambiguous: write `Value.get_AsString()`. So is what a value is
+/// to be in `switch (Value)` and in arithmetic: write `Value.get_AsInteger()`.
 class PROPERTY_EXPORT TCCommonPropertyObject {
  private:
   template <class T>
   using TIfScalar = std::enable_if_t<
       std::is_same_v<T, bool> || std::is_same_v<T, int> || std::is_same_v<T, long long>, int>;
+  /// The numbers that neither are nor become a bool or an int by themselves.
+  template <class T>
+  using TIfOtherNumber =
+      std::enable_if_t<std::is_same_v<T, unsigned> || std::is_same_v<T, long> ||
+                           std::is_same_v<T, unsigned long> || std::is_same_v<T, long long> ||
+                           std::is_same_v<T, unsigned long long> || std::is_same_v<T, float> ||
+                           std::is_same_v<T, double>,
+                       int>;
   template <class T>
   using TIfMACAddress = std::enable_if_t<std::is_same_v<T, TCMACAddress>, int>;
 
@@ -56,11 +66,21 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
 
   TCCommonPropertyObject(TCCommonPropertyObject const&) = default;
   TCCommonPropertyObject(TCCommonPropertyObject&&) = default;
-  TCCommonPropertyObject& operator=(TCCommonPropertyObject const&) = default;
+  /// When memory runs out, the value is unchanged.
+  // Each member can be assigned to itself. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+  TCCommonPropertyObject& operator=(TCCommonPropertyObject const& Right) {
+    m_Data = Right.m_Data;  // the one that can fail
+    m_Defined = Right.m_Defined;
+    m_ID = Right.m_ID;
+    m_MAC = Right.m_MAC;
+    m_Link = Right.m_Link;
+    m_Loaded = Right.m_Loaded;
+    return *this;
+  }
   TCCommonPropertyObject& operator=(TCCommonPropertyObject&&) = default;
   virtual ~TCCommonPropertyObject();
 
-  // --- writing ---------------------------------------------------------------------------------
+  // ---- writing ----
 
   /// Takes `Text` in by the field's type and leaves the loaded mark alone. A choice field takes the
   /// choice whose value text is `Text`, or with two lines of log its default choice; a boolean
@@ -101,7 +121,7 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
   /// the value unchanged; passes on what the store throws (no such entry), with the value changed.
   TCCommonPropertyObject Validate(void (*Function)(TCCommonPropertyObject&));
 
-  // --- reading ---------------------------------------------------------------------------------
+  // ---- reading ----
 
   TCPropertyID const& get_ID() const { return *m_ID; }
   Accessories::TCRecordID const& get_Link() const { return m_Link; }
@@ -173,6 +193,9 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
   operator bool() const;
   operator int() const;
   operator long long() const;
+  /// The text read as a decimal number with or without fraction and exponent, by the rules of
+  /// get_AsString(); 0 when it is none.
+  operator double() const;
   operator std::string() const;
   /// The text of get_Data(), kept by this object: the pointer is good until the next conversion to
   /// `char const*` of the same object, or until the object is destroyed. Later writes do not change
@@ -190,6 +213,16 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
   bool operator!=(bool Right) const { return !(*this == Right); }
   bool operator==(int Right) const;
   bool operator!=(int Right) const { return !(*this == Right); }
+  /// Whole numbers are compared as `long long` reads the value, without regard to their types: -1
+  /// is no unsigned number. Others are compared as `double` reads it.
+  template <class T, TIfOtherNumber<T> = 0>
+  bool operator==(T Right) const {
+    return IsNumber(Right);
+  }
+  template <class T, TIfOtherNumber<T> = 0>
+  bool operator!=(T Right) const {
+    return !IsNumber(Right);
+  }
   bool operator==(std::string const& Right) const;
   bool operator!=(std::string const& Right) const { return !(*this == Right); }
   bool operator==(char const* Right) const;
@@ -204,6 +237,14 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
   friend bool operator!=(bool Left, TCCommonPropertyObject const& Right) { return Right != Left; }
   friend bool operator==(int Left, TCCommonPropertyObject const& Right) { return Right == Left; }
   friend bool operator!=(int Left, TCCommonPropertyObject const& Right) { return Right != Left; }
+  template <class T, TIfOtherNumber<T> = 0>
+  friend bool operator==(T Left, TCCommonPropertyObject const& Right) {
+    return Right == Left;
+  }
+  template <class T, TIfOtherNumber<T> = 0>
+  friend bool operator!=(T Left, TCCommonPropertyObject const& Right) {
+    return Right != Left;
+  }
   friend bool operator==(std::string const& Left, TCCommonPropertyObject const& Right) {
     return Right == Left;
   }
@@ -216,6 +257,10 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
   friend bool operator!=(char const* Left, TCCommonPropertyObject const& Right) {
     return Right != Left;
   }
+
+  /// Writes the text that the conversion to std::string gives.
+  friend PROPERTY_EXPORT std::ostream& operator<<(std::ostream& Stream,
+                                                  TCCommonPropertyObject const& Value);
 
   /// Writes `Text` and the value to the debug channel of properties, while that is on.
   void Trace(std::string const& Text) const;
@@ -251,6 +296,15 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
         m_MAC(MAC),
         m_Link(Link),
         m_Loaded(Stored.m_Loaded) {}
+
+  bool IsNumber(long Right) const { return IsNumber(static_cast<long long>(Right)); }
+  bool IsNumber(long long Right) const;
+  bool IsNumber(unsigned Right) const { return IsNumber(static_cast<unsigned long long>(Right)); }
+  bool IsNumber(unsigned long Right) const {
+    return IsNumber(static_cast<unsigned long long>(Right));
+  }
+  bool IsNumber(unsigned long long Right) const;
+  bool IsNumber(double Right) const;
 
   bool IsChoiceField() const;
   void RequireChoiceField(int Line) const;

@@ -6,18 +6,25 @@
 #include <string>
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 
 namespace Property {
 
 /// A reference to a choice by its number, entered into a registry of its own. A static object: it
-/// stays registered when it is destroyed. The registry is changed under the schema's lock.
+/// stays registered when it is destroyed. Its copies name the same choice and are not registered,
+/// so they may live as long as they like. The registry is changed under the schema's lock.
 class PROPERTY_EXPORT TCPropertyChoiceID {
  public:
   /// Registers the reference; when the number has one already, that one stays in its place. The
   /// first text is not kept.
   TCPropertyChoiceID(std::string const& Unused, int Number, std::string const& Name);
-  TCPropertyChoiceID(TCPropertyChoiceID const&) = delete;
-  TCPropertyChoiceID& operator=(TCPropertyChoiceID const&) = delete;
+  /// The same with C strings; a null pointer throws std::logic_error and registers nothing.
+  template <class U, class N, TIfText<U, N> = 0>
+  TCPropertyChoiceID(U* Unused, int Number, N* Name) : TCPropertyChoiceID(Number, Unused, Name) {}
+  TCPropertyChoiceID(TCPropertyChoiceID const&) = default;
+  /// A registered reference that becomes one to another choice leaves the registry. When memory
+  /// runs out, it is unchanged.
+  TCPropertyChoiceID& operator=(TCPropertyChoiceID const& Right);
   virtual ~TCPropertyChoiceID();
 
   /// Null when the number is not registered. Takes no lock.
@@ -38,7 +45,11 @@ class PROPERTY_EXPORT TCPropertyChoiceID {
   static std::map<int, TCPropertyChoiceID*>* m_List;
 
  private:
+  TCPropertyChoiceID(int Number, char const* Unused, char const* Name);
+  void Unregister() noexcept;
+
   int m_Number;
+  [[maybe_unused]] TSOnePiece m_OnePiece = {};
   std::string m_Name;
 };
 

@@ -2,6 +2,8 @@
 // The process-wide store: its values, and what surrounds them in every process.
 #include "CommonProperties/TCPropertyCollection.h"
 
+#include <exception>
+#include <new>
 #include <utility>
 
 #include "CommonProperties/TCBasicPropertyID.h"
@@ -10,6 +12,7 @@
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "Platform/Utility/DebugOutput.h"
+#include "Platform/Utility/ForkHandlers.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCUtilities.h"
@@ -39,14 +42,16 @@ TCCommonPropertyObject LoadedValue(TCPropertyKey const& Key, std::string const& 
 }
 
 void TraceRead(TCCommonPropertyObject const& Object) {
-  if (IsDebugLevel(DEBUG_PROPERTY))
+  if (IsDebugLevel(DEBUG_PROPERTY)) {
     Object.Trace("Get");
+  }
 }
 
 // Once a store exists the schema is complete, and its mark is only read from then on.
 void CompleteSchema() {
-  if (!TCBasicPropertyID::m_Initialized)
+  if (!TCBasicPropertyID::m_Initialized) {
     TCBasicPropertyID::Initialize();
+  }
 }
 
 }  // namespace
@@ -67,6 +72,49 @@ class TCPropertyCollection::TCThreadEnd {
   ~TCThreadEnd() { ForgetTransaction(); }
 };
 
+/// A walk over the notifiers. What Clear removes meanwhile lives until its end.
+class TCPropertyCollection::TCTelling {
+ public:
+  explicit TCTelling(TCPropertyCollection& Store) : m_Store(Store) { ++m_Store.m_Tellings; }
+  ~TCTelling() {
+    if (--m_Store.m_Tellings == 0) {
+      m_Store.m_Cleared.clear();
+    }
+  }
+  TCTelling(TCTelling const&) = delete;
+  TCTelling& operator=(TCTelling const&) = delete;
+
+ private:
+  TCPropertyCollection& m_Store;
+};
+
+/// A deletion that is being told. Hears whether the value is told as changed meanwhile, by a hook.
+class TCPropertyCollection::TCDeletion {
+ public:
+  TCDeletion(TCPropertyCollection& Store, TCPropertyKey const& Key)
+      : m_Store(Store), m_Outer(Store.m_Deletion), m_Key(Key) {
+    m_Store.m_Deletion = this;
+  }
+  ~TCDeletion() { m_Store.m_Deletion = m_Outer; }
+  TCDeletion(TCDeletion const&) = delete;
+  TCDeletion& operator=(TCDeletion const&) = delete;
+
+  /// Passes it on to the deletions in whose hooks this one was made.
+  void HearChange(TCPropertyKey const& Key) {
+    m_Overtaken = m_Overtaken || (!(m_Key < Key) && !(Key < m_Key));
+    if (m_Outer != nullptr) {
+      m_Outer->HearChange(Key);
+    }
+  }
+  bool IsOvertaken() const { return m_Overtaken; }
+
+ private:
+  TCPropertyCollection& m_Store;
+  TCDeletion* const m_Outer;
+  TCPropertyKey const& m_Key;
+  bool m_Overtaken = false;
+};
+
 TCPropertyCollection::TCProcessState& TCPropertyCollection::State() {
   static TCProcessState& Result = *new TCProcessState;
   return Result;
@@ -83,39 +131,84 @@ std::set<TCCommonPropertyChangeNotifier*>* TCPropertyCollection::m_Notifiers = n
 TCPropertyCollection* TCPropertyCollection::m_Instance = nullptr;
 bool TCPropertyCollection::m_Ready = false;
 TCCriticalSection TCPropertyCollection::m_CSection;
+TCPropertyCollection* TCPropertyCollection::m_Complete = nullptr;
+bool TCPropertyCollection::m_UnderConstruction = false;
+std::atomic<bool> TCPropertyCollection::m_LongWait{false};
 
-TCPropertyCollection::TCPropertyCollection() {
+TCPropertyCollection::TCPropertyCollection()
+    : m_ExceptionsAtConstruction(std::uncaught_exceptions()) {
   TCCriticalSectionLock Lock(m_CSection);
   State().m_OwnMAC = TCMACAddress::Own("");
   State().m_OwnMACText = State().m_OwnMAC.get_AsString(':');
   TCBasicPropertyID::Initialize();
-  if (m_Instance != nullptr)
+  WatchForks();
+  if (m_Instance != nullptr) {
     throw TCException(kSource, __LINE__, "m_Instance==__null")
         .Format("Property collection has already been created");
+  }
+  __atomic_store_n(&m_Complete, static_cast<TCPropertyCollection*>(nullptr), __ATOMIC_RELEASE);
   __atomic_store_n(&m_Instance, this, __ATOMIC_RELEASE);
 }
 
-TCPropertyCollection::~TCPropertyCollection() = default;
+// With more exceptions on their way than at its construction, the store is one whose constructor
+// has thrown.
+TCPropertyCollection::~TCPropertyCollection() {
+  if (std::uncaught_exceptions() <= m_ExceptionsAtConstruction) {
+    return;
+  }
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_Instance == this) {
+    __atomic_store_n(&m_Instance, static_cast<TCPropertyCollection*>(nullptr), __ATOMIC_RELEASE);
+  }
+}
 
-// Every call of a client's function comes here first, so the pointer is read without the lock. The
-// built-in function, because subclasses see the member as the plain pointer that it is.
+// Every call of a client's function comes here first, so that the pointers are read without the
+// lock. The built-in functions, because subclasses see m_Instance as the plain pointer that it is.
 TCPropertyCollection* TCPropertyCollection::get() {
   TCPropertyCollection* const Instance = __atomic_load_n(&m_Instance, __ATOMIC_ACQUIRE);
-  if (Instance == nullptr)
+  if (Instance != nullptr && Instance == __atomic_load_n(&m_Complete, __ATOMIC_ACQUIRE)) {
+    return Instance;
+  }
+  return WaitForInstance();
+}
+
+// Who has got the lock has waited for the end of the construction, unless it is the thread that
+// constructs.
+TCPropertyCollection* TCPropertyCollection::WaitForInstance() {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (m_Instance == nullptr) {
     throw TCException(kSource, __LINE__, "m_Instance!=__null")
         .Format("Property collection has not been created");
-  return Instance;
+  }
+  if (!m_UnderConstruction) {
+    __atomic_store_n(&m_Complete, m_Instance, __ATOMIC_RELEASE);
+  }
+  return m_Instance;
 }
 
 void TCPropertyCollection::Clear() {
   TCCriticalSectionLock Lock(m_CSection);
-  for (auto const& Entry : m_Properties)
-    delete Entry.second;
+  if (m_Tellings != 0) {
+    m_Cleared.reserve(m_Cleared.size() + m_Properties.size() + m_Removed.size());
+  }
+  CountChange();
+  for (auto const& Entry : m_Properties) {
+    if (m_Tellings != 0) {
+      m_Cleared.emplace_back(Entry.second);
+    } else {
+      delete Entry.second;
+    }
+  }
   m_Properties.clear();
+  if (m_Tellings != 0) {
+    for (auto& Entry : m_Removed) {
+      m_Cleared.push_back(std::move(Entry.second));
+    }
+  }
   m_Removed.clear();
 }
 
-// --- the map -------------------------------------------------------------------------------------
+// ---- the map ----
 
 TCCommonPropertyObject* TCPropertyCollection::Find(TCPropertyKey const& Key) const {
   auto const Entry = m_Properties.find(Key);
@@ -126,8 +219,9 @@ TCCommonPropertyObject* TCPropertyCollection::Find(TCPropertyKey const& Key) con
 // first.
 std::pair<TCPropertyCollection::TCPlace, bool> TCPropertyCollection::Seek(
     TCPropertyKey const& Key) {
-  if (m_Properties.empty() || m_Properties.rbegin()->first < Key)
+  if (m_Properties.empty() || m_Properties.rbegin()->first < Key) {
     return {m_Properties.end(), false};
+  }
   TCPlace const Place = m_Properties.lower_bound(Key);
   return {Place, !(Key < Place->first)};
 }
@@ -137,6 +231,7 @@ TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Va
 }
 
 TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Value, TCPlace Next) {
+  CountChange();
   TCPropertyKey const Key = KeyOf(Value);
   auto const Removed = m_Removed.find(Key);
   if (Removed != m_Removed.end()) {
@@ -152,16 +247,93 @@ TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Va
   return *Stored.release();
 }
 
+bool TCPropertyCollection::Remove(TCPropertyKey const& Key) {
+  TCCriticalSectionLock Lock(m_CSection);
+  auto const Entry = m_Properties.find(Key);
+  if (Entry == m_Properties.end()) {
+    return false;
+  }
+  CountChange();
+  m_Removed.emplace(Key, nullptr)->second.reset(Entry->second);
+  m_Properties.erase(Entry);
+  return true;
+}
+
+// ---- telling ----
+
+// Only who holds the lock writes it, so that it takes no more than an addition.
+void TCPropertyCollection::CountChange() {
+  m_ChangeCount.store(m_ChangeCount.load(std::memory_order_relaxed) + 1, std::memory_order_release);
+}
+
 void TCPropertyCollection::ChangedThenNotify(TCCommonPropertyObject const& Object,
                                              TCCriticalSectionLock& Lock) {
   TCCommonPropertyObject const Copy(Object);
+  CountChange();
   OnPropertySet(Copy);
+  unsigned const ChangeCount = get_ChangeCount();
   Lock.Leave();
   OnPropertyChanged(Copy);
   Notify(eNotifyChanged, Copy);
+  TellLaterChange(Copy, ChangeCount);
 }
 
-// --- writing -------------------------------------------------------------------------------------
+// Who changes a value after the count was read tells it later than `Told` was told, or is seen
+// here.
+void TCPropertyCollection::TellLaterChange(TCCommonPropertyObject const& Told,
+                                           unsigned ChangeCount) {
+  if (get_ChangeCount() == ChangeCount) {
+    return;
+  }
+  TCCriticalSectionLock Lock(m_CSection);
+  TellUntilItStands(KeyOf(Told), eNotifyChanged, Told.GetRealValue());
+}
+
+void TCPropertyCollection::TellChanged(TCPropertyKey const& Key) {
+  TCCriticalSectionLock Lock(m_CSection);
+  TCCommonPropertyObject const* const Stored = Find(Key);
+  if (Stored == nullptr) {
+    return;
+  }
+  unsigned const ChangeCount = get_ChangeCount();
+  std::string const Text = Stored->GetRealValue();
+  Notify(eNotifyChanged, *Stored);
+  if (get_ChangeCount() != ChangeCount) {
+    TellUntilItStands(Key, eNotifyChanged, Text);
+  }
+}
+
+void TCPropertyCollection::TellRemoved(TCPropertyKey const& Key) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (Find(Key) == nullptr) {
+    TellUntilItStands(Key, eNotifyChanged, std::string());
+  }
+}
+
+// What was told last was `Told`, with `Text`. A value that is neither stored nor kept as removed
+// has been cleared away, which is told to nobody.
+void TCPropertyCollection::TellUntilItStands(TCPropertyKey const& Key, TENotificationType Told,
+                                             std::string Text) {
+  for (;;) {
+    TCCommonPropertyObject const* const Stored = Find(Key);
+    auto const Removed = m_Removed.find(Key);
+    if (Stored != nullptr) {
+      if (Told == eNotifyChanged && Stored->GetRealValue() == Text) {
+        return;
+      }
+      Told = eNotifyChanged;
+      Text = Stored->GetRealValue();
+      Notify(Told, *Stored);
+    } else if (Told == eNotifyChanged && Removed != m_Removed.end()) {
+      Told = eNotifyDeleted;
+      Notify(Told, *Removed->second);
+    } else {
+      return;
+    }
+  }
+}
+
+// ---- writing ----
 
 TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID const& ID,
                                                                 TCRecordID const& Link,
@@ -191,10 +363,12 @@ TCCommonPropertyObject const& TCPropertyCollection::Set(TCPropertyKey const& Key
                                                         TCCriticalSectionLock& Lock) {
   CompleteSchema();
   TCCommonPropertyObject* Stored = Find(Key);
-  if (Stored != nullptr && *Stored == Data)
+  if (Stored != nullptr && *Stored == Data) {
     return *Stored;
-  if (TCPropertyTransaction* Transaction = OpenTransaction())
+  }
+  if (TCPropertyTransaction* Transaction = OpenTransaction()) {
     return *Transaction->Changed(Key, Data);
+  }
   if (Stored != nullptr) {
     Stored->set_Data(Data);
   } else {
@@ -220,13 +394,16 @@ TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID con
     // A choice never makes a value for another device than the current one.
     TCPropertyKey const Current(ID, Link, CurrentMAC(ID));
     Stored = Find(Current);
-    if (Stored == nullptr)
+    if (Stored == nullptr) {
       Stored = &Insert(EmptyValue(Current));
+    }
   }
-  if (Stored != nullptr && Stored->GetRealValue() == Number)
+  if (Stored != nullptr && Stored->GetRealValue() == Number) {
     return *Stored;
-  if (Transaction != nullptr)
+  }
+  if (Transaction != nullptr) {
     return *Transaction->Changed(Key, Number);
+  }
   Stored->SetRealValue(Number);
   ChangedThenNotify(*Stored, Lock);
   return *Stored;
@@ -239,15 +416,17 @@ bool TCPropertyCollection::UpdateProperty(TCPropertyID const& ID, TCRecordID con
   TCPropertyKey const Key(ID, Link, MAC);
   TCCommonPropertyObject* Stored = Find(Key);
   if (Stored != nullptr) {
-    if (!Stored->SetRealValue(Data))
+    if (!Stored->SetRealValue(Data)) {
       return false;
+    }
+    CountChange();
   } else if (AddIfMissing) {
-    Stored = &Insert(LoadedValue(Key, Data));
+    Insert(LoadedValue(Key, Data));
   } else {
     throw TCException(kSource, __LINE__)
         .Format("Updating a non existing Property %s", ID.Viewname(true).c_str());
   }
-  Notify(eNotifyChanged, *Stored);
+  TellChanged(Key);
   return true;
 }
 
@@ -262,15 +441,21 @@ TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyKey const
                                                              std::string const& Data) {
   TCCriticalSectionLock Lock(m_CSection);
   auto const [Place, Found] = Seek(Key);
-  if (!Found)
+  if (!Found) {
     return &Insert(LoadedValue(Key, Data), Place);
-  return Place->second->SetRealValue(Data) ? Place->second : nullptr;
+  }
+  if (!Place->second->SetRealValue(Data)) {
+    return nullptr;
+  }
+  CountChange();
+  return Place->second;
 }
 
 void TCPropertyCollection::LoadProperty(TCCommonPropertyObject const& Object) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (Find(KeyOf(Object)) == nullptr)
+  if (Find(KeyOf(Object)) == nullptr) {
     Insert(TCCommonPropertyObject(Object));
+  }
 }
 
 TCCommonPropertyObject* TCPropertyCollection::LoadProperty(TCPropertyID const& ID,
@@ -289,8 +474,9 @@ TCCommonPropertyObject* TCPropertyCollection::LoadProperty(TCPropertyID const& I
     Stored->SetRealValue(Text);
     Changed = true;
   }
-  if (Changed)
+  if (Changed) {
     ChangedThenNotify(*Stored, Lock);
+  }
   return Stored;
 }
 
@@ -299,15 +485,15 @@ void TCPropertyCollection::DeleteProperty(TCPropertyID const& ID, TCRecordID con
   TCCriticalSectionLock Lock(m_CSection);
   TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
   TCCommonPropertyObject const* const Stored = Find(Key);
-  if (Stored == nullptr)
+  if (Stored == nullptr) {
     return;
+  }
+  TCDeletion const Deletion(*this, Key);
   Notify(eNotifyDeleted, *Stored);
-  // Looked up again: a hook may have removed the value itself.
-  auto const Entry = m_Properties.find(Key);
-  if (Entry == m_Properties.end())
-    return;
-  m_Removed.emplace(Key, nullptr)->second.reset(Entry->second);
-  m_Properties.erase(Entry);
+  // A hook may have removed the value itself, or set it and told of that.
+  if (Remove(Key) && Deletion.IsOvertaken()) {
+    TellRemoved(Key);
+  }
 }
 
 void TCPropertyCollection::DeletePropertiesLinkedTo(TCRecordID const& Link,
@@ -319,15 +505,17 @@ void TCPropertyCollection::DeletePropertiesLinkedTo(TCRecordID const& Link,
     for (auto const& Entry : m_Properties) {
       TCCommonPropertyObject const& Object = *Entry.second;
       bool const OfClass = ClassID.IsNull() || Object.get_ID().get_ClassID() == ClassID;
-      if (Object.get_Link() == Link && OfClass)
+      if (Object.get_Link() == Link && OfClass) {
         Linked.push_back(Object);
+      }
     }
   }
-  for (TCCommonPropertyObject const& Object : Linked)
+  for (TCCommonPropertyObject const& Object : Linked) {
     DeleteProperty(Object.get_ID(), Link, MAC);
+  }
 }
 
-// --- reading -------------------------------------------------------------------------------------
+// ---- reading ----
 
 TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID,
                                                          TCRecordID const& Link, std::string MAC) {
@@ -364,16 +552,18 @@ TCCommonPropertyObject TCPropertyCollection::Read(TCPropertyKey const& Key, bool
   TraceRead(Object);
   TValidator const* const Function = ValidatorOf(ID);
   Lock.Leave();
-  if (Function != nullptr)
+  if (Function != nullptr) {
     Object.Validate(*Function);
+  }
   return Object;
 }
 
 TCCommonPropertyObject& TCPropertyCollection::getProperty(TCCommonPropertyObject& Object,
                                                           bool NoException, std::string const&) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (Object.m_MAC.Empty())
+  if (Object.m_MAC.Empty()) {
     Object.m_MAC = CurrentMAC(Object.get_ID());
+  }
   TCCommonPropertyObject const* const Stored = Find(KeyOf(Object));
   if (Stored == nullptr) {
     Lock.Leave();
@@ -396,8 +586,9 @@ void TCPropertyCollection::FetchMissing(TCCommonPropertyObject& Object, bool NoE
   Object.Trace("Get Failed");
   std::string const Name = Object.get_ID().Viewname(false);
   SyslogWarning("Timeout. Cannot fetch property %s", Name.c_str());
-  if (!NoException)
+  if (!NoException) {
     throw TCException(kSource, __LINE__).Format("Unable to load Property %s", Name.c_str());
+  }
 }
 
 std::string const& TCPropertyCollection::getPropertyData(TCPropertyID const& ID,
@@ -405,9 +596,10 @@ std::string const& TCPropertyCollection::getPropertyData(TCPropertyID const& ID,
                                                          std::string const& MAC) {
   TCCriticalSectionLock Lock(m_CSection);
   TCCommonPropertyObject const* const Stored = Find(TCPropertyKey(ID, Link, MAC));
-  if (Stored == nullptr)
+  if (Stored == nullptr) {
     throw TCException(kSource, __LINE__)
         .Format("getting a non existing Property %s", ID.Viewname(true).c_str());
+  }
   return Stored->GetRealValue();
 }
 
@@ -422,22 +614,24 @@ std::list<TCCommonPropertyObject> TCPropertyCollection::GetProperties(TCProperty
   return get()->DoLoadPropertyList(ID);
 }
 
-// --- validators ----------------------------------------------------------------------------------
+// ---- validators ----
 
 void TCPropertyCollection::AssignValidator(TCPropertyID const& ID, TValidator Function) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (!m_Validators.emplace(ID.get_Number(), Function).second)
+  if (!m_Validators.emplace(ID.get_Number(), Function).second) {
     throw TCException(kSource, __LINE__, "Itr == m_Validators.end()")
         .Format("There are already installed a Validation method for property %s",
                 ID.Viewname(false).c_str());
+  }
 }
 
 void TCPropertyCollection::Validation(TCCommonPropertyObject& Object) {
   TCCriticalSectionLock Lock(m_CSection);
   TValidator const* const Function = ValidatorOf(Object.get_ID());
   Lock.Leave();
-  if (Function != nullptr)
+  if (Function != nullptr) {
     Object.Validate(*Function);
+  }
 }
 
 // Null when there is none. An assigned one stays, so the pointer is good without the lock, too.
@@ -447,7 +641,7 @@ TCPropertyCollection::TValidator const* TCPropertyCollection::ValidatorOf(
   return Entry != m_Validators.end() ? &Entry->second : nullptr;
 }
 
-// --- devices and sessions ------------------------------------------------------------------------
+// ---- devices and sessions ----
 
 bool TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int> const& ClassID) {
   return !TCPropertyContainer::IsOrvaneLinked(ClassID.get_Value());
@@ -459,9 +653,11 @@ bool TCPropertyCollection::IsSystemWideProperty(TCPropertyID const& ID) {
 
 std::set<TCRecordID> TCPropertyCollection::GetSystemwideClassIDs() {
   std::set<TCRecordID> Result;
-  for (TCNullTypes<int> const& ClassID : TCBasicPropertyID::m_Classlist)
-    if (!ClassID.IsNull() && IsSystemWideProperty(ClassID))
+  for (TCNullTypes<int> const& ClassID : TCBasicPropertyID::m_Classlist) {
+    if (!ClassID.IsNull() && IsSystemWideProperty(ClassID)) {
       Result.insert(TCRecordID(ClassID.get_Value()));
+    }
+  }
   return Result;
 }
 
@@ -486,25 +682,28 @@ TCNullTypes<int> TCPropertyCollection::GetClassIDForWPFunction(int Function) {
 }
 
 std::string TCPropertyCollection::GetCurrentMAC(TCPropertyID const& ID) {
-  if (IsSystemWideProperty(ID))
+  if (IsSystemWideProperty(ID)) {
     return std::string();
+  }
   TCCriticalSectionLock Lock(m_CSection);
   return m_FPGetCurrentSession == nullptr ? State().m_OwnMACText : SessionMAC();
 }
 
 // GetCurrentMAC as an address, without a way over the text of this device's own.
 TCMACAddress TCPropertyCollection::CurrentMAC(TCPropertyID const& ID) {
-  if (IsSystemWideProperty(ID))
+  if (IsSystemWideProperty(ID)) {
     return TCMACAddress();
+  }
   return m_FPGetCurrentSession == nullptr ? State().m_OwnMAC : TCMACAddress(SessionMAC());
 }
 
 std::string const& TCPropertyCollection::SessionMAC() {
   auto const& Sessions = State().m_Sessions;
   auto const Entry = Sessions.find(m_FPGetCurrentSession());
-  if (Entry == Sessions.end())
+  if (Entry == Sessions.end()) {
     throw TCException(kSource, __LINE__, "Itr!=m_SessionList.end()")
         .Format("No Mac address saved for current session");
+  }
   return Entry->second;
 }
 
@@ -529,7 +728,7 @@ void TCPropertyCollection::DeleteSession(unsigned long SessionID) {
   get()->DoDeleteSession(SessionID);
 }
 
-// --- transactions --------------------------------------------------------------------------------
+// ---- transactions ----
 
 void TCPropertyCollection::AddTransaction(TCPropertyTransaction* Transaction) {
   static thread_local TCThreadEnd AtThreadEnd;
@@ -562,47 +761,138 @@ TCPropertyTransaction* TCPropertyCollection::InTransaction() {
 
 TCPropertyTransaction* TCPropertyCollection::OpenTransaction() {
   auto const& Transactions = State().m_Transactions;
-  if (Transactions.empty())
+  if (Transactions.empty()) {
     return nullptr;
+  }
   auto const Entry = Transactions.find(TCUtilities::GetCurrentThreadID());
   return Entry != Transactions.end() ? Entry->second : nullptr;
 }
 
-// --- notifiers -----------------------------------------------------------------------------------
+// ---- forks ----
+
+namespace {
+
+constexpr int kForkTryMilliseconds = 10;
+
+int g_ForkingThread = 0;              // guarded by the store's lock
+thread_local bool t_HasStore = true;  // whether the fork under way on this thread has that lock
+
+}  // namespace
+
+void TCPropertyCollection::WatchForks() noexcept {
+  SetForkHandlers(TEForkPlace::eStore, {LockForFork, UnlockInParent, UnlockInChild});
+}
+
+// Who waits without limit may wait for what this fork is to start. Such a wait may also begin after
+// the other thread has entered, hence the attempts.
+bool TCPropertyCollection::EnterForFork() {
+  while (!m_CSection.Enter(kForkTryMilliseconds)) {
+    if (m_LongWait) {
+      return false;
+    }
+  }
+  return true;
+}
+
+void TCPropertyCollection::LockForFork() {
+  t_HasStore = EnterForFork();
+  TCBasicPropertyID::m_CSection.Enter();
+  if (!t_HasStore) {
+    return;
+  }
+  g_ForkingThread = TCUtilities::GetCurrentThreadID();
+  if (m_Notifiers != nullptr) {
+    for (TCCommonPropertyChangeNotifier* const Notifier : *m_Notifiers) {
+      Notifier->m_Lock.Enter();
+    }
+  }
+}
+
+void TCPropertyCollection::UnlockInParent() {
+  if (t_HasStore && m_Notifiers != nullptr) {
+    for (TCCommonPropertyChangeNotifier* const Notifier : *m_Notifiers) {
+      Notifier->m_Lock.Leave();
+    }
+  }
+  TCBasicPropertyID::m_CSection.Leave();
+  if (t_HasStore) {
+    m_CSection.Leave();
+  }
+}
+
+// The forking thread keeps its transaction; those of the others ended with them.
+void TCPropertyCollection::UnlockInChild() {
+  if (!t_HasStore) {
+    DropInChild();
+    return;
+  }
+  auto& Transactions = State().m_Transactions;
+  auto Own = Transactions.extract(g_ForkingThread);
+  Transactions.clear();
+  if (!Own.empty()) {
+    Own.key() = TCUtilities::GetCurrentThreadID();
+    Transactions.insert(std::move(Own));
+  }
+  if (m_Notifiers != nullptr) {
+    for (TCCommonPropertyChangeNotifier* const Notifier : *m_Notifiers) {
+      Notifier->m_Lock.LeaveInChild();
+    }
+  }
+  TCBasicPropertyID::m_CSection.LeaveInChild();
+  m_CSection.LeaveInChild();
+}
+
+// The lock is held by a thread that does not exist here, and what it guards was the parent's to
+// finish.
+void TCPropertyCollection::DropInChild() {
+  TCBasicPropertyID::m_CSection.LeaveInChild();
+  new (&m_CSection) TCCriticalSection;
+  m_Instance = nullptr;
+  m_Notifiers = nullptr;
+  m_LongWait = false;
+}
+
+// ---- notifiers ----
 
 void TCPropertyCollection::AddNotifier(TCCommonPropertyChangeNotifier* Notifier) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (m_Notifiers == nullptr)
+  if (m_Notifiers == nullptr) {
     m_Notifiers = new std::set<TCCommonPropertyChangeNotifier*>;
+  }
   m_Notifiers->insert(Notifier);
 }
 
 void TCPropertyCollection::DelNotifier(TCCommonPropertyChangeNotifier* Notifier) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (m_Notifiers != nullptr)
+  if (m_Notifiers != nullptr) {
     m_Notifiers->erase(Notifier);
+  }
 }
 
 void TCPropertyCollection::Notify(TENotificationType Type, TCCommonPropertyObject const& Object) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (m_Notifiers == nullptr)
+  if (m_Notifiers == nullptr) {
     return;
+  }
+  TCTelling const Telling(*this);
+  if (Type == eNotifyChanged && m_Deletion != nullptr) {
+    m_Deletion->HearChange(KeyOf(Object));
+  }
   for (auto Next = m_Notifiers->begin(); Next != m_Notifiers->end();) {
     TCCommonPropertyChangeNotifier* const Notifier = *Next;
-    if (Notifier->get_Enabled())
+    if (Notifier->get_Enabled()) {
       Notifier->Push(Type, Object);
+    }
     // Searched for, because the hook may have added and destroyed notifiers.
     Next = m_Notifiers->upper_bound(Notifier);
   }
 }
 
-// --- what a subclass may add ---------------------------------------------------------------------
+// ---- what a subclass may add ----
 
 void TCPropertyCollection::DoSetSession(unsigned long, std::string const&) {}
 
 void TCPropertyCollection::DoDeleteSession(unsigned long) {}
-
-void TCPropertyCollection::OnPropertySet(TCCommonPropertyObject const&) {}
 
 void TCPropertyCollection::OnPropertyChanged(TCCommonPropertyObject const&) {}
 
@@ -614,9 +904,11 @@ void TCPropertyCollection::CommitTransaction(TCPropertyTransaction* Transaction)
   RemoveTransaction(Transaction);
 }
 
+void TCPropertyCollection::OnPropertySet(TCCommonPropertyObject const&) {}
+
 }  // namespace Property
 
-// --- the client's functions ----------------------------------------------------------------------
+// ---- the client's functions ----
 
 using Property::TCCommonPropertyObject;
 using Property::TCPropertyChoiceID;

@@ -16,6 +16,10 @@
 // Recursion means that "left" is relative: a set made inside a hook that runs with the lock held
 // holds it throughout.
 //
+// The last that a notifier hears of a value is what is stored, whatever happens meanwhile: where a
+// value was told after the lock was left, or a hook has changed it while it was told, the value
+// that stands by then is told too, with the lock held; a removal as eNotifyDeleted.
+//
 // Order of taking: the store's lock before a notifier's (Enable alone takes them the other way
 // round) and before the schema's. None of them is taken with the schema's lock held.
 //
@@ -24,12 +28,14 @@
 // survives DeleteProperty, but not Clear.
 #pragma once
 
+#include <atomic>
 #include <list>
 #include <map>
 #include <memory>
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "CommonProperties/PropertyExport.h"
 #include "CommonProperties/TCCommonPropertyChangeNotifier.h"
@@ -62,16 +68,18 @@ class PROPERTY_EXPORT TCPropertyCollection {
 
   TCPropertyCollection(TCPropertyCollection const&) = delete;
   TCPropertyCollection& operator=(TCPropertyCollection const&) = delete;
-  /// Neither unregisters the store nor deletes the stored values: call Clear first.
+  /// Deletes no stored values: call Clear first. Leaves the store registered, unless the destructor
+  /// runs because an exception is on its way: a constructor that throws leaves nothing registered.
   virtual ~TCPropertyCollection();
 
-  /// The store. Throws TCException when none has been created.
+  /// The store. Throws TCException when none has been created. While another thread constructs a
+  /// store with m_CSection held, it waits for the end of that.
   static TCPropertyCollection* get();
 
   /// Deletes every value; notifies nobody.
   void Clear();
 
-  // --- writing ---------------------------------------------------------------------------------
+  // ---- writing ----
   //
   // Set: the application changes a value. A value that is equal already is answered as it is, with
   // nothing recorded, called or told. Otherwise the calling thread's open transaction takes the
@@ -123,7 +131,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
   void DeletePropertiesLinkedTo(Accessories::TCRecordID const& Link,
                                 Accessories::TCNullTypes<int> const& ClassID, std::string MAC);
 
-  // --- reading ---------------------------------------------------------------------------------
+  // ---- reading ----
 
   /// The pending value of the calling thread's transaction, else the stored one, else what
   /// OnFetchProperty makes of an empty one; its validator has run on it.
@@ -151,7 +159,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
   /// What the registered store's DoLoadPropertyList answers.
   std::list<TCCommonPropertyObject> GetProperties(TCPropertyID const& ID);
 
-  // --- validators ------------------------------------------------------------------------------
+  // ---- validators ----
 
   /// Makes GetProperty run `Function` on each value of the property, for the life of the store.
   /// Throws TCException when the property's number has one already; that one stays.
@@ -159,7 +167,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
   /// Runs the property's validator, if any, on `Object`; see TCCommonPropertyObject::Validate.
   void Validation(TCCommonPropertyObject& Object);
 
-  // --- devices and sessions --------------------------------------------------------------------
+  // ---- devices and sessions ----
 
   /// Whether objects of a class are not linked to the device. Null counts as 0. Throws TCException
   /// for an unknown class.
@@ -184,7 +192,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
   /// Throws TCException when there is no store; the session is forgotten nevertheless.
   static void DeleteSession(unsigned long SessionID);
 
-  // --- transactions: TCPropertyTransaction's side of the store -----------------------------------
+  // ---- transactions: TCPropertyTransaction's side of the store ----
 
   /// Opens `Transaction` for the calling thread, unless the thread has one open; it counts as
   /// active in any case.
@@ -196,14 +204,14 @@ class PROPERTY_EXPORT TCPropertyCollection {
   /// The calling thread's open transaction, or null.
   static TCPropertyTransaction* InTransaction();
 
-  // --- notifiers -------------------------------------------------------------------------------
+  // ---- notifiers ----
 
   static void AddNotifier(TCCommonPropertyChangeNotifier* Notifier);
   /// Does nothing for a notifier that was not added. Waits for a notification under way on another
   /// thread.
   static void DelNotifier(TCCommonPropertyChangeNotifier* Notifier);
 
-  // --- hooks -----------------------------------------------------------------------------------
+  // ---- hooks ----
 
   virtual void DoSetSession(unsigned long SessionID, std::string const& MAC);
   virtual void DoDeleteSession(unsigned long SessionID);
@@ -211,9 +219,6 @@ class PROPERTY_EXPORT TCPropertyCollection {
   virtual std::list<TCCommonPropertyObject> DoLoadPropertyList(TCPropertyID const& ID) = 0;
   /// A value was set or loaded by this process.
   virtual void OnPropertyChanged(TCCommonPropertyObject const& Object);
-  /// The same, called first and with the lock held: what comes before and after it in the store is
-  /// certain here. Does nothing in the base.
-  virtual void OnPropertySet(TCCommonPropertyObject const& Object);
   /// Gives a missing value its data, and stores it when it is to be found the next time. The base
   /// answers false: no value.
   virtual bool OnFetchProperty(TCCommonPropertyObject& Object);
@@ -221,6 +226,9 @@ class PROPERTY_EXPORT TCPropertyCollection {
   virtual void Notify(TENotificationType Type, TCCommonPropertyObject const& Object);
   /// Hands a transaction's changes over. The base only closes the transaction.
   virtual void CommitTransaction(TCPropertyTransaction* Transaction);
+  /// Called before OnPropertyChanged, with the lock held: what comes before and after it in the
+  /// store is certain here. Does nothing in the base.
+  virtual void OnPropertySet(TCCommonPropertyObject const& Object);
 
  protected:
   /// Takes this device's own MAC, completes the schema if nobody has, and registers the store.
@@ -233,6 +241,26 @@ class PROPERTY_EXPORT TCPropertyCollection {
 
   /// The second UpdateProperty, for who has a key already.
   TCCommonPropertyObject* UpdateProperty(TCPropertyKey const& Key, std::string const& Data);
+
+  /// Removes a value and tells nobody. Returns whether it was there.
+  bool Remove(TCPropertyKey const& Key);
+
+  /// Says, of two moments, whether any value may have changed in between.
+  unsigned get_ChangeCount() const { return m_ChangeCount.load(std::memory_order_acquire); }
+  /// To be called when `Told` was told as changed with the lock left since it was stored, and
+  /// get_ChangeCount() was `ChangeCount` then: tells what stands by now, if that is another value.
+  void TellLaterChange(TCCommonPropertyObject const& Told, unsigned ChangeCount);
+  /// Tells that a value has changed, with its present text, unless it has been removed.
+  void TellChanged(TCPropertyKey const& Key);
+  /// Tells that a value was removed, unless it is back.
+  void TellRemoved(TCPropertyKey const& Key);
+
+  /// While it lives, a store is under construction on the calling thread, which holds m_CSection:
+  /// others wait for the lock to get it.
+  class TCUnderConstruction;
+  /// While it lives, the calling thread waits without limit with m_CSection held, and the store is
+  /// not in use yet: no fork waits for that, and its child has no store.
+  class TCLongWait;
 
   // guarded by m_CSection
   std::map<TCPropertyKey, TCCommonPropertyObject*> m_Properties;  // owns the values
@@ -254,10 +282,22 @@ class PROPERTY_EXPORT TCPropertyCollection {
  private:
   class TCProcessState;
   class TCThreadEnd;
+  class TCTelling;
+  class TCDeletion;
   using TCPlace = std::map<TCPropertyKey, TCCommonPropertyObject*>::iterator;
 
   static TCProcessState& State();
   static void ForgetTransaction();
+  static TCPropertyCollection* WaitForInstance();
+
+  // A fork takes all locks of store, schema and notifiers, so that the child finds everything
+  // whole.
+  static void WatchForks() noexcept;
+  static bool EnterForFork();
+  static void LockForFork();
+  static void UnlockInParent();
+  static void UnlockInChild();
+  static void DropInChild();
 
   // With m_CSection held.
   static TCMACAddress CurrentMAC(TCPropertyID const& ID);
@@ -278,9 +318,40 @@ class PROPERTY_EXPORT TCPropertyCollection {
                                     TCCriticalSectionLock& Lock);
   // Leaves `Lock` before it calls out.
   void ChangedThenNotify(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock);
+  // With m_CSection held.
+  void CountChange();
+  void TellUntilItStands(TCPropertyKey const& Key, TENotificationType Told, std::string Text);
 
-  // Removed values, which references may still name; Insert uses them again. Guarded by m_CSection.
+  static TCPropertyCollection* m_Complete;  // m_Instance, once nobody constructs it any more
+  static bool m_UnderConstruction;          // guarded by m_CSection
+  static std::atomic<bool> m_LongWait;
+
+  int const m_ExceptionsAtConstruction;
+  std::atomic<unsigned> m_ChangeCount{0};  // written under m_CSection
+
+  // guarded by m_CSection
+  // Removed values, which references may still name; Insert uses them again.
   std::multimap<TCPropertyKey, std::unique_ptr<TCCommonPropertyObject>> m_Removed;
+  int m_Tellings = 0;                // calls of Notify under way
+  TCDeletion* m_Deletion = nullptr;  // the innermost one that is being told
+  // Values that Clear removed meanwhile: one of them may be what is being told.
+  std::vector<std::unique_ptr<TCCommonPropertyObject>> m_Cleared;
+};
+
+class TCPropertyCollection::TCUnderConstruction {
+ public:
+  TCUnderConstruction() { m_UnderConstruction = true; }
+  ~TCUnderConstruction() { m_UnderConstruction = false; }
+  TCUnderConstruction(TCUnderConstruction const&) = delete;
+  TCUnderConstruction& operator=(TCUnderConstruction const&) = delete;
+};
+
+class TCPropertyCollection::TCLongWait {
+ public:
+  TCLongWait() { m_LongWait = true; }
+  ~TCLongWait() { m_LongWait = false; }
+  TCLongWait(TCLongWait const&) = delete;
+  TCLongWait& operator=(TCLongWait const&) = delete;
 };
 
 }  // namespace Property

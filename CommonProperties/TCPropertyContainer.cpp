@@ -31,11 +31,13 @@ TClassIDsByTable& TableIDClassList() {
 [[maybe_unused]] TClassIDsByTable const& g_Built = TableIDClassList();
 
 void CollectClasses(TClassIDsByTable& Tables) {
-  if (TCBasicPropertyID::m_List == nullptr)
+  if (TCBasicPropertyID::m_List == nullptr) {
     return;  // no node yet, nor a list of classes
+  }
   for (TCNullTypes<int> const& ClassID : TCBasicPropertyID::m_Classlist) {
-    if (ClassID.IsNull())
+    if (ClassID.IsNull()) {
       continue;
+    }
     TCNullTypes<int> const TableID = TCPropertyContainer::GetTableID(ClassID.get_Value());
     Tables[TableID].insert(ClassID);
   }
@@ -50,6 +52,10 @@ TCPropertyContainer::TCPropertyContainer(std::string const& Name, int Number,
     : TCBasicPropertyID(Name, Number, eContainer, Description, TCNullTypes<int>()) {
   set_ClassID(ClassID);
 }
+
+TCPropertyContainer::TCPropertyContainer(int Number, char const* Name, char const* Description,
+                                         int ClassID)
+    : TCPropertyContainer(std::string(Name), Number, std::string(Description), ClassID) {}
 
 TCPropertyContainer::~TCPropertyContainer() = default;
 
@@ -129,8 +135,9 @@ TClassIDs const& TCPropertyContainer::GetClassListForTableID(TCNullTypes<int> co
   static TClassIDs const& Empty = *new TClassIDs;  // callers may hold it while the process ends
   TCCriticalSectionLock Lock(CSection);
   TClassIDsByTable& Tables = TableIDClassList();
-  if (Tables.empty())
+  if (Tables.empty()) {
     CollectClasses(Tables);
+  }
   auto const Itr = Tables.find(TableID);
   return Itr != Tables.end() ? Itr->second : Empty;
 }

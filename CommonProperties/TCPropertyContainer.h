@@ -7,6 +7,7 @@
 #include <string>
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 #include "CommonProperties/TCBasicPropertyID.h"
 #include "Platform/Utility/TCNullTypes.h"
 
@@ -20,6 +21,10 @@ class PROPERTY_EXPORT TCPropertyContainer : public TCBasicPropertyID {
   /// Throws TCException when `Number` is taken.
   TCPropertyContainer(std::string const& Name, int Number, std::string const& Description,
                       int ClassID);
+  /// The same with C strings; a null pointer throws std::logic_error and registers nothing.
+  template <class N, class D, TIfText<N, D> = 0>
+  TCPropertyContainer(N* Name, int Number, D* Description, int ClassID)
+      : TCPropertyContainer(Number, Name, Description, ClassID) {}
   ~TCPropertyContainer() override;
 
   /// The table that stores objects of the class; null for a class that no table stores. Throws
@@ -40,6 +45,9 @@ class PROPERTY_EXPORT TCPropertyContainer : public TCBasicPropertyID {
   /// What GetClassListForTableID has collected. Never destroyed.
   static std::map<Accessories::TCNullTypes<int>, std::set<Accessories::TCNullTypes<int>>>&
       m_TableIDClassList;
+
+ private:
+  TCPropertyContainer(int Number, char const* Name, char const* Description, int ClassID);
 };
 
 }  // namespace Property

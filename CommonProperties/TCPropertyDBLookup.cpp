@@ -15,6 +15,12 @@ TCPropertyDBLookup::TCPropertyDBLookup(std::string const& Name, int Number,
     : TCPropertyDBLookup(Flags, LookupNumber, std::string(LookupText), LookupFlag, Name, Number,
                          Description, Parent) {}
 
+TCPropertyDBLookup::TCPropertyDBLookup(int Number, char const* Name, char const* Description,
+                                       TCParentNumber Parent, int Flags, int LookupNumber,
+                                       char const* LookupText, bool LookupFlag)
+    : TCPropertyDBLookup(Flags, LookupNumber, std::string(LookupText), LookupFlag, Name, Number,
+                         Description, Parent.get_Nullable()) {}
+
 TCPropertyDBLookup::TCPropertyDBLookup(int Flags, int LookupNumber, std::string&& LookupText,
                                        bool LookupFlag, std::string const& Name, int Number,
                                        std::string const& Description,
@@ -23,7 +29,10 @@ TCPropertyDBLookup::TCPropertyDBLookup(int Flags, int LookupNumber, std::string&
       m_LookupNumber(LookupNumber),
       m_LookupText(std::move(LookupText)),
       m_LookupFlag(LookupFlag) {
-  set_Type(eDBLookupField);
+  // A choice makes a lookup a choice field, also one that was constructed before it.
+  if (get_Choices().empty()) {
+    set_Type(eDBLookupField);
+  }
 }
 
 TCPropertyDBLookup::~TCPropertyDBLookup() = default;

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "Platform/Utility/TCNullTypes.h"
 
@@ -18,6 +19,13 @@ class PROPERTY_EXPORT TCPropertyDBLookup : public TCPropertyID {
   TCPropertyDBLookup(std::string const& Name, int Number, std::string const& Description,
                      Accessories::TCNullTypes<int> const& Parent, int Flags, int LookupNumber,
                      std::string const& LookupText, bool const& LookupFlag);
+  /// The same with C strings; a null pointer throws std::logic_error and registers nothing.
+  template <class N, class D, class T, class P = TCParentNumber, TIfNode<N, D, P> = 0,
+            TIfText<T> = 0>
+  TCPropertyDBLookup(N* Name, int Number, D* Description, P Parent, int Flags, int LookupNumber,
+                     T* LookupText, bool LookupFlag)
+      : TCPropertyDBLookup(Number, Name, Description, Parent, Flags, LookupNumber, LookupText,
+                           LookupFlag) {}
   ~TCPropertyDBLookup() override;
 
   int get_LookupNumber() const { return m_LookupNumber; }
@@ -25,6 +33,8 @@ class PROPERTY_EXPORT TCPropertyDBLookup : public TCPropertyID {
   bool get_LookupFlag() const { return m_LookupFlag; }
 
  private:
+  TCPropertyDBLookup(int Number, char const* Name, char const* Description, TCParentNumber Parent,
+                     int Flags, int LookupNumber, char const* LookupText, bool LookupFlag);
   TCPropertyDBLookup(int Flags, int LookupNumber, std::string&& LookupText, bool LookupFlag,
                      std::string const& Name, int Number, std::string const& Description,
                      Accessories::TCNullTypes<int> const& Parent);

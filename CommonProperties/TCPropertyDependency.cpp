@@ -2,6 +2,8 @@
 // The registry of dependencies by source and the tree of entries that they answer.
 #include "CommonProperties/TCPropertyDependency.h"
 
+#include <utility>
+
 #include "CommonProperties/TCBasicPropertyID.h"
 #include "Platform/Utility/TCCriticalSection.h"
 #include "Platform/Utility/TCException.h"
@@ -20,6 +22,16 @@ TCPropertyDependencyEntry::TCPropertyDependencyEntry(TCNullTypes<int> const& ID,
 
 TCPropertyDependencyEntry::~TCPropertyDependencyEntry() = default;
 
+TCPropertyDependencyEntry& TCPropertyDependencyEntry::operator=(
+    TCPropertyDependencyEntry const& Right) {
+  TCPropertyDependencyEntry Copy(Right);  // Right may be one of the entries that are given up
+  m_ID = std::move(Copy.m_ID);
+  m_Value = std::move(Copy.m_Value);
+  m_Flag = Copy.m_Flag;
+  m_Entries.swap(Copy.m_Entries);
+  return *this;
+}
+
 void TCPropertyDependencyEntry::Add(TCPropertyDependencyEntry const& Entry) {
   m_Entries.push_back(Entry);
 }
@@ -29,6 +41,14 @@ TCPropertyDependency::TCMember::TCMember(TCBasicPropertyID const* Target,
     : m_Target(Target), m_Value(Value), m_Flag(Flag) {}
 
 TCPropertyDependency::TCMember::~TCMember() = default;
+
+// Each member can be assigned to itself. NOLINTNEXTLINE(bugprone-unhandled-self-assignment)
+TCPropertyDependency::TCMember& TCPropertyDependency::TCMember::operator=(TCMember const& Right) {
+  m_Value = Right.m_Value;  // the one that can fail
+  m_Target = Right.m_Target;
+  m_Flag = Right.m_Flag;
+  return *this;
+}
 
 std::map<TCBasicPropertyID const*, TCPropertyDependency*>* TCPropertyDependency::m_List = nullptr;
 
@@ -51,12 +71,17 @@ TCPropertyDependency::TCPropertyDependency(TCBasicPropertyID const* Source,
                                            TCBasicPropertyID const* Target, bool Value, int Mode)
     : TCPropertyDependency(Source, Target, Value ? "true" : "false", Mode) {}
 
+TCPropertyDependency::TCPropertyDependency(int Mode, TCBasicPropertyID const* Source,
+                                           TCBasicPropertyID const* Target, char const* Value)
+    : TCPropertyDependency(Source, Target, TCNullTypes<std::string>(Value), Mode) {}
+
 TCPropertyDependency::~TCPropertyDependency() = default;
 
 TCPropertyDependency* TCPropertyDependency::Insert(TCBasicPropertyID const* Source) {
   TCCriticalSectionLock Lock(TCBasicPropertyID::m_CSection);
-  if (m_List == nullptr)
+  if (m_List == nullptr) {
     m_List = new std::map<TCBasicPropertyID const*, TCPropertyDependency*>;
+  }
   return m_List->emplace(Source, this).first->second;
 }
 
@@ -87,10 +112,12 @@ void TCPropertyDependency::FillChoices(TCMember const& Member,
   bool const Others = m_Mode == 0;
   TCCriticalSectionLock Lock(TCBasicPropertyID::m_CSection);
   for (auto const& [Number, Node] : *TCBasicPropertyID::m_List) {
-    if (Node->get_Type() != eComboChoice || Node->get_Parent() != Target.get_Parent())
+    if (Node->get_Type() != eComboChoice || Node->get_Parent() != Target.get_Parent()) {
       continue;
-    if ((Number != Target.get_Number()) == Others)
+    }
+    if ((Number != Target.get_Number()) == Others) {
       Entry.Add(TCPropertyDependencyEntry(Target.get_Parent(), ToString(Number), true));
+    }
   }
 }
 

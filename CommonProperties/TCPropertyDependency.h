@@ -5,9 +5,9 @@
 #include <list>
 #include <map>
 #include <string>
-#include <type_traits>
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 #include "Platform/Utility/TCNullTypes.h"
 
 namespace Property {
@@ -23,7 +23,8 @@ class PROPERTY_EXPORT TCPropertyDependencyEntry {
   TCPropertyDependencyEntry(Accessories::TCNullTypes<int> const& ID,
                             Accessories::TCNullTypes<std::string> const& Value, bool Flag);
   TCPropertyDependencyEntry(TCPropertyDependencyEntry const&) = default;
-  TCPropertyDependencyEntry& operator=(TCPropertyDependencyEntry const&) = default;
+  /// From any entry, one of its own included. When memory runs out, the entry is unchanged.
+  TCPropertyDependencyEntry& operator=(TCPropertyDependencyEntry const& Right);
   virtual ~TCPropertyDependencyEntry();
 
   /// Appends a copy of `Entry` with everything below it.
@@ -50,9 +51,6 @@ class PROPERTY_EXPORT TCPropertyDependencyEntry {
 /// Refers to the nodes and does not own them. Declarations are made under the schema's lock and
 /// read without one.
 class PROPERTY_EXPORT TCPropertyDependency {
-  template <class P>
-  using TIfText = std::enable_if_t<std::is_same_v<std::remove_const_t<P>, char>, int>;
-
  public:
   /// One governed node. Does not own it.
   class PROPERTY_EXPORT TCMember {
@@ -60,7 +58,8 @@ class PROPERTY_EXPORT TCPropertyDependency {
     TCMember(TCBasicPropertyID const* Target, Accessories::TCNullTypes<std::string> const& Value,
              int Flag);
     TCMember(TCMember const&) = default;
-    TCMember& operator=(TCMember const&) = default;
+    /// When memory runs out, the member is unchanged.
+    TCMember& operator=(TCMember const& Right);
     virtual ~TCMember();
 
     TCBasicPropertyID const* get_Target() const { return m_Target; }
@@ -84,7 +83,7 @@ class PROPERTY_EXPORT TCPropertyDependency {
   template <class P, TIfText<P> = 0>
   TCPropertyDependency(TCBasicPropertyID const* Source, TCBasicPropertyID const* Target, P* Value,
                        int Mode)
-      : TCPropertyDependency(Source, Target, Accessories::TCNullTypes<std::string>(Value), Mode) {}
+      : TCPropertyDependency(Mode, Source, Target, Value) {}
   TCPropertyDependency(TCPropertyDependency const&) = delete;
   TCPropertyDependency& operator=(TCPropertyDependency const&) = delete;
   virtual ~TCPropertyDependency();
@@ -106,6 +105,10 @@ class PROPERTY_EXPORT TCPropertyDependency {
   static std::map<TCBasicPropertyID const*, TCPropertyDependency*>* m_List;
 
  private:
+  TCPropertyDependency(int Mode, TCBasicPropertyID const* Source, TCBasicPropertyID const* Target,
+                       char const* Value);
+
+  [[maybe_unused]] TSOnePiece m_OnePiece = {};
   std::list<TCMember> m_Members;
   TCBasicPropertyID const* m_Source;
   int m_Mode;

@@ -11,6 +11,9 @@ TCPropertyGroup::TCPropertyGroup(std::string const& Name, int Number,
     : TCBasicPropertyID(Name, Number, eGroup, Description, Accessories::TCNullTypes<int>()),
       m_Hidden(Hidden) {}
 
+TCPropertyGroup::TCPropertyGroup(int Number, char const* Name, char const* Description, bool Hidden)
+    : TCPropertyGroup(std::string(Name), Number, std::string(Description), Hidden) {}
+
 TCPropertyGroup::~TCPropertyGroup() = default;
 
 bool TCPropertyGroup::GetShow() const {
@@ -22,8 +25,9 @@ void TCPropertyGroup::SetShow(bool Show) {
 }
 
 void TCPropertyGroup::DoInitialize() {
-  if (get_Parent().IsNull())
+  if (get_Parent().IsNull()) {
     SyslogWarning("Property Group %s is not linked to a container", Viewname(true).c_str());
+  }
   TCBasicPropertyID::DoInitialize();
 }
 

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 #include "CommonProperties/TCBasicPropertyID.h"
 
 namespace Property {
@@ -14,6 +15,10 @@ class PROPERTY_EXPORT TCPropertyGroup : public TCBasicPropertyID {
  public:
   /// Throws TCException when `Number` is taken.
   TCPropertyGroup(std::string const& Name, int Number, std::string const& Description, bool Hidden);
+  /// The same with C strings; a null pointer throws std::logic_error and registers nothing.
+  template <class N, class D, TIfText<N, D> = 0>
+  TCPropertyGroup(N* Name, int Number, D* Description, bool Hidden)
+      : TCPropertyGroup(Number, Name, Description, Hidden) {}
   ~TCPropertyGroup() override;
 
   bool GetShow() const override;
@@ -22,6 +27,8 @@ class PROPERTY_EXPORT TCPropertyGroup : public TCBasicPropertyID {
   void DoInitialize() override;
 
  private:
+  TCPropertyGroup(int Number, char const* Name, char const* Description, bool Hidden);
+
   bool m_Hidden;
 };
 

@@ -6,6 +6,7 @@
 
 #include "CommonProperties/TCCommonPropertyObject.h"
 #include "CommonProperties/TCPropertyChoice.h"
+#include "CommonProperties/TCValidRegexPropertySettings.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TextConversions.h"
 
@@ -29,7 +30,7 @@ enum TEFlags : int {
 
 }  // namespace
 
-// The default is complete before the base registers the node; nothing that follows can fail.
+// The default is complete before the base registers the node.
 TCPropertyID::TCPropertyID(int Flags, TCNullTypes<std::string>&& Default, std::string const& Name,
                            int Number, std::string const& Description,
                            TCNullTypes<int> const& Parent)
@@ -37,6 +38,7 @@ TCPropertyID::TCPropertyID(int Flags, TCNullTypes<std::string>&& Default, std::s
       m_DefaultValue(std::move(Default)),
       m_Flags(Flags) {
   SetFieldType();
+  TakeEarlyDeclarations();
 }
 
 TCPropertyID::TCPropertyID(std::string const& Name, int Number, std::string const& Description,
@@ -59,27 +61,63 @@ TCPropertyID::TCPropertyID(std::string const& Name, int Number, std::string cons
                            TCNullTypes<int> const& Parent, int Flags, std::string const& Default)
     : TCPropertyID(Flags, TCNullTypes<std::string>(Default), Name, Number, Description, Parent) {}
 
+TCPropertyID::TCPropertyID(int Number, char const* Name, char const* Description,
+                           TCParentNumber Parent, int Flags)
+    : TCPropertyID(Flags, TCNullTypes<std::string>(), Name, Number, Description,
+                   Parent.get_Nullable()) {}
+
+TCPropertyID::TCPropertyID(int Number, char const* Name, char const* Description,
+                           TCParentNumber Parent, int Flags, int Default)
+    : TCPropertyID(Flags, ToString(Default), Name, Number, Description, Parent.get_Nullable()) {}
+
+TCPropertyID::TCPropertyID(int Number, char const* Name, char const* Description,
+                           TCParentNumber Parent, int Flags, char const* Default)
+    : TCPropertyID(Flags, TCNullTypes<std::string>(Default), Name, Number, Description,
+                   Parent.get_Nullable()) {}
+
+TCPropertyID::TCPropertyID(int Number, char const* Name, char const* Description,
+                           TCParentNumber Parent, int Flags, std::string const& Default)
+    : TCPropertyID(Flags, TCNullTypes<std::string>(Default), Name, Number, Description,
+                   Parent.get_Nullable()) {}
+
 TCPropertyID::~TCPropertyID() = default;
+
+void TCPropertyID::TakeEarlyDeclarations() {
+  try {
+    TCValidRegexPropertySettings::Apply(*this);
+    TCPropertyChoice::Join(*this);
+  } catch (...) {
+    Unregister();
+    throw;
+  }
+}
 
 TCPropertyID* TCPropertyID::Find(int Number) {
   TCBasicPropertyID* const Node = TCBasicPropertyID::Find(Number);
-  if (Node == nullptr)
+  if (Node == nullptr) {
     return nullptr;
+  }
   // A plain node can be given the type of a field, too.
   TCPropertyID* const Field = Node->IsPropertyField() ? dynamic_cast<TCPropertyID*>(Node) : nullptr;
-  if (Field == nullptr)
+  if (Field == nullptr) {
     throw TCException(kSource, __LINE__)
         .Format("Changing none property field %s is not allowed", Node->Viewname(false).c_str());
+  }
   return Field;
 }
 
 int TCPropertyID::AddChoice(TCPropertyChoice const* Choice) {
+  std::list<TCPropertyChoice const*> Choices(1, Choice);
   TCCriticalSectionLock Lock(m_CSection);
   int const Place = static_cast<int>(m_Choices.size());
-  m_Choices.push_back(Choice);
+  TakeChoices(std::move(Choices));
+  return Place;
+}
+
+void TCPropertyID::TakeChoices(std::list<TCPropertyChoice const*>&& Choices) noexcept {
+  m_Choices.splice(m_Choices.end(), Choices);
   m_Flags |= eInteger;
   set_Type(eComboField);
-  return Place;
 }
 
 bool TCPropertyID::HaveChoice(int Number) const {
@@ -110,18 +148,21 @@ TCPropertyChoice const* TCPropertyID::FindChoice(TMatch const& Match, bool& NotF
   NotFound = false;
   TCPropertyChoice const* Default = nullptr;
   for (TCPropertyChoice const* Choice : m_Choices) {
-    if (Match(*Choice))
+    if (Match(*Choice)) {
       return Choice;
-    if (Default == nullptr || Choice->get_Default())
+    }
+    if (Default == nullptr || Choice->get_Default()) {
       Default = Choice;
+    }
   }
   NotFound = true;
   return Default;
 }
 
 TCNullTypes<std::string> TCPropertyID::GetDefaultValue() const {
-  if (get_Type() != eComboField)
+  if (get_Type() != eComboField) {
     return m_DefaultValue;
+  }
   TCPropertyChoice const* const Choice = GetDefaultChoice(false);
   return Choice != nullptr ? ToString(Choice->get_Number()) : TCNullTypes<std::string>();
 }
@@ -134,8 +175,9 @@ void TCPropertyID::SetDefaultValue(TCCommonPropertyObject& Object) const {
     case eIntegerField:
     case eStringField:
     case eBooleanField:
-      if (!m_DefaultValue.IsNull())
+      if (!m_DefaultValue.IsNull()) {
         Object.SetRealValue(m_DefaultValue.get_Value());
+      }
       break;
     default:
       break;
@@ -143,8 +185,9 @@ void TCPropertyID::SetDefaultValue(TCCommonPropertyObject& Object) const {
 }
 
 TCNullTypes<std::string> TCPropertyID::BoostCast(boost::any const& Value) const {
-  if (Value.empty())
+  if (Value.empty()) {
     return TCNullTypes<std::string>();
+  }
   switch (get_Type()) {
     case eComboField:
     case eIntegerField:
@@ -159,15 +202,17 @@ TCNullTypes<std::string> TCPropertyID::BoostCast(boost::any const& Value) const 
 }
 
 void TCPropertyID::SetShow(bool Show) {
-  if (Show)
+  if (Show) {
     m_Flags &= ~eHidden;
-  else
+  } else {
     m_Flags |= eHidden;
+  }
 }
 
 int TCPropertyID::GetShow() {
-  if ((m_Flags & eHidden) != 0)
+  if ((m_Flags & eHidden) != 0) {
     return 0;
+  }
   return (m_Flags & (eLevel1 | eLevel2)) == eLevel2 ? 2 : 1;
 }
 
@@ -184,16 +229,18 @@ void TCPropertyID::SetFieldType() {
 
 void TCPropertyID::DoInitialize() {
   TCCriticalSectionLock Lock(m_CSection);
-  if ((m_Flags & (eBoolean | eInteger | eString)) == 0)
+  if ((m_Flags & (eBoolean | eInteger | eString)) == 0) {
     throw TCException(kSource, __LINE__, "(m_Flags & (0x08|0x10|0x20)) != 0")
         .Format("Property %s does not specify Field Type", Viewname(true).c_str());
+  }
   TCBasicPropertyID::DoInitialize();
   // Neighbours only: of two defaults further apart the later one is the default.
   bool Default = false;
   for (TCPropertyChoice const* Choice : m_Choices) {
-    if (Default && Choice->get_Default())
+    if (Default && Choice->get_Default()) {
       throw TCException(kSource, __LINE__, "Default == false || (*Itr)->get_Default() == false")
           .Format("Property %s have multiple default choices", Viewname(true).c_str());
+    }
     Default = Choice->get_Default();
   }
 }

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 #include "CommonProperties/TCBasicPropertyID.h"
 #include "Platform/Utility/TCNullTypes.h"
 
@@ -14,6 +15,10 @@ namespace Property {
 
 class TCCommonPropertyObject;
 class TCPropertyChoice;
+
+// A field's default hides the virtual one on purpose.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Woverloaded-virtual"
 
 /// A boolean, integer, string or choice field: flags, default value, choices, validation pattern.
 ///
@@ -38,6 +43,24 @@ class PROPERTY_EXPORT TCPropertyID : public TCBasicPropertyID {
                Accessories::TCNullTypes<int> const& Parent, int Flags, char const* Default);
   TCPropertyID(std::string const& Name, int Number, std::string const& Description,
                Accessories::TCNullTypes<int> const& Parent, int Flags, std::string const& Default);
+
+  // The same with C strings for name and description. A null pointer throws std::logic_error and
+  // registers nothing.
+  template <class N, class D, class P = TCParentNumber, TIfNode<N, D, P> = 0>
+  TCPropertyID(N* Name, int Number, D* Description, P Parent, int Flags)
+      : TCPropertyID(Number, Name, Description, Parent, Flags) {}
+  template <class N, class D, class P = TCParentNumber, TIfNode<N, D, P> = 0>
+  TCPropertyID(N* Name, int Number, D* Description, P Parent, int Flags, bool Default)
+      : TCPropertyID(Number, Name, Description, Parent, Flags, Default ? "1" : "0") {}
+  template <class N, class D, class P = TCParentNumber, TIfNode<N, D, P> = 0>
+  TCPropertyID(N* Name, int Number, D* Description, P Parent, int Flags, int Default)
+      : TCPropertyID(Number, Name, Description, Parent, Flags, Default) {}
+  template <class N, class D, class P = TCParentNumber, TIfNode<N, D, P> = 0>
+  TCPropertyID(N* Name, int Number, D* Description, P Parent, int Flags, char const* Default)
+      : TCPropertyID(Number, Name, Description, Parent, Flags, Default) {}
+  template <class N, class D, class P = TCParentNumber, TIfNode<N, D, P> = 0>
+  TCPropertyID(N* Name, int Number, D* Description, P Parent, int Flags, std::string const& Default)
+      : TCPropertyID(Number, Name, Description, Parent, Flags, Default) {}
   ~TCPropertyID() override;
 
   /// Null when no node has `Number`. Throws TCException when the node is no field.
@@ -84,11 +107,25 @@ class PROPERTY_EXPORT TCPropertyID : public TCBasicPropertyID {
   std::list<TCPropertyChoice const*> const& get_Choices() const { return m_Choices; }
 
  private:
+  friend class TCPropertyChoice;        // hands over the choices that were constructed before
   friend class TCPropertyInitOverride;  // adjusts flags, default and default choice
 
+  TCPropertyID(int Number, char const* Name, char const* Description, TCParentNumber Parent,
+               int Flags);
+  TCPropertyID(int Number, char const* Name, char const* Description, TCParentNumber Parent,
+               int Flags, int Default);
+  TCPropertyID(int Number, char const* Name, char const* Description, TCParentNumber Parent,
+               int Flags, char const* Default);
+  TCPropertyID(int Number, char const* Name, char const* Description, TCParentNumber Parent,
+               int Flags, std::string const& Default);
   TCPropertyID(int Flags, Accessories::TCNullTypes<std::string>&& Default, std::string const& Name,
                int Number, std::string const& Description,
                Accessories::TCNullTypes<int> const& Parent);
+
+  /// Takes what was declared about this field before it was constructed.
+  void TakeEarlyDeclarations();
+  /// Appends choices and makes this a choice field.
+  void TakeChoices(std::list<TCPropertyChoice const*>&& Choices) noexcept;
 
   template <class TMatch>
   TCPropertyChoice const* FindChoice(TMatch const& Match, bool& NotFound) const;
@@ -98,6 +135,8 @@ class PROPERTY_EXPORT TCPropertyID : public TCBasicPropertyID {
   int m_Flags;
   std::string m_Regex;
 };
+
+#pragma GCC diagnostic pop
 
 /// The field "unassigned", number 0, which stands for the absence of a property. Built by the
 /// first call, so that static objects of any file may use it; never destroyed.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 #include "Platform/Utility/TCNullTypes.h"
 
 namespace Property {
@@ -18,8 +19,9 @@ class TCPropertyID;
 /// runs under the schema's lock.
 class PROPERTY_EXPORT TCPropertyInitOverride {
  public:
-  /// Attaches itself to the node in place of an earlier override. Throws TCException when
-  /// `BasicProperty` is null.
+  /// Attaches itself to the node in place of an earlier override; to a static node that another
+  /// file constructs later as soon as that is constructed. Throws TCException when `BasicProperty`
+  /// is null.
   explicit TCPropertyInitOverride(TCBasicPropertyID* BasicProperty);
   TCPropertyInitOverride(TCPropertyInitOverride const&) = delete;
   TCPropertyInitOverride& operator=(TCPropertyInitOverride const&) = delete;
@@ -57,6 +59,14 @@ class PROPERTY_EXPORT TCPropertyInitOverride {
   void SetDefaultChoice(TCPropertyChoice const* Choice);
 
  private:
+  friend class TCBasicPropertyID;
+
+  /// Attaches the last override that was waiting for `Node`.
+  static void Attach(TCBasicPropertyID& Node) noexcept;
+  /// Throws TCException when an override still waits for its node.
+  static void RequireConstructed();
+
+  [[maybe_unused]] TSOnePiece m_OnePiece = {};
   TCBasicPropertyID* m_Property;
   bool m_Applied = false;
 };

@@ -27,10 +27,12 @@ class PROPERTY_EXPORT TCPropertyKey {
   virtual ~TCPropertyKey() = default;
 
   bool operator<(TCPropertyKey const& Right) const {
-    if (m_Number != Right.m_Number)
+    if (m_Number != Right.m_Number) {
       return m_Number < Right.m_Number;
-    if (m_Link != Right.m_Link)
+    }
+    if (m_Link != Right.m_Link) {
       return m_Link < Right.m_Link;
+    }
     return m_MAC < Right.m_MAC;
   }
 

@@ -8,6 +8,12 @@
 
 namespace Property {
 
+namespace {
+
+char const* const kSource = "../CommonProperties/TCPropertyShowControl";
+
+}  // namespace
+
 TCPropertyShowControl* TCPropertyShowControl::m_First = nullptr;
 
 TCPropertyShowControl::TCPropertyShowControl(TCBasicPropertyID* Node) : m_Property(Node) {
@@ -28,20 +34,25 @@ void TCPropertyShowControl::Chain() {
 }
 
 void TCPropertyShowControl::DoInitialize() {
-  if (m_Show.IsNull())
-    throw TCException("../CommonProperties/TCPropertyShowControl", __LINE__,
-                      "m_Show.IsNull()==false");
+  if (m_Show.IsNull()) {
+    throw TCException(kSource, __LINE__, "m_Show.IsNull()==false");
+  }
   SetShow(m_Show.get_Value());
 }
 
 void TCPropertyShowControl::SetShow(bool Show) {
+  if (!TCBasicPropertyID::IsConstructed(*m_Property)) {
+    throw TCException(kSource, __LINE__)
+        .Format("A property show control is for a property that is not constructed");
+  }
   m_Property->SetShow(Show);
 }
 
 void TCPropertyShowControl::Initialize() {
   TCCriticalSectionLock Lock(TCBasicPropertyID::m_CSection);
-  for (TCPropertyShowControl* Control = m_First; Control != nullptr; Control = Control->m_Next)
+  for (TCPropertyShowControl* Control = m_First; Control != nullptr; Control = Control->m_Next) {
     Control->DoInitialize();
+  }
 }
 
 }  // namespace Property

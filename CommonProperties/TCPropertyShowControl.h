@@ -3,6 +3,7 @@
 #pragma once
 
 #include "CommonProperties/PropertyExport.h"
+#include "CommonProperties/SchemaArguments.h"
 #include "Platform/Utility/TCNullTypes.h"
 
 namespace Property {
@@ -24,6 +25,7 @@ class PROPERTY_EXPORT TCPropertyShowControl {
   /// Applies the value. Throws TCException when there is none; the node is unchanged.
   virtual void DoInitialize();
 
+  /// Throws TCException when the node is a static object that is not constructed yet.
   void SetShow(bool Show);
 
   /// Applies every control, for the schema's initialisation. Passes on what a control throws.
@@ -34,6 +36,7 @@ class PROPERTY_EXPORT TCPropertyShowControl {
 
   static TCPropertyShowControl* m_First;
 
+  [[maybe_unused]] TSOnePiece m_OnePiece = {};
   TCPropertyShowControl* m_Next = nullptr;
   TCBasicPropertyID* m_Property;
   Accessories::TCNullTypes<bool> m_Show;

@@ -23,14 +23,16 @@ void TCPropertyTransaction::Commit() {
 }
 
 void TCPropertyTransaction::Rollback() {
-  if (m_Active)
+  if (m_Active) {
     TCPropertyCollection::RemoveTransaction(this);
+  }
   Reset();
 }
 
 void TCPropertyTransaction::Reset() {
-  for (auto const& Change : m_Changes)
+  for (auto const& Change : m_Changes) {
     delete Change.second;
+  }
   m_Changes.clear();
   m_Unrecorded.clear();
 }

@@ -3,11 +3,13 @@
 #include "PropertyInterface/TCNorvPropertyObject.h"
 
 #include "Platform/Utility/TCPerThread.h"
+#include "PropertyInterface/PropertyProtocol.h"
 
 namespace Property {
 
 // In this order: the second is a copy of the first.
-TCNorvMailClassID const Norv_PropertyMail("property", 2);
+TCNorvMailClassID const Norv_PropertyMail(PropertyProtocol::kClassName,
+                                          PropertyProtocol::kClassVersion);
 TCNorvMailClassID TCNorvPropertyObject::m_MailClassID = Norv_PropertyMail;
 
 TCNorvPropertyObject::TCRequest::TCRequest() {
@@ -28,12 +30,15 @@ TCNorvPropertyObject::TCRecord::TCRecord() {
 TCNorvPropertyObject::TCRecord::~TCRecord() = default;
 
 TCNorvPropertyObject::TCNorvPropertyObject() {
-  AssignRecordType(m_MailClassID, eNorvRequest, 2, m_Record, -1);
-  AssignRecordType(m_MailClassID, eNorvRequest, 1, m_Request, -1);
-  AssignRecordType(m_MailClassID, eNorvChange, 3, m_Record, -1);
-  AssignRecordType(m_MailClassID, eNorvEvent, 2, m_Record, -1);
-  AssignRecordType(m_MailClassID, eNorvEvent, 1, m_Record, -1);
-  AssignRecordType(m_MailClassID, eNorvChange, 1, m_Record, -1);
+  auto const Assign = [this](PropertyProtocol::TSSignal Signal, TCNorvRecordObject& Part) {
+    AssignRecordType(m_MailClassID, Signal.Type, Signal.Name, Part, -1);
+  };
+  Assign(PropertyProtocol::kRequestOne, m_Record);
+  Assign(PropertyProtocol::kRequestAll, m_Request);
+  Assign(PropertyProtocol::kChange, m_Record);
+  Assign(PropertyProtocol::kOneValue, m_Record);
+  Assign(PropertyProtocol::kPublishedChange, m_Record);
+  Assign(PropertyProtocol::kAllValues, m_Record);
 }
 
 TCNorvPropertyObject::~TCNorvPropertyObject() = default;

@@ -2,6 +2,7 @@
 // Speaks the property protocol for the process's store.
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 #include <vector>
@@ -14,6 +15,8 @@
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCMACAddress.h"
 #include "Platform/Utility/TCPerThread.h"
+#include "Platform/Utility/TextConversions.h"
+#include "PropertyInterface/PropertyProtocol.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
 
 namespace Property {
@@ -25,30 +28,23 @@ constexpr char kSource[] = "../PropertyInterface/TCPropertyCollectionDriver";
 constexpr int kWithoutLimit = -1;
 constexpr std::size_t kLargeMail = std::size_t{64} << 10;  // what it was read into is not kept
 
-// Signal names of the property mail class, by signal type.
-constexpr int kRequestAll = 1;
-constexpr int kRequestOne = 2;
-constexpr int kChange = 3;
-constexpr int kAllValues = 1;
-constexpr int kPublishedChange = 1;
-
-constexpr int kActionOwn = 0;
-constexpr int kActionAll = 1;
-
 TCNorvServiceName const& PropertyServer() {
   static auto const& Name = *new TCNorvServiceName(  // in use until the process ends
-      TCNorvServiceName::MakeLocalProcess("@mailrouter.property", ""));
+      TCNorvServiceName::MakeLocalProcess(PropertyProtocol::kMailbox, ""));
   return Name;
 }
 
+bool IsSignal(TCNorvMessage const& Mail, PropertyProtocol::TSSignal Signal) {
+  return Mail.get_SignalType() == Signal.Type && Mail.get_SignalName() == Signal.Name;
+}
+
 bool IsBulkLoad(TCNorvMessage const& Mail) {
-  return Mail.get_SignalType() == eNorvChange && Mail.get_SignalName() == kAllValues;
+  return IsSignal(Mail, PropertyProtocol::kAllValues);
 }
 
 bool IsAccepted(TCNorvMessage const& Mail) {
-  return (Mail.get_SignalType() == eNorvEvent && Mail.get_SignalName() == kPublishedChange) ||
-         (Mail.get_SignalType() == eNorvChange && Mail.get_SignalName() == kChange) ||
-         IsBulkLoad(Mail);
+  return IsSignal(Mail, PropertyProtocol::kPublishedChange) ||
+         IsSignal(Mail, PropertyProtocol::kChange) || IsBulkLoad(Mail);
 }
 
 void TraceCommon(char const* Text) {
@@ -72,7 +68,9 @@ class TCChangeMail {
     if (Body->get_Size() > kLargeMail) {
       TCPerThread<TCNorvPropertyObject>::Drop();
     }
-    Proxy.Post(PropertyServer(), {TCNorvPropertyObject::m_MailClassID, eNorvChange, kChange, Body});
+    Proxy.Post(PropertyServer(),
+               {TCNorvPropertyObject::m_MailClassID, PropertyProtocol::kChange.Type,
+                PropertyProtocol::kChange.Name, Body});
   }
 
  private:
@@ -85,6 +83,16 @@ class TCChangeMail {
 std::string MailKey(TCCommonPropertyObject const& Object) {
   return TCNorvPropertyObject::Key(Object.get_ID().get_Number(), Object.get_Link(),
                                    Object.get_MAC().get_AsString(':'));
+}
+
+// The place in the store of what MailKey() names.
+TCPropertyKey StoreKey(std::string const& MailKey) {
+  std::vector<std::string> const Texts = TCNorvRecordObject::KeyTexts(MailKey);
+  TCPropertyID const* const ID = TCPropertyID::Find(ToInt(Texts.at(0)));
+  if (ID == nullptr) {
+    throw TCException(kSource, __LINE__).Format("Property ID %s is not defined", Texts[0].c_str());
+  }
+  return TCPropertyKey(*ID, Accessories::TCRecordID(Texts.at(1)), Texts.at(2));
 }
 
 // What the records of mails are read into. Each thread keeps one: to make it takes longer than to
@@ -109,10 +117,10 @@ std::atomic<TCPropertyCollectionDriver*> TCPropertyCollectionDriver::m_Instance{
 std::atomic<bool> TCPropertyCollectionDriver::m_Created{false};
 
 TCPropertyCollectionDriver::TCPropertyCollectionDriver() : m_MailFunctions(this) {
-  m_Instance = this;
   SetMailParse(m_MailFunctions);
   m_MailFunctions.Add(Norv_PropertyMail.get_ID(), &TCPropertyCollectionDriver::OnPropertyMail);
   TCBasicPropertyID::Initialize();
+  m_Instance = this;  // last: nothing can fail any more
 }
 
 TCPropertyCollectionDriver::~TCPropertyCollectionDriver() {
@@ -127,8 +135,14 @@ void TCPropertyCollectionDriver::Create(bool ownMACOnly) {
     if (m_Instance != nullptr) {
       throw TCException(kSource, 82, "m_Instance==__null");
     }
-    new TCPropertyCollectionDriver;  // registers itself and lives as long as the process
-    get_Instance()->Init();
+    {
+      TCUnderConstruction const Marked;
+      new TCPropertyCollectionDriver;  // registers itself and lives as long as the process
+    }
+    {
+      TCLongWait const Marked;
+      get_Instance()->Init();
+    }
     get_Instance()->m_OwnMACOnly = ownMACOnly;
     m_Created = true;
   }
@@ -153,10 +167,12 @@ void TCPropertyCollectionDriver::Init() {
 }
 
 void TCPropertyCollectionDriver::Fetch() {
-  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvRequest, kRequestAll);
-  Mail.CreateRecord()->get_Request().m_Action = m_OwnMACOnly ? kActionOwn : kActionAll;
+  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, PropertyProtocol::kRequestAll.Type,
+                      PropertyProtocol::kRequestAll.Name);
+  Mail.CreateRecord()->get_Request().m_Action =
+      m_OwnMACOnly ? PropertyProtocol::kActionOwn : PropertyProtocol::kActionAll;
   TraceCommon("Property Request All");
-  Clear();
+  TCOwnValues const Own = ClearForAnswer();
   TCAnswerInHand const Answer(*this);
   if (!SendAndWait(PropertyServer(), Mail, kWithoutLimit)) {
     TraceCommon("Property Request All Done");
@@ -165,8 +181,41 @@ void TCPropertyCollectionDriver::Fetch() {
   TCCriticalSectionLock const Lock(m_CSection);
   m_Connected = true;
   ConnectService(Norv_PropertyMail, 3, false);
+  LayOver(Own);
   OnPropertyMail(Mail);
   TraceCommon("Property Request All Done");
+}
+
+// Returns the values of which a change of this process is on its way.
+TCPropertyCollectionDriver::TCOwnValues TCPropertyCollectionDriver::ClearForAnswer() {
+  TCCriticalSectionLock const Lock(m_CSection);
+  TCOwnValues Own;
+  for (std::string const& MailKey : KeysOnWay(PropertyServer(), Norv_PropertyMail)) {
+    auto const Stored = m_Properties.find(StoreKey(MailKey));
+    if (Stored != m_Properties.end()) {
+      Own.emplace(MailKey, *Stored->second);
+    }
+  }
+  Clear();
+  return Own;
+}
+
+// With the lock held, before an answer is taken in that may be older than changes on their way:
+// those come first. A change whose value has gone meanwhile is left to what the server sends.
+void TCPropertyCollectionDriver::LayOver(TCOwnValues const& Own) {
+  std::vector<std::string> Gone;
+  for (std::string const& MailKey : KeysOnWay(PropertyServer(), Norv_PropertyMail)) {
+    auto const Value = Own.find(MailKey);
+    if (m_Properties.count(StoreKey(MailKey)) != 0) {
+      continue;  // set since
+    }
+    if (Value != Own.end()) {
+      LoadProperty(Value->second);
+    } else {
+      Gone.push_back(MailKey);
+    }
+  }
+  GiveUpChanges(PropertyServer(), Norv_PropertyMail, Gone);
 }
 
 // ---- what the server sends ----
@@ -193,35 +242,74 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
   auto& [Record, MACBuffer, DataBuffer, LastMAC, Device] = TCPerThread<TSReading>::Get();
   std::shared_ptr<TCNorvMailBody const> const Body = Mail.get_Body(Record);
   bool const Notified = !IsBulkLoad(Mail);
-  std::vector<TCCommonPropertyObject const*> Changed;
+  std::vector<std::pair<TCPropertyKey, bool>> Changed;  // and whether it is gone
+  bool Whole = false;                // what the mail does not have, the server does not hold
+  std::vector<TCPropertyKey> Named;  // in such a mail
   for (int Index = 0; Index < Body->get_Count(); ++Index) {
     Record.Decode(Body->get_Record(Index));
+    if (!Record.m_ID.IsAssigned()) {
+      Whole = Whole || Index == 0;
+      continue;
+    }
     std::string const& MAC = Record.m_MAC.get_AsString(MACBuffer);
     Accessories::TCRecordID const Link = Record.m_Link.get_AsRecordID();
     TCPropertyID const* const ID = TCPropertyID::Find(Record.m_ID);
-    if (ID == nullptr || !IsWanted(*ID, Link, MAC, OwnMAC)) {
+    if (ID == nullptr) {
       continue;
     }
     if (MAC != LastMAC) {
       LastMAC = MAC;
       Device = MAC;
     }
+    TCPropertyKey const Key(*ID, Link, Device);
+    if (Whole) {
+      Named.push_back(Key);
+    }
+    if (!IsWanted(*ID, Link, MAC, OwnMAC)) {
+      continue;
+    }
     TCCriticalSectionLock const Lock(m_CSection);
     if (IsAnyOvertaken() && IsOvertaken(Record.get_Key())) {
-      continue;  // by a change of this process, which comes later in the server's order
+      continue;  // by a change of this process
     }
-    TCCommonPropertyObject const* const Object =
-        UpdateProperty(TCPropertyKey(*ID, Link, Device), Record.m_Data.get_AsString(DataBuffer));
-    if (Object != nullptr && Notified) {
-      Changed.push_back(Object);
+    bool const IsGone = !Record.m_Data.IsAssigned();  // the server holds no value
+    bool const IsNew = IsGone
+                           ? Remove(Key)
+                           : UpdateProperty(Key, Record.m_Data.get_AsString(DataBuffer)) != nullptr;
+    if (IsNew && Notified) {
+      Changed.emplace_back(Key, IsGone);
     }
   }
   if (Body->get_Size() > kLargeMail) {
     TCPerThread<TSReading>::Drop();
   }
-  for (TCCommonPropertyObject const* Object : Changed) {
-    Notify(eNotifyChanged, *Object);
+  if (Whole) {
+    std::vector<TCPropertyKey> const Gone = RemoveAllBut(std::move(Named));
+    for (TCPropertyKey const& Key : Gone) {
+      Changed.emplace_back(Key, true);
+    }
   }
+  // By their keys: meanwhile another thread may have emptied the store.
+  for (auto const& [Key, IsGone] : Changed) {
+    IsGone ? TellRemoved(Key) : TellChanged(Key);
+  }
+}
+
+// Leaves also those of which a change of this process is on its way. Returns what it has removed.
+std::vector<TCPropertyKey> TCPropertyCollectionDriver::RemoveAllBut(
+    std::vector<TCPropertyKey> Held) {
+  std::sort(Held.begin(), Held.end());
+  std::vector<TCPropertyKey> Gone;
+  TCCriticalSectionLock const Lock(m_CSection);
+  for (auto const& [Key, Value] : m_Properties) {
+    if (!std::binary_search(Held.begin(), Held.end(), Key) && !IsOvertaken(MailKey(*Value))) {
+      Gone.push_back(Key);
+    }
+  }
+  for (TCPropertyKey const& Key : Gone) {
+    Remove(Key);
+  }
+  return Gone;
 }
 
 // ---- what the store asks for and reports ----
@@ -233,7 +321,8 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
     }
     return true;
   }
-  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, eNorvRequest, kRequestOne);
+  TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, PropertyProtocol::kRequestOne.Type,
+                      PropertyProtocol::kRequestOne.Name);
   Mail.CreateRecord()->RequestProperty(Object.get_ID().get_Number(), Object.get_Link(),
                                        Object.get_MAC().get_AsString(':'));
   if (IsDebugLevel(DEBUG_PROPERTY)) {
@@ -255,10 +344,12 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
         .Format("Property ID %d is not defined", Record.m_ID.get_AsInteger());
   }
   std::string const Data = Record.m_Data.get_AsString();
-  if (Record.m_Loaded.get_AsBool()) {
+  TCCriticalSectionLock Lock(m_CSection);
+  if (Record.m_Loaded.get_AsBool() && !IsOvertaken(Record.get_Key())) {
     UpdateProperty(*PropID, Record.m_Link.get_AsRecordID(), Data, true,
                    Record.m_MAC.get_AsString());
   }
+  Lock.Leave();
   Object.SetRealValue(Data);
   return true;
 }
@@ -275,21 +366,10 @@ void TCPropertyCollectionDriver::OnPropertyChanged(TCCommonPropertyObject const&
   Mail.Send(*this);
 }
 
-void TCPropertyCollectionDriver::ApplyChange(TCPropertyKey const& Key,
-                                             TCCommonPropertyObject const& Change) {
-  auto const Stored = m_Properties.find(Key);
-  if (Stored != m_Properties.end()) {
-    Stored->second->SetRealValue(Change.GetRealValue());
-    return;
-  }
-  TCCommonPropertyObject Value(Key.get_ID(), Key.get_Link(), Key.get_MAC());
-  Value.SetRealValue(Change.GetRealValue());
-  Insert(std::move(Value));
-}
-
 void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transaction) {
   TCMarkEnd const End{[this] { ForgetMark(); }};
   TCChangeMail Mail;
+  unsigned ChangeCount = 0;
   {
     TCCriticalSectionLock const Lock(m_CSection);
     TCPropertyCollection::CommitTransaction(Transaction);
@@ -298,15 +378,17 @@ void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transa
     }
     std::vector<std::string> Keys;
     for (auto const& [Key, Change] : Transaction->get_Changes()) {
-      ApplyChange(Key, *Change);
+      UpdateProperty(Key, Change->GetRealValue());
       Mail.Append(*Change);
       Keys.push_back(MailKey(*Change));
     }
     MarkChange(PropertyServer(), Norv_PropertyMail, std::move(Keys));
+    ChangeCount = get_ChangeCount();
   }
   Mail.Send(*this);
   for (auto const& [Key, Change] : Transaction->get_Changes()) {
     Notify(eNotifyChanged, *Change);
+    TellLaterChange(*Change, ChangeCount);
   }
 }
 

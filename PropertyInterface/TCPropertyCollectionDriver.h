@@ -4,7 +4,9 @@
 
 #include <atomic>
 #include <list>
+#include <map>
 #include <string>
+#include <vector>
 
 #include "CommonProperties/PropertyExport.h"
 #include "CommonProperties/TCPropertyCollection.h"
@@ -21,13 +23,21 @@ namespace Property {
 /// Published changes are applied on the proxy's thread, relying on the store's own locking. The
 /// store's lock is held during Create() (but for the waiting at its end), Init(), and the parts of
 /// Fetch() and CommitTransaction() that change the store; never while waiting for an answer.
+///
+/// A forked child of the process has a copy of the values that it can read. A set or a commit there
+/// throws TCException, with the values changed in the copy alone, and so does what the server would
+/// have to be asked for. A child that is forked while Create() waits for the router has no store.
+/// The child can not make a store of its own: it executes another program where it needs one.
 class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
                                                    public TCNorvServiceProxy {
  public:
   /// Makes the store and loads it; waits for router and server without limit. With `ownMACOnly`
   /// the store takes in only this device's values, system-wide ones and those it holds already.
-  /// Throws TCException when there is a driver or another store, the router is not available, the
-  /// values can not be fetched, or the schema is wrong.
+  /// Throws TCException when there is a driver or another store, the driver can not be made, the
+  /// schema is wrong, the router is not available, or the values can not be fetched. In the last
+  /// two cases there is a driver from then on, an empty store: do not call Create() again, but
+  /// Init() where the router was missing, and then Fetch(). In the others there is none, and a
+  /// later call may succeed.
   static void Create(bool ownMACOnly);
 
   ~TCPropertyCollectionDriver() override;
@@ -36,7 +46,8 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   /// available.
   void Init();
 
-  /// Empties the store and loads all values, without notifications. Throws TCException, the store
+  /// Empties the store and loads all values, without notifications; values that this process has
+  /// set and the server has not published yet stay as they are. Throws TCException, the store
   /// empty, when no answer comes.
   void Fetch();
 
@@ -46,8 +57,10 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   /// Null until Create() has made the driver.
   static TCPropertyCollectionDriver* get_Instance() { return m_Instance; }
 
-  /// Applies a received mail: published changes with notifications, a bulk load without. Records
-  /// of unknown properties are skipped; mails with other signals are dropped.
+  /// Applies a received mail: published changes with notifications, a bulk load without. A record
+  /// without data says that the server holds no value, and removes it here. A first record without
+  /// a number says so of all values that the mail does not have. Records of unknown properties are
+  /// skipped; mails with other signals are dropped.
   void OnPropertyMail(TCNorvMessage const& Mail);
 
   std::list<TCCommonPropertyObject> DoLoadPropertyList(TCPropertyID const& ID) override;
@@ -62,11 +75,15 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   void OnMailRouterState(bool Reachable) override;
 
  private:
+  using TCOwnValues = std::map<std::string, TCCommonPropertyObject>;  // by their keys in mails
+
   TCPropertyCollectionDriver();
 
+  TCOwnValues ClearForAnswer();
+  void LayOver(TCOwnValues const& Own);
+  std::vector<TCPropertyKey> RemoveAllBut(std::vector<TCPropertyKey> Held);
   bool IsWanted(TCPropertyID const& ID, Accessories::TCRecordID const& Link, std::string const& MAC,
                 std::string const& OwnMAC);
-  void ApplyChange(TCPropertyKey const& Key, TCCommonPropertyObject const& Change);
 
   std::atomic<bool> m_Connected{false};
   TCNorvMailFunctions<TCPropertyCollectionDriver> m_MailFunctions;

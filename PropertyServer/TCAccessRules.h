@@ -9,14 +9,9 @@
 #include <vector>
 
 #include "Platform/Messaging/TCNorvService.h"
+#include "PropertyServer/TSPropertyRange.h"
 
 namespace Property {
-
-/// Property numbers, both ends included.
-struct TSPropertyRange {
-  int First = 0;
-  int Last = 0;
-};
 
 /// Users and groups to whom something is granted. A sender is in a group by its own or by one of
 /// its further groups.
@@ -58,6 +53,8 @@ class TCAccessRules {
   bool MayRead(TSNorvMailSender const& Sender, int Number) const;
   bool MayWrite(TSNorvMailSender const& Sender, int Number) const;
   bool MayAdminister(TSNorvMailSender const& Sender) const;
+  /// Whether no rule restricts the sender: only then may it have a copy of everything.
+  bool MayCopy(TSNorvMailSender const& Sender) const { return IsOwner(Sender); }
   /// Whether MayRead() is true for every property. Cheap where no rule takes reading from the
   /// group.
   bool ReadsEverything(TSNorvMailSender const& Sender) const;

@@ -2,10 +2,11 @@
 // Groups mails into transactions.
 #include "PropertyServer/TCCommitQueue.h"
 
+#include <algorithm>
 #include <ctime>
 #include <exception>
+#include <limits>
 #include <utility>
-#include <vector>
 
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
@@ -19,7 +20,7 @@ constexpr std::size_t kGroupByteLimit = std::size_t{4} << 20;
 constexpr std::chrono::milliseconds kFullWait{2};      // while other things are to do
 constexpr std::chrono::milliseconds kRelaxedWait{10};  // leaves time for the commit itself
 constexpr std::chrono::milliseconds kTryAgain{500};
-constexpr std::size_t kRememberedSenders = 10000;
+constexpr std::size_t kSlice = 500;       // records that are stored without serving anything else
 constexpr std::uint64_t kAccuracy = 100;  // microseconds
 
 void RequireSource(int Result) {
@@ -47,9 +48,11 @@ std::int64_t CurrentTime() {
       .count();
 }
 
-TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, sd_event* Event, TEDurability Durability,
-                             TCOnStored OnStored, TCOnTrouble OnTrouble)
+TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, TCTakenMails& Taken, sd_event* Event,
+                             TEDurability Durability, TCOnStored OnStored, TCOnTrouble OnTrouble)
     : m_Database(Database),
+      m_Taken(Taken),
+      m_History(Database),
       m_Durability(Durability),
       m_OnStored(std::move(OnStored)),
       m_OnTrouble(std::move(OnTrouble)) {
@@ -58,36 +61,42 @@ TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, sd_event* Event, TEDu
   m_Idle.reset(Source);
   RequireSource(sd_event_source_set_priority(Source, SD_EVENT_PRIORITY_IDLE));
   RequireSource(sd_event_source_set_enabled(Source, SD_EVENT_OFF));
+  // A timer takes its turn among all that is ready; what is deferred would always come first.
+  RequireSource(sd_event_add_time(Event, &Source, CLOCK_MONOTONIC, 0, 1, OnTime, this));
+  m_Slices.reset(Source);
+  RequireSource(sd_event_source_set_enabled(Source, SD_EVENT_OFF));
   RequireSource(sd_event_add_time(Event, &Source, CLOCK_MONOTONIC, 0, kAccuracy, OnTime, this));
   m_Timer.reset(Source);
   RequireSource(sd_event_source_set_priority(Source, SD_EVENT_PRIORITY_IMPORTANT));
   RequireSource(sd_event_source_set_enabled(Source, SD_EVENT_OFF));
-  TCPropertyDatabase::TCTransaction Transaction(m_Database);
-  Transaction.ForgetSenders(kRememberedSenders);
-  Transaction.Commit();
 }
 
 std::string const* TCCommitQueue::Find(TCPropertyPlace const& Place) const {
-  auto const Value = m_Values.find(Place);
-  return Value != m_Values.end() ? &Value->second.Record->Data : nullptr;
+  for (auto const* Values : {&m_Values, &m_GroupValues}) {
+    auto const Value = Values->find(Place);
+    if (Value != Values->end()) {
+      return &Value->second.Record->Data;
+    }
+  }
+  return nullptr;
 }
 
-std::uint64_t TCCommitQueue::get_LastMail(std::string const& Identity) {
-  auto const Waiting = m_LastNumbers.find(Identity);
-  if (Waiting != m_LastNumbers.end()) {
-    return Waiting->second;
-  }
-  auto const [Known, IsNew] = m_KnownSenders.try_emplace(Identity, 0);
-  if (IsNew) {
-    try {
-      Known->second = m_Database.LastMail(Identity);
-    } catch (...) {
-      m_KnownSenders.erase(Known);
-      throw;
+void TCCommitQueue::HideTexts(std::function<bool(int Number)> const& IsSecret) {
+  for (TSTakenMail& Mail : m_Waiting) {
+    for (TSHistoryEntry& Entry : Mail.History) {
+      if (IsSecret(Entry.Number)) {
+        Entry.Secret = true;
+        Entry.From.reset();
+        Entry.To.clear();
+      }
     }
-    m_NewSenders += Known->second == 0 ? 1U : 0U;
   }
-  return Known->second;
+}
+
+bool TCCommitQueue::IsAnyWithoutEffect() const {
+  auto const HasNone = [](TSTakenMail const& Mail) { return !Mail.InEffect; };
+  return std::any_of(m_Group.begin(), m_Group.end(), HasNone) ||
+         std::any_of(m_Waiting.begin(), m_Waiting.end(), HasNone);
 }
 
 TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
@@ -99,105 +108,154 @@ TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
       Values[PlaceOf(Change)] = {&Change, &Taken.Origin};
     }
   }
-  std::map<std::string, std::uint64_t> LastNumber{{Taken.Mail.Sender.Identity, Taken.Mail.Number}};
+  m_Taken.Wait(Taken.Mail.Sender, Taken.Mail.Number);
   // Nothing below needs memory.
   m_WaitingBytes += Taken.Mail.Content.Body->get_Size();
   m_Waiting.splice(m_Waiting.end(), Added);
   TakeOver(m_Values, Values);
-  TakeOver(m_LastNumbers, LastNumber);
-  if (!m_Failing && m_Waiting.size() == 1) {
-    bool const Full = m_Durability == TEDurability::eFull;
-    WakeAfter(Full ? kFullWait : kRelaxedWait);
-    sd_event_source_set_enabled(m_Idle.get(), Full ? SD_EVENT_ONESHOT : SD_EVENT_OFF);
+  if (m_Waiting.size() == 1) {
+    WakeForWaiting();
   }
   return m_Waiting.back();
 }
 
-// While it fails, the timer tries again.
+// While it fails, the timer tries again; while a group is stored, the next one follows it.
+void TCCommitQueue::WakeForWaiting() {
+  if (!m_Failing && !m_Storing) {
+    bool const Full = m_Durability == TEDurability::eFull;
+    WakeAfter(Full ? kFullWait : kRelaxedWait);
+    sd_event_source_set_enabled(m_Idle.get(), Full ? SD_EVENT_ONESHOT : SD_EVENT_OFF);
+  }
+}
+
 void TCCommitQueue::CommitIfMuch() {
-  if (!m_Failing && (m_Waiting.size() >= kGroupLimit || m_WaitingBytes >= kGroupByteLimit)) {
-    Commit();
+  if (!m_Failing && !m_Storing &&
+      (m_Waiting.size() >= kGroupLimit || m_WaitingBytes >= kGroupByteLimit)) {
+    StoreSlices();
   }
 }
 
 void TCCommitQueue::CommitWhenIdle() {
-  if (!m_Failing) {
+  if (!m_Failing && !m_Storing) {
     sd_event_source_set_enabled(m_Idle.get(), SD_EVENT_ONESHOT);
   }
 }
 
 int TCCommitQueue::OnIdle(sd_event_source* /*Source*/, void* Queue) {
-  static_cast<TCCommitQueue*>(Queue)->Commit();
+  static_cast<TCCommitQueue*>(Queue)->StoreSlices();
   return 0;
 }
 
 int TCCommitQueue::OnTime(sd_event_source* /*Source*/, std::uint64_t /*Time*/, void* Queue) {
-  static_cast<TCCommitQueue*>(Queue)->Commit();
+  static_cast<TCCommitQueue*>(Queue)->StoreSlices();
   return 0;
 }
 
+// Stores the next slice, which for nearly every group is all of it.
+void TCCommitQueue::StoreSlices() {
+  Try([this] { Store(kSlice); });
+  if (m_Storing) {
+    sd_event_source_set_time_relative(m_Slices.get(), 0);
+    sd_event_source_set_enabled(m_Slices.get(), SD_EVENT_ONESHOT);
+  } else if (!m_Waiting.empty()) {
+    WakeForWaiting();
+  }
+}
+
 bool TCCommitQueue::Commit() {
-  sd_event_source_set_enabled(m_Idle.get(), SD_EVENT_OFF);
-  sd_event_source_set_enabled(m_Timer.get(), SD_EVENT_OFF);
+  return Try([this] {
+    do {
+      Store(std::numeric_limits<std::size_t>::max());
+    } while (!m_Waiting.empty());
+  });
+}
+
+template <class TStore>
+bool TCCommitQueue::Try(TStore const& Store) {
+  for (TCEventSource const* Source : {&m_Idle, &m_Timer, &m_Slices}) {
+    sd_event_source_set_enabled(Source->get(), SD_EVENT_OFF);
+  }
   try {
-    if (!m_Waiting.empty()) {
-      Store();
-    }
+    Store();
     m_OnStored(m_Stored);
   } catch (std::exception const& Failure) {
+    PutBack();
     TryLater(Failure.what());
     return false;
   }
-  if (std::exchange(m_Failing, false)) {
+  if (!m_Storing && std::exchange(m_Failing, false)) {
     m_OnTrouble(false, "");
   }
   return true;
 }
 
-void TCCommitQueue::Store() {
-  TCPropertyDatabase::TCTransaction Transaction(m_Database);
-  std::vector<TSValueToStore> Values;
-  Values.reserve(m_Values.size());
-  for (auto const& [Place, Value] : m_Values) {
-    Values.push_back(Value);
-  }
-  Transaction.Put(Values);
-  std::vector<TSHistoryEntry const*> History;
-  if (m_HistoryLimits.Entries > 0) {
-    for (TSTakenMail const& Mail : m_Waiting) {
-      for (TSHistoryEntry const& Entry : Mail.History) {
-        History.push_back(&Entry);
-      }
-    }
-  }
-  Transaction.AppendHistory(History);
-  std::int64_t const Now = CurrentTime();
-  Transaction.TrimHistory(m_HistoryLimits.Entries,
-                          Now - std::chrono::microseconds(m_HistoryLimits.Age).count());
-  for (auto const& [Identity, Number] : m_LastNumbers) {
-    Transaction.RememberMail(Identity, Number);
-  }
-  ForgetOldSenders(Transaction);
-  for (auto const& [Identity, Number] : m_LastNumbers) {
-    m_KnownSenders[Identity] = Number;  // while it waits, m_LastNumbers is asked first
-  }
-  Transaction.Commit();
-  m_LastCommit = Now;
-  ++m_Commits;
-  m_LastNumbers.clear();
-  m_Values.clear();
+// What waits becomes the group that is stored.
+void TCCommitQueue::Begin() {
+  m_Group.splice(m_Group.end(), m_Waiting);
+  m_GroupValues.swap(m_Values);
   m_WaitingBytes = 0;
-  m_Stored.splice(m_Stored.end(), m_Waiting);
 }
 
-// Each process that ever sent a mail is a sender; the oldest are forgotten from time to time.
-void TCCommitQueue::ForgetOldSenders(TCPropertyDatabase::TCTransaction& Transaction) {
-  if (m_NewSenders < kRememberedSenders) {
+TCHistoryKeeper::TCEntries TCCommitQueue::CollectHistory() const {
+  TCHistoryKeeper::TCEntries Entries;
+  for (TSTakenMail const& Mail : m_Group) {
+    for (TSHistoryEntry const& Entry : Mail.History) {
+      Entries.push_back(&Entry);
+    }
+  }
+  return Entries;
+}
+
+// Where the disk has no room, the group is stored in one go, with less history. Without a group
+// there is still what was stored.
+void TCCommitQueue::Store(std::size_t Records) {
+  if (!m_Storing && m_Group.empty()) {
+    Begin();
+  }
+  if (m_Group.empty()) {
+    m_Database.KeepInPlace();
     return;
   }
-  Transaction.ForgetSenders(kRememberedSenders);
-  m_KnownSenders.clear();
-  m_NewSenders = 0;
+  if (m_GroupValues.size() <= Records) {
+    m_Storing.reset();
+    StoreWhole();
+  } else {
+    try {
+      if (!m_Storing) {
+        m_Storing = std::make_unique<TCGroupStoring>(m_Database, m_Taken, m_Group, m_GroupValues,
+                                                     CollectHistory(), m_History.get_Limits());
+      }
+      if (!m_Storing->Store(Records)) {
+        return;
+      }
+    } catch (TCDatabaseFull const&) {
+      m_Storing.reset();
+      StoreWhole();
+    }
+  }
+  m_Storing.reset();
+  m_LastCommit = CurrentTime();
+  ++m_Commits;
+  m_GroupValues.clear();
+  m_Stored.splice(m_Stored.end(), m_Group);
+}
+
+void TCCommitQueue::StoreWhole() {
+  m_History.Store(CollectHistory(), [this](auto const& Entries, TSHistoryLimits const& Limits) {
+    TCGroupStoring(m_Database, m_Taken, m_Group, m_GroupValues, Entries, Limits)
+        .Store(std::numeric_limits<std::size_t>::max());
+  });
+}
+
+// Before the mails that came since, whose values are newer.
+void TCCommitQueue::PutBack() {
+  m_Storing.reset();
+  for (TSTakenMail const& Mail : m_Group) {
+    m_WaitingBytes += Mail.Mail.Content.Body->get_Size();
+  }
+  m_Waiting.splice(m_Waiting.begin(), m_Group);
+  m_Values.merge(m_GroupValues);
+  m_GroupValues.clear();
 }
 
 void TCCommitQueue::TryLater(char const* Reason) {

@@ -7,22 +7,28 @@
 #include <functional>
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "Platform/Messaging/BusHandles.h"
+#include "PropertyServer/TCGroupStoring.h"
+#include "PropertyServer/TCHistoryKeeper.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCServerConfiguration.h"
+#include "PropertyServer/TCTakenMails.h"
 #include "PropertyServer/TEDurability.h"
 #include "PropertyServer/TSTakenMail.h"
 
 namespace Property {
 
 /// Collects mails and stores all that wait in one transaction: when nothing else is to do or the
-/// oldest has waited for its time, as the durability says, and at once when many wait. While the
-/// database can not be written they keep waiting, in order, and storing is tried again twice a
-/// second.
+/// oldest has waited for its time, as the durability says, and at once when many wait. One that
+/// has many records is stored in slices, between which the loop serves everything else; mails that
+/// come meanwhile wait for the next transaction. While the database can not be written they keep
+/// waiting, in order, and storing is tried again twice a second.
 ///
-/// Lives on the loop's thread. Refers to the database, which must outlive it.
+/// Lives on the loop's thread. Refers to the database and to what is known of senders, which must
+/// outlive it.
 class TCCommitQueue {
  public:
   /// `OnStored` takes over the mails of a group that is on the disk. What it throws is logged, and
@@ -32,12 +38,12 @@ class TCCommitQueue {
   /// throws nothing.
   using TCOnTrouble = std::function<void(bool Failing, char const* Reason)>;
 
-  TCCommitQueue(TCPropertyDatabase& Database, sd_event* Event, TEDurability Durability,
-                TCOnStored OnStored, TCOnTrouble OnTrouble);
+  TCCommitQueue(TCPropertyDatabase& Database, TCTakenMails& Taken, sd_event* Event,
+                TEDurability Durability, TCOnStored OnStored, TCOnTrouble OnTrouble);
   TCCommitQueue(TCCommitQueue const&) = delete;
   TCCommitQueue& operator=(TCCommitQueue const&) = delete;
 
-  void SetHistoryLimits(TSHistoryLimits const& Limits) { m_HistoryLimits = Limits; }
+  void SetHistoryLimits(TSHistoryLimits const& Limits) { m_History.SetLimits(Limits); }
 
   /// The mail as it waits, valid until the next commit. Throws, with nothing added, only for lack
   /// of memory.
@@ -46,17 +52,23 @@ class TCCommitQueue {
   void CommitIfMuch();
   /// What waits is stored as soon as nothing else is to do, whatever the durability.
   void CommitWhenIdle();
-  /// Stores what waits now; false when that fails and is tried again later.
+  /// Stores all that waits now, and sees to it that the next start finds all that was; false when
+  /// that fails and is tried again later.
   bool Commit();
 
   /// The value that a waiting mail gives to `Place`; null when none does.
   std::string const* Find(TCPropertyPlace const& Place) const;
-  /// The number of the last mail of `Identity` that is stored or waits.
-  std::uint64_t get_LastMail(std::string const& Identity);
-  /// Whether that mail still waits.
-  bool IsWaiting(std::string const& Identity) const { return m_LastNumbers.count(Identity) != 0; }
 
-  std::size_t get_WaitingCount() const { return m_Waiting.size(); }
+  /// Nothing that waits has a text in its history any more where `IsSecret`. Not while a
+  /// transaction is under way.
+  void HideTexts(std::function<bool(int Number)> const& IsSecret);
+
+  /// Whether a transaction is under way whose last slice is still to come.
+  bool IsStoring() const { return m_Storing != nullptr; }
+  /// Whether a mail that waits has not taken effect.
+  bool IsAnyWithoutEffect() const;
+
+  std::size_t get_WaitingCount() const { return m_Waiting.size() + m_Group.size(); }
   std::uint64_t get_CommitCount() const { return m_Commits; }
   /// When the last group was stored, in microseconds since 1970; 0 for never.
   std::int64_t get_LastCommit() const { return m_LastCommit; }
@@ -64,25 +76,34 @@ class TCCommitQueue {
  private:
   static int OnIdle(sd_event_source* Source, void* Queue);
   static int OnTime(sd_event_source* Source, std::uint64_t Time, void* Queue);
-  void Store();
-  void ForgetOldSenders(TCPropertyDatabase::TCTransaction& Transaction);
+  void Begin();
+  void WakeForWaiting();
+  void StoreSlices();
+  template <class TStore>
+  bool Try(TStore const& Store);
+  void Store(std::size_t Records);
+  void StoreWhole();
+  TCHistoryKeeper::TCEntries CollectHistory() const;
+  void PutBack();
   void TryLater(char const* Reason);
   void WakeAfter(std::chrono::microseconds Delay);
 
   TCPropertyDatabase& m_Database;
+  TCTakenMails& m_Taken;
+  TCHistoryKeeper m_History;
   TEDurability const m_Durability;
   TCOnStored const m_OnStored;
   TCOnTrouble const m_OnTrouble;
-  TSHistoryLimits m_HistoryLimits;
   TCEventSource m_Idle;
+  TCEventSource m_Slices;
   TCEventSource m_Timer;
   std::list<TSTakenMail> m_Waiting;
-  std::list<TSTakenMail> m_Stored;                      // not yet taken over
-  std::map<TCPropertyPlace, TSValueToStore> m_Values;   // parts of m_Waiting
-  std::map<std::string, std::uint64_t> m_LastNumbers;   // of m_Waiting, by sender
-  std::map<std::string, std::uint64_t> m_KnownSenders;  // their last stored mails
+  std::map<TCPropertyPlace, TSValueToStore> m_Values;       // parts of m_Waiting
+  std::list<TSTakenMail> m_Group;                           // being stored
+  std::map<TCPropertyPlace, TSValueToStore> m_GroupValues;  // parts of m_Group
+  std::unique_ptr<TCGroupStoring> m_Storing;                // of m_Group
+  std::list<TSTakenMail> m_Stored;                          // not yet taken over
   std::size_t m_WaitingBytes = 0;
-  std::size_t m_NewSenders = 0;
   bool m_Failing = false;
   std::uint64_t m_Commits = 0;
   std::int64_t m_LastCommit = 0;

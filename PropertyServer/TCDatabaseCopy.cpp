@@ -4,10 +4,12 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <system_error>
 
 #include "Platform/Utility/TCException.h"
@@ -17,11 +19,16 @@ namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCDatabaseCopy";
 
+[[noreturn]] void ThrowFailure(std::string const& File, int Error) {
+  throw TCException(kSource, __LINE__, "Result==0")
+      .Format("cannot write %s: %s", File.c_str(), std::generic_category().message(Error).c_str());
+}
+
 }  // namespace
 
 TCDatabaseCopy::TCDatabaseCopy(std::string const& Destination)
     : m_Destination(Destination), m_Path(Destination + ".XXXXXX") {
-  RequireNoLog();
+  RequireNoPart();
   m_File = mkostemp(m_Path.data(), O_CLOEXEC);
   if (m_File < 0) {
     Fail(errno);
@@ -55,25 +62,61 @@ void TCDatabaseCopy::PutInPlace() {
     Fail(errno);
   }
   m_InPlace = true;
-  SyncFolder();
+  SyncFolder(m_Destination);
 }
 
-// A database in use always has one.
-void TCDatabaseCopy::RequireNoLog() const {
-  for (char const* const Suffix : {"-wal", "-journal"}) {
-    std::string const Log = m_Destination + Suffix;
-    if (access(Log.c_str(), F_OK) == 0) {
-      throw TCException(kSource, __LINE__, "access(Log.c_str(),F_OK)!=0")
-          .Format(
-              "cannot replace %s: with its log %s it is a database in use, or one that was not "
-              "closed; choose another file",
-              m_Destination.c_str(), Log.c_str());
+// Not every file system can rename without replacing; without that the file has two names for a
+// moment.
+void TCDatabaseCopy::PutInEmptyPlace() {
+  if (renameat2(AT_FDCWD, m_Path.c_str(), AT_FDCWD, m_Destination.c_str(), RENAME_NOREPLACE) == 0) {
+    m_InPlace = true;
+    return;
+  }
+  if ((errno != EINVAL && errno != ENOSYS) || link(m_Path.c_str(), m_Destination.c_str()) != 0) {
+    Fail(errno);
+  }
+}
+
+TSFileIdentity TCDatabaseCopy::get_Identity() const {
+  struct stat Status {};
+  if (fstat(m_File, &Status) != 0) {
+    Fail(errno);
+  }
+  return {Status.st_dev, Status.st_ino};
+}
+
+// Whatever the way to it is called, a log has its database's name and this end.
+void TCDatabaseCopy::RequireNoPart() const {
+  for (std::string const Suffix : {"-wal", "-journal", "-shm"}) {
+    if (m_Destination.size() > Suffix.size() &&
+        m_Destination.compare(m_Destination.size() - Suffix.size(), Suffix.size(), Suffix) == 0) {
+      throw TCException(kSource, __LINE__)
+          .Format("cannot write %s: a file of that name belongs to a database; choose another name",
+                  m_Destination.c_str());
     }
   }
 }
 
-void TCDatabaseCopy::SyncFolder() const {
-  std::string const Folder = m_Destination.substr(0, m_Destination.rfind('/') + 1);
+// A database in use always has one. Through a link it is beside the file that the link names.
+void TCDatabaseCopy::RequireNoLog() const {
+  std::error_code Error;
+  std::string const File = std::filesystem::canonical(m_Destination, Error).string();
+  for (std::string const& Name : {m_Destination, Error ? m_Destination : File}) {
+    for (char const* const Suffix : {"-wal", "-journal"}) {
+      std::string const Log = Name + Suffix;
+      if (access(Log.c_str(), F_OK) == 0) {
+        throw TCException(kSource, __LINE__, "access(Log.c_str(),F_OK)!=0")
+            .Format(
+                "cannot replace %s: with its log %s it is a database in use, or one that was not "
+                "closed; choose another file",
+                m_Destination.c_str(), Log.c_str());
+      }
+    }
+  }
+}
+
+void TCDatabaseCopy::SyncFolder(std::string const& File) {
+  std::string const Folder = File.substr(0, File.rfind('/') + 1);
   int const Opened = open(Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   int const Result = Opened < 0 ? -1 : fsync(Opened);
   int const Error = errno;
@@ -81,14 +124,12 @@ void TCDatabaseCopy::SyncFolder() const {
     close(Opened);
   }
   if (Result != 0) {
-    Fail(Error);
+    ThrowFailure(File, Error);
   }
 }
 
 void TCDatabaseCopy::Fail(int Error) const {
-  throw TCException(kSource, __LINE__, "Result==0")
-      .Format("cannot write %s: %s", m_Destination.c_str(),
-              std::generic_category().message(Error).c_str());
+  ThrowFailure(m_Destination, Error);
 }
 
 }  // namespace Property

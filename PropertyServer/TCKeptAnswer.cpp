@@ -10,14 +10,13 @@ namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCKeptAnswer";
-constexpr std::uint64_t kSecond = 1000000;  // microseconds
-constexpr std::uint64_t kKeepTime = 10 * kSecond;
+constexpr std::uint64_t kAccuracy = 1000000;  // microseconds
 
 }  // namespace
 
-TCKeptAnswer::TCKeptAnswer(sd_event* Event) {
+TCKeptAnswer::TCKeptAnswer(sd_event* Event, std::uint64_t KeepTime) : m_KeepTime(KeepTime) {
   sd_event_source* Source = nullptr;
-  if (sd_event_add_time(Event, &Source, CLOCK_MONOTONIC, 0, kSecond, OnTime, this) < 0) {
+  if (sd_event_add_time(Event, &Source, CLOCK_MONOTONIC, 0, kAccuracy, OnTime, this) < 0) {
     throw TCException(kSource, __LINE__).Format("cannot prepare the keeping of answers");
   }
   m_Timer.reset(Source);
@@ -30,7 +29,7 @@ TCKeptAnswer::TCBody TCKeptAnswer::Get(std::function<TCBody()> const& Make) {
     m_Answer =
         Made->get_Size() > MailWire::kInlineLimit ? TCNorvMailBody::InMemoryFile(*Made) : Made;
   }
-  sd_event_source_set_time_relative(m_Timer.get(), kKeepTime);
+  sd_event_source_set_time_relative(m_Timer.get(), m_KeepTime);
   sd_event_source_set_enabled(m_Timer.get(), SD_EVENT_ONESHOT);
   return m_Answer;
 }

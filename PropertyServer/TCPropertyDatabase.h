@@ -12,8 +12,13 @@
 #include <tuple>
 #include <vector>
 
+#include "Platform/Messaging/TSNorvSenderKey.h"
 #include "Platform/Utility/TCException.h"
+#include "PropertyServer/TCDatabasePlace.h"
+#include "PropertyServer/TCHistoryClock.h"
 #include "PropertyServer/TSHistoryEntry.h"
+#include "PropertyServer/TSHistoryLimits.h"
+#include "PropertyServer/TSPropertyRange.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
 struct sqlite3;
@@ -34,6 +39,13 @@ struct TSSQLiteInsertion {
   std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter> Several;
 };
 
+/// Where the history ends: what its next entry needs to know.
+struct TSHistoryEnd {
+  long long LastId = 0;
+  long long Bytes = 0;  ///< of all entries up to there, those that are forgotten included
+  TCHistoryClock Clock;
+};
+
 /// A value and who has set it; both belong to somebody else.
 struct TSValueToStore {
   TSPropertyRecord const* Record;
@@ -49,6 +61,10 @@ struct TSValueToStore {
 /// in it, and then written from its start again; no reader can hold that up, because the file has
 /// one user. The log thus holds 4 MiB and one transaction at most, and is cut back to 4 MiB after a
 /// larger one. It is removed when the database is closed.
+///
+/// A file or a log that is removed is noticed before the next transaction is committed, and written
+/// anew with all that was stored. What stands in their place is left alone: no transaction succeeds
+/// until it is gone, or the former file is back.
 class TCPropertyDatabase {
  public:
   class TCTransaction;
@@ -70,14 +86,22 @@ class TCPropertyDatabase {
   /// while when the disk is full. Throws TCException when the disk has no room for it or fails; the
   /// database works all the same.
   void ReserveLog();
+  /// The same; where it fails the log of the system says so.
+  void ReserveLogIfPossible();
+
+  /// Sees to it that what was stored is what the next start finds: if the file or its log were
+  /// removed, new ones are made. Every transaction does this, before it begins and before it counts
+  /// as committed. Throws TCException, with the way out in its message, when another file stands in
+  /// the place, or when the new one can not be made; what was stored can still be read and copied.
+  void KeepInPlace();
 
   /// Hands every value to `Take`, ordered by number, link (null first) and MAC (empty first).
   /// `Take` does not use this database. What it throws passes through and ends the loading.
   /// Throws TCException when a value can not be read.
   void LoadAll(std::function<void(TSPropertyRecord)> const& Take) const;
 
-  /// The number of the last mail remembered of `Identity`; 0 when there is none.
-  std::uint64_t LastMail(std::string const& Identity) const;
+  /// The number of the last mail remembered of `Sender`; 0 when there is none.
+  std::uint64_t LastMail(TSNorvSenderKey const& Sender) const;
 
   /// The counter `Name`; nothing when it was never set.
   std::optional<std::uint64_t> Meta(std::string const& Name) const;
@@ -91,9 +115,38 @@ class TCPropertyDatabase {
   /// The newest entries first, at most `Limit`; of property `Number` only in the second form.
   std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit) const;
   std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit, int Number) const;
+  /// The bytes of all entries, as TSHistoryLimits counts them.
+  std::uint64_t MeasureHistory() const;
+  /// Forgets the older half of the entries, 10000 at most, to make room in the file. What is to be
+  /// written for that fits into the reserved log. Returns false when there is no entry.
+  /// Throws TCException when it fails; some may be forgotten then.
+  bool GiveUpHistory();
+  /// Copies the log into the file, so that the next transaction has the whole of it. No failure is
+  /// told: the next transaction meets it.
+  void EmptyLog() const;
   /// Who has set the value that stands; nothing when there is none or nobody knows.
   std::optional<TSProvenance> Provenance(int Number, Accessories::TCRecordID const& Link,
                                          TCMACAddress const& MAC) const;
+
+  // ---- secrets ----
+
+  /// Takes the texts of these properties, sorted and disjoint, out of the history and remembers
+  /// that they are secret, in one transaction. What is left in unused parts of the files remains to
+  /// be erased. Throws TCException, with everything as it was, when it fails, and TCDatabaseFull
+  /// for lack of space.
+  void HideTexts(std::vector<TSPropertyRange> const& Secrets);
+  /// The properties that ever were given to HideTexts().
+  std::vector<TSPropertyRange> OnceSecret() const;
+  /// Hands over whatever the history has entries of, and whether the newest of them has a text.
+  void VisitNewest(
+      std::function<void(TCPropertyPlace const& Place, bool HasText)> const& Take) const;
+  /// Whether hidden texts may be left in the files, those of a former server included.
+  bool HasTextsToErase() const;
+  /// Writes the file anew, without them, and empties the log, which then has no size reserved. It
+  /// takes as much room on the disk as the file once more in the log, and for a while in a
+  /// temporary file. No transaction is under way. Throws TCException when it fails; it can be
+  /// repeated.
+  void EraseHiddenTexts();
 
   // ---- copies ----
 
@@ -115,11 +168,39 @@ class TCPropertyDatabase {
   struct TSUnchanged {};
   // Opens a database for its check.
   TCPropertyDatabase(std::string const& Path, TSUnchanged Unchanged);
+  struct TSWritten {};
+  // Opens a copy that was just written.
+  TCPropertyDatabase(std::string const& Path, std::size_t RecentLimit, TSWritten Written);
 
   using TCHandle = std::unique_ptr<sqlite3, TSSQLiteDeleter>;
   using TCStatement = std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter>;
+  struct TSStatements {
+    TCStatement Begin;
+    TCStatement Commit;
+    TCStatement Rollback;
+    TCStatement Update;
+    TCStatement Insert;
+    TSSQLiteInsertion AppendRecent;
+    TCStatement MoveRecent;
+    TCStatement ForgetRecent;
+    TCStatement Provenance;
+    TCStatement LastMail;
+    TCStatement RememberMail;
+    TCStatement KeepSender;
+    TCStatement ForgetSenders;
+    TCStatement Meta;
+    TCStatement SetMeta;
+    TCStatement FindWriter;
+    TCStatement AddWriter;
+    TCStatement ForgetWriters;
+    TSSQLiteInsertion AppendHistory;
+    TCStatement TrimHistory;
+    TCStatement PageCount;
+  };
 
+  static std::string FileOf(std::string const& Path);
   void RequireLogHasFile() const;
+  void TakeFromOthers() const;
   void RequireNoJournal() const;
   void Open(int Flags);
   void RequireWritable() const;
@@ -128,60 +209,61 @@ class TCPropertyDatabase {
   void RequireReadable() const;
   void RequireWriters(long long Version) const;
   void Migrate() const;
+  void DropHistory() const;
+  void MigrateFrom(long long Version) const;
   void StartLog() const;
   sqlite3_file* OpenFile(int Which) const;
+  static int Extend(sqlite3_file* File, std::int64_t Size);
+  void StartWork();
   void PrepareStatements();
+  void TakePlace();
+  void RestartLog();
+  void WriteNewFile();
+  void TakeNewFile();
+  void TakeLogAway();
+  void LeaveNamesAlone() const;
 
   TCStatement Prepare(char const* SQL) const;
   TSSQLiteInsertion PrepareInsertion(std::string const& Target) const;
   void Execute(char const* SQL) const;
   long long QueryInteger(char const* SQL) const;
   std::string QueryText(char const* SQL) const;
-  std::optional<std::uint64_t> FindCounter(TCStatement const& Statement,
-                                           std::string const& Key) const;
   void VisitValues(char const* SQL, std::function<void(TSPropertyRecord)> const& Take) const;
   TSPropertyRecord ReadRecord(sqlite3_stmt* Row) const;
   std::size_t MeasureRecent() const;
+  TSHistoryEnd FindHistoryEnd() const;
+  std::vector<TSPropertyRange> ReadRanges(std::string const& Name) const;
   void VisitHistory(std::size_t Limit, std::optional<int> Number,
                     std::function<void(TSHistoryEntry)> const& Take) const;
 
   [[noreturn]] void FailOpening() const;
   TCException Failure(std::string const& Operation) const;
+  bool IsFull() const;
 
   std::string const m_Path;
   std::size_t const m_RecentLimit = 0;
   TCHandle m_Handle;
   std::size_t m_RecentSize = 0;  // bytes that count for m_RecentLimit
+  long long m_SenderTurn = 0;    // of the sender that was remembered last
+  TSHistoryEnd m_History;
+  long long m_PageSize = 0;
+  long long m_FilePages = 0;           // that the file has room for on the disk, at least
+  std::uint64_t m_FirstDoubtless = 0;  // of the history's transactions; those before are noted
+  bool m_LogWasEmptied = false;
+  std::optional<TCDatabasePlace> m_Place;  // none while it is only checked
   std::map<std::tuple<uid_t, pid_t, std::string>, long long, std::less<>> m_Writers;  // their rows
-  TCStatement m_Begin;
-  TCStatement m_Commit;
-  TCStatement m_Rollback;
-  TCStatement m_Update;
-  TCStatement m_Insert;
-  TSSQLiteInsertion m_AppendRecent;
-  TCStatement m_MoveRecent;
-  TCStatement m_ForgetRecent;
-  TCStatement m_Provenance;
-  TCStatement m_LastMail;
-  TCStatement m_RememberMail;
-  TCStatement m_ForgetSenders;
-  TCStatement m_Meta;
-  TCStatement m_SetMeta;
-  TCStatement m_FindWriter;
-  TCStatement m_AddWriter;
-  TCStatement m_ForgetWriters;
-  TSSQLiteInsertion m_AppendHistory;
-  TCStatement m_TrimByCount;
-  TCStatement m_TrimByTime;
+  TSStatements m_Statements;
 };
 
 /// Changes that are stored all or none. At most one at a time, within the life of its database.
 ///
 /// An operation that fails throws TCException naming operation, file and SQLite's error, and undoes
 /// the whole transaction: the database holds what it held before and takes the next one. Every
-/// operation on a transaction that has failed or was committed throws.
+/// operation on a transaction that has failed or was committed throws. For lack of space it throws
+/// TCDatabaseFull.
 class TCPropertyDatabase::TCTransaction {
  public:
+  /// Throws as KeepInPlace() does.
   explicit TCTransaction(TCPropertyDatabase& Database);
   TCTransaction(TCTransaction const&) = delete;
   TCTransaction& operator=(TCTransaction const&) = delete;
@@ -194,21 +276,22 @@ class TCPropertyDatabase::TCTransaction {
   void Put(TSPropertyRecord const& Record, TSProvenance const& Origin) {
     Put({{&Record, &Origin}});
   }
-  /// Notes changes, in their order. The entries stay the caller's.
-  void AppendHistory(std::vector<TSHistoryEntry const*> const& Entries);
-  void AppendHistory(TSHistoryEntry const& Entry) {
-    AppendHistory(std::vector<TSHistoryEntry const*>{&Entry});
-  }
-  /// Forgets what goes beyond the newest `Entries` and what is older than `OldestTime`.
-  void TrimHistory(std::uint64_t Entries, std::int64_t OldestTime);
-  /// Remembers `Number` as the last mail of `Identity`, which becomes the most recent sender.
-  void RememberMail(std::string const& Identity, std::uint64_t Number);
-  /// Forgets all senders but the `Keep` most recent ones, and writers that nothing refers to, so
-  /// that their numbers stay bounded.
-  void ForgetSenders(std::size_t Keep);
+  /// Forgets what goes beyond `Limits` and then notes changes, in their order, as far as they are
+  /// within the limits together with what is there. `Now` is the system's time, in microseconds
+  /// since 1970. The entries stay the caller's.
+  void NoteHistory(std::vector<TSHistoryEntry const*> const& Entries, TSHistoryLimits const& Limits,
+                   std::int64_t Now);
+  /// Remembers `Number` as the last mail of `Sender`, which becomes the most recent one.
+  void RememberMail(TSNorvSenderKey const& Sender, std::uint64_t Number);
+  /// Forgets all senders but those that are `Connected` and `Keep` others: the most recent ones,
+  /// as many of each user as of every other, where they do not all fit. Forgets writers that
+  /// nothing refers to as well, so that their numbers stay bounded.
+  void ForgetSenders(std::size_t Keep, std::vector<TSNorvSenderKey> const& Connected);
   void SetMeta(std::string const& Name, std::uint64_t Value);
 
-  /// Returns when the changes are on the disk.
+  /// Returns when the changes are on the disk, in the database's place. When the place was taken
+  /// meanwhile it throws, and nobody knows whether they are stored: they have to be stored again,
+  /// and what they note in the history is then noted once.
   void Commit();
 
  private:
@@ -220,13 +303,22 @@ class TCPropertyDatabase::TCTransaction {
   std::string const& TextOf(TCMACAddress const& MAC);
   long long WriterOf(TSProvenance const& Origin);
   long long FindOrAddWriter(TSProvenance const& Origin);
+  friend class TCPropertyDatabase;
+  void AppendHistory(std::vector<TSHistoryEntry const*> const& Entries, long long Counted);
+  void ForgetHistory(sqlite3_stmt* Statement, long long LastId);
+  void HideTexts(std::vector<TSPropertyRange> const& Secrets);
+  void RememberSecrets(std::vector<TSPropertyRange> const& Secrets,
+                       std::vector<TSPropertyRange> const& Once);
+  void ReserveFile();
   void Undo();
 
   TCPropertyDatabase& m_Database;
   std::map<TCMACAddress, std::string> m_Devices;  // their texts
   std::size_t m_RecentSize;
   bool m_Large = false;                 // more values than are kept recent
-  std::uint64_t m_LastTransaction = 0;  // appended to the history
+  std::uint64_t m_LastTransaction = 0;  // of the history
+  TSHistoryEnd m_History;
+  long long m_FilePages;
   bool m_Open = false;
 };
 

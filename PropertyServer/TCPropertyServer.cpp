@@ -9,34 +9,31 @@
 #include <string_view>
 #include <utility>
 
+#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Messaging/TCNorvMailMessage.h"
+#include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "PropertyInterface/PropertyProtocol.h"
 #include "PropertyServer/TCNorvServerObject.h"
 
 namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCPropertyServer";
-constexpr char kMailbox[] = "@mailrouter.property";
-
-// Signal names of the property mail class, by signal type.
-constexpr int kRequestAll = 1;
-constexpr int kRequestOne = 2;
-constexpr int kChange = 3;
-constexpr int kAllValues = 1;
-constexpr int kPublishedChange = 1;
-constexpr int kOneValue = 2;
-
-constexpr int kActionOwn = 0;  // the asking device's values and those of no device
 
 [[noreturn]] void ThrowMalformed(int Line, char const* Reason) {
   throw TCException(kSource, Line).Format("Malformed mail: %s", Reason);
 }
 
-bool IsSignal(TSNorvMailContent const& Content, int Type, int Name) {
-  return Content.MailClass == Norv_PropertyMail && Content.SignalType == Type &&
-         Content.SignalName == Name;
+bool IsSignal(TSNorvMailContent const& Content, PropertyProtocol::TSSignal Signal) {
+  return Content.MailClass == Norv_PropertyMail && Content.SignalType == Signal.Type &&
+         Content.SignalName == Signal.Name;
+}
+
+TSNorvMailContent NewMail(PropertyProtocol::TSSignal Signal,
+                          std::shared_ptr<TCNorvMailBody const> Body) {
+  return {Norv_PropertyMail, Signal.Type, Signal.Name, std::move(Body)};
 }
 
 // A link or device that can not be read must not be stored as none.
@@ -62,21 +59,25 @@ TCMACAddress ReadMAC(TCNorvField const& Field) {
 TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database,
                                    TEDurability Durability, bool Trace,
                                    TCConfiguration Configuration)
-    : TCNorvService(Router, kMailbox),
+    : TCNorvService(Router, PropertyProtocol::kMailbox),
       m_Router(Router),
       m_Database(Database),
       m_Durability(Durability),
       m_Trace(Trace),
       m_Configuration(std::move(Configuration)),
+      m_Taken(Database, [&Router] { return Router.get_Senders(); }),
+      m_SecretTexts(Database),
       m_LastTransaction(Database.get_LastTransaction()),
       m_Everything(Router.get_Event()),
+      m_Whole(Router.get_Event()),
       m_Queue(
-          Database, Router.get_Event(), Durability,
+          Database, m_Taken, Router.get_Event(), Durability,
           [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
           [this](bool Failing, char const* Reason) { OnTrouble(Failing, Reason); }) {
   m_Database.LoadAll([this](TSPropertyRecord Record) {
     m_Values.emplace(PlaceOf(Record), std::move(Record.Data));
   });
+  m_SecretTexts.SetSecrets(m_Configuration->get_Secrets());
   Open();
   m_Router.Execute([this] { Configure(); });
 }
@@ -95,13 +96,20 @@ void TCPropertyServer::Configure() {
   RouterLimits.Connections = Limits.Connections;
   RouterLimits.ConnectionsPerUser = Limits.ConnectionsPerUser;
   RouterLimits.MailsPerSecond = Limits.MailsPerSecond;
+  RouterLimits.RecordsPerMail = Limits.MailRecords;
   m_Router.SetLimits(RouterLimits);
-  m_Router.SetAdmission(
-      [this](TSNorvMailSender const& Sender) { return m_Configuration->MayConnect(Sender); });
+  m_Router.SetAdmission([this](TSNorvMailSender const& Sender) {
+    return m_Configuration->MayConnect(Sender)
+               ? std::string()
+               : "it is in no group that may, and no rule lets it read or write anything";
+  });
   m_Queue.SetHistoryLimits(m_Configuration->get_History());
 }
 
 void TCPropertyServer::SetConfiguration(TCConfiguration Configuration) {
+  m_Queue.Commit();  // no transaction is under way then
+  m_SecretTexts.SetSecrets(Configuration->get_Secrets());
+  m_Queue.HideTexts([&Configuration](int Number) { return Configuration->IsSecret(Number); });
   TCConfiguration const Former = std::exchange(m_Configuration, std::move(Configuration));
   Configure();
   m_Router.BringUpToDate([&](TSNorvMailSender const& Sender) {
@@ -119,7 +127,7 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
   if (IsRepeated(Mail)) {
     return;
   }
-  if (!IsSignal(Mail.Content, eNorvChange, kChange)) {
+  if (!IsSignal(Mail.Content, PropertyProtocol::kChange)) {
     throw TCException(kSource, __LINE__)
         .Format("%s v%d %s %d is no change of properties",
                 Mail.Content.MailClass.get_Name().c_str(), Mail.Content.MailClass.get_Version(),
@@ -131,13 +139,20 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
   std::string const Reason = ReasonToRefuse(Mail.Sender, Taken.Changes);
   if (!Reason.empty()) {
     Taken.Refused = true;
-    if (m_LogBudget.Grant()) {
-      SyslogWarning("Change of %s (process %d, user %u) refused: %s%s",
-                    Mail.Sender.ProcessName.c_str(), static_cast<int>(Mail.Sender.Process),
-                    Mail.Sender.User, Reason.c_str(), m_LogBudget.TakeNote().c_str());
-    }
+    LogRefusal(Mail.Sender, Reason);
   }
   Take(std::move(Taken));
+}
+
+void TCPropertyServer::LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason) {
+  LogIfPossible([&] {
+    auto const User = m_Users.Find(Sender.User, 0);  // nothing is charged here, so no time counts
+    if (User->m_LogBudget.Grant()) {
+      SyslogWarning("Change of %s (process %d, user %u) refused: %s%s", Sender.ProcessName.c_str(),
+                    static_cast<int>(Sender.Process), Sender.User, Reason.c_str(),
+                    User->m_LogBudget.TakeNote().c_str());
+    }
+  });
 }
 
 void TCPropertyServer::OnRefused(TSNorvReceivedMail const& Mail) {
@@ -148,17 +163,16 @@ void TCPropertyServer::OnRefused(TSNorvReceivedMail const& Mail) {
 
 // A repeat has done its work; its sender may not have heard of it.
 bool TCPropertyServer::IsRepeated(TSNorvReceivedMail const& Mail) {
-  std::string const& Identity = Mail.Sender.Identity;
   std::uint64_t Last = 0;
   try {
-    Last = m_Queue.get_LastMail(Identity);
+    Last = m_Taken.get_Last(Mail.Sender);
   } catch (TCException const& Failure) {
     throw std::runtime_error(Failure.what());  // no reason to refuse: it has to come again
   }
   if (Mail.Number > Last) {
     return false;
   }
-  if (!m_Queue.IsWaiting(Identity)) {
+  if (!m_Taken.IsWaiting(Mail.Sender)) {
     Acknowledge(Mail);
   }
   return true;
@@ -170,12 +184,13 @@ std::string TCPropertyServer::ReasonToRefuse(TSNorvMailSender const& Sender,
   TSServerLimits const& Limits = m_Configuration->get_Limits();
   std::size_t Bytes = 0;
   for (TSPropertyRecord const& Change : Changes) {
-    std::string const Property = "property " + std::to_string(Change.Number);
     if (!m_Configuration->MayWrite(Sender, Change.Number)) {
-      return "user " + std::to_string(Sender.User) + " may not write " + Property;
+      return "user " + std::to_string(Sender.User) + " may not write property " +
+             std::to_string(Change.Number);
     }
     if (Change.Data.size() > Limits.ValueBytes) {
-      return Property + " has " + std::to_string(Change.Data.size()) + " bytes, at most " +
+      return "property " + std::to_string(Change.Number) + " has " +
+             std::to_string(Change.Data.size()) + " bytes, at most " +
              std::to_string(Limits.ValueBytes) + " are allowed (value_bytes)";
     }
     Bytes += Change.Data.size();
@@ -194,6 +209,9 @@ void TCPropertyServer::Take(TSTakenMail Taken) {
     Taken.History = HistoryOf(Taken);
   }
   TSTakenMail& Waiting = m_Queue.Add(std::move(Taken));
+  if (!Waiting.Refused) {
+    m_SecretTexts.OnSet(Waiting.Changes);
+  }
   if (m_Durability == TEDurability::eRelaxed && !m_EffectsWait) {
     TakeEffectAtOnce(Waiting);
   }
@@ -220,12 +238,16 @@ void TCPropertyServer::TakeEffectAtOnce(TSTakenMail& Taken) {
 
 std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken) {
   std::vector<TSHistoryEntry> History;
-  if (m_Configuration->get_History().Entries == 0 || Taken.Changes.empty()) {
+  std::uint64_t const Kept =
+      std::min<std::uint64_t>(m_Configuration->get_History().Entries, Taken.Changes.size());
+  if (Kept == 0) {
     return History;
   }
   ++m_LastTransaction;
-  History.reserve(Taken.Changes.size());
-  for (TSPropertyRecord const& Change : Taken.Changes) {
+  History.reserve(Kept);  // the rest would be forgotten at once
+  auto const First = Taken.Changes.end() - static_cast<std::ptrdiff_t>(Kept);
+  for (auto Place = First; Place != Taken.Changes.end(); ++Place) {
+    TSPropertyRecord const& Change = *Place;
     TSHistoryEntry Entry;
     Entry.Transaction = m_LastTransaction;
     Entry.Origin = Taken.Origin;
@@ -234,7 +256,9 @@ std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken
     Entry.MAC = Change.MAC;
     Entry.Secret = m_Configuration->IsSecret(Change.Number);
     if (!Entry.Secret) {
-      if (std::string const* const From = FindNewest(PlaceOf(Change))) {
+      TCPropertyPlace const At = PlaceOf(Change);
+      std::string const* const From = m_SecretTexts.MayShow(At) ? FindNewest(At) : nullptr;
+      if (From != nullptr) {
         Entry.From = *From;
       }
       Entry.To = Change.Data;
@@ -255,17 +279,17 @@ std::string const* TCPropertyServer::FindNewest(TCPropertyPlace const& Place) co
 
 // The values change and everybody hears of it. May be repeated after it has thrown.
 void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
-  TSNorvMailContent Published{Norv_PropertyMail, eNorvEvent, kPublishedChange, nullptr};
+  TSNorvMailContent Published = NewMail(PropertyProtocol::kPublishedChange, nullptr);
   if (Taken.Refused) {
-    Published.Body = EncodeStanding(Taken.Changes);
+    Published.Body = EncodeStanding(Taken);
   } else {
     Published.Body = EncodeChanges(Taken.Changes);
     m_Everything.Drop();
+    m_Whole.Drop();
     for (TSPropertyRecord const& Change : Taken.Changes) {
       m_Values[PlaceOf(Change)] = Change.Data;
     }
   }
-  std::uint64_t& LastTaken = m_Taken[Taken.Mail.Sender.Identity];
   if (!Taken.Changes.empty()) {
     TraceMail(Taken.Refused ? "restored" : "published", Taken.Mail.Sender, Published);
     if (Taken.Refused) {
@@ -274,7 +298,10 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
       Publish(Published, Taken.Mail);
     }
   }
-  LastTaken = Taken.Mail.Number;
+  m_Taken.TakeEffect(Taken.Mail.Sender, Taken.Mail.Number);
+  if (Taken.Refused && Taken.Changes.empty()) {
+    m_Router.BringUpToDate(Taken.Mail.Sender.get_Key());  // what it has changed is not known
+  }
   ++(Taken.Refused ? m_RefusedMails : m_TakenMails);
   Taken.InEffect = true;
 }
@@ -285,19 +312,23 @@ void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
       TakeEffect(Taken);
     }
   }
-  m_EffectsWait = false;
-  std::map<std::string_view, TSNorvReceivedMail const*> Last;  // of each sender
+  m_EffectsWait = m_Queue.IsAnyWithoutEffect();
+  std::map<TSNorvSenderKey, TSNorvReceivedMail const*> Last;
   for (TSTakenMail const& Taken : Stored) {
-    Last[Taken.Mail.Sender.Identity] = &Taken.Mail;
+    Last[Taken.Mail.Sender] = &Taken.Mail;
   }
-  for (auto const& [Identity, Mail] : Last) {
+  for (auto const& [Sender, Mail] : Last) {
     Acknowledge(*Mail);
   }
   Stored.clear();
+  if (!m_Queue.IsStoring()) {
+    m_SecretTexts.EraseAgain();
+  }
 }
 
 void TCPropertyServer::OnTrouble(bool Failing, char const* Reason) {
   LogIfPossible([&] {
+    m_Trouble = Reason;
     if (Failing) {
       SyslogError("Changes wait until they can be stored: %s", Reason);
     } else {
@@ -310,9 +341,8 @@ void TCPropertyServer::OnTrouble(bool Failing, char const* Reason) {
   });
 }
 
-std::uint64_t TCPropertyServer::get_LastTaken(std::string const& Identity) const {
-  auto const Taken = m_Taken.find(Identity);
-  return Taken != m_Taken.end() ? Taken->second : m_Database.LastMail(Identity);
+std::uint64_t TCPropertyServer::get_LastTaken(TSNorvSenderKey const& Sender) const {
+  return m_Taken.get_InEffect(Sender);
 }
 
 TCPropertyServer::TCStatus TCPropertyServer::get_Status() const {
@@ -326,6 +356,7 @@ TCPropertyServer::TCStatus TCPropertyServer::get_Status() const {
           {"waiting mails", std::to_string(m_Queue.get_WaitingCount())},
           {"commits", std::to_string(m_Queue.get_CommitCount())},
           {"last commit", std::to_string(m_Queue.get_LastCommit())},
+          {"trouble", m_Trouble.empty() ? "none" : m_Trouble},
           {"database", m_Database.get_Path()}};
 }
 
@@ -363,10 +394,10 @@ bool TCPropertyServer::OnRequest(TSNorvMailSender const& Sender, TSNorvMailConte
     Answer = AnswerAboutServer(Sender, Request.SignalName);
     return true;
   }
-  if (IsSignal(Request, eNorvRequest, kRequestAll)) {
+  if (IsSignal(Request, PropertyProtocol::kRequestAll)) {
     TraceMail("received", Sender, Request);
     Answer = AnswerAll(Sender, Request);
-  } else if (IsSignal(Request, eNorvRequest, kRequestOne)) {
+  } else if (IsSignal(Request, PropertyProtocol::kRequestOne)) {
     TraceMail("received", Sender, Request);
     Answer = AnswerOne(Sender, Request);
   } else {
@@ -377,9 +408,15 @@ bool TCPropertyServer::OnRequest(TSNorvMailSender const& Sender, TSNorvMailConte
 }
 
 TSNorvMailContent TCPropertyServer::AnswerAboutServer(TSNorvMailSender const& Sender, int Signal) {
+  if (Signal == kServerBackup && !m_Configuration->MayCopy(Sender)) {
+    throw TCException(kSource, __LINE__)
+        .Format("user %u may not copy the database, only root and the server's own user may",
+                Sender.User);
+  }
   if (!m_Configuration->MayAdminister(Sender)) {
     throw TCException(kSource, __LINE__)
-        .Format("user %u may not ask about the server", Sender.User);
+        .Format("user %u may not ask about the server, only %s may", Sender.User,
+                m_Configuration->get_Administrators().c_str());
   }
   TCNorvMailMessage<TCNorvServerObject> Answer(Norv_ServerMail, eNorvChange, Signal);
   auto const Append = [&Answer](std::string const& Name, std::string const& Value) {
@@ -408,13 +445,13 @@ TSNorvMailContent TCPropertyServer::AnswerAll(TSNorvMailSender const& Sender,
     ThrowMalformed(__LINE__, "a request for all properties has one record");
   }
   Part.Decode(Request.Body->get_Record(0));
-  if (Part.m_Action != kActionOwn) {
-    return {Norv_PropertyMail, eNorvChange, kAllValues, EncodeEverything(Sender)};
+  if (Part.m_Action != PropertyProtocol::kActionOwn) {
+    return NewMail(PropertyProtocol::kAllValues, EncodeEverything(Sender));
   }
-  return {Norv_PropertyMail, eNorvChange, kAllValues,
-          EncodeValues(Sender, [&Sender](TCMACAddress const& MAC) {
-            return MAC.Empty() || MAC == Sender.Device;
-          })};
+  TCNorvMailBody::TCWriter Writer = NewWriter();
+  AppendValues(Writer, Sender,
+               [&Sender](TCMACAddress const& MAC) { return MAC.Empty() || MAC == Sender.Device; });
+  return NewMail(PropertyProtocol::kAllValues, Writer.Finish());
 }
 
 TSNorvMailContent TCPropertyServer::AnswerOne(TSNorvMailSender const& Sender,
@@ -429,16 +466,17 @@ TSNorvMailContent TCPropertyServer::AnswerOne(TSNorvMailSender const& Sender,
       Value != m_Values.end() && m_Configuration->MayRead(Sender, std::get<int>(Place));
   TCNorvMailBody::TCWriter Writer = NewWriter();
   AppendValue(Writer, Place, Held ? Value->second : std::string(), Held);
-  return {Norv_PropertyMail, eNorvEvent, kOneValue, Writer.Finish()};
+  return NewMail(PropertyProtocol::kOneValue, Writer.Finish());
 }
 
-// All values, as a change: those that the subscriber holds already tell nobody anything there.
+// All values, as a change: those that the subscriber holds already tell nobody anything there, and
+// what it holds beside them is removed.
 bool TCPropertyServer::OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
                                  TSNorvMailContent& Content) {
   if (MailClass != Norv_PropertyMail) {
     return false;
   }
-  Content = {Norv_PropertyMail, eNorvEvent, kPublishedChange, EncodeEverything(Sender)};
+  Content = NewMail(PropertyProtocol::kPublishedChange, EncodeWhole(Sender));
   TraceMail("published", Sender, Content);
   return true;
 }
@@ -452,7 +490,9 @@ std::shared_ptr<TCNorvMailBody const> TCPropertyServer::OnForward(
   for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
     TCNorvPropertyObject::TCRecord& Part = m_Scratch.get_Record();
     Part.Decode(Content.Body->get_Record(Index));
-    Readable.push_back(m_Configuration->MayRead(Subscriber, Part.m_ID));
+    // What has no data tells of nothing but the subscriber's own refused change.
+    Readable.push_back(!Part.m_Data.IsAssigned() ||
+                       m_Configuration->MayRead(Subscriber, Part.m_ID));
   }
   auto const Count = std::count(Readable.begin(), Readable.end(), true);
   if (Count == 0) {
@@ -468,22 +508,37 @@ TCNorvMailBody::TCWriter TCPropertyServer::NewWriter() {
   return TCNorvMailBody::TCWriter(m_Scratch.get_Record().get_Signature());
 }
 
-TCPropertyServer::TCBody TCPropertyServer::EncodeValues(
-    TSNorvMailSender const& Reader, std::function<bool(TCMACAddress const&)> const& IsWanted) {
+void TCPropertyServer::AppendValues(TCNorvMailBody::TCWriter& Writer,
+                                    TSNorvMailSender const& Reader,
+                                    std::function<bool(TCMACAddress const&)> const& IsWanted) {
   bool const ReadsEverything = m_Configuration->ReadsEverything(Reader);
-  TCNorvMailBody::TCWriter Writer = NewWriter();
   for (auto const& [Place, Data] : m_Values) {
     if (IsWanted(std::get<TCMACAddress>(Place)) &&
         (ReadsEverything || m_Configuration->MayRead(Reader, std::get<int>(Place)))) {
       AppendValue(Writer, Place, Data, false);
     }
   }
-  return Writer.Finish();
 }
 
 TCPropertyServer::TCBody TCPropertyServer::EncodeEverything(TSNorvMailSender const& Reader) {
-  auto const Encode = [&] { return EncodeValues(Reader, [](auto const&) { return true; }); };
+  auto const Encode = [&] {
+    TCNorvMailBody::TCWriter Writer = NewWriter();
+    AppendValues(Writer, Reader, [](auto const&) { return true; });
+    return Writer.Finish();
+  };
   return m_Configuration->ReadsEverything(Reader) ? m_Everything.Get(Encode) : Encode();
+}
+
+// Begins with a record of nothing, which says that what does not follow is not held, or not for
+// the reader: to name what it may not read would tell it what exists.
+TCPropertyServer::TCBody TCPropertyServer::EncodeWhole(TSNorvMailSender const& Reader) {
+  auto const Encode = [&] {
+    TCNorvMailBody::TCWriter Writer = NewWriter();
+    TCNorvPropertyObject::TCRecord().Encode(Writer);
+    AppendValues(Writer, Reader, [](auto const&) { return true; });
+    return Writer.Finish();
+  };
+  return m_Configuration->ReadsEverything(Reader) ? m_Whole.Get(Encode) : Encode();
 }
 
 // In the one form that every process writes a link and a device in, whatever the sender wrote.
@@ -496,24 +551,40 @@ TCPropertyServer::TCBody TCPropertyServer::EncodeChanges(
   return Writer.Finish();
 }
 
-// What stands where `Changes` would have changed something; empty where nothing does.
-TCPropertyServer::TCBody TCPropertyServer::EncodeStanding(
-    std::vector<TSPropertyRecord> const& Changes) {
+// What stands where the mail would have changed something.
+TCPropertyServer::TCBody TCPropertyServer::EncodeStanding(TSTakenMail const& Refused) {
   TCNorvMailBody::TCWriter Writer = NewWriter();
-  for (TSPropertyRecord const& Change : Changes) {
+  for (TSPropertyRecord const& Change : Refused.Changes) {
     auto const Value = m_Values.find(PlaceOf(Change));
-    bool const Held = Value != m_Values.end();
-    AppendValue(Writer, PlaceOf(Change), Held ? Value->second : std::string(), Held);
+    if (Value != m_Values.end() && m_Configuration->MayRead(Refused.Mail.Sender, Change.Number)) {
+      AppendValue(Writer, PlaceOf(Change), Value->second, true);
+    } else {
+      AppendNoValue(Writer, PlaceOf(Change));
+    }
   }
   return Writer.Finish();
 }
 
 void TCPropertyServer::AppendValue(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place,
                                    std::string const& Data, bool Loaded) {
+  FillRecord(Place, Data, Loaded).Encode(Writer);
+}
+
+// The same for a value that is not held and for one that the receiver may not read: it is not told
+// which exist.
+void TCPropertyServer::AppendNoValue(TCNorvMailBody::TCWriter& Writer,
+                                     TCPropertyPlace const& Place) {
+  TCNorvPropertyObject::TCRecord& Record = FillRecord(Place, std::string(), false);
+  Record.m_Data.Unassign();
+  Record.Encode(Writer);
+}
+
+TCNorvPropertyObject::TCRecord& TCPropertyServer::FillRecord(TCPropertyPlace const& Place,
+                                                             std::string const& Data, bool Loaded) {
   auto const& [Number, Link, MAC] = Place;
   m_Scratch.get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
   m_Scratch.SetRecord(Number, Data, Link, Loaded, MAC.get_AsString(':'));
-  m_Scratch.get_Record().Encode(Writer);
+  return m_Scratch.get_Record();
 }
 
 void TCPropertyServer::TraceMail(char const* Direction, TSNorvMailSender const& Sender,
@@ -522,17 +593,17 @@ void TCPropertyServer::TraceMail(char const* Direction, TSNorvMailSender const& 
     return;
   }
   TCNorvMailMessage<TCNorvPropertyObject> Message(Content);
-  for (int Index = 0; Index < Message.RecordCount(); ++Index) {
-    // A mail of values has these records; a request for all has others.
-    if (Content.SignalType != eNorvRequest) {
-      TCNorvPropertyObject::TCRecord& Record = Message.GetMailRecord(Index)->get_Record();
-      if (m_Configuration->IsSecret(Record.m_ID)) {
-        Record.m_Data.set_AsString("(secret)");
-      }
+  bool const HasTexts = !IsSignal(Content, PropertyProtocol::kRequestAll);
+  for (int Index = 0; HasTexts && Index < Message.RecordCount(); ++Index) {
+    TCNorvPropertyObject::TCRecord& Record = Message.GetMailRecord(Index)->get_Record();
+    if (Record.m_Data.IsAssigned() && m_Configuration->IsSecret(Record.m_ID)) {
+      Record.m_Data.set_AsString("(secret)");
     }
   }
-  std::printf("%s %s[%d] %s\n", Direction, Sender.ProcessName.c_str(),
-              static_cast<int>(Sender.Process), Message.get_AsText().c_str());
+  std::string const Line =
+      PrintableText(std::string(Direction) + " " + Sender.ProcessName + "[" +
+                    std::to_string(Sender.Process) + "] " + Message.get_AsText());
+  std::printf("%s\n", Line.c_str());
   std::fflush(stdout);
 }
 

@@ -11,13 +11,15 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Messaging/TCNorvService.h"
+#include "Platform/Messaging/TCRouterUser.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
 #include "PropertyServer/TCCommitQueue.h"
 #include "PropertyServer/TCKeptAnswer.h"
 #include "PropertyServer/TCPropertyDatabase.h"
+#include "PropertyServer/TCSecretTexts.h"
 #include "PropertyServer/TCServerConfiguration.h"
+#include "PropertyServer/TCTakenMails.h"
 
 namespace Property {
 
@@ -28,7 +30,7 @@ namespace Property {
 ///
 /// A mail that was taken before is acknowledged again and nothing else. A malformed mail is refused
 /// and logged. So is one that the configuration forbids; its sender is then given the values that
-/// stand, so that its store comes back to them.
+/// stand, so that its store comes back to them, and told of those that it does not hold.
 ///
 /// Lives on the router's thread. Refers to router and database, which must outlive it.
 class TCPropertyServer : public TCNorvService {
@@ -36,14 +38,15 @@ class TCPropertyServer : public TCNorvService {
   using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
   using TCStatus = std::vector<std::pair<std::string, std::string>>;  // name and value
 
-  /// Loads all values and begins to serve. Throws TCException when the values can not be read or
-  /// the mailbox has an owner.
+  /// Loads all values and begins to serve. Throws TCException when the values can not be read, the
+  /// texts of secret properties can not go from the history, or the mailbox has an owner.
   TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database, TEDurability Durability,
                    bool Trace, TCConfiguration Configuration);
   ~TCPropertyServer() override;
 
   /// Holds for mails and connections from now on. Processes whose rights may differ are brought up
-  /// to date.
+  /// to date. Throws TCException, with the former one still in force, when the texts of properties
+  /// that become secret can not go from the history.
   void SetConfiguration(TCConfiguration Configuration);
 
   /// Hears of what the administrator should know: a line of text.
@@ -54,7 +57,7 @@ class TCPropertyServer : public TCNorvService {
 
   std::size_t get_ValueCount() const { return m_Values.size(); }
   TCStatus get_Status() const;
-  std::uint64_t get_LastTaken(std::string const& Identity) const override;
+  std::uint64_t get_LastTaken(TSNorvSenderKey const& Sender) const override;
 
  protected:
   void OnMail(TSNorvReceivedMail const& Mail) override;
@@ -79,6 +82,7 @@ class TCPropertyServer : public TCNorvService {
   bool IsRepeated(TSNorvReceivedMail const& Mail);
   std::string ReasonToRefuse(TSNorvMailSender const& Sender,
                              std::vector<TSPropertyRecord> const& Changes) const;
+  void LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason);
   void Take(TSTakenMail Taken);
   std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken);
   std::string const* FindNewest(TCPropertyPlace const& Place) const;
@@ -89,14 +93,18 @@ class TCPropertyServer : public TCNorvService {
 
   TSNorvMailContent AnswerAll(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
   TSNorvMailContent AnswerOne(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
-  TCBody EncodeValues(TSNorvMailSender const& Reader,
-                      std::function<bool(TCMACAddress const&)> const& IsWanted);
+  void AppendValues(TCNorvMailBody::TCWriter& Writer, TSNorvMailSender const& Reader,
+                    std::function<bool(TCMACAddress const&)> const& IsWanted);
   TCBody EncodeEverything(TSNorvMailSender const& Reader);
+  TCBody EncodeWhole(TSNorvMailSender const& Reader);
   TCBody EncodeChanges(std::vector<TSPropertyRecord> const& Changes);
-  TCBody EncodeStanding(std::vector<TSPropertyRecord> const& Changes);
+  TCBody EncodeStanding(TSTakenMail const& Refused);
   TCNorvMailBody::TCWriter NewWriter();
   void AppendValue(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place,
                    std::string const& Data, bool Loaded);
+  void AppendNoValue(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place);
+  TCNorvPropertyObject::TCRecord& FillRecord(TCPropertyPlace const& Place, std::string const& Data,
+                                             bool Loaded);
   void TraceMail(char const* Direction, TSNorvMailSender const& Sender,
                  TSNorvMailContent const& Content);
 
@@ -107,14 +115,17 @@ class TCPropertyServer : public TCNorvService {
   TCConfiguration m_Configuration;
   std::function<void(std::string const&)> m_StatusSink;
   std::map<TCPropertyPlace, std::string> m_Values;
-  std::map<std::string, std::uint64_t> m_Taken;  // the last mails in effect, of senders in this run
-  std::uint64_t m_LastTransaction;               // of the history
-  bool m_EffectsWait = false;                    // for the commit, although it is relaxed
-  TCLogBudget m_LogBudget;                       // for refused changes
+  TCTakenMails m_Taken;
+  TCSecretTexts m_SecretTexts;
+  std::uint64_t m_LastTransaction;  // of the history
+  bool m_EffectsWait = false;       // for the commit, although it is relaxed
+  TCRouterUsers m_Users;            // what each may have logged of refused changes
+  std::string m_Trouble;            // why nothing can be stored; empty for none
   std::uint64_t m_RefusedMails = 0;
   std::uint64_t m_TakenMails = 0;
   TCNorvPropertyObject m_Scratch;  // takes records to and from the wire, one at a time
   TCKeptAnswer m_Everything;       // m_Values, for who may read all of them
+  TCKeptAnswer m_Whole;            // the same, for who has missed changes
   TCCommitQueue m_Queue;
 };
 

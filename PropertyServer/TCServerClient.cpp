@@ -4,8 +4,10 @@
 
 #include <cstdlib>
 
+#include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "Platform/Utility/TCException.h"
+#include "PropertyInterface/PropertyProtocol.h"
 #include "PropertyServer/TCNorvServerObject.h"
 
 namespace Property {
@@ -17,7 +19,7 @@ constexpr int kAnswerTime = 60000;  // a large database takes its time
 
 // A proxy takes its router from the environment when it is made.
 std::string const& UseAddress(std::string const& Address) {
-  setenv("MAILROUTER_ADDRESS", Address.c_str(), 1);
+  setenv(kRouterAddressVariable, Address.c_str(), 1);
   return Address;
 }
 
@@ -25,19 +27,32 @@ std::string const& UseAddress(std::string const& Address) {
 
 TCServerClient::TCServerClient(std::string const& Address) : m_Address(UseAddress(Address)) {}
 
+bool TCServerClient::IsReached() {
+  return m_Proxy.WaitForMailRouter(kReachTime) || !m_Proxy.get_Refusal().empty();
+}
+
+void TCServerClient::ThrowRefusal() const {
+  std::string const Reason = m_Proxy.get_Refusal();
+  if (!Reason.empty()) {
+    throw TCException(kSource, __LINE__)
+        .Format("the property server at %s refuses: %s", m_Address.c_str(), Reason.c_str());
+  }
+}
+
 std::vector<std::pair<std::string, std::string>> TCServerClient::Ask(int Signal) {
   if (!m_Proxy.WaitForMailRouter(kReachTime)) {
+    ThrowRefusal();
     throw TCException(kSource, __LINE__)
-        .Format("no property server at %s; start it or give its address with --address",
-                m_Address.c_str());
+        .Format("no property server at %s (%s); start it or give its address with --address",
+                m_Address.c_str(), m_Proxy.get_Failure().c_str());
   }
   TCNorvMailMessage<TCNorvServerObject> Mail(Norv_ServerMail, eNorvRequest, Signal);
   Mail.CreateRecord();
-  if (!m_Proxy.SendAndWait(TCNorvServiceName::MakeLocalProcess("@mailrouter.property", ""), Mail,
-                           kAnswerTime)) {
+  if (!m_Proxy.SendAndWait(TCNorvServiceName::MakeLocalProcess(PropertyProtocol::kMailbox, ""),
+                           Mail, kAnswerTime)) {
+    ThrowRefusal();
     throw TCException(kSource, __LINE__)
-        .Format("the property server at %s refuses or does not answer; its log says why",
-                m_Address.c_str());
+        .Format("the property server at %s does not answer", m_Address.c_str());
   }
   std::vector<std::pair<std::string, std::string>> Answer;
   for (int Index = 0; Index < Mail.RecordCount(); ++Index) {

@@ -17,6 +17,8 @@ class TCServerClient {
  public:
   explicit TCServerClient(std::string const& Address);
 
+  /// Whether a server is there, even if it refuses; waits for it for 2 seconds at most.
+  bool IsReached();
   /// Name and value of each figure.
   std::vector<std::pair<std::string, std::string>> Status();
   /// A copy of the database as it is now.
@@ -24,6 +26,7 @@ class TCServerClient {
 
  private:
   std::vector<std::pair<std::string, std::string>> Ask(int Signal);
+  void ThrowRefusal() const;
 
   std::string const m_Address;
   TCNorvServiceProxy m_Proxy;

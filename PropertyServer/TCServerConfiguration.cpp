@@ -12,6 +12,7 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
+#include <chrono>
 #include <initializer_list>
 #include <limits>
 #include <optional>
@@ -19,6 +20,7 @@
 #include <system_error>
 #include <utility>
 
+#include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/TCException.h"
 
 // Built into this file rather than linked, because only so the depth of values can be limited, and
@@ -53,14 +55,6 @@ std::string ErrorText(int Error) {
   return std::generic_category().message(Error);
 }
 
-// One line for a log, whatever the text holds.
-std::string MakePrintable(std::string Text) {
-  std::replace_if(
-      Text.begin(), Text.end(),
-      [](char Byte) { return static_cast<unsigned char>(Byte) < 0x20 || Byte == 0x7F; }, '?');
-  return Text;
-}
-
 std::string Quote(std::string_view Text) {
   std::string Quoted(Text.substr(0, kQuoteLimit));
   if (Text.size() > kQuoteLimit) {
@@ -69,7 +63,7 @@ std::string Quote(std::string_view Text) {
     }
     Quoted += "...";
   }
-  return "\"" + MakePrintable(Quoted) + "\"";
+  return "\"" + PrintableText(Quoted) + "\"";
 }
 
 // The place of the '#' with which the line's comment begins, or the line's end.
@@ -330,7 +324,7 @@ toml::table TCServerConfiguration::TCReader::ParseText(std::string const& Text) 
     return toml::parse(Text);
   } catch (toml::parse_error const& Error) {
     Fail(Error.source().begin.line,
-         "no valid TOML: " + MakePrintable(std::string(Error.description())));
+         "no valid TOML: " + PrintableText(std::string(Error.description())));
   }
 }
 
@@ -355,8 +349,8 @@ void TCServerConfiguration::TCReader::ReadGroup(toml::table const& Root) {
     Fail(*Node, "group is " + Describe(*Node) + ", expected the name of a group as a text");
   }
   std::string const& Name = Node->as_string()->get();
-  m_Configuration.m_Rules.SetGroup(
-      RequireId(FindGroup, Name, *Node, "group is " + Describe(*Node), "group"));
+  m_Configuration.SetGroup(
+      RequireId(FindGroup, Name, *Node, "group is " + Describe(*Node), "group"), Name);
 }
 
 toml::table const* TCServerConfiguration::TCReader::FindSection(toml::table const& Root,
@@ -389,18 +383,20 @@ void TCServerConfiguration::TCReader::ReadNumber(toml::table const& Section,
 
 void TCServerConfiguration::TCReader::ReadLimits(toml::table const& Root) {
   constexpr std::int64_t kMostBytes = std::int64_t{64} << 20;  // what a process can send at all
+  constexpr std::int64_t kMostRecords = 1000000;
   constexpr std::int64_t kMostMails = 1000000;
   constexpr std::int64_t kMostConnections = 100000;
   toml::table const* const Section = FindSection(Root, "limits");
   if (Section == nullptr) {
     return;
   }
-  RequireKeys(
-      *Section, "limits",
-      {"value_bytes", "mail_bytes", "mails_per_second", "connections_per_user", "connections"});
+  RequireKeys(*Section, "limits",
+              {"value_bytes", "mail_bytes", "mail_records", "mails_per_second",
+               "connections_per_user", "connections"});
   TSServerLimits& Limits = m_Configuration.m_Limits;
   ReadNumber(*Section, "limits", "value_bytes", 1, kMostBytes, Limits.ValueBytes);
   ReadNumber(*Section, "limits", "mail_bytes", 1, kMostBytes, Limits.MailBytes);
+  ReadNumber(*Section, "limits", "mail_records", 1, kMostRecords, Limits.MailRecords);
   ReadNumber(*Section, "limits", "mails_per_second", 1, kMostMails, Limits.MailsPerSecond);
   ReadNumber(*Section, "limits", "connections_per_user", 1, kMostConnections,
              Limits.ConnectionsPerUser);
@@ -409,14 +405,16 @@ void TCServerConfiguration::TCReader::ReadLimits(toml::table const& Root) {
 
 void TCServerConfiguration::TCReader::ReadHistory(toml::table const& Root) {
   constexpr std::int64_t kMostEntries = 1000000000;
+  constexpr std::int64_t kMostBytes = std::int64_t{1} << 40;
   constexpr std::int64_t kMostDays = 36500;
   toml::table const* const Section = FindSection(Root, "history");
   if (Section == nullptr) {
     return;
   }
-  RequireKeys(*Section, "history", {"entries", "days"});
+  RequireKeys(*Section, "history", {"entries", "bytes", "days"});
   TSHistoryLimits& History = m_Configuration.m_History;
   ReadNumber(*Section, "history", "entries", 0, kMostEntries, History.Entries);
+  ReadNumber(*Section, "history", "bytes", 0, kMostBytes, History.Bytes);
   int Days = 0;
   ReadNumber(*Section, "history", "days", 1, kMostDays, Days);
   if (Days > 0) {
@@ -573,12 +571,23 @@ unsigned TCServerConfiguration::TCReader::RequireId(
 TCServerConfiguration::TCServerConfiguration() {
   try {
     if (std::optional<unsigned> const Group = FindGroup(kDefaultGroup)) {
-      m_Rules.SetGroup(*Group);
+      SetGroup(*Group, kDefaultGroup);
     }
   } catch (std::system_error const& Error) {
     Refuse(__LINE__, "cannot look up the group " + Quote(kDefaultGroup) + ": " +
                          ErrorText(Error.code().value()));
   }
+}
+
+void TCServerConfiguration::SetGroup(gid_t Group, std::string const& Name) {
+  m_Rules.SetGroup(Group);
+  m_GroupName = Name;
+}
+
+std::string TCServerConfiguration::get_Administrators() const {
+  return m_GroupName.empty()
+             ? "root and the server's own user"
+             : "root, the server's own user and members of the group " + m_GroupName;
 }
 
 TCServerConfiguration TCServerConfiguration::Parse(std::string const& Text,
@@ -590,13 +599,6 @@ TCServerConfiguration TCServerConfiguration::Parse(std::string const& Text,
 
 TCServerConfiguration TCServerConfiguration::Load(std::string const& Path) {
   return Parse(TCFile(Path).Read(), Path);
-}
-
-bool TCServerConfiguration::IsSecret(int Number) const {
-  auto const Range =
-      std::lower_bound(m_Secrets.begin(), m_Secrets.end(), Number,
-                       [](TSPropertyRange const& Left, int Right) { return Left.Last < Right; });
-  return Range != m_Secrets.end() && Range->First <= Number;
 }
 
 }  // namespace Property

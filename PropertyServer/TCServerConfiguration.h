@@ -2,13 +2,13 @@
 // What the configuration file of property-server says.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 #include "PropertyServer/TCAccessRules.h"
+#include "PropertyServer/TSHistoryLimits.h"
 
 namespace Property {
 
@@ -16,15 +16,10 @@ namespace Property {
 struct TSServerLimits {
   std::size_t ValueBytes = std::size_t{16} << 20;
   std::size_t MailBytes = std::size_t{64} << 20;
+  std::size_t MailRecords = 100000;
   unsigned MailsPerSecond = 250000;
   unsigned ConnectionsPerUser = 512;
   unsigned Connections = 4096;
-};
-
-/// How much of the past is kept; whatever exceeds one of both is forgotten.
-struct TSHistoryLimits {
-  std::uint64_t Entries = 10000;  ///< 0: nothing is kept
-  std::chrono::hours Age{24 * 90};
 };
 
 /// Access rules, limits and secrets. Names of users and groups are looked up when the file is
@@ -47,14 +42,20 @@ class TCServerConfiguration {
   bool MayWrite(TSNorvMailSender const& Sender, int Number) const {
     return m_Rules.MayWrite(Sender, Number);
   }
-  /// Whether the sender may ask for status and backup.
+  /// Whether the sender may ask for the status.
   bool MayAdminister(TSNorvMailSender const& Sender) const { return m_Rules.MayAdminister(Sender); }
+  /// Who that is, for a message.
+  std::string get_Administrators() const;
+  /// Whether the sender may have a copy of the database, with all values and secrets.
+  bool MayCopy(TSNorvMailSender const& Sender) const { return m_Rules.MayCopy(Sender); }
   /// Whether MayRead() is true for every property.
   bool ReadsEverything(TSNorvMailSender const& Sender) const {
     return m_Rules.ReadsEverything(Sender);
   }
   /// Whether the property's values are kept out of history and logs.
-  bool IsSecret(int Number) const;
+  bool IsSecret(int Number) const { return Contains(m_Secrets, Number); }
+  /// Those properties, sorted and disjoint.
+  std::vector<TSPropertyRange> const& get_Secrets() const { return m_Secrets; }
 
   TSServerLimits const& get_Limits() const { return m_Limits; }
   TSHistoryLimits const& get_History() const { return m_History; }
@@ -62,7 +63,10 @@ class TCServerConfiguration {
  private:
   class TCReader;
 
+  void SetGroup(gid_t Group, std::string const& Name);
+
   TCAccessRules m_Rules;
+  std::string m_GroupName;                 // of the rules' group; empty for none
   std::vector<TSPropertyRange> m_Secrets;  // sorted, disjoint
   TSServerLimits m_Limits;
   TSHistoryLimits m_History;

@@ -9,12 +9,14 @@
 #include <cstdlib>
 #include <map>
 
+#include "Platform/Messaging/RouterAddress.h"
+#include "Platform/Utility/PrintableText.h"
+
 namespace Property {
 
 namespace {
 
 constexpr char kProgram[] = "property-server";
-constexpr char kDefaultAddress[] = "unix:path=/run/mailrouter/socket";
 constexpr char kDefaultStateFolder[] = "/var/lib/property";
 constexpr char kDefaultConfiguration[] = "/etc/property/server.toml";
 
@@ -39,7 +41,7 @@ std::string CheckFile(std::string const& Text) {
 
 std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
                                                               char const* const* Arguments) {
-  m_Address = kDefaultAddress;
+  m_Address = kDefaultRouterAddress;
   m_Database = DefaultDatabase();
   m_Configuration = access(kDefaultConfiguration, F_OK) == 0 ? kDefaultConfiguration : "";
   m_Durability = TEDurability::eFull;
@@ -54,7 +56,7 @@ std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
   App.set_version_flag("--version", std::string(kProgram) + " " + PROPERTY_VERSION,
                        "Print the version and exit");
   App.add_option("--address", m_Address, "Address on which the mail router listens")
-      ->envname("MAILROUTER_ADDRESS")
+      ->envname(kRouterAddressVariable)
       ->check(CheckAddress)
       ->type_name("ADDRESS")
       ->capture_default_str();
@@ -96,7 +98,8 @@ std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
   } catch (CLI::CallForVersion const& Version) {
     return TSExit{0, std::string(Version.what()) + "\n"};
   } catch (CLI::ParseError const& Error) {
-    return TSExit{2, std::string(kProgram) + ": " + Error.what() + "; see --help\n"};
+    return TSExit{
+        2, PrintableText(std::string(kProgram) + ": " + Error.what() + "; see --help") + "\n"};
   }
   return std::nullopt;
 }

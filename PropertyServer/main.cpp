@@ -9,13 +9,19 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
+#include <filesystem>
 #include <memory>
+#include <new>
 #include <string>
+#include <utility>
 
 #include "Platform/Messaging/TCNorvMailRouter.h"
+#include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TextConversions.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyServer.h"
 #include "PropertyServer/TCServerClient.h"
@@ -28,6 +34,19 @@ using Property::TCPropertyDatabase;
 using Property::TCPropertyServer;
 using Property::TCServerConfiguration;
 using Property::TCServerOptions;
+
+// For people, whatever the texts from outside in the line hold.
+void PrintLine(std::FILE* File, std::string Line) {
+  std::fputs((PrintableText(std::move(Line)) + "\n").c_str(), File);
+}
+
+void PrintFailure(char const* Text) {
+  try {
+    PrintLine(stderr, std::string("property-server: ") + Text);
+  } catch (std::bad_alloc const&) {
+    std::fputs("property-server: out of memory\n", stderr);
+  }
+}
 
 TCPropertyServer::TCConfiguration LoadConfiguration(TCServerOptions const& Options) {
   std::string const& File = Options.get_Configuration();
@@ -81,28 +100,28 @@ void RaiseDescriptorLimit() {
   }
 }
 
-void ReserveLog(TCPropertyDatabase& Database) {
-  try {
-    Database.ReserveLog();
-  } catch (TCException const& Failure) {
-    SyslogWarning("%s", Failure.get_Message().c_str());
-  }
+// What does not fit into memory for a while has values in it, like the database beside it.
+void KeepTemporaryFilesAt(std::string const& Database) {
+  std::string const Folder = std::filesystem::absolute(Database).parent_path().string();
+  setenv("SQLITE_TMPDIR", Folder.c_str(), 1);
 }
 
 int Serve(TCServerOptions const& Options) {
   RaiseDescriptorLimit();
+  KeepTemporaryFilesAt(Options.get_Database());
   auto const Configuration = LoadConfiguration(Options);
   TCPropertyDatabase Database(Options.get_Database());
-  ReserveLog(Database);
+  Database.ReserveLogIfPossible();
   TCNorvMailRouter Router(Options.get_Address());
   TCPropertyServer Server(Router, Database, Options.get_Durability(), Options.get_Trace(),
                           Configuration);
   TSReload Reload{Server, Options};
   WatchSignals(Router, Reload);
   sd_event_set_watchdog(Router.get_Event(), 1);
-  Server.SetStatusSink([](std::string const& Text) { sd_notifyf(0, "STATUS=%s", Text.c_str()); });
-  std::printf("ready: %zu values of %s at %s\n", Server.get_ValueCount(),
-              Options.get_Database().c_str(), Router.get_Address().c_str());
+  Server.SetStatusSink(
+      [](std::string const& Text) { sd_notifyf(0, "STATUS=%s", PrintableLine(Text).c_str()); });
+  PrintLine(stdout, "ready: " + std::to_string(Server.get_ValueCount()) + " values of " +
+                        Options.get_Database() + " at " + Router.get_Address());
   std::fflush(stdout);
   sd_notifyf(0, "READY=1\nSTATUS=Serving %zu values", Server.get_ValueCount());
   Router.Run();
@@ -111,28 +130,30 @@ int Serve(TCServerOptions const& Options) {
 }
 
 int Check(TCServerOptions const& Options) {
-  std::printf("%s\n", TCPropertyDatabase::Check(Options.get_Check()).c_str());
+  PrintLine(stdout, TCPropertyDatabase::Check(Options.get_Check()));
   return 0;
 }
 
-int Backup(TCServerOptions const& Options) {
-  std::string Image;
-  try {
-    Image = Property::TCServerClient(Options.get_Address()).Backup();
-  } catch (TCException const& NotServed) {
-    if (access(Options.get_Database().c_str(), F_OK) != 0) {
-      throw;
-    }
-    Image = TCPropertyDatabase(Options.get_Database()).Copy();
+// From the file itself only where nobody serves it: whom the server refuses is told so.
+std::string NewestImage(TCServerOptions const& Options) {
+  Property::TCServerClient Client(Options.get_Address());
+  if (Client.IsReached() || access(Options.get_Database().c_str(), F_OK) != 0) {
+    return Client.Backup();
   }
+  return TCPropertyDatabase(Options.get_Database()).Copy();
+}
+
+int Backup(TCServerOptions const& Options) {
+  std::string const Image = NewestImage(Options);
   TCPropertyDatabase::WriteCopy(Image, Options.get_Backup());
-  std::printf("%s\n", TCPropertyDatabase::Check(Options.get_Backup()).c_str());
+  PrintLine(stdout, TCPropertyDatabase::Check(Options.get_Backup()));
   return 0;
 }
 
 int PrintStatus(TCServerOptions const& Options) {
+  std::string Line;
   for (auto const& [Name, Value] : Property::TCServerClient(Options.get_Address()).Status()) {
-    std::printf("%-14s %s\n", Name.c_str(), Value.c_str());
+    PrintLine(stdout, sprintf(Line, "%-14s %s", Name.c_str(), Value.c_str()));
   }
   return 0;
 }
@@ -156,12 +177,12 @@ int main(int Count, char** Arguments) {
       std::fputs(Exit->Text.c_str(), Exit->Code == 0 ? stdout : stderr);
       return Exit->Code;
     }
-    // Values may be confidential: nothing that the server creates is for everybody.
-    umask(S_IWGRP | S_IRWXO);
+    // Values may be confidential: nothing that the server creates is for others.
+    umask(S_IRWXG | S_IRWXO);
     openlog("property-server", LOG_PID | LOG_PERROR, LOG_DAEMON);
     return Do(Options);
   } catch (std::exception const& Failure) {
-    std::fprintf(stderr, "property-server: %s\n", Failure.what());
+    PrintFailure(Failure.what());
     return 1;
   }
 }

@@ -40,7 +40,7 @@ void ForEach(benchmark::State& State, TTargets const& Targets, TOperation Operat
   }
 }
 
-// --- reads ---------------------------------------------------------------------------------------
+// ---- reads ----
 
 template <TValues Kind>
 void ReadInteger(benchmark::State& State, int Values) {
@@ -123,7 +123,7 @@ void ReadList(benchmark::State& State, int Values) {
   });
 }
 
-// --- writes --------------------------------------------------------------------------------------
+// ---- writes ----
 
 // Values that no earlier measurement has set.
 int NewValue() {
@@ -196,7 +196,7 @@ void SetNotifying(benchmark::State& State, int Values, int Count) {
   SetChanged(State, Values);
 }
 
-// --- the floor -----------------------------------------------------------------------------------
+// ---- the floor ----
 
 // The same number of keys in a map, under a recursive mutex, texts copied.
 class TCMapFloor {
@@ -261,7 +261,7 @@ void WriteMap(benchmark::State& State, int Values) {
   }
 }
 
-// --- what is measured ----------------------------------------------------------------------------
+// ---- what is measured ----
 
 template <class TFunction, class... TArguments>
 benchmark::internal::Benchmark* Register(std::string const& Name, TFunction Function, int Values,

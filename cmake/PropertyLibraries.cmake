@@ -27,6 +27,7 @@ property_add_shared_library(property_property property property)
 target_link_libraries(property_property
   PRIVATE common_properties property_interface
   PUBLIC property_platform Boost::headers)
+property_set_install_rpath(property_property "${CMAKE_INSTALL_FULL_LIBDIR}")
 
 # Only what a folder's PublicHeaders.cmake lists is installed; its other headers are its own.
 function(property_install_headers Folder)

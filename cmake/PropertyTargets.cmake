@@ -26,6 +26,16 @@ endif()
 target_compile_options(property_options INTERFACE -fno-semantic-interposition)
 target_link_options(property_options INTERFACE LINKER:-Bsymbolic-functions)
 
+# Lets an installed target in the folder find the installed libraries, also when the whole tree is
+# moved.
+function(property_set_install_rpath Target Folder)
+  if(PROPERTY_RPATH)
+    file(RELATIVE_PATH Way "${Folder}" "${CMAKE_INSTALL_FULL_LIBDIR}")
+    string(REGEX REPLACE "/$" "" Place "$ORIGIN/${Way}")
+    set_target_properties(${Target} PROPERTIES INSTALL_RPATH "${Place}")
+  endif()
+endfunction()
+
 # Gives a target the project's options and the repository root as its include root.
 function(property_configure_target Target)
   target_link_libraries(${Target} PRIVATE property_options)

@@ -12,9 +12,11 @@
 #include <utility>
 
 #include "Platform/Messaging/LittleEndian.h"
+#include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCPerThread.h"
 #include "Platform/Utility/TextConversions.h"
+#include "Platform/Utility/UTF8.h"
 
 namespace MailWire {
 namespace {
@@ -23,44 +25,11 @@ constexpr char kSource[] = "../Platform/Messaging/MailWire";
 constexpr char kMailboxPrefix[] = "/mailbox";
 constexpr char kClassPrefix[] = "mailrouter.class.";
 constexpr std::size_t kMailHeader = 3 * kWordSize;  // of a mail in a group
-constexpr char kDefaultAddress[] = "unix:path=/run/mailrouter/socket";
 
 struct TSFree {
   void operator()(char* Text) const { std::free(Text); }
 };
 using TCText = std::unique_ptr<char, TSFree>;
-
-bool IsContinuation(unsigned char Byte) {
-  return (Byte & 0xc0U) == 0x80U;
-}
-
-// Length of the valid UTF-8 sequence (RFC 3629) at the start of `Text`, 0 for none.
-std::size_t SequenceLength(std::string_view Text) {
-  auto const Byte = [&Text](std::size_t Place) {
-    return Place < Text.size() ? static_cast<unsigned char>(Text[Place]) : 0U;
-  };
-  unsigned const First = Byte(0);
-  if (First < 0x80U) {
-    return 1;
-  }
-  if (First >= 0xc2U && First <= 0xdfU) {
-    return IsContinuation(static_cast<unsigned char>(Byte(1))) ? 2 : 0;
-  }
-  unsigned const Second = Byte(1);
-  bool const Third = IsContinuation(static_cast<unsigned char>(Byte(2)));
-  if (First >= 0xe0U && First <= 0xefU) {
-    unsigned const Low = First == 0xe0U ? 0xa0U : 0x80U;
-    unsigned const High = First == 0xedU ? 0x9fU : 0xbfU;  // no surrogates
-    return Second >= Low && Second <= High && Third ? 3 : 0;
-  }
-  if (First >= 0xf0U && First <= 0xf4U) {
-    unsigned const Low = First == 0xf0U ? 0x90U : 0x80U;
-    unsigned const High = First == 0xf4U ? 0x8fU : 0xbfU;
-    bool const Fourth = IsContinuation(static_cast<unsigned char>(Byte(3)));
-    return Second >= Low && Second <= High && Third && Fourth ? 4 : 0;
-  }
-  return 0;
-}
 
 // Whether the bus may carry the text: it allows UTF-8 without zero bytes only.
 bool IsBusText(std::string_view Text) {
@@ -141,17 +110,18 @@ std::pair<char const*, std::string_view> ReadEncoded(sd_bus_message* Message) {
   char const* Fields = nullptr;
   void const* Bytes = nullptr;
   std::size_t Size = 0;
-  Require(sd_bus_message_read_basic(Message, 's', &Fields), "read the fields of the records");
-  Require(sd_bus_message_read_array(Message, 'y', &Bytes, &Size), "read packed records");
+  RequireSound(sd_bus_message_read_basic(Message, 's', &Fields), "read the fields of the records");
+  RequireSound(sd_bus_message_read_array(Message, 'y', &Bytes, &Size), "read packed records");
   return {Fields, {static_cast<char const*>(Bytes), Size}};
 }
 
-std::shared_ptr<TCNorvMailBody const> ReadPacked(sd_bus_message* Message, std::size_t Limit) {
+std::shared_ptr<TCNorvMailBody const> ReadPacked(sd_bus_message* Message,
+                                                 TSMailLimit const& Limit) {
   auto const [Fields, Bytes] = ReadEncoded(Message);
-  if (Bytes.size() > Limit) {
+  if (Bytes.size() > Limit.Bytes) {
     throw TCException(kSource, __LINE__).Format("Malformed mail: larger than a mail may be");
   }
-  return TCNorvMailBody::FromBytes(Fields, Bytes);
+  return TCNorvMailBody::FromBytes(Fields, Bytes, Limit.Records);
 }
 
 void RequireEnd(sd_bus_message* Message) {
@@ -165,10 +135,10 @@ TSNorvFieldValue ReadValue(sd_bus_message* Message, char Code) {
   Value.Code = Code;
   if (Code == 's') {
     char const* Text = nullptr;
-    Require(sd_bus_message_read_basic(Message, 's', &Text), "read a text");
+    RequireSound(sd_bus_message_read_basic(Message, 's', &Text), "read a text");
     Value.Text = Text;
   } else {
-    Require(sd_bus_message_read_basic(Message, Code, &Value.Integer), "read a number");
+    RequireSound(sd_bus_message_read_basic(Message, Code, &Value.Integer), "read a number");
   }
   return Value;
 }
@@ -178,19 +148,20 @@ TSNorvFieldValue ReadField(sd_bus_message* Message, char Declared) {
     return ReadValue(Message, Declared);
   }
   char const* Contents = nullptr;
-  Require(sd_bus_message_peek_type(Message, nullptr, &Contents), "read a variant");
+  RequireSound(sd_bus_message_peek_type(Message, nullptr, &Contents), "read a variant");
   if (Contents == nullptr || std::strlen(Contents) != 1 ||
       std::strchr("isb", *Contents) == nullptr) {
     throw TCException(kSource, __LINE__).Format("Malformed mail: a field of an unknown type");
   }
   char const Type[] = {*Contents, '\0'};
-  Require(sd_bus_message_enter_container(Message, 'v', Type), "enter a variant");
+  RequireSound(sd_bus_message_enter_container(Message, 'v', Type), "enter a variant");
   TSNorvFieldValue const Value = ReadValue(Message, Type[0]);
-  Require(sd_bus_message_exit_container(Message), "leave a variant");
+  RequireSound(sd_bus_message_exit_container(Message), "leave a variant");
   return Value;
 }
 
-std::shared_ptr<TCNorvMailBody const> ReadRecords(sd_bus_message* Message, char const* Contents) {
+std::shared_ptr<TCNorvMailBody const> ReadRecords(sd_bus_message* Message, char const* Contents,
+                                                  std::size_t Most) {
   std::string const Element = Contents == nullptr ? "" : Contents;
   if (Element.size() < 3 || Element.compare(0, 2, "(u") != 0 || Element.back() != ')') {
     throw TCException(kSource, __LINE__)
@@ -198,12 +169,14 @@ std::shared_ptr<TCNorvMailBody const> ReadRecords(sd_bus_message* Message, char 
   }
   std::string const Signature = Element.substr(2, Element.size() - 3);
   TCNorvMailBody::TCWriter Writer(Signature);
-  Require(sd_bus_message_enter_container(Message, 'a', Element.c_str()), "enter the records");
+  RequireSound(sd_bus_message_enter_container(Message, 'a', Element.c_str()), "enter the records");
   std::string const Fields = "u" + Signature;
   int More = 0;
+  std::size_t Count = 0;
   while ((More = sd_bus_message_enter_container(Message, 'r', Fields.c_str())) > 0) {
+    TCNorvMailBody::RequireCount(++Count, Most);
     std::uint32_t Assigned = 0;
-    Require(sd_bus_message_read_basic(Message, 'u', &Assigned), "read a mask");
+    RequireSound(sd_bus_message_read_basic(Message, 'u', &Assigned), "read a mask");
     if ((std::uint64_t{Assigned} >> Signature.size()) != 0) {
       throw TCException(kSource, __LINE__).Format("Malformed mail: an unknown field is assigned");
     }
@@ -211,10 +184,10 @@ std::shared_ptr<TCNorvMailBody const> ReadRecords(sd_bus_message* Message, char 
     for (char Declared : Signature) {
       Writer.AppendField(ReadField(Message, Declared));
     }
-    Require(sd_bus_message_exit_container(Message), "leave a record");
+    RequireSound(sd_bus_message_exit_container(Message), "leave a record");
   }
-  Require(More, "enter a record");
-  Require(sd_bus_message_exit_container(Message), "leave the records");
+  RequireSound(More, "enter a record");
+  RequireSound(sd_bus_message_exit_container(Message), "leave the records");
   return Writer.Finish();
 }
 
@@ -255,7 +228,10 @@ std::optional<TCNorvMailClassID> MakeClass(std::string const& Text) {
     return std::nullopt;
   }
   TCText const Owner(Name);
-  return TCNorvMailClassID(Name, static_cast<int>(Version));
+  TCNorvMailClassID const MailClass(Name, static_cast<int>(Version));
+  // Under two spellings a class would be two to whoever counts or compares interfaces.
+  bool const IsItsOwn = Version >= 0 && MakeClassInterface(MailClass) == Text;
+  return IsItsOwn ? std::optional<TCNorvMailClassID>(MailClass) : std::nullopt;
 }
 
 }  // namespace
@@ -280,14 +256,22 @@ void Require(int Result, char const* Operation) {
   }
   if (Result < 0) {
     throw TCException(kSource, __LINE__)
+        .Format("cannot %s: %s", Operation, ErrorText(Result).c_str());
+  }
+}
+
+void RequireSound(int Result, char const* Operation) {
+  if (Result < 0 && Result != -ENOMEM) {
+    throw TCException(kSource, __LINE__)
         .Format("Malformed mail: cannot %s: %s", Operation, ErrorText(Result).c_str());
   }
+  Require(Result, Operation);
 }
 
 void ReadValues(sd_bus_message* Message, char const* Types, std::initializer_list<void*> Places,
                 char const* Operation) {
   for (void* const Place : Places) {
-    Require(sd_bus_message_read_basic(Message, *Types, Place), Operation);
+    RequireSound(sd_bus_message_read_basic(Message, *Types, Place), Operation);
     ++Types;
   }
 }
@@ -304,8 +288,8 @@ std::string RouterAddress(std::string const& Address) {
   if (!Address.empty()) {
     return Address;
   }
-  char const* const Environment = std::getenv("MAILROUTER_ADDRESS");
-  return Environment != nullptr && *Environment != '\0' ? Environment : kDefaultAddress;
+  char const* const Environment = secure_getenv(kRouterAddressVariable);
+  return Environment != nullptr && *Environment != '\0' ? Environment : kDefaultRouterAddress;
 }
 
 std::string const& MailboxPath(std::string const& Mailbox) {
@@ -352,20 +336,20 @@ void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEFor
 }
 
 TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass,
-                           std::size_t Limit) {
+                           TSMailLimit const& Limit) {
   TSNorvMailContent Content{MailClass, 0, 0, nullptr};
   ReadValues(Message, "ii", {&Content.SignalType, &Content.SignalName}, "read a signal");
   char Type = 0;
   char const* Contents = nullptr;
-  Require(sd_bus_message_peek_type(Message, &Type, &Contents), "read the records");
+  RequireSound(sd_bus_message_peek_type(Message, &Type, &Contents), "read the records");
   if (Type == 'h') {
     int File = -1;  // stays the message's
-    Require(sd_bus_message_read_basic(Message, 'h', &File), "read a memory file");
-    Content.Body = TCNorvMailBody::FromMemoryFile(File, Limit);
+    RequireSound(sd_bus_message_read_basic(Message, 'h', &File), "read a memory file");
+    Content.Body = TCNorvMailBody::FromMemoryFile(File, Limit.Bytes, Limit.Records);
   } else if (Type == 's') {
     Content.Body = ReadPacked(Message, Limit);
   } else if (Type == 'a') {
-    Content.Body = ReadRecords(Message, Contents);
+    Content.Body = ReadRecords(Message, Contents, Limit.Records);
   } else {
     throw TCException(kSource, __LINE__).Format("Malformed mail: no records");
   }
@@ -430,9 +414,9 @@ std::vector<TSPackedMail> SplitMails(std::string_view Bytes, std::size_t Count) 
 }
 
 TSNorvMailContent UnpackMail(TSMailGroup const& Group, TSPackedMail const& Mail,
-                             TCNorvMailClassID const& MailClass) {
+                             TCNorvMailClassID const& MailClass, std::size_t Records) {
   return {MailClass, Mail.SignalType, Mail.SignalName,
-          TCNorvMailBody::FromBytes(Group.Fields, Mail.Records)};
+          TCNorvMailBody::FromBytes(Group.Fields, Mail.Records, Records)};
 }
 
 }  // namespace MailWire

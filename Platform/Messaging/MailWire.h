@@ -28,7 +28,7 @@ constexpr char kAcknowledged[] = "Acknowledged";  // signal: t mail number
 constexpr char kSend[] = "Send";          // s identity, t number, mail
 constexpr char kSendMany[] = "SendMany";  // s identity, t number of the first, u count, mails
 constexpr char kRequest[] = "Request";    // s identity, mail -> t epoch, t sequence, t number, mail
-constexpr char kPublished[] = "Published";  // signal: t epoch, t previous, t sequence, s origin,
+constexpr char kPublished[] = "Published";  // signal: t epoch, t previous, t sequence, y whose,
                                             // t number, mail
 constexpr char kPublishedOwn[] = "PublishedOwn";  // signal: t epoch, t previous, t sequence,
                                                   // t number
@@ -41,8 +41,6 @@ constexpr std::size_t kInlineLimit = std::size_t{64} << 10;
 /// Mails that a router takes in one message, and their bytes.
 constexpr std::size_t kGroupLimit = 256;
 constexpr std::size_t kGroupByteLimit = std::size_t{64} << 10;
-/// Origin of what brings one subscriber up to date instead of telling a change.
-constexpr char kNoOrigin[] = "";
 /// Largest memory file that a router takes from a proxy; a proxy keeps no larger mail either.
 constexpr std::size_t kMailLimit = std::size_t{64} << 20;
 /// Longest identity of a proxy that is accepted.
@@ -62,6 +60,14 @@ std::string const& MailboxPath(std::string const& Mailbox);
 std::string const& ClassInterface(TCNorvMailClassID const& MailClass);
 std::optional<TCNorvMailClassID> ParseClassInterface(char const* Interface);
 
+/// What a published mail is for the subscriber that it is sent to. Whose it is otherwise, nobody is
+/// told.
+enum class TEWhose : std::uint8_t {
+  eAnothers = 0,  // or the service's own
+  eOwn = 1,       // a copy of the subscriber's own mail, with the mail's number
+  eUpToDate = 2   // brings it up to date, its own mails up to the number included
+};
+
 /// How the records of a small mail are written: each field as a value of the bus, for every
 /// library of it, or all as they are kept, which costs a fraction of it.
 enum class TEForm { eTyped, ePacked };
@@ -77,10 +83,15 @@ bool FitsInline(TCNorvMailBody const& Body, TEForm Form);
 /// Appends signal and records: "ii" and "a(u...)" or, packed, "say", or "h" for what does not fit.
 /// Throws TCException when the message can not be built.
 void AppendMail(sd_bus_message* Message, TSNorvMailContent const& Content, TEForm Form);
-/// Reads what AppendMail wrote, up to `Limit` bytes of records. Throws TCException on anything
-/// else; nothing is believed unchecked.
+/// How much one mail may hold.
+struct TSMailLimit {
+  std::size_t Bytes = TCNorvMailBody::kMaximumSize;  ///< of records
+  std::size_t Records = TCNorvMailBody::kAnyCount;
+};
+/// Reads what AppendMail wrote, up to `Limit`. Throws TCException on anything else; nothing is
+/// believed unchecked.
 TSNorvMailContent ReadMail(sd_bus_message* Message, TCNorvMailClassID const& MailClass,
-                           std::size_t Limit = TCNorvMailBody::kMaximumSize);
+                           TSMailLimit const& Limit = TSMailLimit());
 
 /// One of several mails in a message; `Records`, encoded, are kept elsewhere.
 struct TSPackedMail {
@@ -105,13 +116,17 @@ void AppendMails(sd_bus_message* Message, TSMailGroup const& Group);
 TSMailGroup ReadMails(sd_bus_message* Message, std::size_t Count);
 /// The mails in `Bytes`; throws as ReadMails does.
 std::vector<TSPackedMail> SplitMails(std::string_view Bytes, std::size_t Count);
-/// A copy of one mail of `Group`. Throws TCException when its records are malformed.
+/// A copy of one mail of `Group`. Throws TCException when its records are malformed or more than
+/// `Records`.
 TSNorvMailContent UnpackMail(TSMailGroup const& Group, TSPackedMail const& Mail,
-                             TCNorvMailClassID const& MailClass);
+                             TCNorvMailClassID const& MailClass,
+                             std::size_t Records = TCNorvMailBody::kAnyCount);
 
 /// Turns a negative result of the bus library into a TCException naming `Operation`, or, for lack
 /// of memory, into std::bad_alloc.
 void Require(int Result, char const* Operation);
+/// The same for reading a message that has come: what can not be read is malformed.
+void RequireSound(int Result, char const* Operation);
 
 /// Takes values of basic types from a message, or appends them, a letter of `Types` each. A text is
 /// read into a `char const*` and appended from its first character, a number from its place. What

@@ -12,4 +12,5 @@ set(PUBLIC_HEADERS
   TCNorvRecordObject.h
   TCNorvService.h
   TCNorvServiceName.h
-  TCNorvServiceProxy.h)
+  TCNorvServiceProxy.h
+  TSNorvSenderKey.h)

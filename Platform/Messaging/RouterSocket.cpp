@@ -17,7 +17,7 @@
 
 namespace {
 
-constexpr char kSource[] = "../Platform/Messaging/TCNorvMailRouter";
+constexpr char kSource[] = "../Platform/Messaging/RouterSocket";
 constexpr char kPathPrefix[] = "unix:path=";
 constexpr int kBacklog = 1024;
 constexpr mode_t kSocketMode = 0666;  // who may do what is decided peer by peer
@@ -70,6 +70,45 @@ bool IsServed(sockaddr_un const& Address) {
   return Result == 0 || (errno != ECONNREFUSED && errno != ENOENT);
 }
 
+bool IsAt(std::string const& Path, struct stat const& File) {
+  struct stat Status = {};
+  return lstat(Path.c_str(), &Status) == 0 && Status.st_dev == File.st_dev &&
+         Status.st_ino == File.st_ino;
+}
+
+// Keeps two routers that start together from finding each other's socket unserved. Nobody else can
+// take the lock: its file is this user's alone, while the folder could be locked by all who may
+// read it. The file is there only as long as the lock is held.
+class TCListenLock {
+ public:
+  explicit TCListenLock(std::string const& Path) : m_Name(Path + ".lock") {
+    struct stat Status = {};
+    do {  // whoever held it has removed the file
+      m_File = TCFileDescriptor(open(m_Name.c_str(),
+                                     O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK,
+                                     S_IRUSR | S_IWUSR));
+      if (m_File.get() < 0 || fstat(m_File.get(), &Status) != 0) {
+        ThrowCannotListen(Path, errno);
+      }
+      if (Status.st_uid != geteuid() || (Status.st_mode & ALLPERMS) != (S_IRUSR | S_IWUSR)) {
+        throw TCException(kSource, __LINE__)
+            .Format("cannot listen at %s: %s can be locked by others; remove it", Path.c_str(),
+                    m_Name.c_str());
+      }
+      if (flock(m_File.get(), LOCK_EX) != 0) {
+        ThrowCannotListen(Path, errno);
+      }
+    } while (!IsAt(m_Name, Status));
+  }
+  TCListenLock(TCListenLock const&) = delete;
+  TCListenLock& operator=(TCListenLock const&) = delete;
+  ~TCListenLock() { unlink(m_Name.c_str()); }
+
+ private:
+  std::string const m_Name;
+  TCFileDescriptor m_File;
+};
+
 }  // namespace
 
 TCRouterSocket::TCRouterSocket(std::string const& Address) {
@@ -93,14 +132,7 @@ TCRouterSocket::TCRouterSocket(std::string const& Address) {
 
 void TCRouterSocket::Listen() {
   sockaddr_un const Address = SocketAddress(m_Path);
-  // Two routers that start together must not both find the other's socket unserved, so looking and
-  // replacing happen under a lock on the folder.
-  std::size_t const Slash = m_Path.rfind('/');
-  std::string const Folder = Slash == std::string::npos ? "." : m_Path.substr(0, Slash + 1);
-  TCFileDescriptor const Lock(open(Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (Lock.get() < 0 || flock(Lock.get(), LOCK_EX) != 0) {
-    ThrowCannotListen(m_Path, errno);
-  }
+  TCListenLock const Lock(m_Path);
   struct stat Status = {};
   if (lstat(m_Path.c_str(), &Status) == 0) {
     if (!S_ISSOCK(Status.st_mode)) {
@@ -122,20 +154,11 @@ void TCRouterSocket::Listen() {
       chmod(m_Path.c_str(), kSocketMode) != 0 || listen(m_File.get(), kBacklog) != 0) {
     ThrowCannotListen(m_Path, errno);
   }
-  if (lstat(m_Path.c_str(), &Status) == 0) {
-    m_Device = Status.st_dev;
-    m_Inode = Status.st_ino;
-  }
-}
-
-bool TCRouterSocket::IsOwnFile() const {
-  struct stat Status = {};
-  return lstat(m_Path.c_str(), &Status) == 0 && Status.st_dev == m_Device &&
-         Status.st_ino == m_Inode;
+  lstat(m_Path.c_str(), &m_Made);
 }
 
 TCRouterSocket::~TCRouterSocket() {
-  if (!m_Path.empty() && IsOwnFile()) {
+  if (!m_Path.empty() && IsAt(m_Path, m_Made)) {
     unlink(m_Path.c_str());
   }
 }

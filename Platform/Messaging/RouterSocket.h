@@ -2,7 +2,7 @@
 // The socket that a router listens on.
 #pragma once
 
-#include <sys/types.h>
+#include <sys/stat.h>
 
 #include <string>
 
@@ -27,9 +27,6 @@ class TCRouterSocket {
   void Listen();
 
   TCFileDescriptor m_File;
-  bool IsOwnFile() const;
-
-  std::string m_Path;  // empty when the socket belongs to the init system
-  dev_t m_Device = 0;  // with the next, which file was made here
-  ino_t m_Inode = 0;
+  std::string m_Path;       // empty when the socket belongs to the init system
+  struct stat m_Made = {};  // the file that was made here
 };

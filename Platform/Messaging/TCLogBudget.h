@@ -22,9 +22,8 @@ class TCLogBudget {
  public:
   /// Whether a message may be logged now.
   bool Grant() {
-    auto const Now = std::chrono::steady_clock::now();
-    double const Seconds = std::chrono::duration<double>(Now - m_Last).count();
-    m_Left = std::min(kBurst, m_Left + Seconds);
+    auto const Now = TCClock::now();
+    m_Left = LeftAt(Now);
     m_Last = Now;
     if (m_Left < 1) {
       ++m_Withheld;
@@ -33,6 +32,9 @@ class TCLogBudget {
     m_Left -= 1;
     return true;
   }
+
+  /// Whether it is like a new one.
+  bool IsWhole() const { return m_Withheld == 0 && LeftAt(TCClock::now()) >= kBurst; }
 
   /// Says how many messages were withheld since it was last asked; empty for none.
   std::string TakeNote() {
@@ -45,9 +47,22 @@ class TCLogBudget {
   }
 
  private:
+  using TCClock = std::chrono::steady_clock;
   static constexpr double kBurst = 20;
 
+  double LeftAt(TCClock::time_point Now) const {
+    return std::min(kBurst, m_Left + std::chrono::duration<double>(Now - m_Last).count());
+  }
+
   double m_Left = kBurst;
-  std::chrono::steady_clock::time_point m_Last = std::chrono::steady_clock::now();
+  TCClock::time_point m_Last = TCClock::now();
   unsigned long m_Withheld = 0;
 };
+
+/// Runs `Log` where `Budget` grants it, with what there is to say of the messages that it did not.
+template <class TLog>
+void LogWithin(TCLogBudget& Budget, TLog const& Log) {
+  if (Budget.Grant()) {
+    LogIfPossible([&] { Log(Budget.TakeNote().c_str()); });
+  }
+}

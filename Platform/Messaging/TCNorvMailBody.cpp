@@ -257,18 +257,28 @@ std::string_view TCNorvMailBody::get_Record(int Index) const {
   return m_Bytes.substr(Begin, End - Begin);
 }
 
+void TCNorvMailBody::RequireCount(std::size_t Count, std::size_t Most) {
+  if (Count > Most) {
+    throw TCException(kSource, __LINE__, "Count<=Most")
+        .Format("a mail has more than %zu records, the most that are allowed (mail_records)", Most);
+  }
+}
+
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromBytes(std::string_view Signature,
-                                                                std::string_view Bytes) {
+                                                                std::string_view Bytes,
+                                                                std::size_t Count) {
   RequireKnownCodes(Signature);
   std::vector<std::size_t> Begins;
   for (std::string_view Rest = Bytes; !Rest.empty(); Rest = SkipRecord(Signature, Rest)) {
+    RequireCount(Begins.size() + 1, Count);
     Begins.push_back(Bytes.size() - Rest.size());
   }
   return std::shared_ptr<TCNorvMailBody const>(
       new TCNorvMailBody(std::string(Signature), std::string(Bytes), std::move(Begins)));
 }
 
-std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, std::size_t Limit) {
+std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, std::size_t Limit,
+                                                                     std::size_t Most) {
   int const Seals = fcntl(File, F_GET_SEALS);
   if (Seals < 0 || (Seals & kAllSeals) != kAllSeals) {
     ThrowMalformed(__LINE__, "a memory file that is not sealed");
@@ -277,6 +287,10 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, s
   if (fstat(File, &Status) != 0 || Status.st_size <= 0 ||
       static_cast<std::uint64_t>(Status.st_size) > Limit) {
     ThrowMalformed(__LINE__, "a memory file of an impossible size");
+  }
+  // Reading a hole gives it memory: the reader's, for as long as the sender keeps the file.
+  if (lseek(File, 0, SEEK_HOLE) != Status.st_size) {
+    ThrowMalformed(__LINE__, "a memory file with holes");
   }
   auto Mapping = std::make_unique<TCMapping>(File, static_cast<std::size_t>(Status.st_size));
   std::string_view Bytes = Mapping->get_Bytes();
@@ -289,6 +303,7 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, s
     ThrowMalformed(__LINE__, "a memory file of an unknown version");
   }
   std::size_t const Count = LoadWord(Words + kWordSize);
+  RequireCount(Count, Most);
   std::size_t const SignatureSize = LoadWord(Words + 2 * kWordSize);
   Bytes.remove_prefix(kHeaderSize);
   if (SignatureSize > Bytes.size()) {

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -50,6 +51,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
  public:
   static constexpr std::size_t kMaximumFields = 32;
   static constexpr std::size_t kMaximumSize = std::size_t{1} << 30;
+  static constexpr std::size_t kAnyCount = std::numeric_limits<std::size_t>::max();
 
   /// Appends records of one signature.
   class PROPERTY_PLATFORM_EXPORT TCWriter {
@@ -79,19 +81,26 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   static std::shared_ptr<TCNorvMailBody const> Selected(TCNorvMailBody const& Body,
                                                         std::vector<bool> const& Taken);
 
-  /// A copy of `Bytes`, which are records of `Signature`. Throws TCException when they are not.
+  /// A copy of `Bytes`, which are records of `Signature`. Throws TCException when they are not, or
+  /// are more than `Count`.
   static std::shared_ptr<TCNorvMailBody const> FromBytes(std::string_view Signature,
-                                                         std::string_view Bytes);
+                                                         std::string_view Bytes,
+                                                         std::size_t Count = kAnyCount);
 
   /// Maps the sealed memory file `File` (not taken over) and validates all of it.
   /// Throws TCException when the file is not sealed against every change, is larger than `Limit`
-  /// bytes, or is malformed.
+  /// bytes, has more than `Most` records, which is seen before any of them is read, or is
+  /// malformed.
   static std::shared_ptr<TCNorvMailBody const> FromMemoryFile(int File,
-                                                              std::size_t Limit = kMaximumSize);
+                                                              std::size_t Limit = kMaximumSize,
+                                                              std::size_t Most = kAnyCount);
 
   /// The same records, in a sealed memory file from the beginning: for what is sent many times.
   /// Throws as MakeMemoryFile does.
   static std::shared_ptr<TCNorvMailBody const> InMemoryFile(TCNorvMailBody const& Body);
+
+  /// Throws TCException when a mail of `Count` records has more than the `Most` that are allowed.
+  static void RequireCount(std::size_t Count, std::size_t Most);
 
   /// Makes a sealed memory file of the body, or another descriptor of the one that it is in; the
   /// caller closes it. Throws TCException when the system has no file or memory left.

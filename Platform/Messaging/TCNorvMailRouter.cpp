@@ -28,7 +28,7 @@ void TCNorvMailRouter::SetLimits(TSNorvRouterLimits const& Limits) {
   m_Core->SetLimits(Limits);
 }
 
-void TCNorvMailRouter::SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission) {
+void TCNorvMailRouter::SetAdmission(TCAdmission Admission) {
   m_Core->SetAdmission(std::move(Admission));
 }
 
@@ -37,8 +37,16 @@ void TCNorvMailRouter::BringUpToDate(
   m_Core->BringUpToDate(IsConcerned);
 }
 
+void TCNorvMailRouter::BringUpToDate(TSNorvSenderKey const& Sender) {
+  m_Core->BringUpToDate(Sender);
+}
+
 std::size_t TCNorvMailRouter::get_ConnectionCount() const {
   return m_Core->get_ConnectionCount();
+}
+
+std::vector<TSNorvSenderKey> TCNorvMailRouter::get_Senders() const {
+  return m_Core->get_Senders();
 }
 
 std::uint64_t TCNorvMailRouter::get_Epoch() const {

@@ -8,11 +8,13 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Platform/PlatformExport.h"
 
 struct sd_event;
 struct TSNorvMailSender;
+struct TSNorvSenderKey;
 class TCNorvService;
 class TCRouterCore;
 
@@ -20,8 +22,10 @@ class TCRouterCore;
 struct TSNorvRouterLimits {
   unsigned Connections = 4096;
   unsigned ConnectionsPerUser = 512;
-  unsigned MailsPerSecond = 250000;       ///< of one connection; it is read from more slowly then
+  unsigned MailsPerSecond = 250000;       ///< of one connection, which is read from more slowly
+                                          ///< then; a mail counts as many as it has records
   std::chrono::seconds GreetingTime{10};  ///< from connecting until the greeting is complete
+  std::size_t RecordsPerMail = 100000;    ///< a mail with more is refused before they are read
 };
 
 /// Listens on a Unix socket and serves the proxies of other processes (and of this one).
@@ -52,12 +56,19 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailRouter {
 
   /// Holds for connections and mails from now on.
   void SetLimits(TSNorvRouterLimits const& Limits);
-  /// Whom `Admission` is false for is refused at its greeting. Without it only root and this
-  /// process's user are admitted.
-  void SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission);
-  /// Has the services bring the subscribers that `IsConcerned` names up to date.
+  /// Why a process may not connect; empty when it may.
+  using TCAdmission = std::function<std::string(TSNorvMailSender const&)>;
+  /// Whom `Admission` has a reason against is refused at its greeting, and told the reason. Without
+  /// it only root and this process's user are admitted.
+  void SetAdmission(TCAdmission Admission);
+  /// Has the services bring the subscribers that `IsConcerned` names up to date, and all that are
+  /// away when they return.
   void BringUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned);
+  /// The same for one subscriber, there or away.
+  void BringUpToDate(TSNorvSenderKey const& Sender);
   std::size_t get_ConnectionCount() const;
+  /// Who has greeted and is connected.
+  std::vector<TSNorvSenderKey> get_Senders() const;
   /// Drawn anew for each router; what is published is numbered in it.
   std::uint64_t get_Epoch() const;
 

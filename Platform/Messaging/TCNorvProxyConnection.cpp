@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -13,9 +14,12 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <set>
+#include <new>
+#include <system_error>
 #include <utility>
 
+#include "Platform/Messaging/ProxyAddress.h"
+#include "Platform/Messaging/TCLiveConnections.h"
 #include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Messaging/TCNorvServiceProxy.h"
 #include "Platform/Utility/SystemLog.h"
@@ -25,7 +29,7 @@
 
 namespace {
 
-constexpr char kSource[] = "../Platform/Messaging/TCNorvServiceProxy";
+constexpr char kSource[] = "../Platform/Messaging/TCNorvProxyConnection";
 constexpr std::size_t kUnacknowledgedLimit = std::size_t{64} << 20;
 constexpr std::size_t kMailOverhead = 64;  // counted for every kept mail beside its records
 constexpr std::size_t kWindow = 4096;      // mails on their way to one mailbox
@@ -37,7 +41,8 @@ constexpr std::chrono::microseconds kHoldTime{200};
 constexpr int kBatch = 256;  // messages from the router that are taken at a time
 constexpr std::chrono::milliseconds kFirstRetryDelay{5};
 constexpr std::chrono::milliseconds kLongestRetryDelay{200};
-constexpr std::chrono::milliseconds kExitLinger{2000};
+constexpr std::chrono::milliseconds kHookPatience{2000};      // of who closes while a hook runs
+constexpr std::chrono::milliseconds kSendingRetryDelay{100};  // after memory or files ran out
 
 std::string NewIdentity() {
   sd_id128_t ID;
@@ -106,18 +111,43 @@ class TCThreadMark {
   TCOwnChanges::TCMark m_Mark = 0;
 };
 
+// Why the calling thread's last request was refused, and whose request it was.
+struct TSThreadRefusal {
+  std::weak_ptr<TCNorvProxyConnection const> Connection;
+  std::string Text;
+};
+
 struct TSUnmark {
   TCOwnChanges::TCMark Mark = 0;
   void operator()(TCOwnChanges* Changes) const { Changes->Unmark(Mark); }
 };
 
-// The stream of the mail that the calling thread is being handed, and by whom.
+// The stream of the mail that the calling thread is being handed, by whom, and which records of it
+// the process holds already.
 struct TSThreadDelivery {
   TCNorvProxyConnection const* Connection = nullptr;
   std::string const* Stream = nullptr;
+  std::set<std::string> const* Held = nullptr;
 };
 
 thread_local TSThreadDelivery ThreadDelivery;
+
+// While it lives, the calling thread takes no signals, and a thread that it starts never does: the
+// application's signals are the business of the application's threads.
+class TCSignalsBlocked {
+ public:
+  TCSignalsBlocked() {
+    sigset_t All;
+    sigfillset(&All);
+    pthread_sigmask(SIG_SETMASK, &All, &m_Former);
+  }
+  ~TCSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_Former, nullptr); }
+  TCSignalsBlocked(TCSignalsBlocked const&) = delete;
+  TCSignalsBlocked& operator=(TCSignalsBlocked const&) = delete;
+
+ private:
+  sigset_t m_Former;
+};
 
 // Nothing thrown may pass through the bus library.
 template <class TFunction>
@@ -129,53 +159,15 @@ void Guarded(char const* Subject, TFunction const& Function) {
   }
 }
 
-// The connections to close when the process exits, before the objects that their hooks may use.
-class TCLiveConnections {
- public:
-  static TCLiveConnections& Get() {
-    static TCLiveConnections* const Instance = new TCLiveConnections;  // outlives every exit hook
-    return *Instance;
-  }
-
-  void Insert(std::weak_ptr<TCNorvProxyConnection> const& Connection) {
-    std::lock_guard<std::mutex> const Lock(m_Mutex);
-    m_Connections.insert(Connection);
-  }
-
-  void Erase(std::weak_ptr<TCNorvProxyConnection> const& Connection) {
-    std::lock_guard<std::mutex> const Lock(m_Mutex);
-    m_Connections.erase(Connection);
-  }
-
- private:
-  using TCConnections = std::set<std::weak_ptr<TCNorvProxyConnection>, std::owner_less<>>;
-
-  TCLiveConnections() { std::atexit(CloseAll); }
-
-  static void CloseAll() {
-    TCConnections Connections;
-    {
-      std::lock_guard<std::mutex> const Lock(Get().m_Mutex);
-      Connections = Get().m_Connections;
-    }
-    for (auto const& Weak : Connections) {
-      if (auto const Connection = Weak.lock()) {
-        Connection->CloseAfterAcknowledgements(kExitLinger);
-      }
-    }
-  }
-
-  std::mutex m_Mutex;
-  TCConnections m_Connections;
-};
-
 }  // namespace
 
 TCNorvProxyConnection::TCNorvProxyConnection(TCNorvServiceProxy& Owner)
     : m_Owner(Owner),
       m_Identity(NewIdentity()),
-      m_Address(MailWire::RouterAddress("")),
+      m_Address(ProxyAddress()),
       m_OwnChanges(std::make_shared<TCOwnChanges>()),
+      m_Process(getpid()),
+      m_RouterWait(m_Address),
       m_Wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       m_NextAttempt(TCClock::now()),
       m_RetryDelay(kFirstRetryDelay) {
@@ -183,9 +175,11 @@ TCNorvProxyConnection::TCNorvProxyConnection(TCNorvServiceProxy& Owner)
     throw TCException(kSource, __LINE__)
         .Format("cannot make an event descriptor: %s", MailWire::ErrorText(errno).c_str());
   }
+  TCLiveConnections::Get().Insert(*this);
 }
 
 TCNorvProxyConnection::~TCNorvProxyConnection() {
+  TCLiveConnections::Get().Erase(*this);
   if (m_Thread.joinable()) {
     m_Thread.detach();  // a hook on it was what closed the connection, and nobody did again
   }
@@ -242,8 +236,11 @@ void TCNorvProxyConnection::Pump(TCLock& Lock, TCDeadline Deadline) {
   if (m_Bus) {
     ProcessBus();
   }
-  if (m_HeldUntil && TCClock::now() >= *m_HeldUntil) {
+  if (IsTimeToTransmit()) {
     Transmit();
+  }
+  if (auto const Time = m_RouterWait.get_ReportTime(); Time && TCClock::now() >= *Time) {
+    m_RouterWait.Report();
   }
   m_Pumping = false;
   m_Changed.notify_all();
@@ -262,6 +259,12 @@ void TCNorvProxyConnection::Poll(TCLock& Lock, TCDeadline Deadline) {
   }
   if (m_HeldUntil) {
     Deadline = Earlier(Deadline, *m_HeldUntil);
+  }
+  if (m_RetryAt) {
+    Deadline = Earlier(Deadline, *m_RetryAt);
+  }
+  if (auto const Time = m_RouterWait.get_ReportTime()) {
+    Deadline = Earlier(Deadline, *Time);
   }
   m_PumpingUntil = Deadline;
   timespec Remaining = {};
@@ -290,14 +293,15 @@ void TCNorvProxyConnection::Start() {
   if (m_Thread.joinable() || m_Closing) {
     return;
   }
-  TCLiveConnections::Get().Insert(weak_from_this());
-  // The application's signals are the business of the application's threads.
-  sigset_t All;
-  sigset_t Former;
-  sigfillset(&All);
-  pthread_sigmask(SIG_SETMASK, &All, &Former);
-  m_Thread = std::thread([Self = shared_from_this()] { Self->Run(); });
-  pthread_sigmask(SIG_SETMASK, &Former, nullptr);
+  TCLiveConnections::CloseAtExit();
+  try {
+    TCSignalsBlocked const Blocked;
+    m_Thread = std::thread([Self = shared_from_this()] { Self->Run(); });
+  } catch (std::system_error const& Reason) {
+    throw TCException(kSource, __LINE__)
+        .Format("cannot start the proxy's thread: %s", Reason.what());
+  }
+  m_RouterWait.Begin();
 }
 
 void TCNorvProxyConnection::Run() {
@@ -346,13 +350,30 @@ void TCNorvProxyConnection::Signal(TEEvent Event) {
 
 bool TCNorvProxyConnection::WaitForRouter(int Timeout) {
   TCLock Lock(m_Mutex);
+  RequireOwnProcess();
   Start();
   return WaitUntil(
       Lock, [this] { return m_Ready; }, DeadlineAfter(Timeout));
 }
 
+std::string TCNorvProxyConnection::get_Refusal() {
+  auto const& [Connection, Request] = TCPerThread<TSThreadRefusal>::Get();
+  bool const IsOwn = Connection.lock().get() == this;
+  TCLock const Lock(m_Mutex);
+  if (!m_RouterWait.get_Refusal().empty()) {
+    return m_RouterWait.get_Refusal();
+  }
+  return IsOwn ? Request : std::string();
+}
+
+std::string TCNorvProxyConnection::get_Failure() {
+  TCLock const Lock(m_Mutex);
+  return m_RouterWait.get_Failure();
+}
+
 void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
   TCLock const Lock(m_Mutex);
+  RequireOwnProcess();
   Start();
   m_Subscriptions[MailWire::ClassInterface(MailClass)].Subscribed = true;
   Transmit();
@@ -361,20 +382,26 @@ void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
 void TCNorvProxyConnection::MarkChange(std::string const& Mailbox,
                                        TCNorvMailClassID const& MailClass,
                                        std::vector<std::string> Keys) {
-  TCPerThread<TCThreadMark>::Get().Set(
-      m_OwnChanges, StreamName(Mailbox, MailWire::ClassInterface(MailClass)), std::move(Keys));
+  TCPerThread<TCThreadMark>::Get().Set(m_OwnChanges, StreamOf(Mailbox, MailClass), std::move(Keys));
 }
 
 void TCNorvProxyConnection::ForgetMark() {
   TCPerThread<TCThreadMark>::Get().Clear();
 }
 
+std::string const& TCNorvProxyConnection::StreamOf(std::string const& Mailbox,
+                                                   TCNorvMailClassID const& MailClass) {
+  return StreamName(Mailbox, MailWire::ClassInterface(MailClass));
+}
+
 bool TCNorvProxyConnection::IsAnyOvertaken() const {
-  return ThreadDelivery.Connection == this && !m_OwnChanges->IsEmpty();
+  return ThreadDelivery.Connection == this &&
+         (!ThreadDelivery.Held->empty() || !m_OwnChanges->IsEmpty());
 }
 
 bool TCNorvProxyConnection::IsOvertaken(std::string const& Key) const {
-  return ThreadDelivery.Connection == this && m_OwnChanges->IsOnWay(*ThreadDelivery.Stream, Key);
+  return ThreadDelivery.Connection == this && (ThreadDelivery.Held->count(Key) != 0 ||
+                                               m_OwnChanges->IsOnWay(*ThreadDelivery.Stream, Key));
 }
 
 bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent const& Content) {
@@ -386,6 +413,7 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
   std::unique_ptr<TCOwnChanges, TSUnmark> Unsent(m_OwnChanges.get(), TSUnmark{Mark});
   TCLock const Lock(m_Mutex);
   if (m_Closing) {
+    RequireOwnProcess();
     return false;
   }
   if (KeptSize(Content) > kUnacknowledgedLimit - m_UnacknowledgedBytes) {
@@ -399,10 +427,15 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
   TSOutbox& Outbox = m_Outboxes[Mailbox];
   Outbox.Streams.try_emplace(Stream, 0);
   Outbox.Mails.push_back({Outbox.LastNumber + 1, Content});
+  try {
+    m_OwnChanges->Sent(Mark, Outbox.LastNumber + 1);
+  } catch (...) {
+    Outbox.Mails.pop_back();  // who is told that it was not sent may send it again
+    throw;
+  }
+  static_cast<void>(Unsent.release());
   ++Outbox.LastNumber;
   m_UnacknowledgedBytes += KeptSize(Content);
-  m_OwnChanges->Sent(Mark, Outbox.LastNumber);
-  static_cast<void>(Unsent.release());
   if (!HoldBack(Outbox)) {
     Transmit();
   }
@@ -411,7 +444,10 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
 
 bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailContent& Content,
                                      int Timeout, bool Held) {
+  // Made now where it does not exist yet: nothing may fail between an answer and its use.
+  TSThreadRefusal& Refusal = TCPerThread<TSThreadRefusal>::Get();
   TCLock Lock(m_Mutex);
+  RequireOwnProcess();
   Start();
   TSExchange Pending{this, &Mailbox, &Content, Held};
   Pending.After = m_Outboxes[Mailbox].LastNumber;
@@ -422,12 +458,12 @@ bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailConte
       Lock, [&Pending] { return Pending.Answered.has_value(); }, DeadlineAfter(Timeout));
   m_Exchanges.erase(Place);
   Pending.Reply.reset();
+  Refusal = {weak_from_this(), std::move(Pending.Refusal)};
   return Ended && *Pending.Answered;
 }
 
 void TCNorvProxyConnection::EndAnswer() {
   TCLock const Lock(m_Mutex);
-  m_OwnChanges->EndAnswer();
   m_AnswersInHand.erase(
       std::find(m_AnswersInHand.begin(), m_AnswersInHand.end(), std::this_thread::get_id()));
   Wake();  // whoever waits to deliver may be polling
@@ -436,6 +472,7 @@ void TCNorvProxyConnection::EndAnswer() {
 
 bool TCNorvProxyConnection::WaitForAcknowledgements(int Timeout) {
   TCLock Lock(m_Mutex);
+  RequireOwnProcess();
   Transmit();
   return WaitUntil(
       Lock, [this] { return m_UnacknowledgedBytes == 0; }, DeadlineAfter(Timeout));
@@ -470,19 +507,22 @@ bool TCNorvProxyConnection::DeliverMail(bool Wait) {
     }
     TSReceived const Received = std::move(m_Inbox.front());
     m_Inbox.pop_front();
-    if (IsToBeHandedOver(Received)) {
+    std::set<std::string> Held;
+    if (IsToBeHandedOver(Received, Held)) {
       m_Delivering = true;
       Lock.unlock();
-      HandOver(Received);
+      HandOver(Received, Held);
       return true;
     }
   }
 }
 
-bool TCNorvProxyConnection::IsToBeHandedOver(TSReceived const& Received) {
+// `Held` gets the keys that the hook is to leave alone.
+bool TCNorvProxyConnection::IsToBeHandedOver(TSReceived const& Received,
+                                             std::set<std::string>& Held) {
   switch (Received.Kind) {
     case TEKind::eOwn:
-      return m_OwnChanges->EndOwn(Received.Stream, Received.Number);
+      return m_OwnChanges->EndOwn(Received.Stream, Received.Number, Held);
     case TEKind::eCatchUp:
       m_OwnChanges->CatchUp(Received.Stream, Received.Number);
       return true;
@@ -495,7 +535,8 @@ bool TCNorvProxyConnection::IsToBeHandedOver(TSReceived const& Received) {
   return true;
 }
 
-void TCNorvProxyConnection::HandOver(TSReceived const& Received) {
+void TCNorvProxyConnection::HandOver(TSReceived const& Received,
+                                     std::set<std::string> const& Held) {
   auto const End = [this](TSThreadDelivery* Delivery) {
     *Delivery = TSThreadDelivery();
     TCLock const Lock(m_Mutex);
@@ -506,12 +547,15 @@ void TCNorvProxyConnection::HandOver(TSReceived const& Received) {
     }
     m_Changed.notify_all();
   };
-  ThreadDelivery = {this, &Received.Stream};
+  ThreadDelivery = {this, &Received.Stream, &Held};
   std::unique_ptr<TSThreadDelivery, decltype(End)> const Ending(&ThreadDelivery, End);
   m_Owner.OnServiceMail(TCNorvMessage(Received.Content));
 }
 
 void TCNorvProxyConnection::CloseAfterAcknowledgements(std::chrono::milliseconds Linger) {
+  if (IsClosed()) {
+    return;
+  }
   WaitForAcknowledgements(static_cast<int>(Linger.count()));
   Close();
 }
@@ -526,7 +570,7 @@ void TCNorvProxyConnection::Close() {
   // holds for good: the thread is then left to itself.
   bool const Own = m_Thread.get_id() == std::this_thread::get_id();
   if (!Own && m_Thread.joinable()) {
-    m_Changed.wait_for(Lock, kExitLinger, [this] { return m_ThreadEnded && !m_Pumping; });
+    m_Changed.wait_for(Lock, kHookPatience, [this] { return m_ThreadEnded && !m_Pumping; });
   }
   // Closed in a hook, the thread stays: who closes next must wait until the hook has returned.
   std::thread Thread = Own ? std::thread() : std::move(m_Thread);
@@ -535,11 +579,62 @@ void TCNorvProxyConnection::Close() {
     m_Bus.reset();
   }
   Lock.unlock();
-  TCLiveConnections::Get().Erase(weak_from_this());
   if (Thread.joinable() && Ended) {
     Thread.join();
   } else if (Thread.joinable()) {
     Thread.detach();
+  }
+}
+
+bool TCNorvProxyConnection::IsClosed() {
+  TCLock const Lock(m_Mutex);
+  return m_Closing;
+}
+
+// ---- forks ----
+
+void TCNorvProxyConnection::PrepareFork() {
+  m_Mutex.lock();
+  m_OwnChanges->Lock();
+  m_BusFile = m_Bus ? sd_bus_get_fd(m_Bus.get()) : -1;
+}
+
+void TCNorvProxyConnection::EndForkInParent() {
+  m_OwnChanges->Unlock();
+  m_Mutex.unlock();
+}
+
+// The connection and the other threads are the parent's. What belongs to them is not touched: what
+// lies on their stacks, what the bus library refuses to a child, what they wait in.
+void TCNorvProxyConnection::EndForkInChild() {
+  m_OwnChanges->Unlock();
+  m_IsInherited = true;
+  m_Closing = true;
+  m_ThreadEnded = true;
+  m_Pumping = false;
+  m_Ready = false;
+  m_HeldUntil.reset();
+  m_RetryAt.reset();
+  m_Exchanges.clear();
+  m_Inbox.clear();
+  m_Events.clear();
+  m_ParentsBus = m_Bus.release();
+  if (m_BusFile >= 0) {
+    close(m_BusFile);  // or the router would take the parent for alive while the child is
+  }
+  m_Wake = TCFileDescriptor();
+  new (&m_Changed) std::condition_variable;  // the old one counts on threads that do not exist
+  new (&m_Thread) std::thread;
+  m_Mutex.unlock();
+}
+
+void TCNorvProxyConnection::RequireOwnProcess() const {
+  if (m_IsInherited) {
+    throw TCException(kSource, __LINE__)
+        .Format(
+            "the proxy and its store belong to process %d, which this one was forked from: here "
+            "values can be read, but nothing is sent, asked for or received",
+            static_cast<int>(m_Process));
   }
 }
 
@@ -562,11 +657,17 @@ void TCNorvProxyConnection::Connect() {
     Result = sd_bus_start(Bus);
   }
   m_Bus = std::move(Handle);
-  if (Result < 0) {
-    Disconnect();
-    return;
+  bool IsGreeting = false;
+  if (Result >= 0) {
+    Guarded("mail router", [&] {
+      Greet();
+      IsGreeting = true;
+    });
   }
-  Guarded("mail router", [this] { Greet(); });
+  if (!IsGreeting) {
+    Guarded("mail router", [&] { m_RouterWait.Fail(MailWire::ErrorText(Result)); });
+    Disconnect();
+  }
 }
 
 void TCNorvProxyConnection::Greet() {
@@ -590,6 +691,11 @@ void TCNorvProxyConnection::ProcessBus() {
     m_ReadOn = Result > 0 && Idle && !m_Events.empty();
   }
   if (Result < 0 || sd_bus_is_open(m_Bus.get()) <= 0) {
+    if (!m_Ready && m_RouterWait.get_Refusal().empty()) {
+      Guarded("mail router", [this] {
+        m_RouterWait.Fail("it ends the connection without answering the greeting");
+      });
+    }
     Disconnect();
   }
 }
@@ -597,6 +703,7 @@ void TCNorvProxyConnection::ProcessBus() {
 void TCNorvProxyConnection::Disconnect() {
   m_Bus.reset();
   m_HeldUntil.reset();
+  m_RetryAt.reset();
   m_ReadOn = false;
   for (TSExchange* Exchange : m_Exchanges) {
     Exchange->Reply.reset();
@@ -612,7 +719,8 @@ void TCNorvProxyConnection::Disconnect() {
   m_RetryDelay = std::min(m_RetryDelay * 2, kLongestRetryDelay);
   if (m_Ready) {
     m_Ready = false;
-    Signal(TEEvent::eLost);
+    m_RouterWait.Begin();
+    Guarded("mail router", [this] { Signal(TEEvent::eLost); });
   }
 }
 
@@ -652,29 +760,90 @@ bool TCNorvProxyConnection::IsRouterBehind() const {
   return ioctl(sd_bus_get_fd(m_Bus.get()), SIOCOUTQ, &Unread) == 0 && Unread > 0;
 }
 
+bool TCNorvProxyConnection::IsTimeToTransmit() const {
+  return (m_HeldUntil && TCClock::now() >= *m_HeldUntil) ||
+         (m_RetryAt && TCClock::now() >= *m_RetryAt);
+}
+
 void TCNorvProxyConnection::Transmit() {
   m_HeldUntil.reset();
   if (!m_Ready || !m_Bus) {
     return;
   }
-  Guarded("mail router", [this] {
-    // First, so that what this process has missed arrives before the acknowledgement of mails that
-    // are sent again.
-    TransmitSubscriptions();
+  if (m_RetryAt && TCClock::now() >= *m_RetryAt) {
+    m_RetryAt.reset();
+  }
+  // First, so that what this process has missed arrives before the acknowledgement of mails that
+  // are sent again.
+  if (TryToSend("a subscription", [this] { TransmitSubscriptions(); })) {
+    bool AllSent = true;
     for (auto& [Mailbox, Outbox] : m_Outboxes) {
-      TransmitMails(Mailbox, Outbox);
+      AllSent = TransmitOutbox(Mailbox, Outbox) && AllSent;
     }
-    TransmitExchanges();
-  });
+    AllSent = TransmitExchanges() && AllSent;
+    if (AllSent && std::exchange(m_IsShort, false)) {
+      LogIfPossible([this] {
+        SyslogWarning("mail router at %s: what could not be sent is on its way", m_Address.c_str());
+      });
+    }
+  }
   std::uint64_t Queued = 0;
   if (sd_bus_get_n_queued_write(m_Bus.get(), &Queued) < 0 || Queued > 0) {
     Wake();  // the rest goes out, or the loss is noticed, by polling
   }
 }
 
-// False when the connection is lost; polling notices that too and everything is sent again.
+// False when it did not go out for lack of memory, descriptors or the like. It is tried again, with
+// whatever is to come after it.
+template <class TFunction>
+bool TCNorvProxyConnection::TryToSend(char const* Subject, TFunction const& Function) {
+  try {
+    Function();
+    return true;
+  } catch (...) {
+    RetryLater(Subject);
+    return false;
+  }
+}
+
+// Called where the reason has been caught.
+void TCNorvProxyConnection::RetryLater(char const* Subject) {
+  if (!m_RetryAt) {
+    m_RetryAt = TCClock::now() + kSendingRetryDelay;
+    if (!m_PumpingUntil || *m_PumpingUntil > *m_RetryAt) {
+      Wake();
+    }
+  }
+  if (!std::exchange(m_IsShort, true)) {
+    LogIfPossible([&] {
+      SyslogWarning("mail router at %s: %s can not be sent now and is tried again: %s",
+                    m_Address.c_str(), Subject, MailWire::CaughtText().c_str());
+    });
+  }
+}
+
+// False when the connection is lost; polling notices that too and everything is sent again. Throws
+// what else hinders a message.
+bool TCNorvProxyConnection::HasGoneOut(int Result) const {
+  if (Result >= 0) {
+    return true;
+  }
+  if (sd_bus_is_open(m_Bus.get()) <= 0) {
+    return false;
+  }
+  throw std::system_error(-Result, std::generic_category());
+}
+
 bool TCNorvProxyConnection::SendToBus(sd_bus_message* Message) {
-  return sd_bus_send(m_Bus.get(), Message, nullptr) >= 0;
+  return HasGoneOut(sd_bus_send(m_Bus.get(), Message, nullptr));
+}
+
+// Whether nothing was left behind that is to be tried again.
+bool TCNorvProxyConnection::TransmitOutbox(std::string const& Mailbox, TSOutbox& Outbox) {
+  if (!Outbox.Delayed || !m_RetryAt) {
+    Outbox.Delayed = !TryToSend("a mail", [&] { TransmitMails(Mailbox, Outbox); });
+  }
+  return !Outbox.Delayed;
 }
 
 void TCNorvProxyConnection::TransmitMails(std::string const& Mailbox, TSOutbox& Outbox) {
@@ -741,24 +910,29 @@ TCBusMessage TCNorvProxyConnection::NewMails(std::string const& Mailbox, TSOutbo
   return Message;
 }
 
-void TCNorvProxyConnection::TransmitExchanges() {
+// Whether nothing was left behind that is to be tried again.
+bool TCNorvProxyConnection::TransmitExchanges() {
+  bool AllSent = true;
   for (TSExchange* Exchange : m_Exchanges) {
     TSOutbox const& Outbox = m_Outboxes[*Exchange->Mailbox];
     bool const MailsFirst = Outbox.Untransmitted < Outbox.Mails.size() &&
                             Outbox.Mails[Outbox.Untransmitted].Number <= Exchange->After;
-    if (Exchange->Reply || Exchange->Answered || MailsFirst) {
-      continue;
+    if (!Exchange->Reply && !Exchange->Answered && !MailsFirst) {
+      AllSent = TryToSend("a request", [&] { TransmitExchange(*Exchange); }) && AllSent;
     }
-    TCBusMessage const Message =
-        NewCall(*Exchange->Mailbox, Exchange->Interface, MailWire::kRequest);
-    MailWire::Require(sd_bus_message_append_basic(Message.get(), 's', m_Identity.c_str()),
-                      "append an envelope");
-    MailWire::AppendMail(Message.get(), *Exchange->Content, m_Form);
-    sd_bus_slot* Slot = nullptr;
-    if (sd_bus_call_async(m_Bus.get(), &Slot, Message.get(), OnAnswer, Exchange, UINT64_MAX) < 0) {
-      return;  // lost, as in SendToBus
-    }
-    Exchange->Reply.reset(Slot);
+  }
+  return AllSent;
+}
+
+void TCNorvProxyConnection::TransmitExchange(TSExchange& Exchange) {
+  TCBusMessage const Message = NewCall(*Exchange.Mailbox, Exchange.Interface, MailWire::kRequest);
+  MailWire::Require(sd_bus_message_append_basic(Message.get(), 's', m_Identity.c_str()),
+                    "append an envelope");
+  MailWire::AppendMail(Message.get(), *Exchange.Content, m_Form);
+  sd_bus_slot* Slot = nullptr;
+  if (HasGoneOut(
+          sd_bus_call_async(m_Bus.get(), &Slot, Message.get(), OnAnswer, &Exchange, UINT64_MAX))) {
+    Exchange.Reply.reset(Slot);
   }
 }
 
@@ -823,19 +997,17 @@ int TCNorvProxyConnection::OnGreeted(sd_bus_message* Message, void* Connection,
     return 0;  // the connection is gone; the next one greets again
   }
   if (sd_bus_message_is_method_error(Message, nullptr) > 0) {
-    if (!std::exchange(Self.m_Refused, true)) {
-      SyslogError("mail router at %s: %s", Self.m_Address.c_str(),
-                  sd_bus_message_get_error(Message)->message);
-    }
+    Guarded("mail router",
+            [&] { Self.m_RouterWait.Refuse(sd_bus_message_get_error(Message)->message); });
     return 0;  // of no use until another router takes its place and ends the connection
   }
   std::uint32_t Version = MailWire::kTypedVersion;
   Guarded("mail router", [&] {
-    MailWire::Require(sd_bus_message_read_basic(Message, 'u', &Version), "read a greeting");
+    MailWire::RequireSound(sd_bus_message_read_basic(Message, 'u', &Version), "read a greeting");
   });
   Self.m_Form = MailWire::FormOf(Version);
   Self.m_Ready = true;
-  Self.m_Refused = false;
+  Self.m_RouterWait.End();
   Self.m_RetryDelay = kFirstRetryDelay;
   Guarded("mail router", [&] { Self.Signal(TEEvent::eReachable); });
   Self.Transmit();
@@ -851,7 +1023,7 @@ int TCNorvProxyConnection::OnAnswer(sd_bus_message* Message, void* Exchange,
   }
   Pending.Answered = false;
   if (sd_bus_message_is_method_error(Message, nullptr) > 0) {
-    SyslogWarning("Request refused: %s", sd_bus_message_get_error(Message)->message);
+    Guarded("mail router", [&] { Pending.Refusal = sd_bus_message_get_error(Message)->message; });
   } else {
     Guarded("answer refused", [&] { Self.ReadAnswer(Pending, Message); });
   }
@@ -862,7 +1034,7 @@ int TCNorvProxyConnection::OnAnswer(sd_bus_message* Message, void* Exchange,
 void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Message) {
   MailWire::TSPosition Position;
   std::uint64_t Number = 0;
-  MailWire::Require(
+  MailWire::RequireSound(
       sd_bus_message_read(Message, "ttt", &Position.Epoch, &Position.Sequence, &Number),
       "read an envelope");
   TSNorvMailContent Answer = MailWire::ReadMail(Message, Exchange.Content->MailClass);
@@ -876,7 +1048,6 @@ void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Mes
   }
   if (Exchange.Held) {
     m_AnswersInHand.push_back(Exchange.Waiter);
-    m_OwnChanges->BeginAnswer();
   }
   *Exchange.Content = std::move(Answer);
   Exchange.Answered = true;
@@ -884,7 +1055,7 @@ void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, sd_bus_message* Mes
 
 void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
   std::uint64_t Number = 0;
-  MailWire::Require(sd_bus_message_read(Message, "t", &Number), "read an acknowledgement");
+  MailWire::RequireSound(sd_bus_message_read(Message, "t", &Number), "read an acknowledgement");
   char const* const Path = sd_bus_message_get_path(Message);
   auto const Found = m_Outboxes.find(Path == nullptr ? "" : Path);
   if (Found == m_Outboxes.end()) {
@@ -906,20 +1077,28 @@ void TCNorvProxyConnection::OnAcknowledged(sd_bus_message* Message) {
   Transmit();
 }
 
+TCNorvProxyConnection::TEKind TCNorvProxyConnection::KindOf(MailWire::TEWhose Whose) {
+  switch (Whose) {
+    case MailWire::TEWhose::eAnothers:
+      return TEKind::eForeign;
+    case MailWire::TEWhose::eOwn:
+      return TEKind::eOwn;
+    case MailWire::TEWhose::eUpToDate:
+      return TEKind::eCatchUp;
+  }
+  throw TCException(kSource, __LINE__)
+      .Format("Malformed mail: whose it is, is said by no number %d", static_cast<int>(Whose));
+}
+
 void TCNorvProxyConnection::OnPublished(sd_bus_message* Message, TSSource const& Source) {
   MailWire::TSPosition Position;
   std::uint64_t Previous = 0;
-  char const* Origin = MailWire::kNoOrigin;
+  MailWire::TEWhose Whose = MailWire::TEWhose::eAnothers;
   std::uint64_t Number = 0;
-  TEKind Kind = TEKind::eForeign;
-  MailWire::ReadValues(Message, "tttst",
-                       {&Position.Epoch, &Previous, &Position.Sequence, &Origin, &Number},
+  MailWire::ReadValues(Message, "tttyt",
+                       {&Position.Epoch, &Previous, &Position.Sequence, &Whose, &Number},
                        "read an envelope");
-  if (std::strcmp(Origin, MailWire::kNoOrigin) == 0) {
-    Kind = TEKind::eCatchUp;
-  } else if (m_Identity == Origin) {
-    Kind = TEKind::eOwn;
-  }
+  TEKind const Kind = KindOf(Whose);
   TSSubscription& Subscription = m_Subscriptions[Source.Interface];
   MailWire::TSPosition const Former = Subscription.Received;
   if (!Admit(Subscription, Position, Previous, Kind)) {
@@ -961,10 +1140,12 @@ void TCNorvProxyConnection::OnPublishedOwn(sd_bus_message* Message, TSSource con
   Published = Number;
 }
 
-// Whether a published mail is the next one. After a missing one all later mails are asked for.
+// Whether a published mail is the next one. After a missing one all later mails are asked for. What
+// brings the process up to date comes in its place like any other, unless it stands for all.
 bool TCNorvProxyConnection::Admit(TSSubscription& Subscription, MailWire::TSPosition Position,
                                   std::uint64_t Previous, TEKind Kind) {
-  if (Kind != TEKind::eCatchUp && Position.Epoch == Subscription.Received.Epoch) {
+  bool const StandsForAll = Kind == TEKind::eCatchUp && Previous == 0;
+  if (!StandsForAll && Position.Epoch == Subscription.Received.Epoch) {
     if (Position.Sequence <= Subscription.Received.Sequence) {
       return false;  // had it
     }

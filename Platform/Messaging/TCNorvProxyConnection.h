@@ -12,6 +12,8 @@
 // application's locks.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -22,6 +24,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -30,6 +33,7 @@
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/TCNorvMessage.h"
 #include "Platform/Messaging/TCOwnChanges.h"
+#include "Platform/Messaging/TCRouterWait.h"
 
 class TCNorvServiceProxy;
 
@@ -41,15 +45,22 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   ~TCNorvProxyConnection();
 
   bool WaitForRouter(int Timeout);
+  /// See TCNorvServiceProxy.
+  std::string get_Refusal();
+  std::string get_Failure();
   void Subscribe(TCNorvMailClassID const& MailClass);
   /// A change of `Keys` is being made that the calling thread's next mail of the class will tell
   /// of.
   void MarkChange(std::string const& Mailbox, TCNorvMailClassID const& MailClass,
                   std::vector<std::string> Keys);
   void ForgetMark();
-  /// Whether the mail that the calling thread is being handed is older than a change of `Key`.
+  /// Whether the mail that the calling thread is being handed is to leave `Key` alone.
   bool IsOvertaken(std::string const& Key) const;
   bool IsAnyOvertaken() const;
+  /// What changes of a class are on their way.
+  TCOwnChanges& get_OwnChanges() const { return *m_OwnChanges; }
+  static std::string const& StreamOf(std::string const& Mailbox,
+                                     TCNorvMailClassID const& MailClass);
   bool Post(std::string const& Mailbox, TSNorvMailContent const& Content);
   /// With `Held`, no mail is delivered after it has returned true until EndAnswer().
   bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout, bool Held);
@@ -60,6 +71,12 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void Close();
   /// Close() after the last acknowledgements have come, or `Linger` has passed.
   void CloseAfterAcknowledgements(std::chrono::milliseconds Linger);
+
+  /// A fork under way keeps everybody else out between these. The child's connection is closed: its
+  /// operations throw TCException.
+  void PrepareFork();
+  void EndForkInParent();
+  void EndForkInChild();
 
  private:
   using TCClock = std::chrono::steady_clock;
@@ -79,6 +96,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
     std::map<std::string, std::uint64_t> Streams;
     std::size_t Untransmitted = 0;
     std::size_t HeldBytes = 0;
+    bool Delayed = false;  // the first of them could not be sent and is tried again
     std::uint64_t LastNumber = 0;
   };
 
@@ -93,6 +111,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
     std::uint64_t After = 0;    // mails up to this number go first
     TCBusSlot Reply = nullptr;  // set while the request is on its way
     std::optional<bool> Answered = std::nullopt;
+    std::string Refusal = std::string();  // why there is no answer
   };
 
   // The published mails of one class.
@@ -132,8 +151,11 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void Wake();
 
   bool IsAnswerHeldHere() const;
-  bool IsToBeHandedOver(TSReceived const& Received);
-  void HandOver(TSReceived const& Received);
+  bool IsToBeHandedOver(TSReceived const& Received, std::set<std::string>& Held);
+  void HandOver(TSReceived const& Received, std::set<std::string> const& Held);
+
+  bool IsClosed();
+  void RequireOwnProcess() const;
 
   // The proxy's thread.
   void Start();
@@ -148,13 +170,20 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void Greet();
   bool HoldBack(TSOutbox& Outbox);
   bool IsRouterBehind() const;
+  bool IsTimeToTransmit() const;
   void Transmit();
+  template <class TFunction>
+  bool TryToSend(char const* Subject, TFunction const& Function);
+  void RetryLater(char const* Subject);
+  bool TransmitOutbox(std::string const& Mailbox, TSOutbox& Outbox);
   void TransmitMails(std::string const& Mailbox, TSOutbox& Outbox);
   std::size_t CountCompany(TSOutbox const& Outbox) const;
   TCBusMessage NewMail(std::string const& Mailbox, TSOutbox::TSMail const& Mail);
   TCBusMessage NewMails(std::string const& Mailbox, TSOutbox const& Outbox, std::size_t Count);
-  void TransmitExchanges();
+  bool TransmitExchanges();
+  void TransmitExchange(TSExchange& Exchange);
   void TransmitSubscriptions();
+  bool HasGoneOut(int Result) const;
   bool SendToBus(sd_bus_message* Message);
   TCBusMessage NewCall(std::string const& Path, std::string const& Interface, char const* Member);
 
@@ -164,6 +193,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   static int OnAnswer(sd_bus_message* Message, void* Exchange, sd_bus_error* Error);
   void OnAcknowledged(sd_bus_message* Message);
   TSSource const* SourceOf(sd_bus_message* Message);
+  static TEKind KindOf(MailWire::TEWhose Whose);
   void OnPublished(sd_bus_message* Message, TSSource const& Source);
   void OnPublishedOwn(sd_bus_message* Message, TSSource const& Source);
   bool Admit(TSSubscription& Subscription, MailWire::TSPosition Position, std::uint64_t Previous,
@@ -175,6 +205,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   std::string const m_Identity;
   std::string const m_Address;
   std::shared_ptr<TCOwnChanges> const m_OwnChanges;
+  pid_t const m_Process;  // that made it
 
   std::mutex m_Mutex;
   std::condition_variable m_Changed;
@@ -182,13 +213,18 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   std::thread m_Thread;
   bool m_Closing = false;
   bool m_ThreadEnded = false;
+  bool m_IsInherited = false;      // by a child of the process that made it
+  int m_BusFile = -1;              // for the child of a fork under way
+  sd_bus* m_ParentsBus = nullptr;  // in the child; the bus library frees it nowhere else
   bool m_Pumping = false;
   bool m_ReadOn = false;      // without polling: there may be more
   TCDeadline m_PumpingUntil;  // when who polls looks up, if nothing happens before
   TCDeadline m_HeldUntil;     // when mails that are held back go out; none are while nobody polls
+  TCDeadline m_RetryAt;       // when what could not be sent is tried again
+  bool m_IsShort = false;     // of memory or descriptors for sending, and that has been logged
   bool m_Ready = false;       // greeted by the router
   MailWire::TEForm m_Form = MailWire::TEForm::eTyped;  // that the router understands
-  bool m_Refused = false;  // the router's refusal to greet has been logged
+  TCRouterWait m_RouterWait;
   TCFileDescriptor m_Wake;
   TCBusHandle m_Bus;
   TCClock::time_point m_NextAttempt;

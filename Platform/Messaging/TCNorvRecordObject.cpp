@@ -50,6 +50,17 @@ std::string TCNorvRecordObject::get_Key() const {
   return Key;
 }
 
+std::vector<std::string> TCNorvRecordObject::KeyTexts(std::string const& Key) {
+  std::vector<std::string> Texts;
+  for (std::size_t Place = 0; Place < Key.size();) {
+    std::size_t const Colon = Key.find(':', Place);
+    std::size_t const Size = std::stoul(Key.substr(Place, Colon - Place));
+    Texts.push_back(Key.substr(Colon + 1, Size));
+    Place = Colon + 1 + Size;
+  }
+  return Texts;
+}
+
 std::vector<std::string> TCNorvRecordObject::get_FieldNames() const {
   std::vector<std::string> Names;
   Names.reserve(m_Entries.size());

@@ -29,6 +29,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
   std::vector<std::string> get_FieldNames() const;
   /// The content of the keys: equal for two records that are about the same thing.
   std::string get_Key() const;
+  /// The texts of the fields that `Key`, an answer of get_Key(), was made of.
+  static std::vector<std::string> KeyTexts(std::string const& Key);
 
   /// The wire types of the fields, one letter each.
   std::string const& get_Signature() const { return m_Signature; }

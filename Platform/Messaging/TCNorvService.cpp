@@ -27,19 +27,17 @@ void TCNorvService::Close() {
 }
 
 void TCNorvService::Acknowledge(TSNorvReceivedMail const& Mail) {
-  m_Router.m_Core->Acknowledge(m_Path, Mail.Sender.Identity, Mail.Number);
+  m_Router.m_Core->Acknowledge(m_Path, Mail.Sender, Mail.Number);
 }
 
 void TCNorvService::Publish(TSNorvMailContent const& Content, TSNorvReceivedMail const& Origin) {
-  // The service's own mails are in the mailbox's name.
-  std::string const& Sender = Origin.Sender.Identity;
-  m_Router.m_Core->Publish({m_Path, MailWire::ClassInterface(Content.MailClass), 0,
-                            Sender.empty() ? m_Mailbox : Sender, Origin.Number, "", Content});
+  m_Router.m_Core->Publish({m_Path, MailWire::ClassInterface(Content.MailClass), 0, Origin.Sender,
+                            Origin.Number, false, Content});
 }
 
 void TCNorvService::Restore(TSNorvReceivedMail const& Refused, TSNorvMailContent const& Content) {
-  m_Router.m_Core->Publish({m_Path, MailWire::ClassInterface(Content.MailClass), 0,
-                            MailWire::kNoOrigin, Refused.Number, Refused.Sender.Identity, Content});
+  m_Router.m_Core->Publish({m_Path, MailWire::ClassInterface(Content.MailClass), 0, Refused.Sender,
+                            Refused.Number, true, Content});
 }
 
 void TCNorvService::OnRefused(TSNorvReceivedMail const& Mail) {
@@ -56,7 +54,7 @@ std::uint64_t TCNorvService::get_Sequence() const {
   return m_Router.m_Core->get_Position().Sequence;
 }
 
-std::uint64_t TCNorvService::get_LastTaken(std::string const& /*Identity*/) const {
+std::uint64_t TCNorvService::get_LastTaken(TSNorvSenderKey const& /*Sender*/) const {
   return 0;
 }
 

@@ -10,16 +10,17 @@
 
 #include "Platform/Messaging/TCNorvMailRouter.h"
 #include "Platform/Messaging/TCNorvMessage.h"
+#include "Platform/Messaging/TSNorvSenderKey.h"
 #include "Platform/PlatformExport.h"
 #include "Platform/Utility/TCMACAddress.h"
 
 class TCRouterCore;
 
-/// Who sent a mail: the proxy's identity, unique to one proxy of one process, and what the system
-/// says of the process at the other end of the connection.
-struct TSNorvMailSender {
-  std::string Identity;
-  uid_t User = 0;
+/// Who sent a mail: what tells it from all others, and what the system says of the process at the
+/// other end of the connection.
+struct TSNorvMailSender : TSNorvSenderKey {
+  TSNorvSenderKey const& get_Key() const { return *this; }
+
   gid_t Group = 0;
   std::vector<gid_t> Groups;  ///< its further groups
   pid_t Process = 0;
@@ -55,20 +56,21 @@ class PROPERTY_PLATFORM_EXPORT TCNorvService {
   void Acknowledge(TSNorvReceivedMail const& Mail);
 
   /// Publishes to every subscriber of the mail's class, with the next sequence number, as what has
-  /// become of `Origin`: its sender holds that already. A mail is published before it is
-  /// acknowledged. Throws, with nothing published, only for lack of memory.
+  /// become of `Origin`: its sender holds that already. What has no sender the service publishes by
+  /// itself. A mail is published before it is acknowledged. Throws, with nothing published, only
+  /// for lack of memory.
   void Publish(TSNorvMailContent const& Content, TSNorvReceivedMail const& Origin);
 
   /// Sends `Content` to the sender of `Refused` in place of what it tried to change, as a published
   /// mail that nobody else gets.
   void Restore(TSNorvReceivedMail const& Refused, TSNorvMailContent const& Content);
 
-  /// Mails published so far in this epoch.
+  /// The place of the last mail published in this epoch, or of what stands after it.
   std::uint64_t get_Sequence() const;
 
-  /// The last mail of `Identity` that has come into effect: answers and what brings a subscriber
-  /// up to date include it. 0, as here: they say nothing of that.
-  virtual std::uint64_t get_LastTaken(std::string const& Identity) const;
+  /// The last mail of `Sender` that has come into effect: answers and what brings a subscriber up
+  /// to date include it. 0, as here: they say nothing of that.
+  virtual std::uint64_t get_LastTaken(TSNorvSenderKey const& Sender) const;
 
  protected:
   /// A mail sent without waiting. Acknowledged by Acknowledge(), now or later. A TCException from

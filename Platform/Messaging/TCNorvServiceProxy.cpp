@@ -25,6 +25,14 @@ bool TCNorvServiceProxy::WaitForMailRouter(int Timeout) {
   return m_Connection->WaitForRouter(Timeout);
 }
 
+std::string TCNorvServiceProxy::get_Refusal() const {
+  return m_Connection->get_Refusal();
+}
+
+std::string TCNorvServiceProxy::get_Failure() const {
+  return m_Connection->get_Failure();
+}
+
 void TCNorvServiceProxy::SetMailParse(TCNorvBasicMailFunctions& Functions) {
   m_MailFunctions = &Functions;
 }
@@ -45,6 +53,7 @@ bool TCNorvServiceProxy::SendAndWait(TCNorvServiceName const& Service, TCNorvMes
   }
   if (Held) {
     ThreadAnswer->m_InHand = true;
+    ThreadAnswer->m_Stream = TCNorvProxyConnection::StreamOf(Mailbox, Content.MailClass);
   }
   Mail.SetContent(Content);
   return true;
@@ -71,12 +80,39 @@ void TCNorvServiceProxy::ForgetMark() {
   m_Connection->ForgetMark();
 }
 
+// Null when the calling thread puts no answer of this proxy to use.
+TCNorvServiceProxy::TCAnswerInHand const* TCNorvServiceProxy::AnswerInHand() const {
+  bool const Own = ThreadAnswer != nullptr && ThreadAnswer->m_InHand &&
+                   ThreadAnswer->m_Connection == m_Connection;
+  return Own ? ThreadAnswer : nullptr;
+}
+
 bool TCNorvServiceProxy::IsOvertaken(std::string const& Key) const {
+  if (TCAnswerInHand const* const Answer = AnswerInHand()) {
+    return m_Connection->get_OwnChanges().IsHeld(Answer->m_Stream, Key);
+  }
   return m_Connection->IsOvertaken(Key);
 }
 
 bool TCNorvServiceProxy::IsAnyOvertaken() const {
+  if (AnswerInHand() != nullptr) {
+    return !m_Connection->get_OwnChanges().IsEmpty();
+  }
   return m_Connection->IsAnyOvertaken();
+}
+
+std::vector<std::string> TCNorvServiceProxy::KeysOnWay(TCNorvServiceName const& Service,
+                                                       TCNorvMailClassID const& MailClass) const {
+  return m_Connection->get_OwnChanges().HeldKeys(
+      TCNorvProxyConnection::StreamOf(MailWire::MailboxPath(Service.get_Mailbox()), MailClass));
+}
+
+void TCNorvServiceProxy::GiveUpChanges(TCNorvServiceName const& Service,
+                                       TCNorvMailClassID const& MailClass,
+                                       std::vector<std::string> const& Keys) {
+  m_Connection->get_OwnChanges().GiveUp(
+      TCNorvProxyConnection::StreamOf(MailWire::MailboxPath(Service.get_Mailbox()), MailClass),
+      Keys);
 }
 
 bool TCNorvServiceProxy::Post(TCNorvServiceName const& Service,

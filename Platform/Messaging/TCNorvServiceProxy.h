@@ -16,7 +16,8 @@ class TCNorvProxyConnection;
 
 /// Connects to the mail router at the address in MAILROUTER_ADDRESS (default
 /// "unix:path=/run/mailrouter/socket") when it is first used, and again whenever the connection is
-/// lost.
+/// lost. That it takes longer than 2 seconds, or that the router refuses, is logged once, and again
+/// when the router is reached.
 ///
 /// Threads: every operation may be called from every thread, also from inside the hooks. One
 /// thread of the proxy's own calls OnMailRouterState and OnProxySignal; what they throw is logged
@@ -29,8 +30,13 @@ class TCNorvProxyConnection;
 ///
 /// A subclass that overrides a hook calls Close() first in its destructor. Proxies that live at
 /// process exit are closed then, after up to 2 seconds for their last acknowledgements.
+///
+/// Forks: a proxy stays with the process that made it. In a forked child it sends and receives
+/// nothing, its connection is closed, and the operations that would send or wait throw TCException;
+/// at exit it is not waited for. The child may make proxies of its own.
 class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
  public:
+  /// Throws TCException when no router can ever be at the address, or no descriptor is free.
   TCNorvServiceProxy();
   TCNorvServiceProxy(TCNorvServiceProxy const&) = delete;
   TCNorvServiceProxy& operator=(TCNorvServiceProxy const&) = delete;
@@ -39,6 +45,13 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// Waits up to `Timeout` milliseconds (-1: without limit) until the router is reachable.
   /// False when the time has passed or the proxy is closing.
   bool WaitForMailRouter(int Timeout = -1);
+
+  /// Why the router refuses this process, or else the service refused the calling thread's last
+  /// request, if this proxy sent it; empty when neither did. Who sends a request logs it or tells
+  /// its user: the proxy logs only that the router refuses.
+  std::string get_Refusal() const;
+  /// Why the router could not be reached when that was last tried; empty once it is reached.
+  std::string get_Failure() const;
 
   /// Installs what OnServiceMail hands mails to; not owned, must outlive the proxy's use of it.
   /// Called before the first mail can arrive.
@@ -70,6 +83,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
     std::shared_ptr<TCNorvProxyConnection> m_Connection;
     TCAnswerInHand* m_Outer;  // of the same thread
     bool m_InHand = false;
+    std::string m_Stream;  // of the answer
   };
 
   /// Queues a mail for `Service` and returns at once; used by TCNorvMessage::Send. False when the
@@ -102,18 +116,28 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
 
   /// The calling thread makes a change that its next mail tells of. `Keys` says what is changed, as
   /// TCNorvRecordObject::get_Key() says it of the mail's records. The change is on its way until
-  /// its published copy comes, which is delivered only if the state may have lost the change.
+  /// its published copy comes, which is delivered only if the state may hold something else.
   void MarkChange(TCNorvServiceName const& Service, TCNorvMailClassID const& MailClass,
                   std::vector<std::string> Keys);
   /// The calling thread's change will not be sent; nothing happens when it has been.
   void ForgetMark();
-  /// Whether the record of `Key` in the mail that the calling thread is being handed is older than
-  /// a change on its way, and so is to be left out. False outside a delivery.
+  /// Whether the record of `Key` in the mail that the calling thread is being handed, or in its
+  /// answer in hand, is to be left out: because it may be older than a change on its way, or
+  /// because the state holds it already. False for any other mail.
   bool IsOvertaken(std::string const& Key) const;
   /// Whether IsOvertaken() may be true for any key.
   bool IsAnyOvertaken() const;
+  /// The keys of which changes are on their way that the state has not lost.
+  std::vector<std::string> KeysOnWay(TCNorvServiceName const& Service,
+                                     TCNorvMailClassID const& MailClass) const;
+  /// The state has lost changes of `Keys` that are on their way. An answer in hand is not overtaken
+  /// by them, and their published copies are delivered.
+  void GiveUpChanges(TCNorvServiceName const& Service, TCNorvMailClassID const& MailClass,
+                     std::vector<std::string> const& Keys);
 
  private:
+  TCAnswerInHand const* AnswerInHand() const;
+
   TCNorvBasicMailFunctions* m_MailFunctions = nullptr;
   // Shared with the proxy's thread, which may come back from a hook after the proxy has gone.
   std::shared_ptr<TCNorvProxyConnection> m_Connection;

@@ -60,6 +60,7 @@ TCOwnChanges::TCMark TCOwnChanges::Mark(std::string const& Stream, std::vector<s
   TCPlaces const& Places = m_Marked.emplace(m_LastMark + 1, std::move(Marked)).first->second.Places;
   for (auto const& Place : Places) {
     ++Place->second.Changes;
+    Place->second.GivenUp = false;
     ++m_OnWay;
   }
   return ++m_LastMark;
@@ -91,12 +92,52 @@ void TCOwnChanges::Sent(TCMark Mark, std::uint64_t Number) {
 
 bool TCOwnChanges::IsOnWay(std::string const& Stream, std::string const& Key) const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
+  return Find(Stream, Key) != nullptr;
+}
+
+bool TCOwnChanges::IsHeld(std::string const& Stream, std::string const& Key) const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSKey const* const Known = Find(Stream, Key);
+  return Known != nullptr && !Known->GivenUp;
+}
+
+// Null when no change of it is on its way.
+TCOwnChanges::TSKey const* TCOwnChanges::Find(std::string const& Stream,
+                                              std::string const& Key) const {
   auto const Known = m_Streams.find(Stream);
   if (Known == m_Streams.end()) {
-    return false;
+    return nullptr;
   }
   auto const Place = Known->second.Keys.find(Key);
-  return Place != Known->second.Keys.end() && Place->second.Changes != 0;
+  return Place != Known->second.Keys.end() && Place->second.Changes != 0 ? &Place->second : nullptr;
+}
+
+std::vector<std::string> TCOwnChanges::HeldKeys(std::string const& Stream) const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  std::vector<std::string> Keys;
+  auto const Known = m_Streams.find(Stream);
+  if (Known != m_Streams.end()) {
+    for (auto const& [Text, Key] : Known->second.Keys) {
+      if (Key.Changes != 0 && !Key.GivenUp) {
+        Keys.push_back(Text);
+      }
+    }
+  }
+  return Keys;
+}
+
+void TCOwnChanges::GiveUp(std::string const& Stream, std::vector<std::string> const& Keys) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  auto const Known = m_Streams.find(Stream);
+  if (Known == m_Streams.end()) {
+    return;
+  }
+  for (std::string const& Key : Keys) {
+    auto const Place = Known->second.Keys.find(Key);
+    if (Place != Known->second.Keys.end() && Place->second.Changes != 0) {
+      Place->second.GivenUp = true;
+    }
+  }
 }
 
 bool TCOwnChanges::IsEmpty() const {
@@ -106,14 +147,20 @@ bool TCOwnChanges::IsEmpty() const {
 
 // ---- the end of their way ----
 
-bool TCOwnChanges::EndOwn(std::string const& Stream, std::uint64_t Number) {
+bool TCOwnChanges::EndOwn(std::string const& Stream, std::uint64_t Number,
+                          std::set<std::string>& Held) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   auto const Mail = Known.Mails.find(Number);
   if (Mail == Known.Mails.end()) {
     return true;  // its way has ended before, and something else may have come since
   }
-  bool const Applied = IsToBeApplied(Mail->second);
+  bool const Applied = IsAnyToBeApplied(Mail->second);
+  for (auto const& Place : Mail->second) {
+    if (Applied && !IsToBeApplied(Place->second)) {
+      Held.insert(Place->first);
+    }
+  }
   MoveToCome(Known, Mail);
   return Applied;
 }
@@ -122,17 +169,16 @@ bool TCOwnChanges::EndOwnSilently(std::string const& Stream, std::uint64_t Numbe
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   auto const Mail = Known.Mails.find(Number);
-  if (Mail == Known.Mails.end() || IsToBeApplied(Mail->second)) {
+  if (Mail == Known.Mails.end() || IsAnyToBeApplied(Mail->second)) {
     return false;
   }
   MoveToCome(Known, Mail);
   return true;
 }
 
-bool TCOwnChanges::IsToBeApplied(TCPlaces const& Places) {
-  return std::any_of(Places.begin(), Places.end(), [](auto const& Place) {
-    return Place->second.Inverted || Place->second.Replaced;
-  });
+bool TCOwnChanges::IsAnyToBeApplied(TCPlaces const& Places) {
+  return std::any_of(Places.begin(), Places.end(),
+                     [](auto const& Place) { return IsToBeApplied(Place->second); });
 }
 
 void TCOwnChanges::EndChange(TSKey& Key) {
@@ -140,7 +186,7 @@ void TCOwnChanges::EndChange(TSKey& Key) {
   if (--Key.Changes == 0) {
     Key.LastSent = 0;
     Key.Inverted = false;
-    Key.Replaced = false;
+    Key.GivenUp = false;
   }
 }
 
@@ -164,7 +210,7 @@ void TCOwnChanges::MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>:
     --Place->second.Copies;
     ++Place->second.Changes;
     ++m_OnWay;
-    Place->second.Replaced = true;
+    Place->second.GivenUp = true;
   }
   Stream.Mails.insert(Stream.Come.extract(Mail));
 }
@@ -212,26 +258,6 @@ void TCOwnChanges::ForgetCome(TSStream& Stream, std::uint64_t Number) {
   }
 }
 
-// ---- answers ----
-
-void TCOwnChanges::BeginAnswer() {
-  ReplaceAll();
-}
-
-// For the changes that were made since.
-void TCOwnChanges::EndAnswer() {
-  ReplaceAll();
-}
-
-void TCOwnChanges::ReplaceAll() {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
-  for (auto& [Name, Stream] : m_Streams) {
-    for (auto& [Text, Key] : Stream.Keys) {
-      Key.Replaced = Key.Changes != 0;
-    }
-  }
-}
-
 // Of marks only the order matters, and only beside those that are still to be sent.
 std::string TCOwnChanges::get_AsText() const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
@@ -243,7 +269,7 @@ std::string TCOwnChanges::get_AsText() const {
       Text += ' ' + Hexadecimal(Bytes) + 'x' + std::to_string(Key.Changes) + '+' +
               std::to_string(Key.Copies) + '@' +
               std::to_string(std::distance(Later, m_Marked.end())) + (Key.Inverted ? "i" : "") +
-              (Key.Replaced ? "r" : "");
+              (Key.GivenUp ? "g" : "");
     }
     for (auto const* const Mails : {&Stream.Mails, &Stream.Come}) {
       Text += Mails == &Stream.Mails ? " on their way" : " come";

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,8 +19,8 @@
 ///    own one comes later in the service's order. This is asked with IsOnWay() under the lock that
 ///    guards the process's state, at the moment when it would be applied;
 ///  - the published copy of an own change ends its way, and is left out too, because the process
-///    holds it already, except when it may hold something else in its place: because two threads'
-///    changes were sent in the other order than they were made, or because an answer replaced it.
+///    holds it already, except what it may hold something else in place of: because two threads'
+///    changes were sent in the other order than they were made, or because it was given up.
 ///
 /// A service may publish before it has stored. When it loses what it had not stored, and what
 /// brings the process up to date lacks changes whose copies had come, those are on their way once
@@ -48,12 +49,19 @@ class TCOwnChanges {
 
   /// Whether a change of `Key` is on its way.
   bool IsOnWay(std::string const& Stream, std::string const& Key) const;
-  /// Whether any change is, or an answer that is put to use may have replaced one.
+  /// Whether no change is, of any key.
   bool IsEmpty() const;
+  /// Whether a change of `Key` is, and the process holds it: an answer, which may be older, does
+  /// not replace it.
+  bool IsHeld(std::string const& Stream, std::string const& Key) const;
+  /// The keys of which that is so.
+  std::vector<std::string> HeldKeys(std::string const& Stream) const;
+  /// The process does not hold its changes of `Keys` any more: the copies that come are applied.
+  void GiveUp(std::string const& Stream, std::vector<std::string> const& Keys);
 
-  /// The published copy of mail `Number` has come. Returns whether its records are to be applied,
-  /// those excepted of which a later change is on its way.
-  bool EndOwn(std::string const& Stream, std::uint64_t Number);
+  /// The published copy of mail `Number` has come. Returns whether records of it are to be applied:
+  /// all but those of `Held` and those of which a later change is on its way.
+  bool EndOwn(std::string const& Stream, std::uint64_t Number, std::set<std::string>& Held);
   /// EndOwn() when that says no; otherwise false, and nothing has happened.
   bool EndOwnSilently(std::string const& Stream, std::uint64_t Number);
   /// What brings the process up to date has come; it includes the mails up to `Number`, and none of
@@ -64,10 +72,9 @@ class TCOwnChanges {
   /// Whether Acknowledge() would do anything.
   bool HasUpTo(std::string const& Stream, std::uint64_t Number) const;
 
-  /// Whatever the process holds may be replaced by an answer that is older than its changes on
-  /// their way, until EndAnswer().
-  void BeginAnswer();
-  void EndAnswer();
+  /// Keeps all other threads out, so that a fork copies a whole account.
+  void Lock() { m_Mutex.lock(); }
+  void Unlock() { m_Mutex.unlock(); }
 
   /// All of the account; equal for two that will decide alike, however they came about.
   std::string get_AsText() const;
@@ -78,7 +85,7 @@ class TCOwnChanges {
     unsigned Copies = 0;    // that have come, of mails that may be lost yet
     TCMark LastSent = 0;    // the latest made of those that were sent
     bool Inverted = false;  // the last one sent was not the last one made
-    bool Replaced = false;  // an answer may have
+    bool GivenUp = false;   // the process may hold something else
   };
   using TCKeys = std::map<std::string, TSKey>;
   using TCPlaces = std::vector<TCKeys::iterator>;
@@ -93,13 +100,14 @@ class TCOwnChanges {
     TCPlaces Places;
   };
 
-  static bool IsToBeApplied(TCPlaces const& Places);
+  static bool IsToBeApplied(TSKey const& Key) { return Key.Inverted || Key.GivenUp; }
+  static bool IsAnyToBeApplied(TCPlaces const& Places);
+  TSKey const* Find(std::string const& Stream, std::string const& Key) const;
   static void EraseIfUnused(TSStream& Stream, TCKeys::iterator Place);
   void EndChange(TSKey& Key);
   void MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail);
   void MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail);
   static void ForgetCome(TSStream& Stream, std::uint64_t Number);
-  void ReplaceAll();
 
   std::mutex mutable m_Mutex;
   // guarded by m_Mutex

@@ -21,6 +21,11 @@ void TCRecentMails::Add(std::shared_ptr<TSPublishedMail const> Mail) {
   }
 }
 
+void TCRecentMails::Clear() {
+  m_Mails.clear();
+  m_Bytes = 0;
+}
+
 bool TCRecentMails::ReachBackTo(std::uint64_t Sequence, std::uint64_t Last) const {
   return Sequence >= Last || (!m_Mails.empty() && m_Mails.front()->Sequence <= Sequence + 1);
 }

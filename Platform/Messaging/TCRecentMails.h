@@ -9,15 +9,16 @@
 #include <string>
 
 #include "Platform/Messaging/TCNorvMessage.h"
+#include "Platform/Messaging/TSNorvSenderKey.h"
 
 /// One mail as it was published.
 struct TSPublishedMail {
   std::string Path;       ///< of the mailbox
   std::string Interface;  ///< of the mail class
   std::uint64_t Sequence;
-  std::string Origin;    ///< the identity whose mail it is; empty when it brings up to date
-  std::uint64_t Number;  ///< of that mail
-  std::string Audience;  ///< the only identity that it is for; empty: all
+  TSNorvSenderKey Origin;  ///< whose mail it is; without an identity it is the service's own
+  std::uint64_t Number;    ///< of that mail
+  bool Restoring;          ///< only for its origin, which it brings up to date
   TSNorvMailContent Content;
 };
 
@@ -25,6 +26,7 @@ struct TSPublishedMail {
 class TCRecentMails {
  public:
   void Add(std::shared_ptr<TSPublishedMail const> Mail);
+  void Clear();
 
   /// Whether every mail after `Sequence`, up to `Last`, is still here.
   bool ReachBackTo(std::uint64_t Sequence, std::uint64_t Last) const;

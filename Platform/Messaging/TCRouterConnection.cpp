@@ -88,7 +88,8 @@ bool TCRouterConnection::IsBehind() const {
 }
 
 void TCRouterConnection::Acknowledge(std::string const& Path, std::uint64_t Number) {
-  m_Acknowledgements[Path] = Number;
+  std::uint64_t& Last = m_Acknowledgements[Path];
+  Last = std::max(Last, Number);  // a repeated mail is acknowledged after later ones
   bool const Held = std::any_of(m_Subscriptions.begin(), m_Subscriptions.end(),
                                 [](auto const& Entry) { return Entry.second.Behind; });
   if (!Held && !IsCongested()) {

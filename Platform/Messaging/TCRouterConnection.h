@@ -6,13 +6,14 @@
 #include <cstdint>
 #include <list>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Messaging/TCNorvService.h"
+#include "Platform/Messaging/TCRouterUser.h"
 
 class TCRouterCore;
 
@@ -76,14 +77,15 @@ class TCRouterConnection {
   TCRouterCore& m_Core;
   bool m_HoldsMore = false;   // the bus library may have read more than has been processed
   TSNorvMailSender m_Sender;  // complete once greeted
+  std::string m_Refusal;      // of the greeting, because there is no room; ends the connection
   MailWire::TEForm m_Form = MailWire::TEForm::eTyped;  // that it understands
   std::map<std::string, TSSubscription> m_Subscriptions;
   std::list<TCRouterConnection>::iterator m_Place;
   bool m_IsDropped = false;  // freed when the loop turns again
   TCEventSource m_GreetingLimit;
-  TCEventSource m_Pause;   // while the peer sends too much and is not read from
+  TCEventSource m_Pause;   // while the peer sends or asks too much and is not read from
   TCEventSource m_HangUp;  // while it is not read from because a mailbox has no owner
-  TCLogBudget m_LogBudget;
+  std::shared_ptr<TCRouterUser> m_User;
 
  private:
   std::uint64_t CountQueued() const;

@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: MIT
-// The inside of a router: connections, mailboxes, subscriptions, and the loop that serves them.
+// The inside of a router: connections, mailboxes and subscriptions.
 #pragma once
 
-#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <exception>
@@ -10,9 +9,7 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "Platform/Messaging/BusHandles.h"
@@ -22,10 +19,13 @@
 #include "Platform/Messaging/TCNorvService.h"
 #include "Platform/Messaging/TCRecentMails.h"
 #include "Platform/Messaging/TCRouterConnection.h"
+#include "Platform/Messaging/TCRouterLoop.h"
+#include "Platform/Messaging/TCRouterUser.h"
 #include "Platform/Utility/TCException.h"
 
-/// Everything but Stop() and Execute() belongs to the thread in Run(). While that does not run, the
-/// thread in Execute() takes its turn.
+/// Everything but Stop() and Execute() belongs to the thread that has the turn (TCRouterLoop). Its
+/// rooms: TCRouterCore.cpp has the connections, TCRouterCoreMailboxes.cpp the way of a mail to its
+/// mailbox, TCRouterCoreSubscriptions.cpp the way of a published one to the subscribers.
 class TCRouterCore {
  public:
   explicit TCRouterCore(std::string const& Address);
@@ -33,25 +33,26 @@ class TCRouterCore {
   TCRouterCore& operator=(TCRouterCore const&) = delete;
   ~TCRouterCore();
 
-  void Run();
-  void Stop();
-  void Execute(std::function<void()> const& Function);
-  sd_event* get_Event() const { return m_Event.get(); }
+  void Run() { m_Loop.Run(); }
+  void Stop() { m_Loop.Stop(); }
+  void Execute(std::function<void()> const& Function) { m_Loop.Execute(Function); }
+  sd_event* get_Event() const { return m_Loop.get_Event(); }
   std::string const& get_Address() const { return m_Address; }
 
   void OpenMailbox(std::string const& Mailbox, std::string const& Path, TCNorvService& Owner);
   void CloseMailbox(std::string const& Path);
-  void Acknowledge(std::string const& Path, std::string const& Identity, std::uint64_t Number);
-  /// Published to all, or to `Audience` only when it is not empty. Throws, with nothing published,
-  /// only for lack of memory.
+  void Acknowledge(std::string const& Path, TSNorvSenderKey const& Sender, std::uint64_t Number);
+  /// Throws, with nothing published, only for lack of memory.
   void Publish(TSPublishedMail Mail);
   void BringUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned);
+  void BringUpToDate(TSNorvSenderKey const& Sender);
   void SetLimits(TSNorvRouterLimits const& Limits) { m_Limits = Limits; }
-  void SetAdmission(std::function<bool(TSNorvMailSender const&)> Admission);
+  void SetAdmission(TCNorvMailRouter::TCAdmission Admission);
   /// Has the connections whose peers have gone dropped, once nobody is using them.
   void DropEnded();
   MailWire::TSPosition const& get_Position() const { return m_Position; }
   std::size_t get_ConnectionCount() const { return m_Connections.size(); }
+  std::vector<TSNorvSenderKey> get_Senders() const;
 
  private:
   // A message for a mailbox that has no owner yet.
@@ -60,33 +61,41 @@ class TCRouterCore {
     TCBusMessage Message;
   };
 
-  // A message that was made for one subscriber and serves the next one too, if nothing differs.
+  // A message that was made for one subscriber and serves the next one too, if nothing differs. It
+  // owns the records that it was made of: others may come to lie where they were.
   struct TSForwarded {
     TCBusMessage Message;
-    TCNorvMailBody const* Body = nullptr;
+    std::shared_ptr<TCNorvMailBody const> Body;
     std::uint64_t Previous = 0;
     MailWire::TEForm Form = MailWire::TEForm::eTyped;
+    MailWire::TEWhose Whose = MailWire::TEWhose::eAnothers;
   };
 
   static int OnConnect(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
   static int OnAcceptAgain(sd_event_source* Source, std::uint64_t Time, void* Core);
-  static int OnWake(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
   static int OnReady(sd_event_source* Source, int File, std::uint32_t Events, void* Connection);
   static int OnReap(sd_event_source* Source, void* Core);
   static int OnProgress(sd_event_source* Source, void* Core);
+  static int OnNextTurn(sd_event_source* Source, void* Core);
   static int OnProgressTime(sd_event_source* Source, std::uint64_t Time, void* Core);
   static int OnGreetingLimit(sd_event_source* Source, std::uint64_t Time, void* Connection);
   static int OnHangUp(sd_event_source* Source, int File, std::uint32_t Events, void* Connection);
   static int OnPauseOver(sd_event_source* Source, std::uint64_t Time, void* Connection);
   static int OnMessage(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
 
-  void BeginTurn();
-  void EndTurn();
-  void RunTasks();
+  static bool IsCall(sd_bus_message* Message, char const* Member) {
+    return sd_bus_message_is_method_call(Message, nullptr, Member) > 0;
+  }
+
+  static bool IsMail(sd_bus_message* Message);
+
   void Accept();
   void Serve(TCFileDescriptor File);
-  bool IsAdmitted(TSNorvMailSender const& Sender) const;
-  void RequireRoomFor(TSNorvMailSender const& Sender) const;
+  std::string ReasonAgainst(TSNorvMailSender const& Sender) const;
+  bool IsAdmitted(TSNorvMailSender const& Sender) const { return ReasonAgainst(Sender).empty(); }
+  void Start(TCRouterConnection& Connection);
+  std::string FindRoom(TSNorvMailSender const& Sender, TCRouterUser& User);
+  bool MayHearOfNoRoom(TSNorvMailSender const& Sender) const;
   void AcceptLater();
   TCEventSource NewTimer(sd_event_time_handler_t OnTime);
   void WakeAfter(sd_event_source* Timer) const;
@@ -101,6 +110,9 @@ class TCRouterCore {
   void Subscribe(TCRouterConnection& Connection, sd_bus_message* Message);
   void CatchUp(TCRouterConnection& Connection, std::string const& Interface,
                MailWire::TSPosition Known);
+  bool HasToHaveAll(TSNorvSenderKey const& Subscriber, std::uint64_t Since) const;
+  void HaveBroughtUpToDate(std::function<bool(TSNorvMailSender const&)> const& IsConcerned);
+  void KeepForReturning(TSNorvSenderKey const& Sender);
   void CatchUpByServices(TCRouterConnection& Connection, std::string const& Interface);
   void Forward(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription,
                TSPublishedMail const& Mail, TSForwarded& Last);
@@ -109,17 +121,29 @@ class TCRouterCore {
   void TellOfOwn(TCRouterConnection& Connection, std::string const& Interface,
                  TCRouterConnection::TSSubscription& Subscription);
   void FallBehind(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription);
+  void ResumeInTurn(TCRouterConnection& Connection, std::uint64_t End);
   void Resume(TCRouterConnection& Connection);
   TCBusMessage NewPublished(TCRouterConnection const& Connection, TSPublishedMail const& Mail,
-                            std::uint64_t Previous,
+                            MailWire::TEWhose Whose, std::uint64_t Previous,
                             std::shared_ptr<TCNorvMailBody const> const& Body) const;
   void Park(TCRouterConnection& Connection, sd_bus_message* Message);
   void WaitForOwner(TCRouterConnection& Connection);
   void ReadAgain(TCRouterConnection& Connection);
   void CountMails(TCRouterConnection& Connection, std::size_t Mails);
-  void SlowDown(TCRouterConnection& Connection, std::uint64_t Pause);
+  bool Postpone(TCRouterConnection& Connection);
+  void SlowDown(TCRouterConnection& Connection, std::uint64_t Pause, std::string const& Reason);
+  void CountRecords(TCRouterConnection& Connection, TSNorvReceivedMail const& Mail);
+  MailWire::TSMailLimit get_MailLimit() const {
+    return {MailWire::kMailLimit, m_Limits.RecordsPerMail};
+  }
   template <class TFunction>
-  void TakeOrDrop(TCRouterConnection& Connection, TFunction const& Take);
+  void TakeOrDrop(TCRouterConnection& Connection, TFunction const& Take) {
+    try {
+      Take();
+    } catch (std::exception const& Reason) {
+      DropForNow(Connection, Reason);
+    }
+  }
   void DropForNow(TCRouterConnection& Connection, std::exception const& Reason);
   template <class TRead>
   void Take(TCNorvService& Owner, TCRouterConnection& Connection, TSNorvReceivedMail& Mail,
@@ -132,21 +156,21 @@ class TCRouterCore {
                     TCNorvMailClassID const& MailClass);
   void DeliverRequest(TCNorvService& Owner, TCRouterConnection& Connection, sd_bus_message* Message,
                       TCNorvMailClassID const& MailClass);
-  std::uint64_t Now() const;
+  std::uint64_t Now() const { return m_Loop.Now(); }
 
   std::string const m_Address;
   TCRouterSocket m_Socket;
-  TCEventHandle m_Event;
-  TCFileDescriptor m_Wake;
+  TCRouterLoop m_Loop;
   TCEventSource m_ConnectSource;
   TCEventSource m_AcceptAgainSource;
-  TCEventSource m_WakeSource;
   TCEventSource m_ReapSource;
   TCEventSource m_ProgressSource;  // enabled while a connection is behind
+  TCEventSource m_NextTurn;        // for those that the present turn had no time for
   TCEventSource m_ProgressTimer;   // while one is behind whose reading nothing waits for
 
   TSNorvRouterLimits m_Limits;
-  std::function<bool(TSNorvMailSender const&)> m_Admission;
+  TCNorvMailRouter::TCAdmission m_Admission;
+  TCRouterUsers m_Users;
   std::list<TCRouterConnection> m_Connections;
   std::list<TCRouterConnection> m_Dropped;  // freed outside their own callbacks
   std::map<std::string, TCNorvService*> m_Mailboxes;
@@ -154,11 +178,4 @@ class TCRouterCore {
   MailWire::TSPosition m_Position;
   TCRecentMails m_Recent;
   TCLogBudget m_LogBudget;
-
-  std::mutex m_Mutex;
-  std::condition_variable m_Changed;
-  // guarded by m_Mutex
-  std::thread::id m_Runner;  // whose turn it is: the thread in Run(), or in Execute() without it
-  bool m_Stopping = false;
-  std::deque<std::function<void()>> m_Tasks;
 };

@@ -9,6 +9,7 @@
 #include <type_traits>
 
 #include "Platform/Utility/FormatText.h"
+#include "Platform/Utility/PrintableText.h"
 
 static_assert(std::is_trivially_destructible_v<TCDebugChannel>,
               "static objects trace until the process ends");
@@ -50,7 +51,7 @@ void WriteToStandardError(TCDebugChannel const& Channel, std::string const& Text
 }  // namespace
 
 bool TCDebugChannel::AskEnvironment() const noexcept {
-  char const* const List = std::getenv("PROPERTY_DEBUG");
+  char const* const List = secure_getenv("PROPERTY_DEBUG");
   TEState const Found = List != nullptr && ListNames(List, m_Name) ? eOn : eOff;
   TEState State = eNotAsked;
   // A set_Enabled that came in between stands.
@@ -66,7 +67,7 @@ void SendDebugOutput(TCDebugChannel const& Channel, char const* Text, ...) {
   }
   std::va_list Arguments;
   va_start(Arguments, Text);
-  std::string const Trace = FormatText(Text, Arguments);
+  std::string const Trace = PrintableText(FormatText(Text, Arguments));
   va_end(Arguments);
   TDebugSink const Sink = DebugSink.load(std::memory_order_acquire);
   (Sink != nullptr ? Sink : WriteToStandardError)(Channel, Trace);

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The timed wait of the recursive lock.
+// The timed wait of the recursive lock, and its way over a fork.
 #include "Platform/Utility/TCCriticalSection.h"
 
 #include <time.h>
+#include <unistd.h>
 
 #include <type_traits>
 
@@ -33,6 +34,11 @@ int LockUntil(pthread_mutex_t& Mutex, timespec const& Deadline) noexcept {
 #endif
 
 }  // namespace
+
+void TCCriticalSection::LeaveInChild() noexcept {
+  m_Mutex.__data.__owner = gettid();  // a recursive lock knows its owner by the kernel's id
+  Leave();
+}
 
 bool TCCriticalSection::EnterWithin(int Timeout) noexcept {
   if (Timeout == 0) {

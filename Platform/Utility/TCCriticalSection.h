@@ -23,6 +23,9 @@ class PROPERTY_PLATFORM_EXPORT TCCriticalSection {
   }
   /// Undoes one Enter. Does nothing when the calling thread does not hold the lock.
   void Leave() noexcept { pthread_mutex_unlock(&m_Mutex); }
+  /// Undoes one Enter of the thread that has forked, in its child: the thread has another id there,
+  /// by which the lock is still held if it was entered more often.
+  void LeaveInChild() noexcept;
 
  private:
   bool EnterWithin(int Timeout) noexcept;

@@ -14,6 +14,7 @@
 #include <cstring>
 #include <memory>
 
+#include "Platform/Utility/ForkHandlers.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCCriticalSection.h"
 
@@ -53,7 +54,7 @@ void ReadEnvironment() {
     return;
   }
   EnvironmentRead = true;
-  char const* const Text = std::getenv("PROPERTY_OWN_MAC");
+  char const* const Text = secure_getenv("PROPERTY_OWN_MAC");
   if (Text == nullptr || *Text == '\0') {
     return;
   }
@@ -78,6 +79,14 @@ bool IdentifiesDevice(ifaddrs const& Entry, sockaddr_ll const& Address) noexcept
   return (Entry.ifa_flags & IFF_LOOPBACK) == 0 &&
          std::any_of(Address.sll_addr, Address.sll_addr + kBytes,
                      [](unsigned char Byte) { return Byte != 0; });
+}
+
+// Keeps a process from forking while a thread looks for the address, for good in the child.
+void WatchForks() noexcept {
+  static bool const Watching = SetForkHandlers(
+      TEForkPlace::eDevice,
+      {[] { OwnSection.Enter(); }, [] { OwnSection.Leave(); }, [] { OwnSection.LeaveInChild(); }});
+  static_cast<void>(Watching);
 }
 
 }  // namespace
@@ -164,6 +173,7 @@ TCMACAddress TCMACAddress::OfInterface(std::string const& Interface) {
 }
 
 TCMACAddress TCMACAddress::Own(std::string const& Interface) {
+  WatchForks();
   TCCriticalSectionLock Lock(OwnSection);
   if (!GivenOwn.Empty()) {
     return GivenOwn;

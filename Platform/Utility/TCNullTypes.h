@@ -18,6 +18,10 @@ class PROPERTY_PLATFORM_EXPORT TCNullTypes {
   template <class P>
   static constexpr bool kIsText =
       std::conjunction_v<std::is_same<T, std::string>, std::is_same<std::remove_const_t<P>, char>>;
+  template <class U>
+  static constexpr bool kIsValue =
+      std::is_convertible_v<U, T> && !std::is_base_of_v<TCNullTypes, std::decay_t<U>> &&
+      !(std::is_same_v<T, bool> && std::is_pointer_v<U>);
 
  public:
   TCNullTypes() = default;
@@ -31,19 +35,26 @@ class PROPERTY_PLATFORM_EXPORT TCNullTypes {
   TCNullTypes(P*) = delete;
   TCNullTypes(TCNullTypes const&) = default;
   TCNullTypes(TCNullTypes&&) noexcept = default;
-  TCNullTypes& operator=(TCNullTypes const&) = default;
+  /// When memory runs out, the object is unchanged.
+  TCNullTypes& operator=(TCNullTypes const& Other) {
+    m_Value = Other.m_Value;
+    m_Null = Other.m_Null;
+    return *this;
+  }
   TCNullTypes& operator=(TCNullTypes&&) noexcept = default;
   virtual ~TCNullTypes() = default;
 
-  TCNullTypes& operator=(T Value) {
-    m_Value = std::move(Value);
-    m_Null = false;
+  /// Whatever converts to T; a template, so that `= {}` makes the object null. A text's null
+  /// pointer throws std::logic_error, and then, or when memory runs out, the object is unchanged.
+  template <class U, std::enable_if_t<std::is_scalar_v<U> && kIsValue<U>, int> = 0>
+  TCNullTypes& operator=(U Value) {
+    Store(static_cast<T>(Value));
     return *this;
   }
-  /// Throws std::logic_error for a null pointer; the object is unchanged.
-  template <class P, std::enable_if_t<kIsText<P>, int> = 0>
-  TCNullTypes& operator=(P* Text) {
-    *this = T(Text);
+  template <class U, std::enable_if_t<!std::is_scalar_v<std::decay_t<U>> && kIsValue<U>, int> = 0>
+  TCNullTypes& operator=(U&& Value) {
+    T Converted = std::forward<U>(Value);
+    Store(std::move(Converted));
     return *this;
   }
   template <class P, class B = T, std::enable_if_t<std::is_same_v<B, bool>, int> = 0>
@@ -70,6 +81,11 @@ class PROPERTY_PLATFORM_EXPORT TCNullTypes {
   }
 
  private:
+  void Store(T&& Value) {
+    m_Value = std::move(Value);
+    m_Null = false;
+  }
+
   bool m_Null = true;
   T m_Value = T();
 };

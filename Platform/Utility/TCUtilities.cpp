@@ -2,8 +2,9 @@
 // The calling thread's id, cached per thread.
 #include "Platform/Utility/TCUtilities.h"
 
-#include <pthread.h>
 #include <unistd.h>
+
+#include "Platform/Utility/ForkHandlers.h"
 
 namespace {
 
@@ -24,7 +25,8 @@ int TCUtilities::GetCurrentThreadID() noexcept {
   if (ThreadID != 0) {
     return ThreadID;
   }
-  static bool const Watching = pthread_atfork(nullptr, nullptr, ForgetThreadID) == 0;
+  static bool const Watching =
+      SetForkHandlers(TEForkPlace::eThread, {nullptr, nullptr, ForgetThreadID});
   int const ID = gettid();
   if (Watching) {
     ThreadID = ID;

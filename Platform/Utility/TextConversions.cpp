@@ -3,6 +3,7 @@
 #include "Platform/Utility/TextConversions.h"
 
 #include <charconv>
+#include <cmath>
 #include <cstdarg>
 #include <cstddef>
 #include <system_error>
@@ -78,6 +79,12 @@ long long StringToBigInt(std::string const& Text, bool& OK) noexcept {
   long long Value = 0;
   OK = Parse(Text, Value);
   return Value;
+}
+
+double StringToDouble(std::string const& Text, bool& OK) noexcept {
+  double Value = 0;
+  OK = Parse(Text, Value) && std::isfinite(Value);
+  return OK ? Value : 0;
 }
 
 std::string& sprintf(std::string& Result, char const* Text, ...) {

@@ -25,6 +25,9 @@ PROPERTY_PLATFORM_EXPORT int ToIntDef(std::string const& Text, int Default) noex
 PROPERTY_PLATFORM_EXPORT long StringToLong(std::string const& Text, bool& OK) noexcept;
 /// 64-bit range. Any other text sets `OK` to false and returns 0.
 PROPERTY_PLATFORM_EXPORT long long StringToBigInt(std::string const& Text, bool& OK) noexcept;
+/// Also with a fraction or an exponent, as in "2.5" and "1e3". Any other text, and a number out of
+/// range, sets `OK` to false and returns 0.
+PROPERTY_PLATFORM_EXPORT double StringToDouble(std::string const& Text, bool& OK) noexcept;
 
 /// Replaces `Result` by the printf-style text and returns it; arguments may point into it.
 PROPERTY_PLATFORM_EXPORT std::string& sprintf(std::string& Result, char const* Text, ...)

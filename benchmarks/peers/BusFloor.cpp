@@ -155,7 +155,7 @@ void MeasureTwoHops(int Changes) {
   TCListener const Listener(Path);
   Benchmark::TCWatcher const Reading(
       [&](Benchmark::TCWatcher::TSeen const& Seen) { Read(Path, Seen); });
-  Benchmark::TCProcess const Forwarding([&] { Forward(Listener); });
+  Benchmark::TCProcess const Forwarding("the forwarding process", [&] { Forward(Listener); });
   Reading.WaitReady();
   TCConnection const Server(Path);
   std::string const Key(kTextLength, 'k');

@@ -90,7 +90,7 @@ void BecomeSession(std::filesystem::path const& Folder, int Size, bool IsQuick) 
 // The bus tells the standard error much that is no failure: that is shown only when there is one.
 void RunInSession(std::filesystem::path const& Folder, int Size, bool IsQuick) {
   auto const Log = Folder / "log";
-  Benchmark::TCProcess Session([&] {
+  Benchmark::TCProcess Session("the session", [&] {
     if (std::freopen(Log.c_str(), "w", stderr) == nullptr) {
       throw std::runtime_error("cannot write a log");
     }
@@ -170,7 +170,7 @@ double LoadMilliseconds(int Size) {
 // In a process of its own, because the library keeps what it has opened.
 double LoadInNewProcess(int Size) {
   Benchmark::TCPipe const Result;
-  Benchmark::TCProcess Loading([&] { Result.Send(LoadMilliseconds(Size)); });
+  Benchmark::TCProcess Loading("the loading process", [&] { Result.Send(LoadMilliseconds(Size)); });
   Loading.Wait();
   return Result.Receive();
 }
@@ -250,7 +250,7 @@ void MeasureNotification(Benchmark::TCWatcher const& Watching, int Size, int Cha
 
 // Everything of which a fork is needed comes before this process uses the library.
 void MeasureSession(int Size, Benchmark::TSEffort const& Effort) {
-  Benchmark::TCProcess Filling([Size] { Fill(Size); });
+  Benchmark::TCProcess Filling("the filling process", [Size] { Fill(Size); });
   Filling.Wait();
   if (Size == kLargeSize) {
     Benchmark::ReportLoads("gsettings", Size, Effort.m_Loads,

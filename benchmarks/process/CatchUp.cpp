@@ -63,11 +63,11 @@ void MakeChanges() {
 double CatchUpMilliseconds(TSPlan const& Plan) {
   TCServer const Server(Plan.m_ServerProgram, "full", kUsualSize);
   TCPipe const Reports;
-  TCProcess const Watching([&] { WatchForLast(Reports); });
+  TCProcess const Watching("the watching process", [&] { WatchForLast(Reports); });
   Reports.Receive();
   {
     TCStandstill const Standstill(Watching);
-    TCProcess Writing(MakeChanges);
+    TCProcess Writing("the writing process", MakeChanges);
     Writing.Wait();
   }
   auto const Begin = static_cast<double>(NowNanoseconds());

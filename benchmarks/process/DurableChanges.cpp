@@ -52,7 +52,8 @@ class TCWriters {
     for (int Number = 0; Number < Writers; ++Number) {
       TCPipe const& Go = m_Go.emplace_back();
       TSWriter const Writer = {Number, Writers, Changes / Writers};
-      m_Processes.emplace_back([this, &Go, Writer, Times] { Write(Writer, Times, Go, m_Done); });
+      m_Processes.emplace_back("the writing process " + std::to_string(Number + 1),
+                               [this, &Go, Writer, Times] { Write(Writer, Times, Go, m_Done); });
     }
     WaitForAll();
   }

@@ -14,6 +14,7 @@
 
 #include "CommonProperties/TCPropertyCollection.h"
 #include "CommonProperties/TCPropertyTransaction.h"
+#include "Platform/Utility/TCException.h"
 #include "PropertyServer/TCServerClient.h"
 #include "benchmarks/process/Clients.h"
 #include "benchmarks/support/Measurement.h"
@@ -53,6 +54,20 @@ bool IsListening(std::string const& Socket) {
   return false;
 }
 
+// On a loaded machine the server may take longer than whoever asks for its status waits.
+void AskUntilAnswered(std::string const& Address, TClock::time_point Deadline) {
+  while (true) {
+    try {
+      Property::TCServerClient(Address).Status();
+      return;
+    } catch (TCException const&) {
+      if (TClock::now() > Deadline) {
+        throw;
+      }
+    }
+  }
+}
+
 }  // namespace
 
 TCServer::TCServer(std::string const& Program, std::string const& Durability, int Size)
@@ -87,12 +102,12 @@ void TCServer::WaitForAnswer() const {
     }
     std::this_thread::sleep_for(kRetryTime);
   }
-  TCProcess Client([&] { Property::TCServerClient(m_Address).Status(); });
+  TCProcess Client("the asking process", [&] { AskUntilAnswered(m_Address, Deadline); });
   Client.Wait();
 }
 
 void TCServer::Fill(int Size) const {
-  TCProcess Filling([&] {
+  TCProcess Filling("the filling process", [&] {
     auto const& Schema = Connect(Size);
     FillIntegers(Schema);
     for (int Stamp = 0; Stamp < kStampFields; ++Stamp) {

@@ -18,6 +18,8 @@ from typing import IO, Callable, Iterator
 from measurements import Measurement, MeasurementError, read_google_benchmark, read_lines
 
 SERVER = "PropertyServer/property-server"
+TRIES = 3
+LAST_MESSAGES = 5
 
 
 @dataclasses.dataclass(frozen=True)
@@ -185,9 +187,34 @@ def say(text: str) -> None:
     print(text, file=sys.stderr, flush=True)
 
 
-def _with_last_message(outcome: Outcome) -> str:
-    lines = outcome.messages.strip().splitlines()
-    return f"{outcome.failure}: {lines[-1].strip()}" if lines else outcome.failure
+def _with_last_messages(outcome: Outcome) -> str:
+    """The failure and what the program and its processes said last: which of them failed and why."""
+    lines = [line.strip() for line in outcome.messages.strip().splitlines()]
+    return ": ".join([outcome.failure, *([" | ".join(lines[-LAST_MESSAGES:])] if lines else [])])
+
+
+def _run_until_measured(
+    program: Program,
+    cores: list[int],
+    what: str,
+    run_once: Callable[[Program, list[int]], Outcome],
+    collected: Collected,
+) -> None:
+    """Measures again what failed: a machine that others load may give up one process and not the
+    next. Only the last try counts; every failure is told."""
+    for tried in range(1, TRIES + 1):
+        start = time.monotonic()
+        outcome = run_once(program, cores)
+        say(f"{what}: {program.name}: {time.monotonic() - start:.1f} s")
+        if outcome.messages:
+            collected.messages.append(f"== {what}: {program.name} ==\n{outcome.messages}")
+        if not outcome.failure:
+            break
+        failure = _with_last_messages(outcome)
+        say(f"scripts/bench: {program.name} failed, try {tried} of {TRIES}: {failure}")
+    else:
+        collected.failures.setdefault(program.name, f"{what}, {TRIES} tries: {failure}")
+    collected.measurements.extend(outcome.measurements)
 
 
 def run_rounds(
@@ -199,9 +226,9 @@ def run_rounds(
 ) -> Collected:
     """Runs all programs one after the other on each set of processor cores, and all of that again.
 
-    So what disturbs the machine for a while disturbs all of them. Who fails is run again: another
-    round may succeed, but the failure is kept. No round begins that would, as long as the longest
-    one before, end later than after `seconds`.
+    So what disturbs the machine for a while disturbs all of them. Who fails is run again at once;
+    who fails in all its tries has failed, even if it succeeds in another round. No round begins
+    that would, as long as the longest one before, end later than after `seconds`.
     """
     collected = Collected()
     begin = time.monotonic()
@@ -214,15 +241,6 @@ def run_rounds(
         for cores in settings:
             for program in programs:
                 what = f"round {number} of {rounds}, {len(cores)} core(s)"
-                start = time.monotonic()
-                outcome = run_once(program, cores)
-                say(f"{what}: {program.name}: {time.monotonic() - start:.1f} s")
-                collected.measurements.extend(outcome.measurements)
-                if outcome.failure:
-                    failure = _with_last_message(outcome)
-                    say(f"scripts/bench: {program.name} failed: {failure}")
-                    collected.failures.setdefault(program.name, f"{what}: {failure}")
-                if outcome.messages:
-                    collected.messages.append(f"== {what}: {program.name} ==\n{outcome.messages}")
+                _run_until_measured(program, cores, what, run_once, collected)
         longest = max(longest, time.monotonic() - began)
     return collected

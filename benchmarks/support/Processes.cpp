@@ -10,10 +10,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <stdexcept>
+#include <utility>
 
 namespace Benchmark {
 
@@ -21,13 +24,13 @@ namespace {
 
 constexpr int kPatienceMilliseconds = 60000;
 
-[[noreturn]] void RunChild(std::function<void()> const& Body) {
+[[noreturn]] void RunChild(std::string const& Name, std::function<void()> const& Body) {
   int Code = 0;
   try {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     Body();
   } catch (std::exception const& Failure) {
-    std::fprintf(stderr, "benchmark process: %s\n", Failure.what());
+    std::fprintf(stderr, "%s: %s\n", Name.c_str(), Failure.what());
     Code = 1;
   }
   std::exit(Code);
@@ -44,6 +47,15 @@ void Execute(std::vector<std::string> const& Command) {
   throw std::runtime_error("cannot start " + Command.front());
 }
 
+// How a process has ended, from what waitpid() tells.
+std::string EndText(int Status) {
+  if (WIFSIGNALED(Status)) {
+    int const Signal = WTERMSIG(Status);
+    return "was ended by signal " + std::to_string(Signal) + " (" + strsignal(Signal) + ")";
+  }
+  return "ended with status " + std::to_string(WEXITSTATUS(Status));
+}
+
 }  // namespace
 
 TCPipe::TCPipe() {
@@ -54,7 +66,14 @@ TCPipe::TCPipe() {
 
 TCPipe::~TCPipe() {
   close(m_Ends[0]);
-  close(m_Ends[1]);
+  StopSending();
+}
+
+void TCPipe::StopSending() {
+  if (m_Ends[1] >= 0) {
+    close(m_Ends[1]);
+    m_Ends[1] = -1;
+  }
 }
 
 void TCPipe::Send(double Value) const {
@@ -66,26 +85,30 @@ void TCPipe::Send(double Value) const {
 double TCPipe::Receive() const {
   pollfd File = {m_Ends[0], POLLIN, 0};
   double Value = 0;
-  if (poll(&File, 1, kPatienceMilliseconds) != 1 ||
-      read(m_Ends[0], &Value, sizeof(Value)) != sizeof(Value)) {
+  if (poll(&File, 1, kPatienceMilliseconds) != 1) {
     throw std::runtime_error("another process of the measurement has not reported in time");
+  }
+  if (read(m_Ends[0], &Value, sizeof(Value)) != sizeof(Value)) {
+    throw TCNobodySends("another process of the measurement has ended without a report");
   }
   return Value;
 }
 
-TCProcess::TCProcess(std::function<void()> const& Body) {
+TCProcess::TCProcess(std::string Name, std::function<void()> const& Body)
+    : m_Name(std::move(Name)) {
   std::fflush(stdout);  // the child must not inherit and repeat what is unwritten
   m_Process = fork();
   if (m_Process < 0) {
-    throw std::runtime_error("cannot make a process");
+    throw std::runtime_error("cannot make " + m_Name + ": " + std::strerror(errno));
   }
   if (m_Process == 0) {
-    RunChild(Body);
+    RunChild(m_Name, Body);
   }
 }
 
 TCProcess::TCProcess(std::vector<std::string> const& Command)
-    : TCProcess([&Command] { Execute(Command); }) {}
+    : TCProcess(std::filesystem::path(Command.front()).filename(),
+                [&Command] { Execute(Command); }) {}
 
 TCProcess::~TCProcess() {
   if (m_Process > 0) {
@@ -96,7 +119,7 @@ TCProcess::~TCProcess() {
 
 void TCProcess::Signal(int Number) const {
   if (kill(m_Process, Number) != 0) {
-    throw std::runtime_error("a process of the measurement is gone");
+    throw std::runtime_error(m_Name + " is gone");
   }
 }
 
@@ -105,15 +128,21 @@ void TCProcess::Wait() {
   waitpid(m_Process, &Status, 0);
   m_Process = -1;
   if (Status != 0) {
-    throw std::runtime_error("a process of the measurement failed");
+    throw std::runtime_error(m_Name + " " + EndText(Status));
   }
 }
 
 std::vector<double> SampleInProcess(int Count, std::function<void(TCPipe const&)> const& Body) {
-  TCPipe const Results;
-  TCProcess Process([&] { Body(Results); });
+  TCPipe Results;
+  TCProcess Process("the measuring process", [&] { Body(Results); });
+  Results.StopSending();
   std::vector<double> Samples(static_cast<std::size_t>(Count));
-  std::generate(Samples.begin(), Samples.end(), [&] { return Results.Receive(); });
+  try {
+    std::generate(Samples.begin(), Samples.end(), [&] { return Results.Receive(); });
+  } catch (TCNobodySends const&) {
+    Process.Wait();  // tells why
+    throw;
+  }
   Process.Wait();
   return Samples;
 }

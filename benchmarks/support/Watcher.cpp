@@ -14,7 +14,8 @@ TCWatcher::TCWatcher(std::function<void(TSeen const&)> const& Body, int Count) :
     m_Reports.Send(static_cast<double>(Age) / 1000);
   };
   for (int Process = 0; Process < Count; ++Process) {
-    m_Processes.emplace_back([&Body, &Seen] { Body(Seen); });
+    m_Processes.emplace_back("the watching process " + std::to_string(Process + 1),
+                             [&Body, &Seen] { Body(Seen); });
   }
 }
 

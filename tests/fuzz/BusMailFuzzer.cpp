@@ -164,7 +164,7 @@ extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* Data, std::size_t Size
   Try(Raw, [&] { Walk(MailWire::ReadMail(Raw, Class)); });
   Try(Raw, [&] {
     std::uint32_t Count = 0;
-    MailWire::Require(sd_bus_message_read_basic(Raw, 'u', &Count), "read a count");
+    MailWire::RequireSound(sd_bus_message_read_basic(Raw, 'u', &Count), "read a count");
     MailWire::TSMailGroup const Group = MailWire::ReadMails(Raw, Count);
     Require(Group.Mails.size() == Count);
     for (MailWire::TSPackedMail const& Mail : Group.Mails) {

@@ -20,9 +20,13 @@
 #include "Platform/Messaging/TCNorvMailRouter.h"
 #include "Platform/Messaging/TCNorvServiceProxy.h"
 #include "Platform/Utility/SystemLog.h"
+#include "PropertyInterface/PropertyProtocol.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyServer.h"
+#include "tests/support/PrivateFolder.h"
+
+namespace PropertyProtocol = Property::PropertyProtocol;
 
 namespace {
 
@@ -67,9 +71,7 @@ class TWorld {
   TWorld() {
     SetSyslogSink([](int /*Priority*/, std::string const& /*Text*/) {});
     std::filesystem::path const Memory("/dev/shm");
-    m_Folder = (std::filesystem::exists(Memory) ? Memory : std::filesystem::temp_directory_path()) /
-               "property_fuzz.XXXXXX";
-    Require(mkdtemp(m_Folder.data()) != nullptr);
+    m_Folder = std::filesystem::exists(Memory) ? MakePrivateFolder(Memory) : MakePrivateFolder();
     setenv("MAILROUTER_ADDRESS", ("unix:path=" + m_Folder + "/socket").c_str(), 1);
     Renew();
   }
@@ -129,10 +131,13 @@ class TWorld {
   void ProveServed() {
     auto const Served = std::async(std::launch::async, [] {
       TCNorvServiceProxy Proxy;
-      auto const Mailbox = TCNorvServiceName::MakeLocalProcess("@mailrouter.property", "");
-      TCNorvMailMessage<Property::TCNorvPropertyObject> Change(Norv_PropertyMail, eNorvChange, 3);
+      auto const Mailbox = TCNorvServiceName::MakeLocalProcess(PropertyProtocol::kMailbox, "");
+      TCNorvMailMessage<Property::TCNorvPropertyObject> Change(
+          Norv_PropertyMail, PropertyProtocol::kChange.Type, PropertyProtocol::kChange.Name);
       Change.CreateRecord()->SetRecord(1, "sound", Accessories::TCRecordID(), false, "");
-      TCNorvMailMessage<Property::TCNorvPropertyObject> Request(Norv_PropertyMail, eNorvRequest, 2);
+      TCNorvMailMessage<Property::TCNorvPropertyObject> Request(Norv_PropertyMail,
+                                                                PropertyProtocol::kRequestOne.Type,
+                                                                PropertyProtocol::kRequestOne.Name);
       Request.CreateRecord()->RequestProperty(1, Accessories::TCRecordID(), "");
       return Proxy.WaitForMailRouter(kPatience) && Change.Send(Mailbox, &Proxy, 0) &&
              Proxy.WaitForAcknowledgements(kPatience) &&

@@ -52,8 +52,8 @@ TEST_F(OwnMails, AreToldBeforeAnothersThatCameLater) {
   ASSERT_EQ(Peer.Call(Peer.NewRequestForAll()), "");  // the server has taken the change
   ASSERT_TRUE(Other.Send(Other.NewChange(1, kProperty, "theirs")));
   EXPECT_EQ(Peer.HearOfMail(), "PublishedOwn 2");
-  auto const Heard = HearUntil(Peer, "Published other 1");
-  EXPECT_EQ(Heard.back(), "Published other 1");
+  auto const Heard = HearUntil(Peer, "Published another's 0");
+  EXPECT_EQ(Heard.back(), "Published another's 0");
 }
 
 TEST_F(OwnMails, ComeThemselvesWhenTheyWereMissed) {
@@ -70,7 +70,7 @@ TEST_F(OwnMails, ComeThemselvesWhenTheyWereMissed) {
   TWirePeer Returned(Address());
   ASSERT_EQ(Returned.Greet(), "");
   ASSERT_TRUE(Returned.Subscribe(Epoch, 0));
-  EXPECT_EQ(Returned.HearOfMail(), "Published peer 1");
+  EXPECT_EQ(Returned.HearOfMail(), "Published own 1");
 }
 
 }  // namespace

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/types.h>
 
 #include <functional>
 #include <map>
@@ -12,39 +11,27 @@
 #include <vector>
 
 #include "tests/integration/Hex.h"
+#include "tests/support/ChildProcess.h"
 
-/// A child process with pipes to its standard streams. Killed, if it lives, with its owner.
-class TProcess {
+/// A child process that a test talks to, and what it has said.
+class TProcess : public TChildProcess {
  public:
   /// `Prepare` runs in the child before the program does.
   TProcess(std::vector<std::string> const& Command, std::map<std::string, std::string> const& Set,
            std::function<void()> const& Prepare = nullptr);
-  TProcess(TProcess const&) = delete;
-  TProcess& operator=(TProcess const&) = delete;
-  ~TProcess();
 
+  /// Fails the test when the process does not listen.
   void Say(std::string const& Line);
-  /// The next line of its standard output; fails the test when none comes in time.
-  std::string Hear();
   /// Says a command and hears the answer.
   std::string Ask(std::string const& Command);
-  /// Ends its input, waits for its end and returns its exit code, or minus its signal.
-  int End();
-  int End(int Signal);
-  void Pause();
-  void Continue();
-  /// What it has written to its standard output and nobody heard; complete after its end.
-  std::string Rest();
   /// What it has written to its standard error so far.
   std::string Errors() const;
-  pid_t get_Process() const { return m_Process; }
 
  private:
-  pid_t m_Process = -1;
-  int m_Input = -1;
-  int m_Output = -1;
-  int m_Error = -1;
-  std::string m_Buffer;
+  TProcess(std::vector<std::string> const& Command, std::map<std::string, std::string> const& Set,
+           std::function<void()> const& Prepare, TCFileDescriptor Errors);
+
+  TCFileDescriptor m_Errors;  // takes whatever is said, heard or not
 };
 
 class TProcessFixture : public testing::Test {

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A process that uses properties as it is told on its standard input, one command a line. Texts are
 // in hexadecimal, "-" is nothing.
+#include <grp.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <condition_variable>
 #include <iostream>
@@ -62,7 +65,8 @@ class TCQueue : public Property::TCCommonPropertyChangeNotifier {
     m_Changed.wait(Lock, [this] { return m_Count > 0; });
     --m_Count;
     TCCriticalSectionLock const QueueLock(m_Lock);
-    std::string const Text = Describe(m_Queue.front().first);
+    auto const& [Value, Type] = m_Queue.front();
+    std::string const Text = Describe(Value) + (Type == Property::eNotifyDeleted ? " deleted" : "");
     m_Queue.pop_front();
     return Text;
   }
@@ -105,6 +109,15 @@ TCQueue& Queue() {
 Property::TCPropertyTransaction& Transaction() {
   static Property::TCPropertyTransaction Instance;
   return Instance;
+}
+
+// From here on the process is one of another user; only root's can.
+std::string Become(std::istream& Words) {
+  uid_t User = 0;
+  Words >> User;
+  bool const Became = setgroups(0, nullptr) == 0 && setresgid(User, User, User) == 0 &&
+                      setresuid(User, User, User) == 0;
+  return Became ? "become" : "failed";
 }
 
 std::string Create(std::istream& Words) {
@@ -201,19 +214,14 @@ std::string Acknowledged(std::istream& /*Words*/) {
 
 std::string Obey(std::string const& Line) {
   static std::map<std::string, std::string (*)(std::istream&)> const Commands = {
-      {"create", Create},
-      {"get", Get},
-      {"quiet", GetQuietly},
-      {"exist", Exist},
-      {"set", Set},
-      {"fill", Fill},
-      {"choose", Choose},
-      {"begin", Begin},
-      {"commit", Commit},
-      {"rollback", Rollback},
-      {"await", Await},
-      {"until", Until},
-      {"acknowledged", Acknowledged}};
+      {"become", Become},     {"create", Create},
+      {"get", Get},           {"quiet", GetQuietly},
+      {"exist", Exist},       {"set", Set},
+      {"fill", Fill},         {"choose", Choose},
+      {"begin", Begin},       {"commit", Commit},
+      {"rollback", Rollback}, {"await", Await},
+      {"until", Until},       {"acknowledged", Acknowledged},
+  };
   std::istringstream Words(Line);
   std::string Command;
   Words >> Command;

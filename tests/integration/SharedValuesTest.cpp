@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: MIT
 // Values between processes: loading, changes, transactions, devices, and the server's death.
 #include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
 
 #include "tests/integration/ProcessFixture.h"
 
@@ -26,6 +30,37 @@ TEST_F(SharedValues, AreLoadedAtStartUp) {
   auto const Reader = StartClient();
   EXPECT_EQ(Reader->Ask("exist 101 7 -"), "yes");
   EXPECT_EQ(Reader->Ask("get 101 7 -"), Hex("seven"));
+}
+
+TEST_F(SharedValues, SurviveTheirDatabasesRemovalAndTheServersDeath) {
+  auto Server = StartServer();
+  auto Writer = StartClient();
+  EXPECT_EQ(Writer->Ask("set 101 7 - " + Hex("before")), "set");
+  EXPECT_EQ(Writer->Ask("acknowledged"), "acknowledged");
+  std::filesystem::remove(File("values.db"));
+  std::filesystem::remove(File("values.db-wal"));
+  EXPECT_EQ(Writer->Ask("set 101 8 - " + Hex("after")), "set");
+  EXPECT_EQ(Writer->Ask("acknowledged"), "acknowledged");
+  Server->End(SIGKILL);
+  Writer.reset();
+
+  Server = StartServer();
+  auto const Reader = StartClient();
+  EXPECT_EQ(Reader->Ask("get 101 7 -"), Hex("before"));
+  EXPECT_EQ(Reader->Ask("get 101 8 -"), Hex("after"));
+}
+
+TEST_F(SharedValues, SurviveTheirDatabasesRemovalBeforeTheServerEnds) {
+  auto Server = StartServer();
+  auto Writer = StartClient();
+  EXPECT_EQ(Writer->Ask("set 101 7 - " + Hex("seven")), "set");
+  EXPECT_EQ(Writer->Ask("acknowledged"), "acknowledged");
+  Writer.reset();
+  std::filesystem::remove(File("values.db"));
+  EXPECT_EQ(Server->End(SIGTERM), 0);
+
+  Server = StartServer();
+  EXPECT_EQ(StartClient()->Ask("get 101 7 -"), Hex("seven"));
 }
 
 TEST_F(SharedValues, ArriveInAnotherProcessWithEveryByte) {
@@ -182,12 +217,49 @@ TEST_F(SharedValues, AreTheSameEverywhereAfterWritersHaveCrossed) {
   Server->Continue();
   First->Ask("acknowledged");
   Second->Ask("acknowledged");
-  Third->Ask("set 201 - - " + Hex("end"));
-  std::string const Stored = StartClient()->Ask("get 102 - -");
+  auto const Last = StartClient();
+  std::string const Stored = Last->Ask("get 102 - -");
+  Last->Ask("set 201 - - " + Hex("end"));  // a change of their own the others would hear at once
   for (TProcess* Client : {First.get(), Second.get(), Third.get()}) {
     EXPECT_EQ(Client->Ask("until 201 - - " + Hex("end")), "heard");
     EXPECT_EQ(Client->Ask("get 102 - -"), Stored);
   }
+}
+
+TEST_F(SharedValues, ThatNobodyHoldsAreGoneFromTheWriterThatWasRefused) {
+  std::ofstream(File("server.toml")) << "[limits]\nvalue_bytes = 4\n";
+  auto const Server = StartServer({"--config", File("server.toml")});
+  auto const Writer = StartClient();
+  auto const Other = StartClient();
+  Writer->Ask("set 101 - - " + Hex("too large"));
+  Writer->Ask("acknowledged");
+  Other->Ask("set 102 - - " + Hex("8"));
+  std::vector<std::string> Heard;
+  do {
+    Heard.push_back(Writer->Ask("await"));
+  } while (Heard.back() != "102 -" + kThis + Hex("8"));
+  ASSERT_GE(Heard.size(), 2U);
+  EXPECT_EQ(Heard[Heard.size() - 2], "101 -" + kThis + Hex("too large") + " deleted");
+  for (TProcess* Client : {Writer.get(), Other.get()}) {
+    EXPECT_EQ(Client->Ask("exist 101 - -"), "no");
+    EXPECT_EQ(Client->Ask("get 101 - -"), Hex("unnamed"));
+  }
+}
+
+TEST_F(SharedValues, OfAMailThatWasNotReadAreGoneFromTheWriterThatWasRefused) {
+  std::ofstream(File("server.toml")) << "[limits]\nmail_records = 1\n";
+  auto const Server = StartServer({"--config", File("server.toml")});
+  auto const Writer = StartClient();
+  auto const Other = StartClient();
+  Writer->Ask("set 101 1 - " + Hex("held"));
+  Writer->Ask("begin");
+  Writer->Ask("set 101 1 - " + Hex("refused"));
+  Writer->Ask("set 101 2 - " + Hex("refused"));
+  Writer->Ask("commit");
+  Writer->Ask("acknowledged");
+  EXPECT_EQ(Writer->Ask("until 101 2" + kThis + Hex("refused") + " deleted"), "heard");
+  EXPECT_EQ(Writer->Ask("exist 101 2 -"), "no");
+  EXPECT_EQ(Writer->Ask("get 101 1 -"), Hex("held"));
 }
 
 TEST_F(SharedValues, AreWaitedForByAProcessThatStartsBeforeTheServer) {

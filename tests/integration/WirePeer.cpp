@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace {
 
 constexpr char kRouterPath[] = "/mailrouter";
@@ -11,6 +13,7 @@ constexpr char kRouterInterface[] = "mailrouter.Router1";
 constexpr char kMailboxPath[] = "/mailbox/_40mailrouter_2eproperty";
 constexpr std::uint64_t kPatienceMicroseconds = 60000000;
 constexpr unsigned kAllFields = 31;
+constexpr std::array<char const*, 3> kWhose = {"another's", "own", "up to date"};
 
 // A number of four bytes, the lowest first.
 std::string Word(std::size_t Value) {
@@ -26,6 +29,22 @@ TCBusHandle NewBus() {
   EXPECT_GE(sd_bus_new(&Bus), 0);
   EXPECT_GE(sd_bus_negotiate_fds(Bus, 1), 0);
   return TCBusHandle(Bus);
+}
+
+// The values in the records of a mail.
+std::string ReadValues(sd_bus_message* Mail) {
+  std::string Values;
+  EXPECT_GT(sd_bus_message_enter_container(Mail, 'a', "(uisssb)"), 0);
+  while (sd_bus_message_enter_container(Mail, 'r', "uisssb") > 0) {
+    unsigned Assigned = 0;
+    int Number = 0;
+    char const* Data = nullptr;
+    EXPECT_GE(sd_bus_message_read(Mail, "uis", &Assigned, &Number, &Data), 0);
+    EXPECT_GE(sd_bus_message_skip(Mail, "ssb"), 0);
+    EXPECT_GE(sd_bus_message_exit_container(Mail), 0);
+    Values += (Values.empty() ? "" : " ") + std::to_string(Number) + "=" + Data;
+  }
+  return Values;
 }
 
 }  // namespace
@@ -100,6 +119,20 @@ TCBusMessage TWirePeer::NewChange(std::uint64_t Number, int Property, std::strin
   return Mail;
 }
 
+TCBusMessage TWirePeer::NewTransaction(std::uint64_t Number,
+                                       std::vector<std::pair<int, std::string>> const& Values) {
+  TCBusMessage Mail = NewMail(Number);
+  EXPECT_GE(sd_bus_message_append(Mail.get(), "ii", 2, 3), 0);
+  EXPECT_GE(sd_bus_message_open_container(Mail.get(), 'a', "(uisssb)"), 0);
+  for (auto const& [Property, Value] : Values) {
+    EXPECT_GE(sd_bus_message_append(Mail.get(), "(uisssb)", kAllFields, Property, Value.c_str(), "",
+                                    "", 0),
+              0);
+  }
+  EXPECT_GE(sd_bus_message_close_container(Mail.get()), 0);
+  return Mail;
+}
+
 TCBusMessage TWirePeer::NewMails(std::uint64_t First, std::uint32_t Count, char const* Fields,
                                  std::string const& Bytes) {
   TCBusMessage Mails = NewMailboxCall("SendMany");
@@ -130,6 +163,15 @@ TCBusMessage TWirePeer::NewChanges(std::uint64_t First, int Property,
 TCBusMessage TWirePeer::NewRequestForAll() {
   TCBusMessage Request = NewRequest();
   EXPECT_GE(sd_bus_message_append(Request.get(), "iia(ui)", 1, 1, 1, 1, 1), 0);
+  return Request;
+}
+
+TCBusMessage TWirePeer::NewRequestForOne() {
+  constexpr unsigned kNumberLinkAndMAC = 13;
+  TCBusMessage Request = NewRequest();
+  EXPECT_GE(sd_bus_message_append(Request.get(), "iia(uisssb)", 1, 2, 1, kNumberLinkAndMAC, 201, "",
+                                  "", "", 0),
+            0);
   return Request;
 }
 
@@ -195,7 +237,7 @@ std::string TWirePeer::HearOfMail() {
   while (TCBusMessage const Message = HearMessage(Ended)) {
     std::uint64_t Skipped = 0;
     std::uint64_t Number = 0;
-    char const* Origin = nullptr;
+    std::uint8_t Whose = 0;
     if (sd_bus_message_is_signal(Message.get(), kRouterInterface, "Acknowledged") > 0) {
       EXPECT_GE(sd_bus_message_read(Message.get(), "t", &Number), 0);
       return "Acknowledged " + std::to_string(Number);
@@ -206,10 +248,21 @@ std::string TWirePeer::HearOfMail() {
       return "PublishedOwn " + std::to_string(Number);
     }
     if (sd_bus_message_is_signal(Message.get(), kProperty, "Published") > 0) {
-      EXPECT_GE(sd_bus_message_read(Message.get(), "tttst", &Skipped, &Skipped, &Skipped, &Origin,
+      EXPECT_GE(sd_bus_message_read(Message.get(), "tttyt", &Skipped, &Skipped, &Skipped, &Whose,
                                     &Number),
                 0);
-      return std::string("Published ") + Origin + " " + std::to_string(Number);
+      return "Published " + std::string(kWhose.at(Whose)) + " " + std::to_string(Number);
+    }
+  }
+  return std::string();
+}
+
+std::string TWirePeer::HearValues() {
+  bool Ended = false;
+  while (TCBusMessage const Message = HearMessage(Ended)) {
+    if (sd_bus_message_is_signal(Message.get(), kProperty, "Published") > 0) {
+      EXPECT_GE(sd_bus_message_skip(Message.get(), "tttytii"), 0);
+      return ReadValues(Message.get());
     }
   }
   return std::string();

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Platform/Messaging/BusHandles.h"
@@ -35,6 +36,9 @@ class TWirePeer {
   /// A sound mail that gives a property a value.
   TCBusMessage NewChange(std::uint64_t Number, int Property, std::string const& Value,
                          std::string const& Link = "", std::string const& MAC = "");
+  /// A sound mail that gives several properties, of no device, a value at once.
+  TCBusMessage NewTransaction(std::uint64_t Number,
+                              std::vector<std::pair<int, std::string>> const& Values);
   /// Several mails in one message: what is announced of them, and then the letters of their fields
   /// and their bytes.
   TCBusMessage NewMails(std::uint64_t First, std::uint32_t Count, char const* Fields,
@@ -48,6 +52,9 @@ class TWirePeer {
   /// A sound request for all values.
   TCBusMessage NewRequestForAll();
 
+  /// A sound request for one value.
+  TCBusMessage NewRequestForOne();
+
   /// Sends, or queues while the router does not read. False when the connection has ended.
   bool Send(TCBusMessage const& Message);
   /// Sends all that is queued. False when the connection has ended.
@@ -58,9 +65,12 @@ class TWirePeer {
   std::uint64_t AskEpoch();
   /// Waits for the next acknowledgement; nothing when the connection ends.
   std::optional<std::uint64_t> HearAcknowledged();
-  /// Waits for the next signal about mails: its name, what it says whose mail it is of (if it
-  /// does), and the mail's number. "" when the connection ends.
+  /// Waits for the next signal about mails: its name, whose mail it is (another's, own, up to date;
+  /// where it says), and the mail's number. "" when the connection ends.
   std::string HearOfMail();
+  /// Waits for the next published mail with records: the values in it, "201=a 202=b". "" when the
+  /// connection ends.
+  std::string HearValues();
   /// Waits until the router has ended the connection; false when it does not.
   bool HearEnd();
 

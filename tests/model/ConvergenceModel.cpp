@@ -118,7 +118,7 @@ void TConvergenceModel::Step(std::size_t Index) {
       Apply(Step.m_Process);
       break;
     case TKind::eEnd:
-      Process.m_Delivery.m_Active = false;
+      Process.m_Delivery = TDelivery();
       break;
     case TKind::eCut:
       --m_CutsLeft;
@@ -222,7 +222,8 @@ void TConvergenceModel::Begin(std::size_t Index) {
   }
   if (Received.m_Kind == TPublished::TKind::eCatchUp) {
     Process.m_Own.CatchUp(kStream, Received.m_Number);
-  } else if (Received.m_Origin == Index && !Process.m_Own.EndOwn(kStream, Received.m_Number)) {
+  } else if (Received.m_Origin == Index &&
+             !Process.m_Own.EndOwn(kStream, Received.m_Number, Process.m_Delivery.m_Held)) {
     return;
   }
   Process.m_Delivery.m_Values = Received.m_Values;
@@ -234,7 +235,8 @@ void TConvergenceModel::Apply(std::size_t Index) {
   auto const Record = Process.m_Delivery.m_Values.begin();
   auto const [Key, Value] = *Record;
   Process.m_Delivery.m_Values.erase(Record);
-  if (Process.m_Own.IsOnWay(kStream, std::to_string(Key))) {
+  std::string const Name = std::to_string(Key);
+  if (Process.m_Own.IsOnWay(kStream, Name) || Process.m_Delivery.m_Held.count(Name) != 0) {
     return;
   }
   int const Former = Process.m_Store[Key];
@@ -388,6 +390,9 @@ std::string TConvergenceModel::Fingerprint() const {
     if (Process.m_Delivery.m_Active) {
       Text += " delivery ";
       AppendTo(Text, Process.m_Delivery.m_Values);
+      for (std::string const& Key : Process.m_Delivery.m_Held) {
+        Text += Key + ' ';
+      }
     }
   }
   return Text;

@@ -7,6 +7,7 @@
 #include <deque>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -66,7 +67,8 @@ class TConvergenceModel {
   };
   struct TDelivery {
     bool m_Active = false;
-    std::map<int, int> m_Values;  // not yet applied
+    std::map<int, int> m_Values;   // not yet applied
+    std::set<std::string> m_Held;  // keys that are left alone
   };
   struct TProcess {
     std::vector<TThread> m_Threads;

@@ -14,7 +14,7 @@ import unittest
 from pathlib import Path
 
 from measurements import Measurement
-from programs import PROGRAMS, Outcome, Program, run, run_rounds
+from programs import PROGRAMS, Collected, Outcome, Program, run, run_rounds
 from samples import line, measurement
 
 
@@ -130,12 +130,16 @@ class CommandTest(unittest.TestCase):
 class RunRoundsTest(unittest.TestCase):
     """All programs, several times."""
 
-    def run_rounds(self, outcomes: dict[str, Outcome], rounds: int, seconds: float = 60.0):
+    def run_rounds(
+        self, outcomes: dict[str, Outcome | list[Outcome]], rounds: int, seconds: float = 60.0
+    ) -> Collected:
+        """With the same outcome for all runs of a program, or one for each of them."""
         self.order: list[tuple[str, int]] = []
 
         def run_once(program: Program, cores: list[int]) -> Outcome:
             self.order.append((program.name, len(cores)))
-            return outcomes[program.name]
+            of_program = outcomes[program.name]
+            return of_program.pop(0) if isinstance(of_program, list) else of_program
 
         with contextlib.redirect_stderr(io.StringIO()) as said:
             programs = [Program(name) for name in outcomes]
@@ -157,13 +161,31 @@ class RunRoundsTest(unittest.TestCase):
         collected = self.run_rounds(outcomes, 2)
         self.assertEqual(list(collected.failures), ["a"])
         self.assertIn("ended with code 1", collected.failures["a"])
-        self.assertIn("a failed: ended with code 1", self.said)
+        self.assertIn("a failed, try 1 of 3: ended with code 1", self.said)
         self.assertEqual(len(collected.measurements), 4)
 
-    def test_a_failure_says_what_the_program_said_last(self) -> None:
-        collected = self.run_rounds({"a": Outcome([], "ended with code 1", "first\nno disk\n")}, 1)
-        self.assertTrue(collected.failures["a"].endswith("ended with code 1: no disk"))
-        self.assertIn("first\nno disk\n", collected.messages[0])
+    def test_measures_again_what_failed(self) -> None:
+        failing = Outcome([measurement("a/b/-/1", 99.0)], "ended with code 1", "no memory\n")
+        collected = self.run_rounds({"a": [failing, failing, outcome(1.0), outcome(2.0)]}, 1)
+        self.assertEqual([found.p50 for found in collected.measurements], [1, 2])
+        self.assertEqual(collected.failures, {})
+        self.assertIn("a failed, try 2 of 3: ended with code 1: no memory", self.said)
+        self.assertEqual(len(collected.messages), 2)
+
+    def test_gives_up_after_three_tries_and_keeps_what_the_last_one_measured(self) -> None:
+        tries = [Outcome([measurement("a/b/-/1", float(p50))], f"code {p50}") for p50 in range(1, 7)]
+        collected = self.run_rounds({"a": tries}, 1)
+        self.assertEqual(self.order, [("a", 2)] * 3 + [("a", 1)] * 3)
+        self.assertEqual([found.p50 for found in collected.measurements], [3, 6])
+        self.assertEqual(collected.failures, {"a": "round 1 of 1, 2 core(s), 3 tries: code 3"})
+
+    def test_a_failure_says_what_the_processes_said_last(self) -> None:
+        said = "1\n2\n3\n4\nthe writing process 2: no disk\nthe writing process 2 ended with status 1\n"
+        collected = self.run_rounds({"a": Outcome([], "ended with code 1", said)}, 1)
+        self.assertTrue(collected.failures["a"].endswith(
+            "ended with code 1: 2 | 3 | 4 | the writing process 2: no disk"
+            " | the writing process 2 ended with status 1"))
+        self.assertIn(said, collected.messages[0])
 
     def test_begins_no_round_that_would_end_too_late(self) -> None:
         collected = self.run_rounds({"a": outcome(1.0)}, 3, seconds=0.0)

@@ -90,4 +90,36 @@ TEST_F(Daemon, TellsItsManagerThatItIsReadyAliveAndStopping) {
   EXPECT_EQ(m_Server->End(), 0);
 }
 
+TEST_F(Daemon, ReadsItsConfigurationAgainWhenItIsTold) {
+  TManager const Manager(File("manager"));
+  StartAll(Configure("[limits]\nvalue_bytes = 4\n"),
+           [this] { setenv("NOTIFY_SOCKET", File("manager").c_str(), 1); });
+  EXPECT_EQ(m_Writer->Ask("set 201 - - " + Hex("too large")), "set");
+  EXPECT_EQ(m_Writer->Ask("acknowledged"), "acknowledged");
+  EXPECT_EQ(StartClient()->Ask("get 201 - -"), "-");
+  Manager.Hear("READY=1");
+  Configure("[limits]\nvalue_bytes = 40\n");
+  kill(m_Server->get_Process(), SIGHUP);
+  Manager.Hear("RELOADING=1");
+  Manager.Hear("READY=1");
+  EXPECT_EQ(m_Writer->Ask("set 201 - - " + Hex("large")), "set");
+  EXPECT_EQ(m_Writer->Ask("acknowledged"), "acknowledged");
+  EXPECT_EQ(StartClient()->Ask("get 201 - -"), Hex("large"));
+  EndAndExpectLogged("The configuration was read again");
+}
+
+TEST_F(Daemon, KeepsItsConfigurationWhenTheNewOneIsBad) {
+  TManager const Manager(File("manager"));
+  StartAll(Configure("[limits]\nvalue_bytes = 4\n"),
+           [this] { setenv("NOTIFY_SOCKET", File("manager").c_str(), 1); });
+  Manager.Hear("READY=1");
+  Configure("[limits]\nvalue_bytes = 40\nunknown = 1\n");
+  kill(m_Server->get_Process(), SIGHUP);
+  Manager.Hear("READY=1");
+  EXPECT_EQ(m_Writer->Ask("set 201 - - " + Hex("too large")), "set");
+  EXPECT_EQ(m_Writer->Ask("acknowledged"), "acknowledged");
+  EXPECT_EQ(StartClient()->Ask("get 201 - -"), "-");
+  EndAndExpectLogged("The former configuration stays in force: ");
+}
+
 }  // namespace

@@ -2,6 +2,8 @@
 // Too much of everything: the server's memory stays small and others are served meanwhile.
 #include <sys/resource.h>
 
+#include <algorithm>
+#include <memory>
 #include <thread>
 #include <vector>
 
@@ -195,6 +197,46 @@ TEST_F(HostileFlood, OfCallsThatTheBusLibraryAnswersTakesNoMemory) {
   ExpectServed();
   ExpectNoMoreMemory(Before);
   EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
+// A mail may come while answers wait, because it is not answered; what is only called like one may.
+TEST_F(HostileFlood, OfCallsThatAreNamedLikeMailsTakesNoMemory) {
+  StartAll();
+  long const Before = ServerMemory();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_FALSE(Flood(Peer, kMore / kShare, [&](int) {
+    return Peer.Send(Peer.NewMailboxCall("Send", "org.freedesktop.DBus.Peer"));
+  }));
+  ExpectServed();
+  ExpectNoMoreMemory(Before);
+  EndAndExpectLogged("does not read its answers; its connection is ended");
+}
+
+TEST_F(HostileFlood, OfConnectionsWhoseMailsHaveNoOwnerDoesNotFillTheLog) {
+  constexpr int kOfOne = 63;  // with one more it would not be read from, nor answered
+  constexpr int kLimit = 1024;
+  StartAll();
+  std::vector<std::unique_ptr<TWirePeer>> Waiting;
+  for (int Left = kLimit; Left > 0; Left -= kOfOne) {
+    Waiting.push_back(std::make_unique<TWirePeer>(Address()));
+    EXPECT_EQ(Waiting.back()->Greet("peer " + std::to_string(Left)), "");
+    for (int Mail = 0; Mail < std::min(Left, kOfOne); ++Mail) {
+      EXPECT_TRUE(Waiting.back()->Send(Waiting.back()->NewOwnerlessMail()));
+    }
+    EXPECT_EQ(Waiting.back()->Call(Waiting.back()->NewRequestForOne()), "");
+  }
+  for (int Number = 0; Number < 200; ++Number) {
+    TWirePeer Peer(Address());
+    EXPECT_EQ(Peer.Greet(), "");
+    EXPECT_TRUE(Peer.Send(Peer.NewOwnerlessMail()));
+    EXPECT_TRUE(Peer.Flush());
+    EXPECT_TRUE(Peer.HearEnd());
+  }
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  int const Lines = CountLines(m_Server->Errors(), "mailboxes without owner");
+  EXPECT_GE(Lines, 1);
+  EXPECT_LE(Lines, 100);
 }
 
 TEST_F(HostileFlood, OfMailsToAMailboxWithoutOwnerWaitsAtItsSender) {

@@ -76,6 +76,14 @@ TSWrongFile const kWrong[] = {
        return File;
      },
      kImpossibleSize},
+    {"ThatHasHoles",
+     [] {
+       TCFileDescriptor File(memfd_create("mail", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+       EXPECT_EQ(ftruncate(File.get(), off_t{64} << 20), 0);
+       EXPECT_EQ(fcntl(File.get(), F_ADD_SEALS, kAllSeals), 0);
+       return File;
+     },
+     "Malformed mail: a memory file with holes"},
     {"ThatHoldsSomethingElse", [] { return MemoryFile(std::string(5000, '\xa5')); },
      "Malformed mail: a memory file that holds no mail"},
     {"OfAnotherVersion", [] { return WithWord(8, 2); },
@@ -83,7 +91,7 @@ TSWrongFile const kWrong[] = {
     {"WithMoreRecordsThanItHas", [] { return WithWord(12, 2); },
      "Malformed mail: a record ends early"},
     {"With4GiRecords", [] { return WithWord(12, kMost); },
-     "Malformed mail: more records than its bytes can hold"},
+     "a mail has more than 100000 records, the most that are allowed (mail_records)"},
     {"WithFewerRecordsThanItHas", [] { return WithWord(12, 0); },
      "Malformed mail: bytes after the last record"},
     {"With4GiFields", [] { return WithWord(16, kMost); }, kEndsEarly},

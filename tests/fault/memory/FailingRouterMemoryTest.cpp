@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <systemd/sd-bus.h>
 #include <systemd/sd-event.h>
+#include <unistd.h>
 
 #include <cstdint>
 #include <new>
@@ -217,6 +218,7 @@ TEST_F(FailingRouterMemory, HasAMailPublishedOnceToEverybody) {
   Subscribe(Origin.get());
   TSNorvMailContent const Content = OneRecord(eNorvEvent, 7);
   TSNorvReceivedMail Cause{{}, 1, Content};
+  Cause.Sender.User = geteuid();
   Cause.Sender.Identity = "peer";
   std::uint64_t Published = 0;
   bool HasFailedAfterPublishing = false;

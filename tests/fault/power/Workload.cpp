@@ -2,6 +2,7 @@
 // What the transactions change, and what is left of it.
 #include "tests/fault/power/Workload.h"
 
+#include <chrono>
 #include <cstddef>
 #include <limits>
 #include <list>
@@ -17,15 +18,24 @@ using Property::TSValueToStore;
 namespace {
 
 constexpr int kSenders = 5;
-constexpr std::int64_t kHistoryAge = 30;
-constexpr std::uint64_t kHistoryEntries = 60;
+constexpr Property::TSHistoryLimits kHistoryLimits{60, 10000, std::chrono::hours(30)};
 
-std::string SenderOf(int Turn) {
+// An hour passes from each turn to the next.
+std::int64_t TimeOf(int Turn) {
+  constexpr std::int64_t kHour = std::int64_t{3600} * 1000000;
+  return Property::TCHistoryClock::kEarliestSet + Turn * kHour;
+}
+
+std::string NameOf(int Turn) {
   return "sender " + std::to_string(Turn % kSenders);
 }
 
+TSNorvSenderKey SenderOf(int Turn) {
+  return {static_cast<uid_t>(Turn % kSenders % 2), NameOf(Turn)};
+}
+
 TSProvenance OriginOf(int Turn) {
-  return {Turn, static_cast<uid_t>(Turn % 3), 100 + Turn % 7, SenderOf(Turn)};
+  return {TimeOf(Turn), static_cast<uid_t>(Turn % 3), 100 + Turn % 7, NameOf(Turn)};
 }
 
 int CountOf(int Turn) {
@@ -61,11 +71,10 @@ void Workload::Fill(TCPropertyDatabase::TCTransaction& Transaction, int Turn) {
                        Record.MAC, Record.Number == 3, std::nullopt, Record.Data}));
   }
   Transaction.Put(Values);
-  Transaction.AppendHistory(History);
-  Transaction.TrimHistory(kHistoryEntries, Turn - kHistoryAge);
+  Transaction.NoteHistory(History, kHistoryLimits, TimeOf(Turn));
   Transaction.RememberMail(SenderOf(Turn), static_cast<std::uint64_t>(Turn));
   if (Turn % 20 == 0) {
-    Transaction.ForgetSenders(kSenders - 2);
+    Transaction.ForgetSenders(kSenders - 2, {});
   }
 }
 

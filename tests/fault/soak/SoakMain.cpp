@@ -18,6 +18,7 @@
 #include "tests/fault/soak/SoakChecker.h"
 #include "tests/fault/soak/SoakPlan.h"
 #include "tests/fault/soak/SoakRound.h"
+#include "tests/support/PrivateFolder.h"
 
 namespace {
 
@@ -28,15 +29,6 @@ struct TSOptions {
   unsigned Slowness = 1;
   std::uint64_t Seed = 1;
 };
-
-std::string NewFolder() {
-  char const* const Parent = std::getenv("TMPDIR");
-  std::string Path = std::string(Parent == nullptr ? "/tmp" : Parent) + "/property_soak.XXXXXX";
-  if (mkdtemp(Path.data()) == nullptr) {
-    throw std::runtime_error("cannot make the folder " + Path);
-  }
-  return Path;
-}
 
 // What the round has done; throws when something is wrong.
 TSSoakCounts RunRound(TSSoakPlan const& Plan, std::string const& Folder) {
@@ -67,7 +59,7 @@ int Run(TSOptions const& Options) {
   while (Rounds < Options.Rounds && (Rounds == 0 || std::chrono::steady_clock::now() < End)) {
     TSSoakPlan Plan = TSSoakPlan::Draw(Options.Seed + Rounds, Options.Faults);
     Plan.Stretch(Options.Slowness);
-    std::string const Folder = NewFolder();
+    std::string const Folder = MakePrivateFolder();
     try {
       TSSoakCounts const Counts = RunRound(Plan, Folder);
       std::printf("seed %llu (%s): %s\n", static_cast<unsigned long long>(Plan.Seed),

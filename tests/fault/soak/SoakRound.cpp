@@ -55,7 +55,7 @@ TSoakRound::TSoakRound(TSSoakPrograms Programs, TSSoakPlan Plan, std::string Fol
 }
 
 TSSoakRecord TSoakRound::Run() {
-  std::ofstream(File("server.toml")) << "[history]\nentries = 100000000\n";
+  std::ofstream(File("server.toml")) << "[history]\nentries = 100000000\nbytes = 100000000000\n";
   m_Relay = std::make_unique<TSoakRelay>(File("socket"), PortPaths());
   StartAll();
   SufferFaults();
@@ -218,7 +218,7 @@ void TSoakRound::Stop(std::shared_ptr<TSoakProcess> const& Process,
   if (!Process->IsAlive()) {
     return;
   }
-  Process->Stop();
+  Process->Pause();
   ++m_Counts.Stops;
   Later(Length, [Process] {
     if (Process->IsAlive()) {

@@ -68,8 +68,9 @@ class TCapturedLog {
 
   static void OnDebug(TCDebugChannel const& Channel, std::string const& Text) {
     std::lock_guard<std::mutex> Guard(Lock());
-    if (&Channel == &DEBUG_PROPERTY)
+    if (&Channel == &DEBUG_PROPERTY) {
       Texts().m_Traces.push_back(Text);
+    }
   }
 
   bool m_WasEnabled;

@@ -24,10 +24,12 @@ bool TFailingAllocation::HasFailed() const {
 
 // Not inlined, so that no compiler takes the pairs of malloc and operator delete for a mistake.
 __attribute__((noinline)) void* operator new(std::size_t Size) {
-  if (t_Successes >= 0 && t_Successes-- == 0)
+  if (t_Successes >= 0 && t_Successes-- == 0) {
     throw std::bad_alloc();
-  if (void* const Memory = std::malloc(Size != 0 ? Size : 1))
+  }
+  if (void* const Memory = std::malloc(Size != 0 ? Size : 1)) {
     return Memory;
+  }
   throw std::bad_alloc();
 }
 

@@ -15,8 +15,9 @@ inline bool IsSchemaLockFree() {
   bool Entered = false;
   std::thread([&] {
     Entered = Property::TCBasicPropertyID::m_CSection.Enter(0);
-    if (Entered)
+    if (Entered) {
       Property::TCBasicPropertyID::m_CSection.Leave();
+    }
   }).join();
   return Entered;
 }

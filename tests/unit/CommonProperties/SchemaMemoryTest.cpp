@@ -2,6 +2,7 @@
 // What the schema's constructors leave behind when memory runs out at any of their steps.
 #include <gmock/gmock.h>
 
+#include <new>
 #include <string>
 
 #include "CommonProperties/TCPropertyChoice.h"
@@ -9,6 +10,7 @@
 #include "CommonProperties/TCPropertyDBLookup.h"
 #include "CommonProperties/TCPropertyDependency.h"
 #include "CommonProperties/TCPropertyID.h"
+#include "CommonProperties/TCValidRegexPropertySettings.h"
 #include "FailingAllocations.h"
 
 using Accessories::TCNullTypes;
@@ -18,6 +20,7 @@ using Property::TCPropertyChoiceID;
 using Property::TCPropertyDBLookup;
 using Property::TCPropertyDependency;
 using Property::TCPropertyID;
+using Property::TCValidRegexPropertySettings;
 using ::testing::IsEmpty;
 
 namespace {
@@ -66,6 +69,21 @@ TEST_F(SchemaMemoryTest, LeavesNoFieldRegistered) {
 
   EXPECT_GE(Failures, 5);  // the field, its three texts, its place in the registry
   ExpectRegistered();
+}
+
+// The pattern is declared before there is the field, in memory that is zero until then.
+TEST_F(SchemaMemoryTest, LeavesNoFieldRegisteredThatPatternsWaitFor) {
+  alignas(TCPropertyID) static unsigned char Place[sizeof(TCPropertyID)];
+  auto* const Field = static_cast<TCPropertyID*>(static_cast<void*>(Place));
+  TCValidRegexPropertySettings const Pattern(Field, m_Long);
+
+  int const Failures =
+      FailEachAllocation([&] { new (Place) TCPropertyID(m_Long, 11, m_Long, kNoParent, 0x20); },
+                         [&] { ExpectNothingRegistered(); });
+
+  EXPECT_GE(Failures, 4);  // the field's two texts, its place in the registry, its pattern
+  ExpectRegistered();
+  EXPECT_EQ(Field->get_Regex(), m_Long);
 }
 
 TEST_F(SchemaMemoryTest, LeavesNoLookupRegistered) {

@@ -25,8 +25,9 @@ inline bool IsFree(TCCriticalSection& Section) {
   bool Entered = false;
   std::thread([&] {
     Entered = Section.Enter(0);
-    if (Entered)
+    if (Entered) {
       Section.Leave();
+    }
   }).join();
   return Entered;
 }

@@ -11,6 +11,7 @@
 #include <type_traits>
 #include <vector>
 
+#include "CapturedLog.h"
 #include "CommonProperties/TCPropertyChoice.h"
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyDBLookup.h"
@@ -83,8 +84,7 @@ static_assert(std::is_same_v<std::underlying_type_t<Property::TEPropertyType>, i
 static_assert(!std::is_copy_constructible_v<TCBasicPropertyID>);
 static_assert(!std::is_copy_assignable_v<TCBasicPropertyID>);
 
-// --- nodes
-// -----------------------------------------------------------------------------------------
+// ---- nodes ----
 
 TEST(TCBasicPropertyIDTest, KeepsWhatItWasBuiltFrom) {
   TCBasicPropertyID const& Node =
@@ -133,8 +133,9 @@ TEST(TCBasicPropertyIDTest, IsAFieldWhenItsTypeCarriesAValue) {
   std::vector<int> Fields;
   for (int Type = -2; Type <= 8; ++Type) {
     Node.set_Type(static_cast<Property::TEPropertyType>(Type));
-    if (Node.IsPropertyField())
+    if (Node.IsPropertyField()) {
       Fields.push_back(Type);
+    }
   }
   EXPECT_THAT(Fields, ElementsAre(2, 4, 5, 6, 7));
 }
@@ -179,8 +180,7 @@ TEST(TCBasicPropertyIDTest, IsShownWhateverItIsToldWhenItHasNoVisibilityOfItsOwn
   EXPECT_TRUE(Node.GetShow());
 }
 
-// --- registry
-// --------------------------------------------------------------------------------------
+// ---- registry ----
 
 TEST(TCBasicPropertyIDTest, IsFoundByItsNumber) {
   TCBasicPropertyID& Node = NewNode(12, Property::eGroup);
@@ -261,13 +261,15 @@ TEST(TCBasicPropertyIDTest, FindsNodesOnManyThreadsWhileOthersAreRegistered) {
       for (int Node = 0; Node < kNodes; ++Node) {
         int const Number = 1000 * (Thread + 1) + Node;
         TCBasicPropertyID const& New = NewNode(Number, Property::eGroup);
-        if (TCBasicPropertyID::Find(Number) != &New || TCBasicPropertyID::Find(999999) != nullptr)
+        if (TCBasicPropertyID::Find(Number) != &New || TCBasicPropertyID::Find(999999) != nullptr) {
           ++Wrong;
+        }
       }
     });
   }
-  for (std::thread& Thread : Threads)
+  for (std::thread& Thread : Threads) {
     Thread.join();
+  }
 
   EXPECT_EQ(Wrong, 0);
   EXPECT_GE(TCBasicPropertyID::m_List->size(), 4U * kNodes);
@@ -283,19 +285,20 @@ TEST(TCBasicPropertyIDTest, FindsNodesOnManyThreadsWhileTheSchemaIsInitialised) 
       TCBasicPropertyID::Initialize();
       for (int Read = 0; Read < 100; ++Read) {
         if (TCBasicPropertyID::Find(100) != &Container ||
-            Field.get_classid() != TCNullTypes<int>(5))
+            Field.get_classid() != TCNullTypes<int>(5)) {
           ++Wrong;
+        }
       }
     });
   }
-  for (std::thread& Thread : Threads)
+  for (std::thread& Thread : Threads) {
     Thread.join();
+  }
 
   EXPECT_EQ(Wrong, 0);
 }
 
-// --- class ids
-// -------------------------------------------------------------------------------------
+// ---- class ids ----
 
 TEST(TCBasicPropertyIDTest, InheritsTheClassIdOfItsNearestAncestorThatHasOne) {
   TCPropertyContainer& Outer = *new TCPropertyContainer("Outer", 1, "", 5);
@@ -390,8 +393,7 @@ TEST(TCBasicPropertyIDTest, HasNoClassIdsBeforeItIsInitialised) {
   EXPECT_TRUE(TCBasicPropertyID::m_Classlist.empty());
 }
 
-// --- order among siblings
-// --------------------------------------------------------------------------
+// ---- order among siblings ----
 
 TEST(TCBasicPropertyIDTest, NumbersSiblingsInTheOrderOfTheirConstruction) {
   new TCPropertyContainer("Container", 1, "", 5);
@@ -466,15 +468,19 @@ TEST(TCBasicPropertyIDTest, GivesGroupsFieldsAndLookupsAnOrder) {
 TEST(TCBasicPropertyIDTest, GivesContainersChoicesAndUndefinedNodesNoOrder) {
   std::vector<TCBasicPropertyID*> Nodes;
   int Number = 1;
-  for (auto const Type : {Property::eContainer, Property::eComboChoice, Property::eUndefinedField})
-    for (int Sibling = 0; Sibling < 2; ++Sibling)
+  for (auto const Type :
+       {Property::eContainer, Property::eComboChoice, Property::eUndefinedField}) {
+    for (int Sibling = 0; Sibling < 2; ++Sibling) {
       Nodes.push_back(&NewNode(Number++, Type, 77));
+    }
+  }
   TCBasicPropertyID const& Group = NewNode(Number, Property::eGroup, 77);
 
   TCBasicPropertyID::Initialize();
 
-  for (TCBasicPropertyID const* Node : Nodes)
+  for (TCBasicPropertyID const* Node : Nodes) {
     EXPECT_EQ(OrderOf(*Node), 0) << Node->Viewname(false);
+  }
   EXPECT_EQ(OrderOf(Group), 0);  // nor do they count
 }
 
@@ -491,13 +497,13 @@ TEST(TCBasicPropertyIDTest, ReadsTheTypeAfterANodeHasInitialisedItself) {
   EXPECT_EQ(OrderOf(Third), 1);
 }
 
-// --- initialisation
-// --------------------------------------------------------------------------------
+// ---- initialisation ----
 
 TEST(TCBasicPropertyIDTest, InitialisesNodesInTheOrderOfTheirConstruction) {
   std::vector<int> Order;
-  for (int Number : {30, 10, 20})
+  for (int Number : {30, 10, 20}) {
     new TTellingNode(Number, [&Order, Number] { Order.push_back(Number); });
+  }
 
   TCBasicPropertyID::Initialize();
 
@@ -599,8 +605,9 @@ TEST(TCBasicPropertyIDTest, CanBeInitialisedAfterAFailureThatHasGone) {
   NewField(3, 77);
   TCPropertyID const& Second = NewField(4, 77);
   new TTellingNode(5, [&] {
-    if (Broken)
+    if (Broken) {
       throw std::runtime_error("broken node");
+    }
   });
   EXPECT_THROW(TCBasicPropertyID::Initialize(), std::runtime_error);
   Broken = false;
@@ -609,6 +616,29 @@ TEST(TCBasicPropertyIDTest, CanBeInitialisedAfterAFailureThatHasGone) {
 
   EXPECT_TRUE(TCBasicPropertyID::m_Initialized);
   EXPECT_EQ(OrderOf(Second), 1);
+}
+
+TEST(TCBasicPropertyIDTest, FailsAgainUntilTheFailureHasGone) {
+  TCapturedLog const Log;
+  bool Broken = true;
+  int Overrides = 0;
+  TCBasicPropertyID& Group = *new TCPropertyGroup("Group", 2, "", false);
+  new TOverride(&Group, [&] { ++Overrides; });
+  new TTellingNode(5, [&] {
+    if (Broken) {
+      throw std::runtime_error("broken node");
+    }
+  });
+
+  EXPECT_THROW(TCBasicPropertyID::Initialize(), std::runtime_error);
+  EXPECT_THROW(TCBasicPropertyID::Initialize(), std::runtime_error);
+  EXPECT_FALSE(TCBasicPropertyID::m_Initialized);
+  Broken = false;
+  TCBasicPropertyID::Initialize();
+
+  EXPECT_TRUE(TCBasicPropertyID::m_Initialized);
+  EXPECT_EQ(Overrides, 1);                   // an override runs once
+  EXPECT_EQ(Log.get_Warnings().size(), 3U);  // the group is in no container, at each pass
 }
 
 TEST(TCBasicPropertyIDTest, InitialisesNodesThatAnOverrideConstructs) {

@@ -44,7 +44,7 @@ void ExpectNoHook(TCException const& Exception) {
 
 }  // namespace
 
-// --- registration --------------------------------------------------------------------------------
+// ---- registration ----
 
 TEST_F(TCCommonPropertyChangeNotifierTest, ReceivesNothingUntilEnabled) {
   TTestNotifier Notifier;
@@ -118,7 +118,7 @@ TEST_F(TCCommonPropertyChangeNotifierTest, IsNotPartOfTheStoresLife) {
   EXPECT_THAT(Notifier.get_Entries(), SizeIs(1));
 }
 
-// --- what arrives --------------------------------------------------------------------------------
+// ---- what arrives ----
 
 TEST_F(TCCommonPropertyChangeNotifierTest, QueuesEveryKindOfChangeInOrder) {
   TTestNotifier Notifier;
@@ -182,7 +182,7 @@ TEST_F(TCCommonPropertyChangeNotifierTest, IsOneOfSeveralToldInAddressOrder) {
   EXPECT_THAT(Order, ElementsAre(&Notifiers[0], &Notifiers[1], &Notifiers[2]));
 }
 
-// --- the hook ------------------------------------------------------------------------------------
+// ---- the hook ----
 
 TEST_F(TCCommonPropertyChangeNotifierTest, IsToldAfterTheEntryIsQueued) {
   TTestNotifier Notifier;
@@ -318,7 +318,7 @@ TEST_F(TCCommonPropertyChangeNotifierTest, MayEnableOthersFromItsHook) {
   EXPECT_EQ(Notifiers[1].get_Entries().back().first, "second");
 }
 
-// --- classes and groups --------------------------------------------------------------------------
+// ---- classes and groups ----
 
 TEST_F(TCClassGroupLinkTest, IsAddedForTheClassAndTheParentOfAnObject) {
   std::set<TLink> Links;

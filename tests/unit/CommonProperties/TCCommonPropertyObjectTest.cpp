@@ -28,8 +28,9 @@ char const* const kSource = "../CommonProperties/TCCommonPropertyObject";
 struct TCCommonPropertyObjectTest : ::testing::Test {
   static TCCommonPropertyObject NewValue(TCPropertyID const& ID, std::string const& Data = "") {
     TCCommonPropertyObject Result(ID, 3, kMAC);
-    if (!Data.empty())
+    if (!Data.empty()) {
       Result.SetRealValue(Data);
+    }
     return Result;
   }
 
@@ -47,7 +48,7 @@ static_assert(sizeof(void*) != 8 || sizeof(TCCommonPropertyObject) <= 88,
 
 }  // namespace
 
-// --- construction and copying --------------------------------------------------------------------
+// ---- construction and copying ----
 
 TEST_F(TCCommonPropertyObjectTest, IsAnEmptyValueOfNoPropertyByDefault) {
   TCCommonPropertyObject const Value;
@@ -136,7 +137,7 @@ TEST_F(TCCommonPropertyObjectTest, BecomesUndefinedByAssignmentOfAnUndefinedValu
   EXPECT_EQ(&Target.get_ID(), &Property::Prop_Unassigned);
 }
 
-// --- comparison of values ------------------------------------------------------------------------
+// ---- comparison of values ----
 
 TEST_F(TCCommonPropertyObjectTest, EqualsAValueWithEqualTextOfAnotherPropertyLinkAndMAC) {
   TCCommonPropertyObject Left(m_Schema.m_Integer, 1, kMAC);
@@ -164,7 +165,7 @@ TEST_F(TCCommonPropertyObjectTest, DiffersFromAnUndefinedValueWithEqualText) {
   EXPECT_FALSE(Defined == Undefined);
 }
 
-// --- stored text ---------------------------------------------------------------------------------
+// ---- stored text ----
 
 TEST_F(TCCommonPropertyObjectTest, IsNotEmptyWhenAChoiceFieldStoresZero) {
   TCPropertyID& Field = *new TCPropertyID("Zero", 600, "", TCNullTypes<int>(), 0x10);
@@ -181,7 +182,7 @@ TEST_F(TCCommonPropertyObjectTest, GivesTheStoredTextUntranslated) {
   EXPECT_EQ(NewValue(m_Schema.m_Choice, "102").GetRealValue(), "102");
 }
 
-// --- get_Data without a default ------------------------------------------------------------------
+// ---- get_Data without a default ----
 
 TEST_F(TCCommonPropertyObjectTest, ReadsTheValueTextOfAChoice) {
   EXPECT_EQ(NewValue(m_Schema.m_Choice, "103").get_Data(), "5");
@@ -203,7 +204,7 @@ TEST_F(TCCommonPropertyObjectTest, DoesNotReadTheSchemaDefaultWithoutADefaultArg
   EXPECT_EQ(NewValue(m_Schema.m_StringBob).get_Data(), "");
 }
 
-// --- get_Data with a boolean default -------------------------------------------------------------
+// ---- get_Data with a boolean default ----
 
 TEST_F(TCCommonPropertyObjectTest, ReadsAChoiceWithoutBooleanDefaultByItsNumber) {
   EXPECT_EQ(NewValue(m_Schema.m_Choice, "101").get_Data(TCNullTypes<bool>()), "off");
@@ -261,7 +262,7 @@ TEST_F(TCCommonPropertyObjectTest, ReadsASchemaDefaultThatOnlyMeansZeroAsTrue) {
   EXPECT_EQ(NewValue(Field).get_Data(TCNullTypes<bool>()), "1");
 }
 
-// --- get_Data with a number or text as default ---------------------------------------------------
+// ---- get_Data with a number or text as default ----
 
 TEST_F(TCCommonPropertyObjectTest, ReadsAKnownChoiceWhateverTheDefault) {
   TCCommonPropertyObject const Value = NewValue(m_Schema.m_Choice, "101");
@@ -348,7 +349,7 @@ TEST_F(TCCommonPropertyObjectTest, DoesNotAskTheSchemaForANullTextPointer) {
   EXPECT_EQ(NewValue(m_Schema.m_StringBob).get_Data(static_cast<char const*>(nullptr)), "");
 }
 
-// --- typed reads ---------------------------------------------------------------------------------
+// ---- typed reads ----
 
 TEST_F(TCCommonPropertyObjectTest, ReadsAChoiceAsBooleanByItsValueText) {
   EXPECT_TRUE(NewValue(m_Schema.m_YesNo, "202").get_AsBool());
@@ -422,6 +423,16 @@ TEST_F(TCCommonPropertyObjectTest, ReadsABigIntDefaultInFullWhenTheTextIsNoNumbe
   EXPECT_EQ(static_cast<long long>(Value), 0);
 }
 
+TEST_F(TCCommonPropertyObjectTest, ReadsANegativeBigIntDefault) {
+  TCCommonPropertyObject const NoNumber = NewValue(m_Schema.m_Integer, "abc");
+  TCCommonPropertyObject const Empty = NewValue(m_Schema.m_Integer);
+
+  EXPECT_EQ(NoNumber.get_AsBigInt(-1), -1);
+  EXPECT_EQ(NoNumber.get_AsBigInt(-5000000000), -5000000000);
+  EXPECT_EQ(Empty.get_AsBigInt(-1), -1);
+  EXPECT_EQ(Empty.get_AsBigInt(-5000000000), -705032704);  // its low 32 bits
+}
+
 TEST_F(TCCommonPropertyObjectTest, NarrowsABigIntDefaultThatStandsInForAnEmptyText) {
   EXPECT_EQ(NewValue(m_Schema.m_Integer).get_AsBigInt(5000000000), 705032704);
 }
@@ -452,7 +463,7 @@ TEST_F(TCCommonPropertyObjectTest, ConvertsToTextWithoutTheSchemaDefault) {
   EXPECT_STREQ(static_cast<char const*>(Value), "");
 }
 
-// --- the pointer to the text ---------------------------------------------------------------------
+// ---- the pointer to the text ----
 
 TEST_F(TCCommonPropertyObjectTest, KeepsThePointedToTextOverLaterWrites) {
   TCCommonPropertyObject Value = NewValue(m_Schema.m_String, "a text that is not short");
@@ -491,7 +502,7 @@ TEST_F(TCCommonPropertyObjectTest, PointsToTheValueTextOfAChoice) {
   EXPECT_STREQ(static_cast<char const*>(NewValue(m_Schema.m_Choice, "101")), "off");
 }
 
-// --- comparison with plain values ----------------------------------------------------------------
+// ---- comparison with plain values ----
 
 TEST_F(TCCommonPropertyObjectTest, ComparesAsBoolean) {
   TCCommonPropertyObject const Value = NewValue(m_Schema.m_Boolean, "1");
@@ -531,7 +542,7 @@ TEST_F(TCCommonPropertyObjectTest, ComparesTextWithoutTheSchemaDefault) {
   EXPECT_TRUE(NewValue(m_Schema.m_StringBob) == std::string());
 }
 
-// --- bits ----------------------------------------------------------------------------------------
+// ---- bits ----
 
 TEST_F(TCCommonPropertyObjectTest, ReadsTheBitsOfTheStoredText) {
   TCCommonPropertyObject const Value = NewValue(m_Schema.m_String, "01");
@@ -584,7 +595,7 @@ TEST_F(TCCommonPropertyObjectTest, RefusesToWriteABitOfAChoiceAndStaysUnchanged)
   EXPECT_EQ(Value.GetRealValue(), "101");
 }
 
-// --- the untyped value ---------------------------------------------------------------------------
+// ---- the untyped value ----
 
 TEST_F(TCCommonPropertyObjectTest, GivesAnIntForChoiceIntegerAndBooleanFields) {
   EXPECT_EQ(boost::any_cast<int>(NewValue(m_Schema.m_Choice, "103").get_AsBoostAny()), 5);
@@ -603,7 +614,7 @@ TEST_F(TCCommonPropertyObjectTest, GivesNothingForAnUntypedField) {
   EXPECT_TRUE(NewValue(Field, "7").get_AsBoostAny().empty());
 }
 
-// --- writing -------------------------------------------------------------------------------------
+// ---- writing ----
 
 TEST_F(TCCommonPropertyObjectTest, StoresTextOfStringIntegerAndLookupFieldsUnchanged) {
   TCCommonPropertyObject Text(m_Schema.m_String, 3, kMAC);
@@ -748,7 +759,7 @@ TEST_F(TCCommonPropertyObjectTest, ClearsAChoiceToItsDefaultWithoutTheLoadedMark
   EXPECT_FALSE(Value.get_Loaded());
 }
 
-// --- a choice field without choices --------------------------------------------------------------
+// ---- a choice field without choices ----
 
 TEST_F(TCCommonPropertyObjectTest, ReadsAFieldWithoutChoicesAsEmptyAndZero) {
   TCCommonPropertyObject const Value = NewValue(m_Schema.m_NoChoices, "7");

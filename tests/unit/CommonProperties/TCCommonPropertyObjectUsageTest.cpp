@@ -2,7 +2,9 @@
 // What clients write naturally with a value compiles and means what it says.
 #include <gtest/gtest.h>
 
+#include <limits>
 #include <list>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 #include <type_traits>
@@ -11,6 +13,7 @@
 
 #include "CapturedLog.h"
 #include "CommonProperties/TCCommonPropertyObject.h"
+#include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyDependency.h"
 #include "CommonProperties/TCPropertyKey.h"
 #include "TestStore.h"
@@ -250,4 +253,116 @@ TEST_F(TCCommonPropertyObjectUsage, LivesInContainers) {
 
   EXPECT_EQ(Vector.front().GetRealValue(), "abc");
   EXPECT_EQ(List.back().GetRealValue(), "abc");
+}
+
+TEST_F(TCCommonPropertyObjectUsage, ComparesNumbersOfEveryWidth) {
+  TCCommonPropertyObject const Value = NewNumber("5");
+  std::size_t const Size = 5;
+
+  EXPECT_TRUE(Value == 5LL);
+  EXPECT_TRUE(Value == 5L);
+  EXPECT_TRUE(Value == 5u);
+  EXPECT_TRUE(Value == 5ul);
+  EXPECT_TRUE(Value == 5ull);
+  EXPECT_TRUE(Value == Size);
+  EXPECT_TRUE(Value == 5.0);
+  EXPECT_TRUE(Value == 5.0F);
+  EXPECT_TRUE(5LL == Value);
+  EXPECT_TRUE(Size == Value);
+  EXPECT_FALSE(Value != 5u);
+  EXPECT_TRUE(Value != 6u);
+  EXPECT_TRUE(6ull != Value);
+  EXPECT_FALSE(Value == 5.5);
+}
+
+TEST_F(TCCommonPropertyObjectUsage, ComparesNumbersByWhatTheyAreNotByTheirBits) {
+  TCCommonPropertyObject const Value = NewNumber("-1");
+
+  EXPECT_TRUE(Value == -1LL);
+  EXPECT_FALSE(Value == std::numeric_limits<unsigned>::max());
+  EXPECT_FALSE(Value == std::numeric_limits<std::size_t>::max());
+}
+
+TEST_F(TCCommonPropertyObjectUsage, ComparesAWideNumberWithWhatItReadsAs) {
+  TCCommonPropertyObject const Value = NewNumber("4294967297");
+
+  EXPECT_TRUE(Value == static_cast<long long>(Value));
+  EXPECT_TRUE(Value == 1LL);
+}
+
+TEST_F(TCCommonPropertyObjectUsage, ReadsIntoADouble) {
+  double const Fraction = NewText("2.5");
+  double const Integer = NewNumber("-7");
+  double const Wide = NewNumber("5000000000");
+  double const SchemaDefault = TCCommonPropertyObject(m_Schema.m_Integer42, 3, kMAC);
+  double const NoNumber = NewText("2.5 mm");
+  double const Infinite = NewText("inf");
+
+  EXPECT_EQ(Fraction, 2.5);
+  EXPECT_EQ(Integer, -7.0);
+  EXPECT_EQ(Wide, 5000000000.0);
+  EXPECT_EQ(SchemaDefault, 42.0);
+  EXPECT_EQ(NoNumber, 0.0);
+  EXPECT_EQ(Infinite, 0.0);
+}
+
+TEST_F(TCCommonPropertyObjectUsage, IsWrittenToAStreamAsItsText) {
+  TCCommonPropertyObject Choice(m_Schema.m_Choice, 3, kMAC);
+  Choice = "off";
+  std::ostringstream Stream;
+
+  Stream << NewText("abc") << '|' << NewNumber("5") << '|' << Choice;
+
+  EXPECT_EQ(Stream.str(), "abc|5|off");
+}
+
+TEST_F(TCCommonPropertyObjectUsage, IsSwitchedOverAsAnInteger) {
+  TCCommonPropertyObject const Value = NewNumber("5");
+  int Found = 0;
+
+  switch (int(Value)) {
+    case 5:
+      Found = 1;
+      break;
+    default:
+      break;
+  }
+  switch (Value.get_AsInteger()) {
+    case 5:
+      ++Found;
+      break;
+    default:
+      break;
+  }
+
+  EXPECT_EQ(Found, 2);
+}
+
+TEST_F(TCCommonPropertyObjectUsage, SelectsByACopyOfAReference) {
+  Property::TCPropertyChoiceID const Reference("", 101, "Off");
+  TCCommonPropertyObject Value(m_Schema.m_Choice, 3, kMAC);
+  auto const Pick = [](Property::TCPropertyChoiceID Which) { return Which; };
+
+  Value = Pick(Reference);
+
+  EXPECT_TRUE(Value == Reference);
+}
+
+TEST_F(TCCommonPropertyObjectUsage, BuildsNodesFromTextsOfEveryKind) {
+  std::string const Name = "Name";
+  char const* const Pointer = "Pointer";
+  char Array[] = "Array";
+  TCNullTypes<int> const Parent = 100;
+
+  EXPECT_EQ(TCPropertyID("a", 1001, "", {}, 0x10).get_Parent(), TCNullTypes<int>());
+  EXPECT_EQ(TCPropertyID("a", 1002, "b", 100, 0x10, 5).get_Parent(), Parent);
+  EXPECT_EQ(TCPropertyID("a", 1003, "b", Parent, 0x10, 5).get_Parent(), Parent);
+  EXPECT_EQ(TCPropertyID(Name, 1004, "b", Parent, 0x20, "x").get_Name(), "Name");
+  EXPECT_EQ(TCPropertyID("a", 1005, Name, 5, 0x20, "x").get_Description(), "Name");
+  EXPECT_EQ(TCPropertyID(Pointer, 1006, Array, {}, 0x20, Name).GetDefaultValue(),
+            TCNullTypes<std::string>("Name"));
+  EXPECT_EQ(TCPropertyID("a", 1007, "b", {}, 0x08, false).GetDefaultValue(),
+            TCNullTypes<std::string>("0"));
+  EXPECT_EQ(TCPropertyID("a", 1008, "b", {}, 0x10, 0).GetDefaultValue(),
+            TCNullTypes<std::string>("0"));
 }

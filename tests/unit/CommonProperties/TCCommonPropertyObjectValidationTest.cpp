@@ -30,8 +30,9 @@ char const* const kSource = "../CommonProperties/TCCommonPropertyObject";
 struct TCCommonPropertyObjectValidation : ::testing::Test {
   TCCommonPropertyObject NewChoice(std::string const& Data = "") const {
     TCCommonPropertyObject Result(m_Schema.m_Choice, 3, kMAC);
-    if (!Data.empty())
+    if (!Data.empty()) {
       Result.SetRealValue(Data);
+    }
     return Result;
   }
 
@@ -72,7 +73,7 @@ void ChangeAndThrow(TCCommonPropertyObject& Object) {
 
 }  // namespace
 
-// --- taking stored text in -----------------------------------------------------------------------
+// ---- taking stored text in ----
 
 TEST_F(TCCommonPropertyObjectValidation, TakesAnyTextIntoAFieldThatIsNoChoiceField) {
   TCCommonPropertyObject Boolean(m_Schema.m_Boolean, 3, kMAC);
@@ -223,7 +224,7 @@ TEST_F(TCCommonPropertyObjectCheckData, AcceptsKnownChoicesAndOtherFields) {
   EXPECT_EQ(Choice.GetRealValue(), "101");
 }
 
-// --- the default choice and the reads of a choice ------------------------------------------------
+// ---- the default choice and the reads of a choice ----
 
 TEST_F(TCCommonPropertyObjectValidation, SetsTheDefaultChoiceWithoutTraceAndLoadedMark) {
   TCCommonPropertyObject Value = NewChoice();
@@ -282,7 +283,7 @@ TEST_F(TCCommonPropertyObjectValidation, RefusesToReadAChoiceOfAnyOtherField) {
   }
 }
 
-// --- assigning and comparing a choice reference --------------------------------------------------
+// ---- assigning and comparing a choice reference ----
 
 TEST_F(TCCommonPropertyObjectValidation, SelectsTheReferencedChoiceAndIsLoaded) {
   TCCommonPropertyObject Value = NewChoice();
@@ -366,7 +367,7 @@ TEST_F(TCCommonPropertyObjectValidation, RefusesToCompareWithAReferenceToAnother
             "Mode(100) Choice Field is comparing to choice which are not valid choice");
 }
 
-// --- validation ----------------------------------------------------------------------------------
+// ---- validation ----
 
 TEST_F(TCCommonPropertyObjectValidation, RefusesANullFunction) {
   TCCommonPropertyObject Value = NewText("x");
@@ -502,7 +503,7 @@ TEST_F(TCCommonPropertyObjectValidate, TakesAChoicesRawTextOver) {
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_Choice, 3, kMAC), "102");
 }
 
-// --- tracing -------------------------------------------------------------------------------------
+// ---- tracing ----
 
 TEST_F(TCCommonPropertyObjectValidation, TracesTextPropertyLinkAndStoredText) {
   TCCommonPropertyObject const Value = NewChoice("101");

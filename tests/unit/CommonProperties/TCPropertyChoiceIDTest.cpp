@@ -86,8 +86,7 @@ TEST(TCPropertyChoiceIDTest, TakesNoLockToFind) {
   EXPECT_TRUE(TakesNoSchemaLock([] { TCPropertyChoiceID::Find(11); }));
 }
 
-// --- initialisation
-// --------------------------------------------------------------------------------
+// ---- initialisation ----
 
 TEST(TCPropertyChoiceIDTest, InitialisesWithoutReferences) {
   ASSERT_EQ(TCPropertyChoiceID::m_List, nullptr);
@@ -160,8 +159,7 @@ TEST(TCPropertyChoiceIDTest, HoldsTheLockWhileReferencesAreChecked) {
   EXPECT_TRUE(IsSchemaLockFree());
 }
 
-// --- the choice's value
-// ----------------------------------------------------------------------------
+// ---- the choice's value ----
 
 TEST(TCPropertyChoiceIDTest, AnswersTheValueOfItsChoice) {
   TCPropertyID& Mode = NewField();
@@ -192,4 +190,28 @@ TEST(TCPropertyChoiceIDTest, RefusesTheValueOfANodeThatIsNoChoice) {
                   "TCPropertyChoiceID", "Choice!=__null", "");
   ExpectException(CaughtException([&] { Reference.get_DefaultIntegerValue(); }),
                   "TCPropertyChoiceID", "Choice!=__null", "");
+}
+
+TEST(TCPropertyChoiceIDTest, IsFoundItselfAndNotByItsCopies) {
+  TCPropertyChoiceID const& Reference = *new TCPropertyChoiceID("", 11, "Off");
+
+  {
+    TCPropertyChoiceID const Copy = Reference;
+    EXPECT_EQ(Copy.get_AsInteger(), 11);
+    EXPECT_EQ(Copy.Viewname(), "Off(11)");
+    EXPECT_EQ(TCPropertyChoiceID::Find(11), &Reference);
+  }
+
+  EXPECT_EQ(TCPropertyChoiceID::Find(11), &Reference);
+}
+
+TEST(TCPropertyChoiceIDTest, LeavesTheRegistryWhenItBecomesAnotherReference) {
+  TCPropertyChoiceID First("", 11, "Off");
+  TCPropertyChoiceID const& Second = *new TCPropertyChoiceID("", 12, "On");
+
+  First = Second;
+
+  EXPECT_EQ(First.Viewname(), "On(12)");
+  EXPECT_EQ(TCPropertyChoiceID::Find(11), nullptr);
+  EXPECT_EQ(TCPropertyChoiceID::Find(12), &Second);
 }

@@ -39,7 +39,7 @@ void ExpectNoSession(TCException const& Exception) {
 
 }  // namespace
 
-// --- without sessions ----------------------------------------------------------------------------
+// ---- without sessions ----
 
 TEST_F(TCPropertyCollectionNoSessions, MeansTheOwnDeviceForADeviceLinkedProperty) {
   EXPECT_EQ(TCPropertyCollection::GetCurrentMAC(m_Schema.m_Name), "00:11:22:33:44:55");
@@ -90,7 +90,7 @@ TEST_F(TCPropertyCollectionSessionsWithoutStore, ThrowOnAnEndedSessionBeforeASto
   EXPECT_TRUE(IsStoreFree());
 }
 
-// --- with sessions -------------------------------------------------------------------------------
+// ---- with sessions ----
 
 TEST_F(TCPropertyCollectionSessions, ThrowForASessionWithoutDevice) {
   TCException const Exception =
@@ -201,7 +201,7 @@ TEST_F(TCPropertyCollectionSessions, AreTakenForAnObjectWithoutMAC) {
   EXPECT_EQ(Object.GetRealValue(), "other");
 }
 
-// --- failures pass through every operation -------------------------------------------------------
+// ---- failures pass through every operation ----
 
 TEST_F(TCPropertyCollectionSessions, FailARead) {
   ExpectNoSession(CaughtException([this] { m_Store.GetProperty(m_Schema.m_Name, 5, ""); }));
@@ -263,7 +263,7 @@ TEST_F(TCPropertyCollectionSessions, FailADeletionByLink) {
   EXPECT_TRUE(IsStoreFree());
 }
 
-// --- hooks and the lock --------------------------------------------------------------------------
+// ---- hooks and the lock ----
 
 TEST_F(TCPropertyCollectionSessions, TellTheHookOfANewDevice) {
   TCPropertyCollection::SetCurrentSession(7, kOtherMAC);

@@ -36,6 +36,12 @@ class TBareStore : public TCPropertyCollection {
   std::list<TCCommonPropertyObject> DoLoadPropertyList(TCPropertyID const&) override { return {}; }
 };
 
+/// Fails after the store that it derives from is registered.
+class TFailingStore : public TBareStore {
+ public:
+  TFailingStore() { throw TCException("TFailingStore", 1).Format("no descriptor"); }
+};
+
 /// A value that notes its end.
 class TNotedValue : public TCCommonPropertyObject {
  public:
@@ -55,7 +61,7 @@ void Place(TStore& Store, TCCommonPropertyObject* Value) {
 
 }  // namespace
 
-// --- the singleton -------------------------------------------------------------------------------
+// ---- the singleton ----
 
 TEST_F(TCPropertyCollectionSingleton, IsNotCreatedByAskingForIt) {
   TCException const Exception = CaughtException([] { TCPropertyCollection::get(); });
@@ -100,6 +106,55 @@ TEST_F(TCPropertyCollectionSingleton, IsNotRegisteredWhenTheSchemaIsInvalid) {
   EXPECT_EQ(Exception.get_Message(), "Property Untyped(9000) Field does not specify Field Type");
   EXPECT_EQ(TTestStore::m_Instance, nullptr);
   EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionSingleton, IsNotRegisteredWhenASubclassCanNotBeConstructed) {
+  EXPECT_THROW(TFailingStore(), TCException);
+
+  EXPECT_EQ(TBareStore::m_Instance, nullptr);
+  TCException const Exception = CaughtException([] { TCPropertyCollection::get(); });
+  ExpectStoreException(Exception, "m_Instance!=__null", "Property collection has not been created");
+  EXPECT_TRUE(IsStoreFree());
+}
+
+TEST_F(TCPropertyCollectionSingleton, CanBeConstructedAfterASubclassCouldNot) {
+  EXPECT_THROW(TFailingStore(), TCException);
+
+  TTestStore Store;
+
+  EXPECT_EQ(TCPropertyCollection::get(), &Store);
+  SetProperty(m_Schema.m_SiteName, "works");
+  EXPECT_EQ(GetProperty(m_Schema.m_SiteName).GetRealValue(), "works");
+}
+
+TEST_F(TCPropertyCollectionSingleton,
+       IsNotRegisteredWhenItCanNotBeConstructedDuringAnotherFailure) {
+  struct TEnd {
+    ~TEnd() {
+      EXPECT_THROW(TFailingStore(), TCException);
+      EXPECT_EQ(TBareStore::m_Instance, nullptr);
+      m_Store = new TTestStore;
+    }
+    TTestStore*& m_Store;
+  };
+  TTestStore* Store = nullptr;
+
+  try {
+    TEnd const End{Store};
+    throw TCException("Test", 1);
+  } catch (TCException const&) {
+    EXPECT_EQ(TCPropertyCollection::get(), Store);
+  }
+
+  std::unique_ptr<TTestStore> const Owner(Store);
+}
+
+TEST_F(TCPropertyCollectionSingleton, StaysTheFirstWhenASecondCanNotBeConstructed) {
+  TTestStore Store;
+
+  EXPECT_THROW(TFailingStore(), TCException);
+
+  EXPECT_EQ(TCPropertyCollection::get(), &Store);
 }
 
 TEST_F(TCPropertyCollectionSingleton, TakesTheDevicesOwnMACAtItsConstruction) {
@@ -160,7 +215,7 @@ TEST_F(TCPropertyCollectionSingleton, FreesItsRemovedValuesWhenDestroyed) {
   EXPECT_THAT(Ends, ElementsAre(5));
 }
 
-// --- emptying ------------------------------------------------------------------------------------
+// ---- emptying ----
 
 TEST_F(TCPropertyCollectionLife, ClearDeletesEveryValueInKeyOrder) {
   std::vector<int> Ends;
@@ -201,7 +256,7 @@ TEST_F(TCPropertyCollectionLife, ClearedStoreTakesValuesAgain) {
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_SiteName, 5, ""), "after");
 }
 
-// --- reading a value -----------------------------------------------------------------------------
+// ---- reading a value ----
 
 TEST_F(TCPropertyCollectionReads, AnswersACopyOfTheStoredValue) {
   TCCommonPropertyObject* const Value = Store(m_Schema.m_SiteName, 5, "text", "");
@@ -378,7 +433,7 @@ TEST_F(TCPropertyCollectionReads, PassesOnWhatAFetchThrows) {
   EXPECT_TRUE(IsStoreFree());
 }
 
-// --- the read core -------------------------------------------------------------------------------
+// ---- the read core ----
 
 TEST_F(TCPropertyCollectionReads, CompletesTheGivenObject) {
   Store(m_Schema.m_Name, 5, "own", kOwnMAC);
@@ -448,7 +503,7 @@ TEST_F(TCPropertyCollectionReads, AsksNoTransactionInTheReadCore) {
   EXPECT_EQ(Object.GetRealValue(), "stored");
 }
 
-// --- raw data, presence, lists -------------------------------------------------------------------
+// ---- raw data, presence, lists ----
 
 TEST_F(TCPropertyCollectionReads, AnswersTheStoredTextItself) {
   TCCommonPropertyObject const* const Value = Store(m_Schema.m_SiteMode, 5, "2012", "");
@@ -520,7 +575,7 @@ TEST_F(TCPropertyCollectionReads, ListsWithTheLockHeld) {
   EXPECT_TRUE(IsStoreFree());
 }
 
-// --- system-wide properties ----------------------------------------------------------------------
+// ---- system-wide properties ----
 
 TEST_F(TCPropertyCollectionSystemWide, IsWhatBelongsToNoDeviceLinkedClass) {
   EXPECT_FALSE(TCPropertyCollection::IsSystemWideProperty(TCNullTypes<int>(1)));
@@ -567,6 +622,7 @@ TEST_F(TCPropertyCollectionSystemWide, MapsFunctionsToClasses) {
 }
 
 TEST_F(TCPropertyCollectionSystemWide, MapsEveryOtherFunctionToNull) {
-  for (int const Function : {-1, 0, 1, 22, 25, 44, 100, 105, 107, 110})
+  for (int const Function : {-1, 0, 1, 22, 25, 44, 100, 105, 107, 110}) {
     EXPECT_TRUE(TCPropertyCollection::GetClassIDForWPFunction(Function).IsNull()) << Function;
+  }
 }

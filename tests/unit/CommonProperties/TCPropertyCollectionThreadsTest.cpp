@@ -37,8 +37,9 @@ class TGate {
 
   void Pass() {
     std::unique_lock<std::mutex> Lock(m_Lock);
-    if (--m_Missing == 0)
+    if (--m_Missing == 0) {
       m_All.notify_all();
+    }
     m_All.wait(Lock, [this] { return m_Missing <= 0; });
   }
 
@@ -53,13 +54,15 @@ template <class TAction>
 void InParallel(int Threads, TAction Action) {
   TGate Gate(Threads);
   std::vector<std::thread> Running;
-  for (int Number = 0; Number < Threads; ++Number)
+  for (int Number = 0; Number < Threads; ++Number) {
     Running.emplace_back([&Gate, &Action, Number] {
       Gate.Pass();
       Action(Number);
     });
-  for (std::thread& Thread : Running)
+  }
+  for (std::thread& Thread : Running) {
     Thread.join();
+  }
 }
 
 struct TCPropertyCollectionThreads : TStoreFixture {};
@@ -81,8 +84,37 @@ TEST_F(TCPropertyCollectionThreadsAtStart, CreateOneStore) {
   });
 
   EXPECT_EQ(Refused, 3);
-  for (std::optional<TTestStore>& Store : Stores)
+  for (std::optional<TTestStore>& Store : Stores) {
     EXPECT_EQ(Store.has_value(), Store.has_value() && TCPropertyCollection::get() == &*Store);
+  }
+}
+
+TEST_F(TCPropertyCollectionThreadsAtStart, GetAStoreOnlyWhenItIsComplete) {
+  /// Takes its time to be constructed, on a thread that holds the lock.
+  struct TSlowStore : TTestStore {
+    TSlowStore(TGate& Registered, std::atomic<bool>& Complete) {
+      Registered.Pass();
+      for (int Round = 0; Round < 1000; ++Round) {
+        std::this_thread::yield();
+      }
+      Complete = true;
+    }
+  };
+  TGate Registered(2);
+  std::atomic<bool> Complete{false};
+  std::optional<TSlowStore> Store;
+  std::thread Creator([&] {
+    TCCriticalSectionLock Lock(TTestStore::m_CSection);
+    Store.emplace(Registered, Complete);
+  });
+
+  Registered.Pass();
+  TCPropertyCollection const* const Got = TCPropertyCollection::get();
+  bool const WasComplete = Complete;
+
+  Creator.join();
+  EXPECT_EQ(Got, &*Store);
+  EXPECT_TRUE(WasComplete);
 }
 
 TEST_F(TCPropertyCollectionThreads, ReadOnlyWhatWasWritten) {
@@ -96,8 +128,9 @@ TEST_F(TCPropertyCollectionThreads, ReadOnlyWhatWasWritten) {
         continue;
       }
       std::string const Read = m_Store.GetProperty(m_Schema.m_SiteName, 1, "").GetRealValue();
-      if (Read != "begin" && Read.compare(0, 6, "value ") != 0)
+      if (Read != "begin" && Read.compare(0, 6, "value ") != 0) {
         ++Strange;
+      }
     }
   });
 
@@ -138,8 +171,9 @@ TEST_F(TCPropertyCollectionThreads, TellOfEverySetOnce) {
   Notifier.Enable();
 
   InParallel(4, [&](int Number) {
-    for (int Round = 0; Round < kRounds; ++Round)
+    for (int Round = 0; Round < kRounds; ++Round) {
       m_Store.SetProperty(m_Schema.m_SiteName, Number, std::to_string(Round), "");
+    }
   });
 
   EXPECT_THAT(Notifier.get_Entries(), SizeIs(4 * kRounds));
@@ -155,12 +189,15 @@ TEST_F(TCPropertyCollectionThreads, SeeTheirOwnTransactionsOnly) {
       TCPropertyTransaction Transaction;
       Transaction.Begin();
       m_Store.SetProperty(m_Schema.m_SiteName, 1, Mine, "");
-      if (m_Store.GetProperty(m_Schema.m_SiteName, 1, "").GetRealValue() != Mine)
+      if (m_Store.GetProperty(m_Schema.m_SiteName, 1, "").GetRealValue() != Mine) {
         ++Strange;
-      if (TCPropertyCollection::InTransaction() != &Transaction)
+      }
+      if (TCPropertyCollection::InTransaction() != &Transaction) {
         ++Strange;
-      if (Round % 2 == 0)
+      }
+      if (Round % 2 == 0) {
         Transaction.Commit();
+      }
     }
   });
 
@@ -176,8 +213,9 @@ TEST_F(TCPropertyCollectionThreads, LeaveNoTransactionToLaterThreads) {
   for (auto& Transaction : Abandoned) {
     Transaction = std::make_unique<TCPropertyTransaction>();
     OnAnotherThread([&] {
-      if (TCPropertyCollection::InTransaction() != nullptr)
+      if (TCPropertyCollection::InTransaction() != nullptr) {
         ++Inherited;
+      }
       Transaction->Begin();
     });
   }
@@ -197,8 +235,10 @@ TEST_F(TCPropertyCollectionThreads, ActForTheirOwnSessionsDevices) {
       TCPropertyCollection::SetCurrentSession(CallersSession, MAC);
       m_Store.SetProperty(m_Schema.m_Name, 1, MAC + std::to_string(Round), "");
       TCCommonPropertyObject const Read = m_Store.GetProperty(m_Schema.m_Name, 1, "");
-      if (Read.GetRealValue() != MAC + std::to_string(Round) || Read.get_MAC() != TCMACAddress(MAC))
+      if (Read.GetRealValue() != MAC + std::to_string(Round) ||
+          Read.get_MAC() != TCMACAddress(MAC)) {
         ++Strange;
+      }
       TCPropertyCollection::DeleteSession(CallersSession);
     }
   });
@@ -211,8 +251,9 @@ TEST_F(TCPropertyCollectionThreads, ActForTheirOwnSessionsDevices) {
 TEST_F(TCPropertyCollectionThreads, ComeAndGoAsNotifiersWhileOthersWrite) {
   std::atomic<bool> Stop{false};
   std::thread Writer([&] {
-    for (int Round = 0; !Stop; ++Round)
+    for (int Round = 0; !Stop; ++Round) {
       m_Store.UpdateProperty(m_Schema.m_SiteName, 1, std::to_string(Round), true, "");
+    }
   });
 
   std::vector<std::vector<TTestNotifier::TEntry>> Received;
@@ -238,8 +279,9 @@ TEST_F(TCPropertyCollectionThreads, WaitForANotificationBeforeTheyDestroyANotifi
   std::atomic<bool> HookDone{false};
   Busy.m_OnQueued = [&] {
     Told.Pass();
-    for (int Round = 0; Round < 1000; ++Round)
+    for (int Round = 0; Round < 1000; ++Round) {
       std::this_thread::yield();
+    }
     HookDone = true;
   };
   Busy.Enable();
@@ -259,13 +301,15 @@ TEST_F(TCPropertyCollectionThreads, EnableNotifiersWhileOthersNotify) {
   TTestNotifier Notifiers[8];
   std::atomic<bool> Stop{false};
   std::thread Writer([&] {
-    for (int Round = 0; !Stop; ++Round)
+    for (int Round = 0; !Stop; ++Round) {
       m_Store.SetProperty(m_Schema.m_SiteName, 1, std::to_string(Round), "");
+    }
   });
 
   InParallel(4, [&](int) {
-    for (TTestNotifier& Notifier : Notifiers)
+    for (TTestNotifier& Notifier : Notifiers) {
       Notifier.Enable();
+    }
   });
   Stop = true;
   Writer.join();
@@ -298,10 +342,12 @@ TEST_F(TCPropertyCollectionThreads, DrainAQueueThatOthersFill) {
       Notifier.m_Queue.pop_front();
     }
   });
-  for (int Round = 0; Round < kRounds; ++Round)
+  for (int Round = 0; Round < kRounds; ++Round) {
     m_Store.SetProperty(m_Schema.m_SiteName, 1, std::to_string(Round), "");
+  }
   Drain.join();
 
-  for (int Round = 0; Round < kRounds; ++Round)
+  for (int Round = 0; Round < kRounds; ++Round) {
     EXPECT_EQ(Drained[static_cast<std::size_t>(Round)], std::to_string(Round));
+  }
 }

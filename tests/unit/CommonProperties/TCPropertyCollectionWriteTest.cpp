@@ -35,7 +35,7 @@ char const* const kUnknownChoice =
 
 }  // namespace
 
-// --- set: text and number ------------------------------------------------------------------------
+// ---- set: text and number ----
 
 TEST_F(TCPropertyCollectionSet, StoresAMissingValue) {
   TCCommonPropertyObject const& Value = m_Store.SetProperty(m_Schema.m_SiteName, 5, "new", "");
@@ -95,8 +95,9 @@ TEST_F(TCPropertyCollectionSet, CallsOutWithTheLockFreeForAChange) {
 
 TEST_F(TCPropertyCollectionSet, HandsOutACopy) {
   m_Store.m_OnHook = [this](std::string const& Hook) {
-    if (Hook == "OnPropertyChanged")
+    if (Hook == "OnPropertyChanged") {
       Store(m_Schema.m_SiteName, 5, "from another thread", "");
+    }
   };
 
   m_Store.SetProperty(m_Schema.m_SiteName, 5, "new", "");
@@ -238,7 +239,7 @@ TEST_F(TCPropertyCollectionSet, TakesTheTextOfTheValueItself) {
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_SiteMode, 5, ""), "2011");
 }
 
-// --- set: choice ---------------------------------------------------------------------------------
+// ---- set: choice ----
 
 TEST_F(TCPropertyCollectionSetChoice, StoresTheChoicesNumberAndCallsOut) {
   TCCommonPropertyObject const& Value =
@@ -367,7 +368,7 @@ TEST_F(TCPropertyCollectionSetChoice, CompletesTheSchemaWhenItIsNot) {
   EXPECT_TRUE(TCBasicPropertyID::m_Initialized);
 }
 
-// --- update --------------------------------------------------------------------------------------
+// ---- update ----
 
 TEST_F(TCPropertyCollectionUpdate, StoresRawTextAndNotifies) {
   Store(m_Schema.m_SiteMode, 5, "2011", "");
@@ -504,7 +505,7 @@ TEST_F(TCPropertyCollectionUpdate, TakesAnEmptyMACAsItIsInItsShortForm) {
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_Name, 5, ""), "none");
 }
 
-// --- load ----------------------------------------------------------------------------------------
+// ---- load ----
 
 TEST_F(TCPropertyCollectionLoad, StoresACopyOfAnObjectAndTellsNobody) {
   TCCommonPropertyObject Object(m_Schema.m_Name, 5, kOtherMAC);
@@ -619,7 +620,7 @@ TEST_F(TCPropertyCollectionLoad, IsNotTakenByATransaction) {
   EXPECT_THAT(Transaction.get_Changes(), IsEmpty());
 }
 
-// --- with bad data refused -----------------------------------------------------------------------
+// ---- with bad data refused ----
 
 TEST_F(TCPropertyCollectionCheckData, UpdateOfAMissingValueStoresNothing) {
   TCException const Exception =
@@ -695,7 +696,7 @@ TEST_F(TCPropertyCollectionCheckData, TextSetInATransactionRecordsNothing) {
   EXPECT_TRUE(IsStoreFree());
 }
 
-// --- delete --------------------------------------------------------------------------------------
+// ---- delete ----
 
 TEST_F(TCPropertyCollectionDelete, RemovesAValueAndNotifies) {
   Store(m_Schema.m_SiteName, 5, "text", "");
@@ -823,7 +824,7 @@ TEST_F(TCPropertyCollectionDelete, LetsTheRemovedValuesOwnTextBeStoredAgain) {
   EXPECT_EQ(m_Store.getPropertyData(m_Schema.m_SiteName, 5, ""), "held");
 }
 
-// --- delete by link ------------------------------------------------------------------------------
+// ---- delete by link ----
 
 TEST_F(TCPropertyCollectionDelete, RemovesEveryPropertyOfALink) {
   Store(m_Schema.m_Name, 5, "a", kOwnMAC);

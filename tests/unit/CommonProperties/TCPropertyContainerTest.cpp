@@ -53,9 +53,11 @@ std::set<int> const kLinked = {1,  3,  4,  7,  9,   10,  18,  19,  23,  24,  34,
 
 std::map<int, TCNullTypes<int>> TablesByClass() {
   std::map<int, TCNullTypes<int>> Result;
-  for (auto const& [Table, Classes] : kTables)
-    for (int Class : Classes)
+  for (auto const& [Table, Classes] : kTables) {
+    for (int Class : Classes) {
       Result[Class] = Table == kNoTable ? TCNullTypes<int>() : TCNullTypes<int>(Table);
+    }
+  }
   return Result;
 }
 
@@ -63,16 +65,19 @@ std::map<int, TCNullTypes<int>> TablesByClass() {
 std::vector<int> ClassesWithoutRelation() {
   std::map<int, TCNullTypes<int>> const Tables = TablesByClass();
   std::vector<int> Result;
-  for (int Class = -3; Class < 120; ++Class)
-    if (Tables.count(Class) == 0)
+  for (int Class = -3; Class < 120; ++Class) {
+    if (Tables.count(Class) == 0) {
       Result.push_back(Class);
+    }
+  }
   return Result;
 }
 
 void NewContainers(std::vector<int> const& ClassIDs) {
   int Number = 1;
-  for (int ClassID : ClassIDs)
+  for (int ClassID : ClassIDs) {
     new TCPropertyContainer("Container", Number++, "", ClassID);
+  }
 }
 
 std::set<TCNullTypes<int>> const& ClassesOf(TCNullTypes<int> const& TableID) {
@@ -106,27 +111,29 @@ TEST(TCPropertyContainerTest, BehavesAsAPlainNode) {
   EXPECT_TRUE(Container.GetDefaultValue().IsNull());
 }
 
-// --- tables and device links
-// -----------------------------------------------------------------------
+// ---- tables and device links ----
 
 TEST(TCPropertyContainerTest, KnowsTheTableOfEachClass) {
-  for (auto const& [Class, Table] : TablesByClass())
+  for (auto const& [Class, Table] : TablesByClass()) {
     EXPECT_EQ(TCPropertyContainer::GetTableID(Class), Table) << Class;
+  }
 }
 
 TEST(TCPropertyContainerTest, RefusesTheTableOfAClassWithoutRelation) {
   std::vector<int> const Classes = ClassesWithoutRelation();
   ASSERT_EQ(Classes.size(), 3U + 1 + 3 + 1 + 39 - 1 + 7);  // below 0; 0; 6, 32, 56; 60 to 98; above
 
-  for (int Class : Classes)
+  for (int Class : Classes) {
     ExpectException(CaughtException([Class] { TCPropertyContainer::GetTableID(Class); }),
                     "TCPropertyContainer", "",
                     "Property Container " + std::to_string(Class) + " have no TableID relation");
+  }
 }
 
 TEST(TCPropertyContainerTest, KnowsWhetherAClassIsLinkedToTheDevice) {
-  for (auto const& [Class, Table] : TablesByClass())
+  for (auto const& [Class, Table] : TablesByClass()) {
     EXPECT_EQ(TCPropertyContainer::IsOrvaneLinked(Class), kLinked.count(Class) != 0) << Class;
+  }
 }
 
 TEST(TCPropertyContainerTest, AnswersThatClassZeroIsNotLinkedAlthoughItHasNoTable) {
@@ -135,8 +142,9 @@ TEST(TCPropertyContainerTest, AnswersThatClassZeroIsNotLinkedAlthoughItHasNoTabl
 
 TEST(TCPropertyContainerTest, RefusesTheLinkOfAClassWithoutEntry) {
   for (int Class : ClassesWithoutRelation()) {
-    if (Class == 0)
+    if (Class == 0) {
       continue;
+    }
     ExpectException(
         CaughtException([Class] { TCPropertyContainer::IsOrvaneLinked(Class); }),
         "TCPropertyContainer", "",
@@ -163,8 +171,7 @@ TEST(TCPropertyContainerTest, RefusesTheTableOfANodeWithoutClassIdAsThatOfClassZ
             "Property Container 0 have no TableID relation");
 }
 
-// --- classes by table
-// ------------------------------------------------------------------------------
+// ---- classes by table ----
 
 TEST(TCPropertyContainerTest, ListsTheRegisteredClassesOfATable) {
   NewContainers({10, 3, 4, 7});
@@ -240,9 +247,10 @@ TEST(TCPropertyContainerTest, RefusesToListClassesAgainWhenTheLowestHasNoTable) 
   NewContainers({6, 7});
   TCBasicPropertyID::Initialize();
 
-  for (int Call = 0; Call < 2; ++Call)
+  for (int Call = 0; Call < 2; ++Call) {
     EXPECT_EQ(CaughtException([] { ClassesOf(4002); }).get_Message(),
               "Property Container 6 have no TableID relation");
+  }
 }
 
 TEST(TCPropertyContainerTest, LeavesItsOwnLockWhenItRefusesToListClasses) {
@@ -272,12 +280,14 @@ TEST(TCPropertyContainerTest, ListsClassesOnManyThreadsAtOnce) {
   std::vector<std::thread> Threads;
   for (int Thread = 0; Thread < 4; ++Thread) {
     Threads.emplace_back([&Wrong] {
-      if (ClassesOf(2000).size() != 3 || ClassesOf(4002).size() != 1 || !ClassesOf(1).empty())
+      if (ClassesOf(2000).size() != 3 || ClassesOf(4002).size() != 1 || !ClassesOf(1).empty()) {
         ++Wrong;
+      }
     });
   }
-  for (std::thread& Thread : Threads)
+  for (std::thread& Thread : Threads) {
     Thread.join();
+  }
 
   EXPECT_EQ(Wrong, 0);
 }

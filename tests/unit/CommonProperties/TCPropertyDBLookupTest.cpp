@@ -6,7 +6,10 @@
 
 #include <string>
 
+#include "SchemaException.h"
+
 using Accessories::TCNullTypes;
+using Property::TCBasicPropertyID;
 using Property::TCPropertyDBLookup;
 
 namespace {
@@ -47,4 +50,13 @@ TEST(TCPropertyDBLookupTest, HasTheVisibilityOfAField) {
   EXPECT_EQ(Lookup.GetShow(), 2);
   Lookup.SetShow(false);
   EXPECT_EQ(Lookup.GetShow(), 0);
+}
+
+TEST(TCPropertyDBLookupTest, FailsTheInitialisationWithoutAFieldType) {
+  new TCPropertyDBLookup("Users", 10, "", TCNullTypes<int>(), 0x02, 1, "users", true);
+
+  ExpectException(CaughtException([] { TCBasicPropertyID::Initialize(); }), "TCPropertyID",
+                  "(m_Flags & (0x08|0x10|0x20)) != 0",
+                  "Property Users(10) Unknown does not specify Field Type");
+  EXPECT_FALSE(TCBasicPropertyID::m_Initialized);
 }

@@ -52,8 +52,9 @@ TCPropertyDependency& Declare(TArguments&&... Arguments) {
 /// Ids, values and flags of the entries.
 std::vector<TEntry> EntriesOf(TCPropertyDependencyEntry const& Root) {
   std::vector<TEntry> Result;
-  for (TCPropertyDependencyEntry const& Entry : Root.get_Entries())
+  for (TCPropertyDependencyEntry const& Entry : Root.get_Entries()) {
     Result.emplace_back(Entry.get_ID().get_Value(), Entry.get_Value(), Entry.get_Flag());
+  }
   return Result;
 }
 
@@ -82,8 +83,7 @@ static_assert(std::is_constructible_v<TCPropertyDependency, TCBasicPropertyID*, 
 static_assert(!std::is_constructible_v<TCPropertyDependency, TCBasicPropertyID*, TCBasicPropertyID*,
                                        std::nullptr_t, int>);
 
-// --- entries
-// ---------------------------------------------------------------------------------------
+// ---- entries ----
 
 TEST(TCPropertyDependencyEntryTest, IsAnEmptyRootByDefault) {
   TCPropertyDependencyEntry const Root;
@@ -139,8 +139,7 @@ TEST(TCPropertyDependencyEntryTest, IsCopiedWithEverythingBelow) {
   EXPECT_THAT(EntriesOf(Copy), ElementsAre(TEntry(3, "child", false)));
 }
 
-// --- declarations
-// ----------------------------------------------------------------------------------
+// ---- declarations ----
 
 TEST(TCPropertyDependencyTest, HasAMemberWithoutValue) {
   TCPropertyID& Source = NewField(1);
@@ -249,8 +248,7 @@ TEST(TCPropertyDependencyTest, TakesTheSchemasLockToRegister) {
   EXPECT_TRUE(TakesSchemaLock([&] { Declare(&Source, &Target, 1); }));
 }
 
-// --- answers
-// ---------------------------------------------------------------------------------------
+// ---- answers ----
 
 TEST(TCPropertyDependencyTest, FlagsFieldsInModeOneOnly) {
   TCPropertyID& Target = NewField(100);
@@ -339,4 +337,32 @@ TEST(TCPropertyDependencyTest, RefusesATargetThatIsNeitherFieldNorChoice) {
     ExpectException(Exception, "TCPropertyDependency", "", "NYI");
     EXPECT_EQ(Exception.get_Line(), 147);
   }
+}
+
+TEST(TCPropertyDependencyEntryTest, IsAssignedFromItsOwnChild) {
+  TCPropertyDependencyEntry Grandchild(3, TText(std::string(100, 'g')), true);
+  TCPropertyDependencyEntry Child(2, TText(std::string(100, 'c')), true);
+  Child.Add(Grandchild);
+  TCPropertyDependencyEntry Root(1, TText(std::string(100, 'r')), false);
+  Root.Add(Child);
+  Root.Add(Grandchild);
+
+  Root = Root.get_Entries().front();
+
+  EXPECT_EQ(Root.get_ID(), TCNullTypes<int>(2));
+  EXPECT_EQ(Root.get_Value(), TText(std::string(100, 'c')));
+  EXPECT_TRUE(Root.get_Flag());
+  ASSERT_THAT(Root.get_Entries(), SizeIs(1));
+  EXPECT_EQ(Root.get_Entries().front().get_Value(), TText(std::string(100, 'g')));
+}
+
+TEST(TCPropertyDependencyEntryTest, TakesACopyOfItselfIn) {
+  TCPropertyDependencyEntry Root(1, TText("r"), false);
+  Root.Add(TCPropertyDependencyEntry(2, TText("c"), true));
+
+  Root.Add(Root);
+
+  ASSERT_THAT(Root.get_Entries(), SizeIs(2));
+  EXPECT_EQ(Root.get_Entries().back().get_ID(), TCNullTypes<int>(1));
+  EXPECT_THAT(Root.get_Entries().back().get_Entries(), SizeIs(1));
 }

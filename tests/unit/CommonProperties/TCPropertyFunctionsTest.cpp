@@ -47,7 +47,7 @@ void ExpectNoStore(TCException const& Exception) {
 
 }  // namespace
 
-// --- without a store -----------------------------------------------------------------------------
+// ---- without a store ----
 
 TEST_F(TPropertyFunctionsWithoutStore, ReadsThrow) {
   ExpectNoStore(CaughtException([this] { GetProperty(m_Schema.m_Name); }));
@@ -82,7 +82,7 @@ TEST_F(TPropertyFunctionsWithoutStore,
               ElementsAre("Invalid Property choice [99] assigned to Mode(1010) Choice Field"));
 }
 
-// --- reads and sets ------------------------------------------------------------------------------
+// ---- reads and sets ----
 
 TEST_F(TPropertyFunctions, ReadAStoredValue) {
   Store(m_Schema.m_Name, 5, "own", kOwnMAC);
@@ -176,7 +176,7 @@ TEST_F(TPropertyFunctions, TakeABooleanAsANumber) {
   EXPECT_EQ(SetProperty(m_Schema.m_Flag, true, 5).GetRealValue(), "1");
 }
 
-// --- choices by number ---------------------------------------------------------------------------
+// ---- choices by number ----
 
 TEST_F(TPropertyFunctions, SetAChoiceByItsNumber) {
   TCCommonPropertyObject const& Answer = SetPropertyChoiceID(m_Schema.m_Mode, 1011, 5);
@@ -202,7 +202,7 @@ TEST_F(TPropertyFunctions, AnswerOneObjectForEveryUnknownChoiceNumber) {
   EXPECT_EQ(&SetPropertyChoiceID(m_Schema.m_Mode, 99), &SetPropertyChoiceID(m_Schema.m_Mode, 98));
 }
 
-// --- validators ----------------------------------------------------------------------------------
+// ---- validators ----
 
 TEST_F(TPropertyValidators, CorrectEveryRead) {
   Store(m_Schema.m_SiteName, 5, "abcdef", "");

@@ -6,12 +6,15 @@
 
 #include "CapturedLog.h"
 #include "CommonProperties/TCPropertyContainer.h"
+#include "CommonProperties/TCPropertyInitOverride.h"
 #include "CommonProperties/TCPropertyLink.h"
+#include "Platform/Utility/SystemLog.h"
 
 using Accessories::TCNullTypes;
 using Property::TCBasicPropertyID;
 using Property::TCPropertyContainer;
 using Property::TCPropertyGroup;
+using Property::TCPropertyInitOverride;
 using Property::TCPropertyLink;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -76,4 +79,26 @@ TEST(TCPropertyGroupTest, WarnsOfNothingInsideItsContainer) {
   EXPECT_THAT(Log.get_Warnings(), IsEmpty());
   EXPECT_EQ(Group.get_ClassID(), TCNullTypes<int>(5));
   EXPECT_EQ(Group.GetOrder(), 0);
+}
+
+namespace {
+
+class TLoggingOverride : public TCPropertyInitOverride {
+ public:
+  using TCPropertyInitOverride::TCPropertyInitOverride;
+  void DoInitialize() override { SyslogWarning("the override runs"); }
+};
+
+}  // namespace
+
+TEST(TCPropertyGroupTest, WarnsBeforeItsOverrideRuns) {
+  TCapturedLog const Log;
+  TCPropertyGroup& Group = *new TCPropertyGroup("Network", 10, "", false);
+  TLoggingOverride const Override(&Group);
+
+  TCBasicPropertyID::Initialize();
+
+  EXPECT_THAT(Log.get_Warnings(),
+              ElementsAre("Property Group Network(10) Group is not linked to a container",
+                          "the override runs"));
 }

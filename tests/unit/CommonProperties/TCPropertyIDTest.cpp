@@ -78,14 +78,14 @@ class TTakeTypeFlags : public TCPropertyInitOverride {
 
 }  // namespace
 
-// --- construction
-// ----------------------------------------------------------------------------------
+// ---- construction ----
 
 TEST(TCPropertyIDTest, TakesItsTypeFromItsFlagsIntegerBeforeStringBeforeBoolean) {
   std::vector<int> Types;
   int Number = 10;
-  for (int Flags : {0x08, 0x10, 0x18, 0x20, 0x28, 0x30, 0x38, 0x00, 0x07})
+  for (int Flags : {0x08, 0x10, 0x18, 0x20, 0x28, 0x30, 0x38, 0x00, 0x07}) {
     Types.push_back(NewField(Flags, Number++).get_Type());
+  }
 
   EXPECT_THAT(
       Types,
@@ -164,8 +164,7 @@ TEST(TCPropertyIDTest, KeepsItsTypeWhenAskedToDeriveItWithoutATypeFlag) {
   EXPECT_EQ(Field.get_Type(), Property::eDBLookupField);
 }
 
-// --- finding
-// ---------------------------------------------------------------------------------------
+// ---- finding ----
 
 TEST(TCPropertyIDTest, IsFoundByItsNumber) {
   TCPropertyID& Field = NewField(0x10, 10);
@@ -217,8 +216,7 @@ TEST(TCPropertyIDTest, RefusesToFindAPlainNodeWithTheTypeOfAField) {
                   "Changing none property field Plain(10) Integer Field is not allowed");
 }
 
-// --- choices
-// ---------------------------------------------------------------------------------------
+// ---- choices ----
 
 TEST(TCPropertyIDTest, BecomesAChoiceFieldWithItsFirstChoice) {
   TCPropertyID& Field = NewField(0x20);
@@ -358,22 +356,24 @@ TEST(TCPropertyIDTest, SearchesItsChoicesOnManyThreadsWhileOthersAreAdded) {
       for (int Search = 0; Search < 200; ++Search) {
         bool NotFound = true;
         if (Field.FindChoiceByID(100, NotFound) != &First || NotFound ||
-            Field.FindChoiceByValue("nothing", NotFound) != &First || !NotFound)
+            Field.FindChoiceByValue("nothing", NotFound) != &First || !NotFound) {
           ++Wrong;
+        }
       }
     });
   }
-  for (int Number = 101; Number < 201; ++Number)
+  for (int Number = 101; Number < 201; ++Number) {
     NewChoice(Field, Number, false);
-  for (std::thread& Thread : Threads)
+  }
+  for (std::thread& Thread : Threads) {
     Thread.join();
+  }
 
   EXPECT_EQ(Wrong, 0);
   EXPECT_EQ(Field.get_Choices().size(), 101U);
 }
 
-// --- default values
-// --------------------------------------------------------------------------------
+// ---- default values ----
 
 TEST(TCPropertyIDTest, AnswersTheNumberOfTheDefaultChoiceAsDefault) {
   TCPropertyID& Field = *new TCPropertyID("Mode", 10, "", kNoParent, 0x10, "ignored");
@@ -446,8 +446,7 @@ TEST(TCPropertyIDTest, LeavesAValueOfAnotherTypeAlone) {
   }
 }
 
-// --- untyped values
-// --------------------------------------------------------------------------------
+// ---- untyped values ----
 
 TEST(TCPropertyIDTest, WritesAnUntypedIntegerInDecimal) {
   EXPECT_EQ(NewField(0x10, 10).BoostCast(boost::any(7)), TText("7"));
@@ -483,13 +482,13 @@ TEST(TCPropertyIDTest, AnswersNullForAnUntypedValueWhenItHasNoType) {
   EXPECT_TRUE(NewField(0x00).BoostCast(boost::any(7)).IsNull());
 }
 
-// --- visibility
-// ------------------------------------------------------------------------------------
+// ---- visibility ----
 
 TEST(TCPropertyIDTest, ShowsALevelByItsFlags) {
   std::vector<int> Levels;
-  for (int Flags = 0; Flags < 8; ++Flags)
+  for (int Flags = 0; Flags < 8; ++Flags) {
     Levels.push_back(NewField(0x10 | Flags, 10 + Flags).GetShow());
+  }
   EXPECT_THAT(Levels, ElementsAre(1, 0, 1, 0, 2, 0, 1, 0));
 }
 
@@ -523,8 +522,7 @@ TEST(TCPropertyIDTest, IsHiddenThroughANode) {
   EXPECT_EQ(Field.GetShow(), 0);
 }
 
-// --- initialisation
-// --------------------------------------------------------------------------------
+// ---- initialisation ----
 
 TEST(TCPropertyIDTest, FailsTheInitialisationWithoutAFieldType) {
   NewField(0x07);
@@ -618,8 +616,7 @@ TEST(TCPropertyIDTest, TakesItsClassIdFromItsParentWhenItInitialisesItself) {
   EXPECT_EQ(Field.get_ClassID(), TCNullTypes<int>(5));
 }
 
-// --- the unassigned property
-// -----------------------------------------------------------------------
+// ---- the unassigned property ----
 
 TEST(TCPropertyIDTest, KnowsTheUnassignedPropertyByNumberZero) {
   EXPECT_EQ(TCPropertyID::Find(0), &Property::Prop_Unassigned);

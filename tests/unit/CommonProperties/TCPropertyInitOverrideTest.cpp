@@ -38,8 +38,9 @@ class TTestOverride : public TCPropertyInitOverride {
 
   void DoInitialize() override {
     ++m_Runs;
-    if (m_Action)
+    if (m_Action) {
       m_Action(*this);
+    }
   }
 
   int m_Runs = 0;
@@ -67,8 +68,7 @@ struct TChoiceField {
 
 }  // namespace
 
-// --- attaching and applying
-// ------------------------------------------------------------------------
+// ---- attaching and applying ----
 
 TEST(TCPropertyInitOverrideTest, RefusesANullNode) {
   ExpectOverrideException(CaughtException([] { TTestOverride Override(nullptr); }),
@@ -153,8 +153,7 @@ TEST(TCPropertyInitOverrideTest, AbortsTheInitialisationWhenItThrows) {
   EXPECT_TRUE(IsSchemaLockFree());
 }
 
-// --- the node as a field
-// ---------------------------------------------------------------------------
+// ---- the node as a field ----
 
 TEST(TCPropertyInitOverrideTest, AnswersItsNodeAsAField) {
   TCPropertyID& Field = NewField(0x10);
@@ -182,13 +181,13 @@ TEST(TCPropertyInitOverrideTest, RefusesANodeThatIsNoFieldWhereAFieldIsNeeded) {
         [&] { Override.SetDefaultValue(std::string("text")); },
         [&] { Override.SetDefaultChoice(11); },
     };
-    for (auto const& Operation : Operations)
+    for (auto const& Operation : Operations) {
       ExpectOverrideException(CaughtException(Operation), "propertyID != __null", "");
+    }
   }
 }
 
-// --- flags and visibility
-// --------------------------------------------------------------------------
+// ---- flags and visibility ----
 
 TEST(TCPropertyInitOverrideTest, SetsFlagsAndLeavesTheTypeAlone) {
   TCPropertyID& Field = NewField(0x10);
@@ -226,12 +225,12 @@ TEST(TCPropertyInitOverrideTest, SetsTheVisibilityOfEveryKindOfNode) {
   // The nodes go on living after their overrides.
   for (TCBasicPropertyID* Node :
        {static_cast<TCBasicPropertyID*>(&Field), static_cast<TCBasicPropertyID*>(&Group),
-        static_cast<TCBasicPropertyID*>(&Choice)})
+        static_cast<TCBasicPropertyID*>(&Choice)}) {
     Node->SetInitOverride(nullptr);
+  }
 }
 
-// --- default values
-// --------------------------------------------------------------------------------
+// ---- default values ----
 
 TEST(TCPropertyInitOverrideTest, SetsABooleanDefault) {
   TCPropertyID& Field = NewField(0x08);
@@ -319,8 +318,7 @@ TEST(TCPropertyInitOverrideTest, AnswersTheStoredDefaultOfAChoiceField) {
   EXPECT_EQ(TTestOverride(&Field).GetDefaultValue(), TText("stored"));
 }
 
-// --- default choice
-// --------------------------------------------------------------------------------
+// ---- default choice ----
 
 TEST(TCPropertyInitOverrideTest, MarksOneChoiceAsDefaultByItsNumber) {
   TChoiceField const Mode;

@@ -106,8 +106,9 @@ TEST_F(TCPropertyShowControlTest, GivesTheFirstOfTwoControlsTheLastWord) {
 TEST_F(TCPropertyShowControlTest, AppliesTheNewestControlFirst) {
   std::vector<int> Notes;
   TCPropertyGroup& Group = NewGroup(1, false);
-  for (int Name = 1; Name <= 3; ++Name)
+  for (int Name = 1; Name <= 3; ++Name) {
     new TNotingControl(&Group, Name, Notes);
+  }
 
   TCBasicPropertyID::Initialize();
 

@@ -32,7 +32,7 @@ void Shorten(TCCommonPropertyObject& Object) {
 
 }  // namespace
 
-// --- begin and end -------------------------------------------------------------------------------
+// ---- begin and end ----
 
 TEST_F(TCPropertyTransactionTest, IsNotOpenWhenConstructed) {
   EXPECT_FALSE(m_Transaction.get_Active());
@@ -218,7 +218,7 @@ TEST_F(TCPropertyTransactionWithoutStore, ThrowsOnACommit) {
   EXPECT_TRUE(Transaction.get_Active());
 }
 
-// --- a thread's end ------------------------------------------------------------------------------
+// ---- a thread's end ----
 
 TEST_F(TCPropertyTransactionTest, IsForgottenWhenItsThreadEnds) {
   OnAnotherThread([this] { m_Transaction.Begin(); });
@@ -245,7 +245,7 @@ TEST_F(TCPropertyTransactionTest, MayBeGoneWhenItsThreadEnds) {
   EXPECT_THAT(TTestStore::m_Transactions, IsEmpty());
 }
 
-// --- what is recorded ----------------------------------------------------------------------------
+// ---- what is recorded ----
 
 TEST_F(TCPropertyTransactionTest, RecordsAnObjectOfTheKey) {
   TCCommonPropertyObject const* const Object =
@@ -301,8 +301,9 @@ TEST_F(TCPropertyTransactionTest, OrdersChangesByKey) {
   m_Transaction.Changed(m_Schema.m_Name, 9, "a", kOwnMAC);
 
   std::string Order;
-  for (auto const& Change : m_Transaction.get_Changes())
+  for (auto const& Change : m_Transaction.get_Changes()) {
     Order += Change.second->GetRealValue();
+  }
   EXPECT_EQ(Order, "abc");
 }
 
@@ -317,7 +318,7 @@ TEST_F(TCPropertyTransactionTest, DropsItsChangesAndStaysOpenOnReset) {
   EXPECT_EQ(TCPropertyCollection::InTransaction(), &m_Transaction);
 }
 
-// --- the store's reads ---------------------------------------------------------------------------
+// ---- the store's reads ----
 
 TEST_F(TCPropertyTransactionTest, LetsItsThreadReadThePendingValue) {
   Store(m_Schema.m_SiteName, 5, "stored", "");
@@ -392,7 +393,7 @@ TEST_F(TCPropertyTransactionTest, CanNotCorrectAPendingValueThatIsNotStored) {
   EXPECT_TRUE(IsStoreFree());
 }
 
-// --- the store's sets ----------------------------------------------------------------------------
+// ---- the store's sets ----
 
 TEST_F(TCPropertyTransactionTest, TakesASetOfAMissingValue) {
   m_Transaction.Begin();

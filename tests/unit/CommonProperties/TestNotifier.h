@@ -24,8 +24,9 @@ class TTestNotifier : public Property::TCCommonPropertyChangeNotifier {
   std::vector<TEntry> get_Entries() {
     TCCriticalSectionLock Lock(m_Lock);
     std::vector<TEntry> Result;
-    for (auto const& Entry : m_Queue)
+    for (auto const& Entry : m_Queue) {
       Result.emplace_back(Entry.first.GetRealValue(), Entry.second);
+    }
     return Result;
   }
 
@@ -34,8 +35,9 @@ class TTestNotifier : public Property::TCCommonPropertyChangeNotifier {
 
  protected:
   bool OnPropQueued() override {
-    if (m_OnQueued)
+    if (m_OnQueued) {
       m_OnQueued();
+    }
     return m_Answer;
   }
 };

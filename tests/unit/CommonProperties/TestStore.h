@@ -54,9 +54,11 @@ class TTestStore : public Property::TCPropertyCollection {
       Property::TCPropertyID const& ID) override {
     Record("DoLoadPropertyList", [&] { m_LoadedLists.push_back(&ID); });
     std::list<Property::TCCommonPropertyObject> Result;
-    for (auto const& Entry : m_Properties)
-      if (Entry.first.get_ID().get_Number() == ID.get_Number())
+    for (auto const& Entry : m_Properties) {
+      if (Entry.first.get_ID().get_Number() == ID.get_Number()) {
         Result.push_back(*Entry.second);
+      }
+    }
     return Result;
   }
 
@@ -68,8 +70,9 @@ class TTestStore : public Property::TCPropertyCollection {
   /// Answers what m_FetchResult does, and without one what the base does.
   bool OnFetchProperty(Property::TCCommonPropertyObject& Object) override {
     Record("OnFetchProperty", [&] { m_Fetched.push_back(Object); });
-    if (m_FetchResult)
+    if (m_FetchResult) {
       return m_FetchResult(Object);
+    }
     return TCPropertyCollection::OnFetchProperty(Object);
   }
 
@@ -120,8 +123,9 @@ class TTestStore : public Property::TCPropertyCollection {
       m_Calls.emplace_back(Hook);
       Detail();
     }
-    if (m_OnHook)
+    if (m_OnHook) {
       m_OnHook(Hook);
+    }
   }
 
   template <class T>

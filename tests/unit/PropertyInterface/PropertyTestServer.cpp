@@ -8,28 +8,36 @@
 #include <filesystem>
 #include <utility>
 
+#include "PropertyInterface/PropertyProtocol.h"
+#include "tests/support/PrivateFolder.h"
+
 using Accessories::TCRecordID;
+namespace PropertyProtocol = Property::PropertyProtocol;
 using Property::TCNorvPropertyObject;
 
 void Fill(TPropertyMail& Mail, std::vector<TRecord> const& Records) {
   for (TRecord const& Record : Records) {
-    Mail.CreateRecord()->SetRecord(Record.m_ID, Record.m_Data, TCRecordID(Record.m_Link),
-                                   Record.m_Loaded, Record.m_MAC);
+    TCNorvPropertyObject* const Object = Mail.CreateRecord();
+    if (Record.m_ID == TRecord::kNothing) {
+      continue;
+    }
+    Object->SetRecord(Record.m_ID, Record.m_Data, TCRecordID(Record.m_Link), Record.m_Loaded,
+                      Record.m_MAC);
+    if (!Record.m_HasData) {
+      Object->get_Record().m_Data.Unassign();
+    }
   }
 }
 
 std::string MakeRouterFolder() {
-  std::string Folder = ::testing::TempDir() + "propertyXXXXXX";
-  if (mkdtemp(Folder.data()) == nullptr) {
-    throw TCException("PropertyTestServer", __LINE__).Format("cannot make %s", Folder.c_str());
-  }
+  std::string Folder = MakePrivateFolder();
   setenv("MAILROUTER_ADDRESS", ("unix:path=" + Folder + "/socket").c_str(), 1);
   return Folder;
 }
 
 class TPropertyTestServer::TService : public TCNorvService {
  public:
-  explicit TService(TCNorvMailRouter& Router) : TCNorvService(Router, "@mailrouter.property") {}
+  explicit TService(TCNorvMailRouter& Router) : TCNorvService(Router, PropertyProtocol::kMailbox) {}
   ~TService() override { Close(); }
 
   template <class TAction>
@@ -41,13 +49,24 @@ class TPropertyTestServer::TService : public TCNorvService {
   // guarded by m_Lock
   std::vector<TRecord> m_All;
   std::vector<TRecord> m_One;
-  int m_OneType = 4;
-  int m_OneName = 2;
+  int m_OneType = PropertyProtocol::kOneValue.Type;
+  int m_OneName = PropertyProtocol::kOneValue.Name;
   bool m_Refuses = false;
   std::function<void()> m_RequestHook;
   std::function<void()> m_MailHook;
   std::vector<std::string> m_Requests;
   std::vector<std::string> m_Mails;
+
+  // of the router's thread
+  bool m_Publishes = false;
+  bool m_Holds = false;
+
+  void ReleaseMails() {
+    m_Holds = false;
+    for (TSNorvReceivedMail const& Mail : std::exchange(m_Held, {})) {
+      Finish(Mail);
+    }
+  }
 
  protected:
   void OnMail(TSNorvReceivedMail const& Mail) override {
@@ -58,7 +77,11 @@ class TPropertyTestServer::TService : public TCNorvService {
     if (Hook) {
       Hook();
     }
-    Acknowledge(Mail);
+    if (m_Holds) {
+      m_Held.push_back(Mail);
+    } else {
+      Finish(Mail);
+    }
   }
 
   bool OnRequest(TSNorvMailSender const& /*Sender*/, TSNorvMailContent const& Request,
@@ -71,15 +94,28 @@ class TPropertyTestServer::TService : public TCNorvService {
       Hook();
     }
     std::lock_guard<std::mutex> Guard(m_Lock);
-    bool const All = Request.SignalName == 1;
-    TPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, All ? 2 : m_OneType,
-                       All ? 1 : m_OneName);
+    bool const All = Request.SignalName == PropertyProtocol::kRequestAll.Name;
+    TPropertyMail Mail(TCNorvPropertyObject::m_MailClassID,
+                       All ? PropertyProtocol::kAllValues.Type : m_OneType,
+                       All ? PropertyProtocol::kAllValues.Name : m_OneName);
     Fill(Mail, All ? m_All : m_One);
     Answer = Mail.get_Content();
     return !m_Refuses;
   }
 
  private:
+  void Finish(TSNorvReceivedMail const& Mail) {
+    if (m_Publishes) {
+      TSNorvMailContent Content = Mail.Content;
+      Content.SignalType = 4;
+      Content.SignalName = 1;
+      Publish(Content, Mail);
+    }
+    Acknowledge(Mail);
+  }
+
+  std::vector<TSNorvReceivedMail> m_Held;  // of the router's thread
+
   static std::string AsText(TSNorvMailContent const& Content) {
     TPropertyMail Mail(Content.MailClass, Content.SignalType, Content.SignalName);
     Mail.SetContent(Content);
@@ -117,8 +153,8 @@ void TPropertyTestServer::AnswerOne(std::vector<TRecord> Records, int SignalType
   });
 }
 
-void TPropertyTestServer::Refuse() {
-  m_Service->Locked([&] { m_Service->m_Refuses = true; });
+void TPropertyTestServer::Refuse(bool Refuses) {
+  m_Service->Locked([&] { m_Service->m_Refuses = Refuses; });
 }
 
 void TPropertyTestServer::OnRequest(std::function<void()> Hook) {
@@ -127,6 +163,18 @@ void TPropertyTestServer::OnRequest(std::function<void()> Hook) {
 
 void TPropertyTestServer::OnMail(std::function<void()> Hook) {
   m_Service->Locked([&] { m_Service->m_MailHook = std::move(Hook); });
+}
+
+void TPropertyTestServer::PublishMails() {
+  m_Router->Execute([&] { m_Service->m_Publishes = true; });
+}
+
+void TPropertyTestServer::HoldMails() {
+  m_Router->Execute([&] { m_Service->m_Holds = true; });
+}
+
+void TPropertyTestServer::ReleaseMails() {
+  m_Router->Execute([&] { m_Service->ReleaseMails(); });
 }
 
 void TPropertyTestServer::Publish(int SignalType, int SignalName,

@@ -24,6 +24,9 @@ struct TRecord {
   std::string m_Link;
   std::string m_MAC;
   bool m_Loaded = false;
+  bool m_HasData = true;  ///< otherwise the field is unset
+
+  static constexpr int kNothing = -1;  ///< as the number: no field is set
 };
 
 /// Appends the records to a mail whose signal carries value records.
@@ -45,12 +48,19 @@ class TPropertyTestServer {
   void AnswerAll(std::vector<TRecord> Records);
   /// What a request for one property is answered with.
   void AnswerOne(std::vector<TRecord> Records, int SignalType = 4, int SignalName = 2);
-  /// Refuses every request from now on.
-  void Refuse();
+  /// Refuses every request from now on, or answers again.
+  void Refuse(bool Refuses = true);
   /// Runs on the router's thread before each request is answered.
   void OnRequest(std::function<void()> Hook);
   /// Runs on the router's thread after each mail was taken; may call PublishHere.
   void OnMail(std::function<void()> Hook);
+
+  /// Publishes each mail from now on, before it is acknowledged.
+  void PublishMails();
+  /// Takes mails from now on without publishing or acknowledging them.
+  void HoldMails();
+  /// Does what is due for the mails that were held, and holds no more.
+  void ReleaseMails();
 
   /// Sends a mail to every subscribed process.
   void Publish(int SignalType, int SignalName, std::vector<TRecord> const& Records);

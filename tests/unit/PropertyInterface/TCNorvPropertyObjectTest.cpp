@@ -36,7 +36,7 @@ struct TCNorvPropertyObjectUnboundSignal : ::testing::TestWithParam<TSignal> {};
 
 }  // namespace
 
-// --- mail class ----------------------------------------------------------------------------------
+// ---- mail class ----
 
 TEST(TCNorvPropertyObjectTest, NamesTheMailClass) {
   EXPECT_EQ(Norv_PropertyMail.get_Name(), "property");
@@ -58,7 +58,7 @@ TEST(TCNorvPropertyObjectTest, IsUsableInStaticInitialisers) {
   EXPECT_EQ(EarlyClassID, TCNorvMailClassID("property", 2).get_ID());
 }
 
-// --- fields --------------------------------------------------------------------------------------
+// ---- fields ----
 
 TEST(TCNorvPropertyObjectTest, RegistersTheFieldsOfAValueInWireOrder) {
   TCNorvPropertyObject Object;
@@ -82,7 +82,7 @@ TEST(TCNorvPropertyObjectTest, HasOnlyUnassignedFieldsWhenConstructed) {
   EXPECT_EQ(Object.get_Request().get_AsText(), "");
 }
 
-// --- signals -------------------------------------------------------------------------------------
+// ---- signals ----
 
 TEST_P(TCNorvPropertyObjectRecordSignal, CarriesValues) {
   TCNorvPropertyObject Object;
@@ -119,7 +119,7 @@ TEST(TCNorvPropertyObjectTest, CarriesNoRecordsInMailsOfAnotherVersion) {
   EXPECT_EQ(Object.Find(TCNorvMailClassID("property", 1), 2, 3), nullptr);
 }
 
-// --- filling -------------------------------------------------------------------------------------
+// ---- filling ----
 
 TEST(TCNorvPropertyObjectTest, FillsAllFieldsOfALinkedValue) {
   TCNorvPropertyObject Object;
@@ -198,7 +198,7 @@ TEST(TCNorvPropertyObjectTest, LeavesDataAndLoadedOfARequestUnset) {
   EXPECT_FALSE(Object.get_Record().m_Loaded.IsAssigned());
 }
 
-// --- messages ------------------------------------------------------------------------------------
+// ---- messages ----
 
 TEST(TCNorvPropertyObjectTest, AppendsRecordsInTheOrderOfTheirCreation) {
   TMail Mail(TCNorvPropertyObject::m_MailClassID, 2, 3);

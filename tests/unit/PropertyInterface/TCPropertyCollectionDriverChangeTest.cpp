@@ -11,10 +11,48 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::Not;
+using ::testing::UnorderedElementsAre;
 
 namespace {
 
 struct TCPropertyCollectionDriverChange : TDriverFixture {};
+
+/// Changes whose published copies come when the server releases them.
+struct TCPropertyCollectionDriverOwnChange : TDriverFixture {
+  void Start() {
+    m_Server.PublishMails();
+    m_Server.HoldMails();
+    TDriverFixture::Start();
+  }
+
+  /// Returns when all that was published before has been applied.
+  void Release() {
+    m_Server.ReleaseMails();
+    m_Server.Publish(4, 1, {{3001, "the end", "9", ""}});
+    std::size_t Told = 0;
+    do {
+      ASSERT_TRUE(m_Notifier.WaitFor(++Told));
+    } while (m_Notifier.get_Lines()[Told - 1] != "PlantName[9]@=the end");
+  }
+
+  /// Runs `Action` while another thread puts an answer to use.
+  void WhileAnAnswerIsInHand(std::function<void()> Action) {
+    m_Server.AnswerOne({{1002, "5", "", kOtherMAC, true}});
+    TRecordingNotifier Listener;
+    bool Done = false;
+    Listener.m_OnTold = [&] {
+      if (!std::exchange(Done, true)) {
+        Action();
+      }
+    };
+    Listener.Enable();
+    OnAnotherThread([&] { GetProperty(m_Schema.m_Count, TCRecordID(), kOtherMAC); });
+  }
+};
+
+void InUpperCase(TCCommonPropertyObject& Value) {
+  Value.SetRealValue("MINE");
+}
 
 struct TCPropertyCollectionDriverTransaction : TDriverFixture {
   TCPropertyTransaction m_Transaction;
@@ -29,7 +67,7 @@ struct TCPropertyCollectionDriverList : TDriverFixture {
 
 }  // namespace
 
-// --- single changes ------------------------------------------------------------------------------
+// ---- single changes ----
 
 TEST_F(TCPropertyCollectionDriverChange, SendsAChange) {
   Start();
@@ -129,7 +167,123 @@ TEST_F(TCPropertyCollectionDriverChange, IsNotTakenBackByItsOwnEcho) {
   EXPECT_THAT(m_Notifier.get_Lines(), ElementsAre("Name[]@00:11:22:33:44:55=new"));
 }
 
-// --- transactions --------------------------------------------------------------------------------
+// ---- changes on their way ----
+
+TEST_F(TCPropertyCollectionDriverOwnChange, KeepsItsCorrectionWhenItsCopyComesAfterAnAnswer) {
+  Start();
+  SetPropertyValidation(m_Schema.m_Name, &InUpperCase);
+  WhileAnAnswerIsInHand([&] {
+    SetProperty(m_Schema.m_Name, "mine");
+    GetProperty(m_Schema.m_Name);
+  });
+
+  Release();
+
+  EXPECT_EQ(Driver()->getPropertyData(m_Schema.m_Name, TCRecordID(), kOwnMAC), "MINE");
+  EXPECT_THAT(m_Notifier.get_Lines(),
+              UnorderedElementsAre("Count[]@00:11:22:33:44:66=5", "Name[]@00:11:22:33:44:55=mine",
+                                   "Name[]@00:11:22:33:44:55=MINE", "PlantName[9]@=the end"));
+}
+
+TEST_F(TCPropertyCollectionDriverOwnChange, StaysRemovedWhenItsCopyComesAfterAnAnswer) {
+  Start();
+  WhileAnAnswerIsInHand([&] {
+    SetProperty(m_Schema.m_Name, "mine");
+    Driver()->DeleteProperty(m_Schema.m_Name, TCRecordID(), "");
+  });
+
+  Release();
+
+  EXPECT_THAT(StoredLines(), ElementsAre("Count[]@00:11:22:33:44:66=5", "PlantName[9]@=the end"));
+}
+
+TEST_F(TCPropertyCollectionDriverOwnChange, LiesOverAnOlderAnswerToAFetch) {
+  m_Server.AnswerAll({{1001, "old", "", kOwnMAC}, {1002, "5", "", kOwnMAC}});
+  Start();
+  SetProperty(m_Schema.m_Name, "mine");
+  SetProperty(m_Schema.m_SiteName, "mine, too");
+
+  Driver()->Fetch();
+
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=mine",
+                                         "Count[]@00:11:22:33:44:55=5", "SiteName[]@=mine, too"));
+  Release();
+  EXPECT_THAT(m_Notifier.get_Lines(),
+              ElementsAre("Name[]@00:11:22:33:44:55=mine", "SiteName[]@=mine, too",
+                          "PlantName[9]@=the end"));
+  EXPECT_EQ(GetProperty(m_Schema.m_Name).GetRealValue(), "mine");
+}
+
+TEST_F(TCPropertyCollectionDriverOwnChange, LiesOverAnOlderAnswerWhenItIsMadeMeanwhile) {
+  m_Server.AnswerAll({{1001, "old", "", kOwnMAC}});
+  Start();
+  m_Server.OnRequest([&] { SetProperty(m_Schema.m_Name, "mine"); });
+
+  Driver()->Fetch();
+
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=mine"));
+  Release();
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=mine", "PlantName[9]@=the end"));
+}
+
+TEST_F(TCPropertyCollectionDriverOwnChange, LiesOverAnAnswerWithItsCorrection) {
+  m_Server.AnswerAll({{1001, "old", "", kOwnMAC}});
+  Start();
+  SetPropertyValidation(m_Schema.m_Name, &InUpperCase);
+  SetProperty(m_Schema.m_Name, "mine");
+  GetProperty(m_Schema.m_Name);
+
+  Driver()->Fetch();
+
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=MINE"));
+  Release();
+  EXPECT_EQ(Driver()->getPropertyData(m_Schema.m_Name, TCRecordID(), kOwnMAC), "MINE");
+}
+
+TEST_F(TCPropertyCollectionDriverOwnChange, LiesOverAnOlderAnswerToAReadOfAnotherThread) {
+  m_Server.AnswerOne({{1001, "old", "", kOtherMAC, true}});
+  Start();
+  m_Server.OnRequest([&] { SetProperty(m_Schema.m_Name, "mine", TCRecordID(), kOtherMAC); });
+
+  TCCommonPropertyObject const Read = GetProperty(m_Schema.m_Name, TCRecordID(), kOtherMAC);
+
+  EXPECT_EQ(Read.GetRealValue(), "old");
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:66=mine"));
+  Release();
+  EXPECT_EQ(GetProperty(m_Schema.m_Name, TCRecordID(), kOtherMAC).GetRealValue(), "mine");
+}
+
+TEST_F(TCPropertyCollectionDriverOwnChange, ComesBackWithItsCopyWhenTheStoreWasEmptied) {
+  m_Server.AnswerAll({{1001, "old", "", kOwnMAC}});
+  Start();
+  SetProperty(m_Schema.m_Name, "mine");
+  SetProperty(m_Schema.m_SiteName, "mine, too");
+  Driver()->Clear();
+
+  Driver()->Fetch();
+
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=old"));
+  Release();
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=mine", "SiteName[]@=mine, too",
+                                         "PlantName[9]@=the end"));
+}
+
+TEST_F(TCPropertyCollectionDriverOwnChange, ComesBackWithItsCopyAfterAFetchThatFailed) {
+  m_Server.AnswerAll({{1001, "old", "", kOwnMAC}});
+  Start();
+  SetProperty(m_Schema.m_Name, "mine");
+  m_Server.Refuse();
+  EXPECT_THROW(Driver()->Fetch(), TCException);
+  EXPECT_THAT(StoredLines(), IsEmpty());
+  m_Server.Refuse(false);
+
+  Driver()->Fetch();
+  Release();
+
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=mine", "PlantName[9]@=the end"));
+}
+
+// ---- transactions ----
 
 TEST_F(TCPropertyCollectionDriverTransaction, LeavesInOneMailInTheOrderOfTheKeys) {
   Start();
@@ -221,6 +375,44 @@ TEST_F(TCPropertyCollectionDriverTransaction, TellsAChangeThatTheStoreHasTakenMe
 
   EXPECT_THAT(m_Notifier.get_Lines(), ElementsAre("Name[]@00:11:22:33:44:55=same"));
   EXPECT_EQ(SentMails().size(), 1u);
+}
+
+TEST_F(TCPropertyCollectionDriverTransaction, TellsLastWhatStandsWhenAChangeCameMeanwhile) {
+  bool Done = false;
+  m_Notifier.m_OnTold = [&] {
+    if (!std::exchange(Done, true)) {
+      Driver()->UpdateProperty(m_Schema.m_Count, TCRecordID(), "9", true, kOwnMAC);
+    }
+  };
+  Start();
+  m_Transaction.Begin();
+  SetProperty(m_Schema.m_Name, "mine");
+  SetProperty(m_Schema.m_Count, 3);
+
+  m_Transaction.Commit();
+
+  EXPECT_THAT(m_Notifier.get_Lines(),
+              ElementsAre("Name[]@00:11:22:33:44:55=mine", "Count[]@00:11:22:33:44:55=9",
+                          "Count[]@00:11:22:33:44:55=3", "Count[]@00:11:22:33:44:55=9"));
+}
+
+TEST_F(TCPropertyCollectionDriverTransaction, TellsLastThatAValueWasRemovedMeanwhile) {
+  bool Done = false;
+  m_Notifier.m_OnTold = [&] {
+    if (!std::exchange(Done, true)) {
+      Driver()->DeleteProperty(m_Schema.m_Count, TCRecordID(), kOwnMAC);
+    }
+  };
+  Start();
+  m_Transaction.Begin();
+  SetProperty(m_Schema.m_Name, "mine");
+  SetProperty(m_Schema.m_Count, 3);
+
+  m_Transaction.Commit();
+
+  EXPECT_THAT(m_Notifier.get_Lines(),
+              ElementsAre("Name[]@00:11:22:33:44:55=mine", "deleted Count[]@00:11:22:33:44:55=3",
+                          "Count[]@00:11:22:33:44:55=3", "deleted Count[]@00:11:22:33:44:55=3"));
 }
 
 TEST_F(TCPropertyCollectionDriverTransaction, IsSentAndStoredBeforeItIsTold) {
@@ -357,7 +549,7 @@ TEST_F(TCPropertyCollectionDriverTransaction, LetsANotifierSetAProperty) {
           "property v2 Change 3: {id=1002 data=\"6\" mac=\"00:11:22:33:44:55\" loaded=0}"));
 }
 
-// --- lists ---------------------------------------------------------------------------------------
+// ---- lists ----
 
 TEST_F(TCPropertyCollectionDriverList, HoldsEveryValueOfAPropertyWhoseClassHasATable) {
   Start();

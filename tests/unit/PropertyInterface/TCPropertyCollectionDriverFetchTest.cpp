@@ -26,7 +26,7 @@ struct TCPropertyCollectionDriverFetch : TDriverFixture {
 
 }  // namespace
 
-// --- this device ---------------------------------------------------------------------------------
+// ---- this device ----
 
 TEST_F(TCPropertyCollectionDriverFetch, GivesAnOwnValueItsDefault) {
   Start();
@@ -83,7 +83,7 @@ TEST_F(TCPropertyCollectionDriverFetch, StoresNoDefault) {
   EXPECT_THAT(StoredLines(), IsEmpty());
 }
 
-// --- another device ------------------------------------------------------------------------------
+// ---- another device ----
 
 TEST_F(TCPropertyCollectionDriverFetch, AsksForAnotherDevicesValue) {
   m_Server.AnswerOne({{1001, "theirs", "7", kOtherMAC, true}});
@@ -206,7 +206,7 @@ TEST_F(TCPropertyCollectionDriverFetch, AnswersTrueForEveryValueThatItGives) {
   EXPECT_EQ(Theirs.GetRealValue(), "theirs");
 }
 
-// --- traces --------------------------------------------------------------------------------------
+// ---- traces ----
 
 TEST_F(TCPropertyCollectionDriverFetch, TracesARequestWithTheNameOfTheProperty) {
   m_Server.AnswerOne({{1001, "theirs", "", kOtherMAC, true}});
@@ -227,7 +227,7 @@ TEST_F(TCPropertyCollectionDriverFetch, TracesNoRequestForAnOwnValue) {
   EXPECT_THAT(Traces.get_Traces(), Not(Contains(StartsWith("PROPERTY: Fetch property"))));
 }
 
-// --- failures ------------------------------------------------------------------------------------
+// ---- failures ----
 
 TEST_F(TCPropertyCollectionDriverFetch, AnswersFalseWhenTheServerDoesNotAnswer) {
   Start();

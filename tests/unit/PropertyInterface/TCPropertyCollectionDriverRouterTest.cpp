@@ -87,6 +87,15 @@ TEST_F(TCPropertyCollectionDriverRouter, LeavesAnUnconnectedDriverWhenItIsMissed
   EXPECT_TRUE(IsStoreFree());
 }
 
+TEST_F(TCPropertyCollectionDriverRouter, CanBeWaitedForAgainWhenItWasMissed) {
+  Script().m_Reachable = {false, true};
+  CreateFails();
+
+  TCPropertyCollectionDriver::get_Instance()->Init();
+
+  EXPECT_TRUE(TCPropertyCollectionDriver::get_Instance()->get_Connected());
+}
+
 TEST_F(TCPropertyCollectionDriverRouter, IsAskedForNothingWhenItIsMissed) {
   Script().m_Reachable = {true, false};
 

@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: MIT
 // From nothing to a loaded store, and what stands in the way.
+#include <sys/eventfd.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <future>
 #include <thread>
 
@@ -20,9 +25,29 @@ struct TCPropertyCollectionDriverStart : TDriverFixture {};
 struct TCPropertyCollectionDriverWithoutRouter : TSchemaFixture {};
 struct TCPropertyCollectionDriverBesideAStore : TSchemaFixture {};
 
+thread_local bool t_NoDescriptorFree = false;
+
+TCException CreateWithoutDescriptor() {
+  t_NoDescriptorFree = true;
+  TCException const Exception = CaughtException([] { TCPropertyCollectionDriver::Create(false); });
+  t_NoDescriptorFree = false;
+  return Exception;
+}
+
 }  // namespace
 
-// --- before Create -------------------------------------------------------------------------------
+// In place of the system's, which the libraries would call. Not by a limit of the process, because
+// the sanitizers need descriptors for their own checks.
+extern "C" __attribute__((visibility("default"))) int eventfd(unsigned int Count,
+                                                              int Flags) noexcept {
+  if (t_NoDescriptorFree) {
+    errno = EMFILE;
+    return -1;
+  }
+  return static_cast<int>(syscall(SYS_eventfd2, Count, Flags));
+}
+
+// ---- before Create ----
 
 TEST_F(TCPropertyCollectionDriverStart, HasNeitherInstanceNorStoreBeforeCreate) {
   EXPECT_FALSE(TCPropertyCollectionDriver::get_Created());
@@ -31,7 +56,7 @@ TEST_F(TCPropertyCollectionDriverStart, HasNeitherInstanceNorStoreBeforeCreate) 
   ExpectStoreException(Exception, "m_Instance!=__null", "Property collection has not been created");
 }
 
-// --- Create --------------------------------------------------------------------------------------
+// ---- Create ----
 
 TEST_F(TCPropertyCollectionDriverStart, BecomesTheStoreOfTheProcess) {
   TCPropertyCollectionDriver::Create(false);
@@ -148,7 +173,7 @@ TEST_F(TCPropertyCollectionDriverStart, DoesNotHoldTheStoreWhileItWaitsForTheAns
   EXPECT_TRUE(Free);
 }
 
-// --- traces --------------------------------------------------------------------------------------
+// ---- traces ----
 
 TEST_F(TCPropertyCollectionDriverStart, TracesTheRequestForAllAndItsEnd) {
   TCapturedTraces const Traces;
@@ -188,7 +213,7 @@ TEST_F(TCPropertyCollectionDriverStart, HoldsTheStoreWhileItTakesTheAnswerIn) {
   EXPECT_FALSE(Free.at("Property Request All Done"));
 }
 
-// --- Create that fails ---------------------------------------------------------------------------
+// ---- Create that fails ----
 
 TEST_F(TCPropertyCollectionDriverStart, RefusesASecondCreate) {
   TCPropertyCollectionDriver::Create(true);
@@ -239,6 +264,54 @@ TEST_F(TCPropertyCollectionDriverStart, StaysTheEmptyStoreWhenThePropertiesCould
   EXPECT_TRUE(IsStoreFree());
 }
 
+TEST_F(TCPropertyCollectionDriverStart, RefusesASecondCreateAfterAFailedOneToo) {
+  m_Server.Refuse();
+  EXPECT_THROW(TCPropertyCollectionDriver::Create(true), TCException);
+  m_Server.Refuse(false);
+
+  TCException const Exception = CaughtException([] { TCPropertyCollectionDriver::Create(true); });
+
+  ExpectDriverException(Exception, 82, "m_Instance==__null", "");
+}
+
+TEST_F(TCPropertyCollectionDriverStart, IsCompletedByAFetchWhenThePropertiesCouldNotBeFetched) {
+  m_Server.AnswerAll({{1001, "mine", "", kOwnMAC}, {1001, "theirs", "", kOtherMAC}});
+  m_Server.Refuse();
+  EXPECT_THROW(TCPropertyCollectionDriver::Create(true), TCException);
+  m_Server.Refuse(false);
+  m_Notifier.Enable();
+
+  Driver()->Fetch();
+
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=mine"));
+  m_Server.Publish(4, 1, {{1001, "published", "", kOwnMAC}});
+  ASSERT_TRUE(m_Notifier.WaitFor(1));
+  EXPECT_EQ(GetProperty(m_Schema.m_Name).GetRealValue(), "published");
+}
+
+TEST_F(TCPropertyCollectionDriverStart, LeavesNothingBehindWhenItCanNotBeConstructed) {
+  TCException const Exception = CreateWithoutDescriptor();
+
+  EXPECT_EQ(Exception.get_Message(), "cannot make an event descriptor: Too many open files");
+  EXPECT_EQ(Driver(), nullptr);
+  EXPECT_FALSE(TCPropertyCollectionDriver::get_Created());
+  EXPECT_TRUE(IsStoreFree());
+  ExpectStoreException(CaughtException([this] { SetProperty(m_Schema.m_Name, "lost"); }),
+                       "m_Instance!=__null", "Property collection has not been created");
+}
+
+TEST_F(TCPropertyCollectionDriverStart, CanBeCreatedAfterItCouldNotBeConstructed) {
+  m_Server.AnswerAll({{1001, "mine", "", kOwnMAC}});
+  CreateWithoutDescriptor();
+
+  Start();
+
+  EXPECT_EQ(TCPropertyCollection::get(), Driver());
+  EXPECT_THAT(StoredLines(), ElementsAre("Name[]@00:11:22:33:44:55=mine"));
+  SetProperty(m_Schema.m_Name, "new");
+  EXPECT_EQ(SentMails().size(), 1u);
+}
+
 TEST_F(TCPropertyCollectionDriverBesideAStore, PassesOnThatThereIsAStoreAlready) {
   TTestStore const Store;
 
@@ -251,7 +324,7 @@ TEST_F(TCPropertyCollectionDriverBesideAStore, PassesOnThatThereIsAStoreAlready)
   EXPECT_EQ(TCPropertyCollection::get(), &Store);
 }
 
-// --- waiting for the router ----------------------------------------------------------------------
+// ---- waiting for the router ----
 
 TEST_F(TCPropertyCollectionDriverWithoutRouter, HoldsTheStoreUntilTheRouterAppears) {
   std::string const Folder = MakeRouterFolder();
@@ -271,7 +344,28 @@ TEST_F(TCPropertyCollectionDriverWithoutRouter, HoldsTheStoreUntilTheRouterAppea
   EXPECT_TRUE(IsStoreFree());
 }
 
-// --- Init and Fetch again ------------------------------------------------------------------------
+TEST_F(TCPropertyCollectionDriverWithoutRouter, IsTheStoreForOthersOnceItIsInitialised) {
+  std::string const Folder = MakeRouterFolder();
+  auto Created = std::async(std::launch::async, [] { TCPropertyCollectionDriver::Create(false); });
+  while (!TCPropertyCollectionDriver::get_Created()) {
+    std::this_thread::yield();
+  }
+  std::atomic<bool> Asking{false};
+  auto Connected = std::async(std::launch::async, [&Asking] {
+    Asking = true;
+    return static_cast<TCPropertyCollectionDriver*>(TCPropertyCollection::get())->get_Connected();
+  });
+  for (int Round = 0; Round < 1000 || !Asking; ++Round) {
+    std::this_thread::yield();
+  }
+
+  TPropertyTestServer const Server(Folder);
+  Created.get();
+
+  EXPECT_TRUE(Connected.get());
+}
+
+// ---- Init and Fetch again ----
 
 TEST_F(TCPropertyCollectionDriverStart, DropsTheFilterWhenItIsInitialisedAgain) {
   TCPropertyCollectionDriver::Create(true);
@@ -316,7 +410,7 @@ TEST_F(TCPropertyCollectionDriverStart, EmptiesTheStoreBeforeItAsks) {
   EXPECT_THAT(Meanwhile, IsEmpty());
 }
 
-// --- the end -------------------------------------------------------------------------------------
+// ---- the end ----
 
 TEST_F(TCPropertyCollectionDriverWithoutRouter, KeepsItsInstanceWhenItIsDestroyed) {
   TPropertyTestServer const Server;

@@ -3,23 +3,16 @@
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
 
 #include <sqlite3.h>
-#include <stdlib.h>
 
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
 
+#include "tests/support/PrivateFolder.h"
+
 namespace fs = std::filesystem;
 
 namespace {
-
-fs::path MakeFolder() {
-  std::string Name = ::testing::TempDir() + "property-database-XXXXXX";
-  if (mkdtemp(Name.data()) == nullptr) {
-    throw std::runtime_error("no folder " + Name);
-  }
-  return Name;
-}
 
 constexpr char kVersion1[] = R"(
     CREATE TABLE property_value(
@@ -79,7 +72,7 @@ int KeepFirst(void* Result, int, char** Values, char**) {
 }  // namespace
 
 DatabaseFixture::DatabaseFixture()
-    : m_Folder(MakeFolder()), m_Path((m_Folder / "values.db").string()) {}
+    : m_Folder(MakePrivateFolder()), m_Path((m_Folder / "values.db").string()) {}
 
 DatabaseFixture::~DatabaseFixture() {
   fs::remove_all(m_Folder);

@@ -4,8 +4,10 @@
 
 #include <sqlite3.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <map>
+#include <optional>
 #include <utility>
 
 namespace {
@@ -26,6 +28,8 @@ int g_WriteResult = SQLITE_OK;
 int g_SyncResult = SQLITE_OK;
 int g_SyncCount = 0;
 bool g_SkipsSyncs = false;
+std::optional<std::int64_t> g_Capacity;
+std::map<std::string, std::int64_t> g_Sizes;  // of the files that were opened
 DiskFaults::TWatcher g_Watcher;
 
 int ResultOf(TSOperation const& Operation) {
@@ -42,6 +46,20 @@ int ResultOf(TSOperation const& Operation) {
     errno = Result == SQLITE_FULL ? ENOSPC : EIO;
   }
   return Result;
+}
+
+// The file has this size from now on, where the disk has room for it.
+int Resize(std::string const& Name, std::int64_t Size) {
+  std::int64_t Others = 0;
+  for (auto const& [File, Bytes] : g_Sizes) {
+    Others += File == Name ? 0 : Bytes;
+  }
+  if (g_Capacity && Size > g_Sizes[Name] && Others + Size > *g_Capacity) {
+    errno = ENOSPC;
+    return SQLITE_FULL;
+  }
+  g_Sizes[Name] = Size;
+  return SQLITE_OK;
 }
 
 std::string NameOf(char const* Path) {
@@ -62,13 +80,19 @@ int Read(sqlite3_file* File, void* Bytes, int Count, sqlite3_int64 Offset) {
 int Write(sqlite3_file* File, void const* Bytes, int Count, sqlite3_int64 Offset) {
   auto const& [Methods, Name] = g_Files.at(File);
   std::string_view const Data(static_cast<char const*>(Bytes), static_cast<std::size_t>(Count));
-  int const Result = ResultOf({TEOperation::eWrite, Name, Offset, Data});
+  int Result = ResultOf({TEOperation::eWrite, Name, Offset, Data});
+  if (Result == SQLITE_OK) {
+    Result = Resize(Name, std::max(g_Sizes[Name], std::int64_t{Offset} + Count));
+  }
   return Result != SQLITE_OK ? Result : Methods->xWrite(File, Bytes, Count, Offset);
 }
 
 int Truncate(sqlite3_file* File, sqlite3_int64 Size) {
   auto const& [Methods, Name] = g_Files.at(File);
-  int const Result = ResultOf({TEOperation::eTruncate, Name, Size, {}});
+  int Result = ResultOf({TEOperation::eTruncate, Name, Size, {}});
+  if (Result == SQLITE_OK) {
+    Result = Resize(Name, Size);
+  }
   return Result != SQLITE_OK ? Result : Methods->xTruncate(File, Size);
 }
 
@@ -84,6 +108,9 @@ int Sync(sqlite3_file* File, int Flags) {
 
 int Delete(sqlite3_vfs*, char const* Path, int SyncFolder) {
   int const Result = ResultOf({TEOperation::eDelete, NameOf(Path), 0, {}, SyncFolder != 0});
+  if (Result == SQLITE_OK) {
+    g_Sizes.erase(NameOf(Path));
+  }
   return Result != SQLITE_OK ? Result : g_System->xDelete(g_System, Path, SyncFolder);
 }
 
@@ -106,7 +133,11 @@ int Open(sqlite3_vfs*, char const* Path, sqlite3_file* File, int Flags, int* Out
     Result = g_System->xOpen(g_System, Path, File, Flags, OutFlags);
   }
   if (Result == SQLITE_OK) {
-    g_Files[File] = {File->pMethods, Path != nullptr ? NameOf(Path) : std::string()};
+    TSFile const& Opened =
+        g_Files[File] = {File->pMethods, Path != nullptr ? NameOf(Path) : std::string()};
+    sqlite3_int64 Size = 0;
+    File->pMethods->xFileSize(File, &Size);
+    g_Sizes[Opened.Name] = Size;
     sqlite3_io_methods& Methods = Exchanged.emplace(File->pMethods, *File->pMethods).first->second;
     Methods.xClose = Close;
     Methods.xRead = Read;
@@ -134,6 +165,10 @@ void DiskFaults::FillDisk() {
   g_WriteResult = SQLITE_FULL;
 }
 
+void DiskFaults::LimitDisk(std::int64_t Bytes) {
+  g_Capacity = Bytes;
+}
+
 void DiskFaults::BreakDisk() {
   g_WriteResult = SQLITE_IOERR_WRITE;
   g_SyncResult = SQLITE_IOERR_FSYNC;
@@ -146,6 +181,7 @@ void DiskFaults::BreakSync() {
 void DiskFaults::Repair() {
   g_WriteResult = SQLITE_OK;
   g_SyncResult = SQLITE_OK;
+  g_Capacity.reset();
 }
 
 void DiskFaults::SkipSyncs() {

@@ -30,6 +30,9 @@ void Install();
 
 /// Every write fails as it does on a full disk.
 void FillDisk();
+/// The files of the databases take up to so many bytes; a write beyond that fails as it does on a
+/// full disk.
+void LimitDisk(std::int64_t Bytes);
 /// Every write and every sync fails as it does on a broken disk.
 void BreakDisk();
 /// Every sync fails as it does on a broken disk; writes succeed.

@@ -4,9 +4,11 @@
 
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "Platform/Utility/TCMACAddress.h"
+#include "PropertyInterface/PropertyProtocol.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 
+namespace PropertyProtocol = Property::PropertyProtocol;
 using Property::TCPropertyDatabase;
 
 namespace {
@@ -14,7 +16,7 @@ namespace {
 using TPropertyMail = TCNorvMailMessage<Property::TCNorvPropertyObject>;
 
 TCNorvServiceName PropertyMailbox() {
-  return TCNorvServiceName::MakeLocalProcess("@mailrouter.property", "");
+  return TCNorvServiceName::MakeLocalProcess(PropertyProtocol::kMailbox, "");
 }
 
 }  // namespace
@@ -36,17 +38,18 @@ TSNorvMailContent Values(int SignalType, int SignalName,
 }
 
 TSNorvMailContent Change(std::vector<TPropertyRecord> const& Records) {
-  return Values(eNorvChange, 3, Records);
+  return Values(PropertyProtocol::kChange.Type, PropertyProtocol::kChange.Name, Records);
 }
 
 TSNorvMailContent RequestAll(int Action) {
-  TPropertyMail Mail(Norv_PropertyMail, eNorvRequest, 1);
+  TPropertyMail Mail(Norv_PropertyMail, PropertyProtocol::kRequestAll.Type,
+                     PropertyProtocol::kRequestAll.Name);
   Mail.CreateRecord()->get_Request().m_Action = Action;
   return Mail.get_Content();
 }
 
 TSNorvMailContent RequestOne(TPropertyRecord const& Record) {
-  return Values(eNorvRequest, 2, {Record});
+  return Values(PropertyProtocol::kRequestOne.Type, PropertyProtocol::kRequestOne.Name, {Record});
 }
 
 TSNorvMailContent Foreign(int SignalType, int SignalName) {

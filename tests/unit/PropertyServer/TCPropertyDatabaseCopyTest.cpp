@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kSound[] = " is sound: schema 3, 1 values, 0 history entries";
+constexpr char kSound[] = " is sound: schema 5, 1 values, 0 history entries";
 
 }  // namespace
 
@@ -222,16 +222,46 @@ TEST_F(PropertyDatabaseCopy, IsCheckedForMissingWriters) {
 TEST_F(PropertyDatabaseCopy, IsCheckedForRowsThatTheIndexLacks) {
   {
     TCPropertyDatabase Database(m_Path);
-    TCPropertyDatabase::TCTransaction Transaction(Database);
-    Transaction.RememberMail("somebody", 1);
-    Transaction.Commit();
+    Store(Database, "value");
   }
   RunSQL(m_Path,
          "PRAGMA writable_schema=ON; CREATE TABLE spare(a TEXT); CREATE INDEX lost ON spare(a); "
          "INSERT INTO spare VALUES('x'); UPDATE sqlite_schema SET rootpage = "
          "(SELECT rootpage FROM sqlite_schema WHERE name = 'lost') "
-         "WHERE name = 'sqlite_autoindex_mail_sender_1'; DELETE FROM sqlite_schema WHERE name IN "
+         "WHERE name = 'sqlite_autoindex_writer_1'; DELETE FROM sqlite_schema WHERE name IN "
          "('spare', 'lost')");
 
   EXPECT_THAT(CheckMessage(), HasSubstr(" is damaged: "));
+}
+
+TEST_F(PropertyDatabaseCopy, TakesNoPlaceOfALog) {
+  std::string Image;
+  {
+    TCPropertyDatabase Database(m_Path);
+    Store(Database, "value");
+    Image = Database.Copy();
+    CopyAsLeft("left");
+  }
+  auto const Before = Files(m_Folder / "left");
+
+  for (char const* Suffix : {"-wal", "-journal", "-shm"}) {
+    std::string const Log = (m_Folder / "left" / "." / "values.db").string() + Suffix;
+    EXPECT_EQ(MessageOf([&] { TCPropertyDatabase::WriteCopy(Image, Log); }),
+              "cannot write " + Log +
+                  ": a file of that name belongs to a database; choose another "
+                  "name");
+  }
+  EXPECT_TRUE(Files(m_Folder / "left") == Before);
+}
+
+TEST_F(PropertyDatabaseCopy, TakesNoPlaceOfALinkToADatabaseInUse) {
+  TCPropertyDatabase Database(m_Path);
+  Store(Database, "value");
+  std::string const Image = Database.Copy();
+  fs::create_symlink("values.db", m_Copy);
+
+  EXPECT_EQ(MessageOf([&] { TCPropertyDatabase::WriteCopy(Image, m_Copy); }),
+            "cannot replace " + m_Copy + ": with its log " + m_Path +
+                "-wal it is a database in use, or one that was not closed; choose another file");
+  EXPECT_TRUE(fs::is_symlink(m_Copy));
 }

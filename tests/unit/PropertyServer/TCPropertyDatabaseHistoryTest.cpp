@@ -8,6 +8,7 @@
 using Accessories::TCRecordID;
 using Property::TCPropertyDatabase;
 using Property::TSHistoryEntry;
+using Property::TSHistoryLimits;
 using Property::TSProvenance;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -17,6 +18,7 @@ namespace {
 using TCTransaction = TCPropertyDatabase::TCTransaction;
 
 TCMACAddress const kDevice("00:11:22:AA:BB:CC");
+constexpr std::chrono::hours kAge{24};
 TSProvenance const kOrigin{1234567890123456, 1000, 77, "gateway"};
 
 TSHistoryEntry Entry(std::uint64_t Transaction, int Number, std::int64_t Time,
@@ -44,18 +46,38 @@ std::string AsText(TSHistoryEntry const& Entry) {
 
 class PropertyDatabaseHistory : public DatabaseFixture {
  protected:
-  static void Append(TCPropertyDatabase& Database, std::vector<TSHistoryEntry> const& Entries) {
-    TCTransaction Transaction(Database);
+  static constexpr std::int64_t kHour = std::int64_t{3600} * 1000000;
+  static constexpr std::int64_t kStart = Property::TCHistoryClock::kEarliestSet;
+
+  /// Notes the entries in a transaction of its own, at the time of the last one.
+  static void Append(TCPropertyDatabase& Database, std::vector<TSHistoryEntry> const& Entries,
+                     TSHistoryLimits const& Limits = TSHistoryLimits()) {
+    std::vector<TSHistoryEntry const*> Noted;
     for (TSHistoryEntry const& Each : Entries) {
-      Transaction.AppendHistory(Each);
+      Noted.push_back(&Each);
     }
+    TCTransaction Transaction(Database);
+    Transaction.NoteHistory(Noted, Limits, Entries.back().Origin.Time);
     Transaction.Commit();
   }
 
-  static void Trim(TCPropertyDatabase& Database, std::uint64_t Entries, std::int64_t OldestTime) {
+  /// Notes one change, so many hours after the first.
+  static void AppendAt(TCPropertyDatabase& Database, std::int64_t Hours, std::string const& To) {
+    Append(Database, {Entry(1, 5, kStart + Hours * kHour, To)}, {100, 100000, kAge});
+  }
+
+  static void Trim(TCPropertyDatabase& Database, TSHistoryLimits const& Limits,
+                   std::int64_t Now = 0) {
     TCTransaction Transaction(Database);
-    Transaction.TrimHistory(Entries, OldestTime);
+    Transaction.NoteHistory({}, Limits, Now);
     Transaction.Commit();
+  }
+
+  /// The path of a copy.
+  std::string Copied(TCPropertyDatabase const& Database) const {
+    std::string const Path = m_Folder / "copied.db";
+    TCPropertyDatabase::WriteCopy(Database.Copy(), Path);
+    return Path;
   }
 
   /// What the entries say, newest first.
@@ -128,7 +150,7 @@ TEST_F(PropertyDatabaseHistory, KeepsManyThatAreAppendedAtOnce) {
   }
   TCPropertyDatabase Database(m_Path);
   TCTransaction Transaction(Database);
-  Transaction.AppendHistory(AtOnce);
+  Transaction.NoteHistory(AtOnce, TSHistoryLimits(), kOrigin.Time);
   Transaction.Commit();
 
   std::vector<TSHistoryEntry> const History = Database.ReadHistory(100);
@@ -165,43 +187,143 @@ TEST_F(PropertyDatabaseHistory, IsBoundedByCount) {
   TCPropertyDatabase Database(m_Path);
   Append(Database, {Entry(1, 5, 10, "a"), Entry(2, 5, 20, "b"), Entry(3, 5, 30, "c")});
 
-  Trim(Database, 2, 0);
+  Trim(Database, {2, 1000, kAge});
 
   EXPECT_THAT(Texts(Database), ElementsAre("c", "b"));
 }
 
+TEST_F(PropertyDatabaseHistory, IsBoundedByBytesAcrossReopening) {
+  TSHistoryLimits const Limits{100, 3 * (64 + 100), kAge};
+  for (char const Text : {'a', 'b', 'c', 'd', 'e'}) {
+    TCPropertyDatabase Database(m_Path);
+    Append(Database, {Entry(1, 5, 10, std::string(100, Text))}, Limits);
+    EXPECT_LE(Database.MeasureHistory(), Limits.Bytes);
+  }
+  TCPropertyDatabase Database(m_Path);
+  EXPECT_THAT(Texts(Database),
+              ElementsAre(std::string(100, 'e'), std::string(100, 'd'), std::string(100, 'c')));
+
+  Trim(Database, {100, 2 * (64 + 100), kAge});
+
+  EXPECT_THAT(Texts(Database), ElementsAre(std::string(100, 'e'), std::string(100, 'd')));
+}
+
+TEST_F(PropertyDatabaseHistory, CountsFormerTextsAmongTheBytes) {
+  TCPropertyDatabase Database(m_Path);
+  Append(Database,
+         {{1, kOrigin, 5, TCRecordID(), TCMACAddress(), false, std::string("a\0b", 3), "\xc3\xa4"},
+          {2, kOrigin, 5, TCRecordID(), TCMACAddress(), true, "old-password", "new-password"}});
+
+  EXPECT_EQ(Database.MeasureHistory(), 64U + 5 + 64);
+  EXPECT_EQ(TCPropertyDatabase(Copied(Database)).MeasureHistory(), 64U + 5 + 64);
+}
+
+TEST_F(PropertyDatabaseHistory, NotesOnlyWhatStays) {
+  TCPropertyDatabase Database(m_Path);
+  Append(Database, {Entry(1, 5, 10, "before")});
+  std::vector<TSHistoryEntry> Many;
+  for (int Number = 0; Number < 1000; ++Number) {
+    Many.push_back({2,
+                    {20, 1000, Number, "gateway"},
+                    Number,
+                    TCRecordID(),
+                    TCMACAddress(),
+                    false,
+                    std::nullopt,
+                    std::to_string(Number)});
+  }
+
+  Append(Database, Many, {3, 100000, kAge});
+
+  EXPECT_THAT(Texts(Database), ElementsAre("999", "998", "997"));
+  EXPECT_EQ(QuerySQL(Copied(Database), "SELECT count(*) FROM writer"), "4");
+  EXPECT_EQ(Database.get_LastTransaction(), 2U);
+}
+
+TEST_F(PropertyDatabaseHistory, LeavesOutAnEntryThatAloneIsTooLarge) {
+  TCPropertyDatabase Database(m_Path);
+
+  Append(Database,
+         {Entry(1, 5, 10, "a"), Entry(1, 6, 10, std::string(1000, 'x')), Entry(1, 7, 10, "b")},
+         {100, 1000, kAge});
+
+  EXPECT_THAT(Texts(Database), ElementsAre("b", "a"));
+}
+
+TEST_F(PropertyDatabaseHistory, IsGivenUpByHalves) {
+  TCPropertyDatabase Database(m_Path);
+  Append(Database,
+         {Entry(1, 5, 10, "a"), Entry(2, 5, 20, "b"), Entry(3, 5, 30, "c"), Entry(4, 5, 40, "d")});
+
+  EXPECT_TRUE(Database.GiveUpHistory());
+  EXPECT_THAT(Texts(Database), ElementsAre("d", "c"));
+  EXPECT_TRUE(Database.GiveUpHistory());
+  EXPECT_TRUE(Database.GiveUpHistory());
+  EXPECT_THAT(Texts(Database), IsEmpty());
+  EXPECT_FALSE(Database.GiveUpHistory());
+  EXPECT_EQ(Database.MeasureHistory(), 0U);
+
+  Append(Database, {Entry(5, 5, 50, "e")});
+  EXPECT_THAT(Texts(Database), ElementsAre("e"));
+}
+
 TEST_F(PropertyDatabaseHistory, IsBoundedByAge) {
   TCPropertyDatabase Database(m_Path);
-  Append(Database, {Entry(1, 5, 10, "a"), Entry(2, 5, 20, "b"), Entry(3, 5, 30, "c")});
-
-  Trim(Database, 100, 20);
+  AppendAt(Database, 0, "a");
+  AppendAt(Database, 10, "b");
+  AppendAt(Database, 25, "c");
 
   EXPECT_THAT(Texts(Database), ElementsAre("c", "b"));
 }
 
 TEST_F(PropertyDatabaseHistory, GoesWholeWhenAllOfItIsTooOld) {
   TCPropertyDatabase Database(m_Path);
-  Append(Database, {Entry(1, 5, 10, "a"), Entry(2, 5, 20, "b")});
+  AppendAt(Database, 0, "a");
+  AppendAt(Database, 1, "b");
 
-  Trim(Database, 100, 21);
+  Trim(Database, {100, 100000, kAge}, kStart + 100 * kHour);
 
   EXPECT_THAT(Texts(Database), IsEmpty());
 }
 
-TEST_F(PropertyDatabaseHistory, StaysWhenTheClockWasSetBack) {
+TEST_F(PropertyDatabaseHistory, StaysWhenTheClockIsACenturyAheadForAChange) {
+  constexpr std::int64_t kCentury = std::int64_t{24} * 36525;
   TCPropertyDatabase Database(m_Path);
-  Append(Database, {Entry(1, 5, 30, "a"), Entry(2, 5, 10, "b")});
+  AppendAt(Database, 0, "before");
+  AppendAt(Database, kCentury, "ahead");
+  AppendAt(Database, 1, "after");
+  EXPECT_THAT(Texts(Database), ElementsAre("after", "ahead", "before"));
 
-  Trim(Database, 100, 20);
+  AppendAt(Database, 26, "a day later");
 
-  EXPECT_THAT(Texts(Database), ElementsAre("b", "a"));
+  EXPECT_THAT(Texts(Database), ElementsAre("a day later"));
+}
+
+TEST_F(PropertyDatabaseHistory, GrowsOldBehindNewerEntriesWhenTheClockWasBehind) {
+  TCPropertyDatabase Database(m_Path);
+  AppendAt(Database, 1000, "before");
+  AppendAt(Database, 0, "behind");
+  AppendAt(Database, 1, "still behind");
+  AppendAt(Database, 1001, "set again");
+  EXPECT_THAT(Texts(Database), ElementsAre("set again"));
+}
+
+TEST_F(PropertyDatabaseHistory, GrowsOldOnADeviceWhoseClockBeginsIn1970) {
+  std::int64_t const NotSet = -kStart / kHour;  // 1970
+  for (int Day = 0; Day < 3; ++Day) {
+    TCPropertyDatabase Database(m_Path);
+    AppendAt(Database, NotSet, "not set " + std::to_string(Day));
+    AppendAt(Database, Day * 20, "set " + std::to_string(Day));
+  }
+
+  EXPECT_THAT(Texts(TCPropertyDatabase(m_Path)), ElementsAre("set 2", "not set 2", "set 1"));
 }
 
 TEST_F(PropertyDatabaseHistory, NumbersTransactionsOnWhenItHasGone) {
   {
     TCPropertyDatabase Database(m_Path);
     Append(Database, {Entry(41, 5, 10, "a")});
-    Trim(Database, 0, 0);
+    Trim(Database, {0, 1000, kAge});
     EXPECT_THAT(Texts(Database), IsEmpty());
   }
 
@@ -213,7 +335,8 @@ TEST_F(PropertyDatabaseHistory, IsUndoneWithItsTransaction) {
   {
     TCTransaction Transaction(Database);
     Transaction.Put({5, TCRecordID(), TCMACAddress(), "undone"}, kOrigin);
-    Transaction.AppendHistory(Entry(1, 5, 10, "undone"));
+    TSHistoryEntry const Undone = Entry(1, 5, 10, "undone");
+    Transaction.NoteHistory({&Undone}, TSHistoryLimits(), 10);
   }
 
   Append(Database, {Entry(2, 5, 20, "kept")});
@@ -269,7 +392,7 @@ TEST_F(PropertyDatabaseHistory, ForgetsWritersThatNothingRefersToOnceTheyAreMany
     for (int Process = 1; Process <= 10001; ++Process) {
       Transaction.Put({5, TCRecordID(), TCMACAddress(), ""}, {1, 0, Process, "a"});
     }
-    Transaction.ForgetSenders(1);
+    Transaction.ForgetSenders(1, {});
     Transaction.Put({6, TCRecordID(), TCMACAddress(), ""}, {1, 0, 1, "a"});
     Transaction.Commit();
     auto const Origin = Database.Provenance(6, TCRecordID(), TCMACAddress());

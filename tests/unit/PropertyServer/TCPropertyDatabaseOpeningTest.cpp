@@ -118,7 +118,7 @@ TEST_F(PropertyDatabaseOpening, MarksItsFileWithApplicationAndSchemaVersion) {
   MakeDatabase();
 
   EXPECT_EQ(QuerySQL(m_Path, "PRAGMA application_id"), std::to_string(0x50726f70));
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "3");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "5");
 }
 
 TEST_F(PropertyDatabaseOpening, RefusesAFileThatIsNoDatabase) {
@@ -160,7 +160,7 @@ TEST_F(PropertyDatabaseOpening, RefusesANewerSchema) {
 
   EXPECT_EQ(OpeningMessage(m_Path),
             m_Path +
-                " was written by a newer version (schema 7, this program knows 3); "
+                " was written by a newer version (schema 7, this program knows 5); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(m_Path), Content);
 }
@@ -177,7 +177,7 @@ TEST_F(PropertyDatabaseOpening, LeavesTheLogOfARefusedFileAlone) {
 
   EXPECT_EQ(OpeningMessage(Left),
             Left +
-                " was written by a newer version (schema 7, this program knows 3); "
+                " was written by a newer version (schema 7, this program knows 5); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(Left), Content);
   EXPECT_EQ(ReadFile(Left + "-wal"), Log);
@@ -266,7 +266,7 @@ TEST_F(PropertyDatabaseOpening, BringsAnOlderDatabaseUpToDateWithAllItHolds) {
   TCPropertyDatabase const Database(m_Path);
 
   EXPECT_EQ(Values(Database), Version1Values());
-  EXPECT_EQ(Database.LastMail("sender"), 12U);
+  EXPECT_EQ(Database.LastMail({1000, "sender"}), 12U);
   EXPECT_EQ(Database.Meta("counter"), 34U);
   EXPECT_FALSE(Database.Provenance(-5, TCRecordID(), TCMACAddress()).has_value());
 }
@@ -279,7 +279,20 @@ TEST_F(PropertyDatabaseOpening, WritesIntoADatabaseThatWasBroughtUpToDate) {
   }
 
   EXPECT_EQ(Values(TCPropertyDatabase(m_Path)).front(), "-5/-/=changed");
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "3");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "5");
+}
+
+TEST_F(PropertyDatabaseOpening, KnowsASenderOfNoKnownUserUntilItsUserSends) {
+  MakeVersion1(m_Path, "PRAGMA journal_mode=WAL;");
+  TCPropertyDatabase Database(m_Path);
+  TCPropertyDatabase::TCTransaction Transaction(Database);
+
+  Transaction.RememberMail({1000, "sender"}, 3);
+  Transaction.Commit();
+
+  EXPECT_EQ(Database.LastMail({1000, "sender"}), 3U);
+  EXPECT_EQ(Database.LastMail({1001, "sender"}), 12U);
+  EXPECT_EQ(Database.LastMail({1000, "another"}), 0U);
 }
 
 TEST_F(PropertyDatabaseOpening, KeepsValuesWritersAndHistoryOfVersion2) {
@@ -291,4 +304,45 @@ TEST_F(PropertyDatabaseOpening, KeepsValuesWritersAndHistoryOfVersion2) {
   EXPECT_EQ(Database.Provenance(8, TCRecordID(), TCMACAddress()).value().ProcessName, "gateway");
   ASSERT_EQ(Database.ReadHistory(10).size(), 1U);
   EXPECT_EQ(Database.ReadHistory(10).front().To, "new");
+}
+
+TEST_F(PropertyDatabaseOpening, MeasuresTheHistoryOfVersion2) {
+  MakeVersion2(m_Path, "PRAGMA journal_mode=WAL;");
+  RunSQL(m_Path, "INSERT INTO history VALUES(2, 2, 6, 1, 8, 0, 0, '', 'new', 'newer')");
+
+  TCPropertyDatabase const Database(m_Path);
+
+  EXPECT_EQ(Database.MeasureHistory(), 64U + 3 + 64 + 8);
+}
+
+TEST_F(PropertyDatabaseOpening, MakesFilesForTheirOwnerOnly) {
+  mode_t const Former = umask(0);
+
+  TCPropertyDatabase const Database(m_Path);
+
+  umask(Former);
+  for (char const* Suffix : {"", "-wal"}) {
+    EXPECT_EQ(fs::status(m_Path + Suffix).permissions(),
+              fs::perms::owner_read | fs::perms::owner_write)
+        << Suffix;
+  }
+}
+
+TEST_F(PropertyDatabaseOpening, TakesExistingFilesFromOthers) {
+  std::string Left;
+  {
+    TCPropertyDatabase const Database(m_Path);
+    Left = CopyAsLeft("left");
+  }
+  for (char const* Suffix : {"", "-wal"}) {
+    ASSERT_EQ(chmod((Left + Suffix).c_str(), 0664), 0);
+  }
+
+  TCPropertyDatabase const Database(Left);
+
+  for (char const* Suffix : {"", "-wal"}) {
+    EXPECT_EQ(fs::status(Left + Suffix).permissions(),
+              fs::perms::owner_read | fs::perms::owner_write)
+        << Suffix;
+  }
 }

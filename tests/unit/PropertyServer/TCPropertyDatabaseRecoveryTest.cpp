@@ -39,7 +39,7 @@ TEST_F(PropertyDatabaseRecovery, KeepsWhatWasCommittedBeforeAPowerCut) {
   {
     TCTransaction Transaction(Database);
     Transaction.Put({2, TCRecordID(), TCMACAddress(), "b"}, Property::TSProvenance());
-    Transaction.RememberMail("sender", 7);
+    Transaction.RememberMail({1, "sender"}, 7);
     Transaction.SetMeta("sequence", 9);
     Transaction.Commit();
   }
@@ -47,7 +47,7 @@ TEST_F(PropertyDatabaseRecovery, KeepsWhatWasCommittedBeforeAPowerCut) {
   TCPropertyDatabase const Left(CopyAsLeft("left"));
 
   EXPECT_THAT(Values(Left), ElementsAre("1/-/=a", "2/-/=b"));
-  EXPECT_EQ(Left.LastMail("sender"), 7U);
+  EXPECT_EQ(Left.LastMail({1, "sender"}), 7U);
   EXPECT_EQ(Left.Meta("sequence"), 9U);
 }
 

@@ -167,55 +167,69 @@ TEST_F(PropertyDatabase, KeepsCountersAcrossReopening) {
   EXPECT_EQ(Database.Meta("sequence"), 0U);
 }
 
+TEST_F(PropertyDatabase, NamesNoSenderWhenItCanNotBeRemembered) {
+  { TCPropertyDatabase const New(m_Path); }
+  RunSQL(m_Path,
+         "CREATE TRIGGER full BEFORE INSERT ON sender BEGIN SELECT RAISE(ABORT, 'full'); END");
+  TCPropertyDatabase Database(m_Path);
+  TCPropertyDatabase::TCTransaction Transaction(Database);
+
+  EXPECT_EQ(
+      MessageOf([&] {
+        Transaction.RememberMail({1, "its secret"}, 3);
+      }),
+      "cannot remember the last mail of a sender in " + m_Path + ": full (SQLite error 1811)");
+}
+
 TEST_F(PropertyDatabase, RemembersTheLastMailOfEachSenderAcrossReopening) {
   {
     TCPropertyDatabase Database(m_Path);
     TCTransaction Transaction(Database);
-    Transaction.RememberMail("a", 7);
-    Transaction.RememberMail("b", 3);
-    Transaction.RememberMail("a", 8);
+    Transaction.RememberMail({1, "a"}, 7);
+    Transaction.RememberMail({1, "b"}, 3);
+    Transaction.RememberMail({1, "a"}, 8);
     Transaction.Commit();
   }
 
   TCPropertyDatabase const Database(m_Path);
 
-  EXPECT_EQ(Database.LastMail("a"), 8U);
-  EXPECT_EQ(Database.LastMail("b"), 3U);
+  EXPECT_EQ(Database.LastMail({1, "a"}), 8U);
+  EXPECT_EQ(Database.LastMail({1, "b"}), 3U);
 }
 
 TEST_F(PropertyDatabase, KnowsNoMailOfAnUnknownSender) {
   TCPropertyDatabase const Database(m_Path);
 
-  EXPECT_EQ(Database.LastMail("nobody"), 0U);
+  EXPECT_EQ(Database.LastMail({1, "nobody"}), 0U);
 }
 
 TEST_F(PropertyDatabase, ForgetsAllButTheMostRecentSenders) {
   TCPropertyDatabase Database(m_Path);
   TCTransaction Transaction(Database);
-  Transaction.RememberMail("a", 1);
-  Transaction.RememberMail("b", 1);
-  Transaction.RememberMail("c", 1);
-  Transaction.RememberMail("a", 2);
+  Transaction.RememberMail({1, "a"}, 1);
+  Transaction.RememberMail({1, "b"}, 1);
+  Transaction.RememberMail({1, "c"}, 1);
+  Transaction.RememberMail({1, "a"}, 2);
 
-  Transaction.ForgetSenders(2);
+  Transaction.ForgetSenders(2, {});
   Transaction.Commit();
 
-  EXPECT_EQ(Database.LastMail("a"), 2U);
-  EXPECT_EQ(Database.LastMail("b"), 0U);
-  EXPECT_EQ(Database.LastMail("c"), 1U);
+  EXPECT_EQ(Database.LastMail({1, "a"}), 2U);
+  EXPECT_EQ(Database.LastMail({1, "b"}), 0U);
+  EXPECT_EQ(Database.LastMail({1, "c"}), 1U);
 }
 
 TEST_F(PropertyDatabase, ForgetsNobodyWhileTheSendersAreFew) {
   TCPropertyDatabase Database(m_Path);
   TCTransaction Transaction(Database);
-  Transaction.RememberMail("a", 1);
-  Transaction.RememberMail("b", 1);
+  Transaction.RememberMail({1, "a"}, 1);
+  Transaction.RememberMail({1, "b"}, 1);
 
-  Transaction.ForgetSenders(2);
+  Transaction.ForgetSenders(2, {});
   Transaction.Commit();
 
-  EXPECT_EQ(Database.LastMail("a"), 1U);
-  EXPECT_EQ(Database.LastMail("b"), 1U);
+  EXPECT_EQ(Database.LastMail({1, "a"}), 1U);
+  EXPECT_EQ(Database.LastMail({1, "b"}), 1U);
 }
 
 TEST_F(PropertyDatabase, UndoesWhatWasNotCommitted) {
@@ -225,12 +239,12 @@ TEST_F(PropertyDatabase, UndoesWhatWasNotCommitted) {
   {
     TCTransaction Transaction(Database);
     Transaction.Put({1, TCRecordID(), TCMACAddress(), "new"}, Property::TSProvenance());
-    Transaction.RememberMail("a", 7);
+    Transaction.RememberMail({1, "a"}, 7);
     Transaction.SetMeta("sequence", 9);
   }
 
   EXPECT_THAT(Values(Database), ElementsAre("1/-/=old"));
-  EXPECT_EQ(Database.LastMail("a"), 0U);
+  EXPECT_EQ(Database.LastMail({1, "a"}), 0U);
   EXPECT_EQ(Database.Meta("sequence"), std::nullopt);
 }
 
@@ -269,8 +283,8 @@ TEST_F(PropertyDatabase, RefusesEveryOperationOfACommittedTransaction) {
               Transaction.Put({1, TCRecordID(), TCMACAddress(), "a"}, Property::TSProvenance());
             }),
             Ended);
-  EXPECT_EQ(MessageOf([&] { Transaction.RememberMail("a", 1); }), Ended);
-  EXPECT_EQ(MessageOf([&] { Transaction.ForgetSenders(0); }), Ended);
+  EXPECT_EQ(MessageOf([&] { Transaction.RememberMail({1, "a"}, 1); }), Ended);
+  EXPECT_EQ(MessageOf([&] { Transaction.ForgetSenders(0, {}); }), Ended);
   EXPECT_EQ(MessageOf([&] { Transaction.SetMeta("epoch", 1); }), Ended);
   EXPECT_EQ(MessageOf([&] { Transaction.Commit(); }), Ended);
 

@@ -27,11 +27,15 @@ struct PropertyServerChange : TPropertyServiceFixture {
                 ElementsAre("property v2 Event 1: {id=9 data=\"sound\" mac=\"\" loaded=0}"));
   }
 
-  // Hands the server a mail as the router does.
+  // Hands the server a mail as the router does, and has it stored: nobody waits for an
+  // acknowledgement.
   void Receive(std::string const& Identity, std::uint64_t Number, std::string const& Data) {
     TSNorvReceivedMail Mail{{}, Number, Change({{1, Data, "", ""}})};
     Mail.Sender.Identity = Identity;
-    Execute([&] { m_Service->m_Server.OnMail(Mail); });
+    Execute([&] {
+      m_Service->m_Server.OnMail(Mail);
+      m_Service->m_Server.Commit();
+    });
   }
 
   TPropertyProxy m_Writer;
@@ -107,6 +111,19 @@ TEST_F(PropertyServerChange, ThatIsRepeatedAfterARestartIsDropped) {
   EXPECT_EQ(AllValues(), "property v2 Change 1: {id=1 data=\"second\" mac=\"\" loaded=0}");
 }
 
+TEST_F(PropertyServerChange, IsNoRepeatOfWhatAnotherUserSentAsTheSameIdentity) {
+  TSNorvReceivedMail Foreign{{}, 1000000, Change({{1, "foreign", "", ""}})};
+  Foreign.Sender.User = 65534;
+  Foreign.Sender.Identity = "sender";
+  Execute([&] { m_Service->m_Server.OnMail(Foreign); });  // who may not write
+  Receive("sender", 1, "first");
+  EXPECT_EQ(AllValues(), "property v2 Change 1: {id=1 data=\"first\" mac=\"\" loaded=0}");
+  Stop();
+  Start();
+  Receive("sender", 2, "second");
+  EXPECT_EQ(AllValues(), "property v2 Change 1: {id=1 data=\"second\" mac=\"\" loaded=0}");
+}
+
 TEST_F(PropertyServerChange, ThatWasRefusedIsNotTakenWhenItIsRepeated) {
   TSNorvReceivedMail Mail{{}, 1, Change({{1, "a", "", ""}})};
   Mail.Sender.Identity = "sender";
@@ -159,7 +176,7 @@ TEST_F(PropertyServerChange, ThatAProcessMissedDuringARestartIsPublishedToIt) {
   Store({{1, TCRecordID(), TCMACAddress(), "meanwhile"}});
   Start();
   EXPECT_THAT(m_Reader.m_Published.WaitFor(1),
-              ElementsAre("property v2 Event 1: {id=1 data=\"meanwhile\" mac=\"\" loaded=0}"));
+              ElementsAre("property v2 Event 1: {} {id=1 data=\"meanwhile\" mac=\"\" loaded=0}"));
 }
 
 TEST_F(PropertyServerChange, HasOneServerOnly) {

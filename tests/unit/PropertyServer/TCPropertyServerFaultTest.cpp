@@ -2,10 +2,16 @@
 // The server while its disk fails: nothing is acknowledged, nothing is lost, order is kept.
 #include <gmock/gmock.h>
 
+#include <filesystem>
+#include <fstream>
+
+#include "PropertyServer/TCServerClient.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 #include "tests/unit/PropertyServer/ServiceFixture.h"
 
+using Property::TCPropertyDatabase;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 namespace {
@@ -29,6 +35,16 @@ struct PropertyServerFault : TPropertyServiceFixture {
     Execute(DiskFaults::Repair);
     EXPECT_TRUE(m_Writer.IsAcknowledged());
     EXPECT_THAT(Warnings().WaitFor(1), ElementsAre("Changes are stored again"));
+  }
+
+  std::string Status(std::string const& Name) {
+    std::string Value = "missing";
+    Execute([&] {
+      for (auto const& [Entry, Text] : m_Service->m_Server.get_Status()) {
+        Value = Entry == Name ? Text : Value;
+      }
+    });
+    return Value;
   }
 
   TPropertyProxy m_Writer;
@@ -104,4 +120,49 @@ TEST_F(PropertyServerFault, WorksAfterASecondFault) {
   EXPECT_TRUE(m_Writer.IsAcknowledged());
   EXPECT_THAT(m_Reader.m_Published.WaitFor(2),
               ElementsAre(Published("first"), Published("second")));
+}
+
+TEST_F(PropertyServerFault, GivesUpHistoryRatherThanChangesWhenTheDiskIsFull) {
+  constexpr int kChanges = 300;
+  Execute([] {
+    DiskFaults::SkipSyncs();
+    DiskFaults::LimitDisk(std::int64_t{12} << 20);
+  });
+  for (int Number = 1; Number <= kChanges; ++Number) {
+    m_Writer.Send(Change({{1, std::to_string(Number) + std::string(50000, 'x'), "", ""}}));
+    ASSERT_TRUE(m_Writer.IsAcknowledged()) << "change " << Number;
+  }
+  EXPECT_THAT(Errors().WaitFor(0), IsEmpty());
+  Stop();
+  DiskFaults::Repair();
+  EXPECT_EQ(TCPropertyDatabase::Check(Path()).find(Path() + " is sound: schema "), 0U);
+}
+
+TEST_F(PropertyServerFault, AcknowledgesNothingWhileAnotherFileIsInTheDatabasesPlace) {
+  std::string const Trouble =
+      "cannot store in " + Path() +
+      ": another file is in its place; take that away, or bring the former one back, and storing "
+      "goes on; property-server --backup saves what is held";
+  EXPECT_EQ(Status("trouble"), "none");
+  std::ofstream(m_Folder + "/other") << "other";
+  std::filesystem::rename(m_Folder + "/other", Path());
+
+  m_Writer.Send(Change({{1, "new", "", ""}}));
+
+  EXPECT_THAT(Errors().WaitFor(1),
+              ElementsAre("Changes wait until they can be stored: " + Trouble));
+  EXPECT_FALSE(m_Writer.WaitForAcknowledgements(0));
+  EXPECT_EQ(Status("trouble"), Trouble);
+  TCPropertyDatabase::WriteCopy(Property::TCServerClient(Address()).Backup(),
+                                m_Folder + "/copy.db");
+  EXPECT_THAT(TCPropertyDatabase::Check(m_Folder + "/copy.db"), HasSubstr(", 1 values, "));
+
+  std::filesystem::remove(Path());
+  EXPECT_TRUE(m_Writer.IsAcknowledged());
+  EXPECT_THAT(
+      Warnings().WaitFor(2),
+      ElementsAre(Path() + " was removed: all that it held is stored in a new file of that name",
+                  "Changes are stored again"));
+  EXPECT_EQ(Status("trouble"), "none");
+  EXPECT_EQ(Errors().WaitFor(0).size(), 1U);
 }

@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include "Platform/Messaging/TCNorvMailMessage.h"
+#include "PropertyInterface/TCNorvPropertyObject.h"
+#include "PropertyServer/TCNorvServerObject.h"
 #include "ServiceFixture.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 
@@ -67,11 +70,81 @@ TEST_F(PropertyServerPolicy, GivesTheSenderBackWhatStands) {
   Writer.Send(Change({{1, "too large", "", ""}, {2, "x", "", ""}}));
   EXPECT_THAT(Writer.m_Published.WaitFor(1),
               ElementsAre("property v2 Event 1: {id=1 data=\"good\" mac=\"\" loaded=1} {id=2 "
-                          "data=\"\" mac=\"\" loaded=0}"));
+                          "mac=\"\" loaded=0}"));
   Writer.Send(Change({{3, "more", "", ""}}));
   EXPECT_THAT(Other.m_Published.WaitFor(2),
               ElementsAre("property v2 Event 1: {id=1 data=\"good\" mac=\"\" loaded=0}",
                           "property v2 Event 1: {id=3 data=\"more\" mac=\"\" loaded=0}"));
+}
+
+TEST_F(PropertyServerPolicy, ForwardsWhatHasNoDataAlsoToWhoMayNotReadTheProperty) {
+  Start(TEDurability::eFull, "group = \"12345\"\n");
+  TSNorvMailSender Reader;
+  Reader.User = 65534;
+  TCNorvMailMessage<Property::TCNorvPropertyObject> Mail(Norv_PropertyMail, eNorvEvent, 1);
+  Mail.CreateRecord()->SetRecord(1, "hidden", Accessories::TCRecordID(), true, "");
+  Mail.CreateRecord()->RequestProperty(2, Accessories::TCRecordID(), "");
+  TSNorvMailContent Forwarded = Mail.get_Content();
+  Execute([&] { Forwarded.Body = m_Service->m_Server.OnForward(Reader, Mail.get_Content()); });
+  ASSERT_NE(Forwarded.Body, nullptr);
+  EXPECT_EQ(TCNorvMailMessage<Property::TCNorvPropertyObject>(Forwarded).get_AsText(),
+            "property v2 Event 1: {id=2 link=\"\" mac=\"\"}");
+}
+
+TEST_F(PropertyServerPolicy, RefusesAMailOfTooManyRecordsAndGivesItsSenderWhatStands) {
+  Start(TEDurability::eFull, "[limits]\nmail_records = 2\n");
+  TPropertyProxy Writer;
+  Writer.Send(Change({{1, "a", "", ""}, {2, "b", "", ""}}));
+  ASSERT_TRUE(Writer.IsAcknowledged());
+  Writer.Subscribe();
+  Writer.Send(Change({{1, "x", "", ""}, {2, "x", "", ""}, {3, "x", "", ""}}));
+  ASSERT_TRUE(Writer.IsAcknowledged());
+  EXPECT_THAT(Errors().WaitFor(1),
+              ElementsAre(HasSubstr(" refused: a mail has more than 2 records, the most that are "
+                                    "allowed (mail_records)")));
+  EXPECT_THAT(Writer.m_Published.WaitFor(1),
+              ElementsAre("property v2 Event 1: {} {id=1 data=\"a\" mac=\"\" loaded=0} "
+                          "{id=2 data=\"b\" mac=\"\" loaded=0}"));
+  EXPECT_EQ(Status("refused mails"), "1");
+}
+
+// So many records that they are refused although each takes next to nothing.
+TEST_F(PropertyServerPolicy, RefusesALargeMailOfEmptyRecordsWithoutReadingThem) {
+  Start();
+  TPropertyProxy Writer;
+  TCNorvMailBody::TCWriter Records("");
+  for (int Index = 0; Index < 2000000; ++Index) {
+    Records.BeginRecord(0);
+  }
+  Writer.Send({Norv_PropertyMail, eNorvChange, 3, Records.Finish()});
+  ASSERT_TRUE(Writer.IsAcknowledged());
+  EXPECT_THAT(Errors().WaitFor(1),
+              ElementsAre(HasSubstr(" refused: a mail has more than 100000 records, the most that "
+                                    "are allowed (mail_records)")));
+}
+
+TEST_F(PropertyServerPolicy, AnswersOthersWhileItStoresAMailOfManyRecords) {
+  constexpr int kRecords = 100000;
+  Start();
+  std::vector<TPropertyRecord> Records;
+  for (int Number = 1; Number <= kRecords; ++Number) {
+    Records.push_back({Number, "value", "", ""});
+  }
+  TPropertyProxy Writer;
+  TPropertyProxy Other;
+  Other.Ask(RequestAll(1));  // it is connected
+  Writer.Send(Change(Records));
+  int AnsweredMeanwhile = 0;
+  while (!Writer.WaitForAcknowledgements(0)) {
+    bool const WaitedBefore = Status("waiting mails") == "1";
+    std::string const Answer = Other.Ask(RequestOne({kRecords, "", "", ""}));
+    if (WaitedBefore && Status("waiting mails") == "1") {
+      EXPECT_THAT(Answer, HasSubstr("data=\"\" mac=\"\" loaded=0"));
+      ++AnsweredMeanwhile;
+    }
+  }
+  EXPECT_GE(AnsweredMeanwhile, 1);
+  EXPECT_EQ(Status("values"), std::to_string(kRecords));
 }
 
 TEST_F(PropertyServerPolicy, StoresAllMailsThatWaitInOneTransaction) {
@@ -144,6 +217,27 @@ TEST_F(PropertyServerPolicy, RemembersWhoChangedWhat) {
   EXPECT_EQ(Entries[2].Origin.ProcessName, "server_service_");
 }
 
+TEST_F(PropertyServerPolicy, LogsRefusalsOfAUserBesideTheFloodOfAnother) {
+  constexpr uid_t kFlooding = 65534;
+  constexpr uid_t kOther = 65533;
+  constexpr int kFlood = 100;
+  Start(TEDurability::eFull, kSmallValues);
+  Execute([&] {
+    for (std::uint64_t Number = 1; Number <= kFlood; ++Number) {
+      TSNorvReceivedMail Mail{{}, Number, Change({{1, "too large", "", ""}})};
+      Mail.Sender.User = kFlooding;
+      m_Service->m_Server.OnMail(Mail);
+    }
+    TSNorvReceivedMail Mail{{}, 1, Change({{1, "too large", "", ""}})};
+    Mail.Sender.User = kOther;
+    m_Service->m_Server.OnMail(Mail);
+  });
+  auto const Lines = Warnings().WaitFor(0);
+  EXPECT_LT(Lines.size(), std::size_t{kFlood});
+  EXPECT_THAT(Lines, ::testing::Contains(HasSubstr("user 65534) refused: ")));
+  EXPECT_THAT(Lines, ::testing::Contains(HasSubstr("user 65533) refused: ")));
+}
+
 TEST_F(PropertyServerPolicy, KeepsSecretsOutOfTheHistory) {
   Start(TEDurability::eFull, "secret = [7]\n");
   TPropertyProxy Writer;
@@ -172,4 +266,40 @@ TEST_F(PropertyServerPolicy, TakesAnotherConfigurationWhileItRuns) {
   Writer.Send(Change({{1, "12345", "", ""}}));
   ASSERT_TRUE(Writer.IsAcknowledged());
   EXPECT_EQ(AllValues(), "property v2 Change 1: {id=1 data=\"12345\" mac=\"\" loaded=0}");
+}
+
+TEST_F(PropertyServerPolicy, SaysWhoMayAskForStatusAndCopies) {
+  Start(TEDurability::eFull, "group = \"12345\"\n");
+  TSNorvMailSender Stranger;
+  Stranger.User = 65533;
+  Stranger.Group = 65533;
+  TSNorvMailSender Member;
+  Member.User = 65534;
+  Member.Group = 12345;
+  TSNorvMailSender Root;
+  Root.User = 0;
+  std::vector<std::string> Answers;
+  Execute([&] {
+    for (TSNorvMailSender const& Sender : {Stranger, Member, Root}) {
+      for (int const Signal : {Property::kServerStatus, Property::kServerBackup}) {
+        TCNorvMailMessage<Property::TCNorvServerObject> Request(Property::Norv_ServerMail,
+                                                                eNorvRequest, Signal);
+        TSNorvMailContent Answer = Request.get_Content();
+        try {
+          m_Service->m_Server.OnRequest(Sender, Request.get_Content(), Answer);
+          Answers.emplace_back("answered");
+        } catch (TCException const& Refusal) {
+          Answers.push_back(Refusal.get_Message());
+        }
+      }
+    }
+  });
+  EXPECT_THAT(Answers, ElementsAre("user 65533 may not ask about the server, only root, the "
+                                   "server's own user and members of the group 12345 may",
+                                   "user 65533 may not copy the database, only root and the "
+                                   "server's own user may",
+                                   "answered",
+                                   "user 65534 may not copy the database, only root and the "
+                                   "server's own user may",
+                                   "answered", "answered"));
 }

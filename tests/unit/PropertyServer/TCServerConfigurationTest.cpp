@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "Platform/Utility/TCException.h"
+#include "tests/support/PrivateFolder.h"
 
 using Property::TCServerConfiguration;
 using ::testing::AllOf;
@@ -117,11 +118,7 @@ class ServerConfiguration : public ::testing::Test {
 
 class ServerConfigurationFile : public ::testing::Test {
  protected:
-  ServerConfigurationFile() {
-    std::string Name = (std::filesystem::temp_directory_path() / "configuration-XXXXXX").string();
-    m_Folder = mkdtemp(Name.data());
-    m_Path = m_Folder + "/property.toml";
-  }
+  ServerConfigurationFile() : m_Folder(MakePrivateFolder()), m_Path(m_Folder + "/property.toml") {}
   ~ServerConfigurationFile() override { std::filesystem::remove_all(m_Folder); }
 
   void Write(std::string const& Text) const { std::ofstream(m_Path) << Text; }
@@ -151,6 +148,7 @@ TEST_F(ServerConfiguration, KeepsTenThousandEntriesOfNinetyDaysByDefault) {
   TCServerConfiguration const Configuration;
 
   EXPECT_EQ(Configuration.get_History().Entries, 10000U);
+  EXPECT_EQ(Configuration.get_History().Bytes, 16777216U);
   EXPECT_EQ(Configuration.get_History().Age, std::chrono::hours(90 * 24));
 }
 
@@ -199,6 +197,15 @@ TEST_F(ServerConfiguration, LetsTheDefaultGroupDoEverything) {
   EXPECT_TRUE(Configuration.MayWrite(kGroupMember, 100));
   EXPECT_TRUE(Configuration.MayAdminister(kGroupMember));
   EXPECT_TRUE(Configuration.ReadsEverything(kGroupMember));
+}
+
+TEST_F(ServerConfiguration, SaysWhoMayAdminister) {
+  EXPECT_EQ(TCServerConfiguration().get_Administrators(),
+            "root, the server's own user and members of the group property");
+  EXPECT_EQ(Parse("group = \"operators\"").get_Administrators(),
+            "root, the server's own user and members of the group operators");
+  s_Removed = "property";
+  EXPECT_EQ(TCServerConfiguration().get_Administrators(), "root and the server's own user");
 }
 
 TEST_F(ServerConfiguration, CountsFurtherGroups) {
@@ -427,13 +434,14 @@ TEST_F(ServerConfiguration, KnowsSecrets) {
 TEST_F(ServerConfiguration, TakesEveryLimit) {
   TCServerConfiguration const Configuration = Parse(
       "[limits]\nvalue_bytes = 1\nmail_bytes = 2\nmails_per_second = 3\n"
-      "connections_per_user = 4\nconnections = 5\n");
+      "mail_records = 6\nconnections_per_user = 4\nconnections = 5\n");
 
   EXPECT_EQ(Configuration.get_Limits().ValueBytes, 1U);
   EXPECT_EQ(Configuration.get_Limits().MailBytes, 2U);
   EXPECT_EQ(Configuration.get_Limits().MailsPerSecond, 3U);
   EXPECT_EQ(Configuration.get_Limits().ConnectionsPerUser, 4U);
   EXPECT_EQ(Configuration.get_Limits().Connections, 5U);
+  EXPECT_EQ(Configuration.get_Limits().MailRecords, 6U);
 }
 
 TEST_F(ServerConfiguration, LeavesTheLimitsThatAreNotSet) {
@@ -444,9 +452,11 @@ TEST_F(ServerConfiguration, LeavesTheLimitsThatAreNotSet) {
 }
 
 TEST_F(ServerConfiguration, TakesTheBoundsOfTheHistory) {
-  TCServerConfiguration const Configuration = Parse("[history]\nentries = 0\ndays = 36500\n");
+  TCServerConfiguration const Configuration =
+      Parse("[history]\nentries = 0\nbytes = 5000\ndays = 36500\n");
 
   EXPECT_EQ(Configuration.get_History().Entries, 0U);
+  EXPECT_EQ(Configuration.get_History().Bytes, 5000U);
   EXPECT_EQ(Configuration.get_History().Age, std::chrono::hours(36500 * 24));
 }
 
@@ -485,7 +495,7 @@ std::string const kRootKeys = ", expected group, secret, limits, history or rule
 std::vector<TSMistake> const kMistakes = {
     {"UnknownKey", "\ncolour = 1", "2: unknown key \"colour\"" + kRootKeys},
     {"UnknownKeyWithControlCharacters", "\"a\\n\\u0000\\u007F\" = 1",
-     "1: unknown key \"a???\"" + kRootKeys},
+     "1: unknown key \"a\\n\\x00\\x7f\"" + kRootKeys},
     {"UnknownLongKey", std::string(100, 'k') + " = 1",
      "1: unknown key \"" + std::string(64, 'k') + "...\"" + kRootKeys},
     {"UnknownLongKeyCutBetweenCharacters", "\"" + std::string(63, 'k') + "\\u00e9x\" = 1",
@@ -493,10 +503,11 @@ std::vector<TSMistake> const kMistakes = {
     {"UnknownTable", "[limit]\n", "1: unknown key \"limit\"" + kRootKeys},
     {"UnknownDottedKey", "a.b.c = 1", "1: unknown key \"a\"" + kRootKeys},
     {"UnknownLimit", "[limits]\nvalues = 1",
-     "2: unknown key \"values\" in limits, expected value_bytes, mail_bytes, mails_per_second, "
+     "2: unknown key \"values\" in limits, expected value_bytes, mail_bytes, mail_records, "
+     "mails_per_second, "
      "connections_per_user or connections"},
     {"UnknownHistoryKey", "[history]\nage = 1",
-     "2: unknown key \"age\" in history, expected entries or days"},
+     "2: unknown key \"age\" in history, expected entries, bytes or days"},
     {"UnknownRuleKey", Rule("deny = [\"everybody\"]"),
      "3: unknown key \"deny\" in rule, expected properties, read or write"},
 
@@ -517,7 +528,7 @@ std::vector<TSMistake> const kMistakes = {
     {"GroupThatOverflows", "group = \"99999999999999\"",
      "1: group is \"99999999999999\", expected a group that this system has"},
     {"GroupNameWithAZeroByte", "group = \"property\\u0000\"",
-     "1: group is \"property?\", expected a group that this system has"},
+     "1: group is \"property\\x00\", expected a group that this system has"},
     {"GroupThatCanNotBeLookedUp", "group = \"broken\"",
      "1: group is \"broken\", which can not be looked up: Input/output error"},
     {"GroupThatNeverFits", "group = \"endless\"",
@@ -566,6 +577,8 @@ std::vector<TSMistake> const kMistakes = {
      "2: limits.mails_per_second is 4294967297, expected a number from 1 to 1000000"},
     {"NegativeEntries", "[history]\nentries = -1",
      "2: history.entries is -1, expected a number from 0 to 1000000000"},
+    {"TooManyBytes", "[history]\nbytes = 1099511627777",
+     "2: history.bytes is 1099511627777, expected a number from 0 to 1099511627776"},
     {"NoDays", "[history]\ndays = 0", "2: history.days is 0, expected a number from 1 to 36500"},
 
     {"RulesThatAreNoList", "rule = 5", "1: rule is 5, expected sections [[rule]]"},
@@ -613,7 +626,7 @@ std::vector<TSMistake> const kMistakes = {
     {"UnknownGroupInARule", Rule("write = [\"group:panel\"]"),
      "3: rule.write names \"group:panel\", expected a group that this system has"},
     {"UserWithAZeroByte", Rule("write = [\"user:panel\\u0000x\"]"),
-     "3: rule.write names \"user:panel?x\", expected a user that this system has"},
+     "3: rule.write names \"user:panel\\x00x\", expected a user that this system has"},
     {"UserThatIsNoNumber", Rule("write = [\"user:4294967295\"]"),
      "3: rule.write names \"user:4294967295\", expected a user that this system has"},
     {"UserThatCanNotBeLookedUp", Rule("write = [\"user:broken\"]"),
@@ -790,6 +803,7 @@ TEST(ExampleConfiguration, IsRightWhenItsSettingsAreUncommented) {
   EXPECT_EQ(Configuration.get_Limits().ConnectionsPerUser, Defaults.ConnectionsPerUser);
   EXPECT_EQ(Configuration.get_Limits().Connections, Defaults.Connections);
   EXPECT_EQ(Configuration.get_History().Entries, Property::TSHistoryLimits().Entries);
+  EXPECT_EQ(Configuration.get_History().Bytes, Property::TSHistoryLimits().Bytes);
   EXPECT_EQ(Configuration.get_History().Age, Property::TSHistoryLimits().Age);
   EXPECT_TRUE(Configuration.IsSecret(120));
   EXPECT_TRUE(Configuration.MayRead(Sender(kStranger), 119));

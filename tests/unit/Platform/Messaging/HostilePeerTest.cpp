@@ -8,11 +8,14 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <memory>
 #include <optional>
+#include <vector>
 
 #include "MessagingFixture.h"
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
+#include "RouterPeer.h"
 
 namespace {
 
@@ -20,90 +23,6 @@ using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
 using ::testing::IsEmpty;
-
-constexpr char kInterface[] = "mailrouter.class.test.v1";
-
-// Speaks to the router without a proxy.
-class TPeer {
- public:
-  explicit TPeer(std::string const& Address) {
-    sd_bus* Bus = nullptr;
-    EXPECT_GE(sd_bus_new(&Bus), 0);
-    m_Bus.reset(Bus);
-    EXPECT_GE(sd_bus_set_address(Bus, Address.c_str()), 0);
-    EXPECT_GE(sd_bus_negotiate_fds(Bus, 1), 0);
-    EXPECT_GE(sd_bus_start(Bus), 0);
-  }
-
-  TCBusMessage NewCall(std::string const& Path, char const* Interface, char const* Member) {
-    sd_bus_message* Message = nullptr;
-    EXPECT_GE(sd_bus_message_new_method_call(m_Bus.get(), &Message, nullptr, Path.c_str(),
-                                             Interface, Member),
-              0);
-    return TCBusMessage(Message);
-  }
-
-  TCBusMessage NewMail(char const* Member = MailWire::kSend, char const* Interface = kInterface) {
-    return NewCall(MailWire::MailboxPath(kMailbox), Interface, Member);
-  }
-
-  // "" for success, else the error's name and text.
-  std::string Call(TCBusMessage const& Message) {
-    sd_bus_error Error = {nullptr, nullptr, 0};
-    constexpr std::uint64_t kMicroseconds = 30000000;
-    std::string Result;
-    if (sd_bus_call(m_Bus.get(), Message.get(), kMicroseconds, &Error, nullptr) < 0) {
-      Result = std::string(Error.name) + ": " + Error.message;
-    }
-    sd_bus_error_free(&Error);
-    return Result;
-  }
-
-  // The type of the answer's records, or the error.
-  std::string CallForType(TCBusMessage const& Request) {
-    sd_bus_message* Raw = nullptr;
-    constexpr std::uint64_t kMicroseconds = 30000000;
-    if (sd_bus_call(m_Bus.get(), Request.get(), kMicroseconds, nullptr, &Raw) < 0) {
-      return "error";
-    }
-    TCBusMessage const Answer(Raw);
-    char Type[2] = {};
-    EXPECT_GE(sd_bus_message_skip(Raw, "tttii"), 0);
-    EXPECT_GE(sd_bus_message_peek_type(Raw, Type, nullptr), 0);
-    return Type;
-  }
-
-  // Sends what is not answered and waits until mail `Last` has been acknowledged; false when it is
-  // not.
-  bool Tell(TCBusMessage const& Mails, std::uint64_t Last) {
-    EXPECT_GE(sd_bus_message_set_expect_reply(Mails.get(), 0), 0);
-    EXPECT_GE(sd_bus_send(nullptr, Mails.get(), nullptr), 0);
-    std::uint64_t Number = 0;
-    while (Number != Last) {
-      sd_bus_message* Raw = nullptr;
-      int const Processed = sd_bus_process(m_Bus.get(), &Raw);
-      TCBusMessage const Message(Raw);
-      if (Raw != nullptr && sd_bus_message_is_signal(Raw, nullptr, MailWire::kAcknowledged) > 0) {
-        EXPECT_GE(sd_bus_message_read(Raw, "t", &Number), 0);
-      }
-      constexpr std::uint64_t kMicroseconds = 30000000;
-      if (Processed < 0 || (Processed == 0 && sd_bus_wait(m_Bus.get(), kMicroseconds) <= 0)) {
-        return false;
-      }
-    }
-    return true;
-  }
-
-  std::string Greet(char const* Identity = "peer", std::uint32_t Version = 1) {
-    TCBusMessage const Hello =
-        NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kHello);
-    EXPECT_GE(sd_bus_message_append(Hello.get(), "sus", Identity, Version, ""), 0);
-    return Call(Hello);
-  }
-
- private:
-  TCBusHandle m_Bus;
-};
 
 // What a refusal looks like to the peer.
 std::string Refused(std::string const& Text) {
@@ -172,14 +91,9 @@ TEST_F(HostilePeer, ThatSendsHalfAMessageIsDropped) {
 }
 
 TEST_F(HostilePeer, ThatEndsWhileItIsSentToIsDropped) {
-  std::optional<TPeer> Peer(Address());
+  std::optional<TRouterPeer> Peer(Address());
   Peer->Greet();
-  TCBusMessage const Subscription =
-      Peer->NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kSubscribe);
-  sd_bus_message_append(Subscription.get(), "stt", kInterface, std::uint64_t{0}, std::uint64_t{0});
-  sd_bus_message_set_expect_reply(Subscription.get(), 0);
-  EXPECT_GE(sd_bus_send(nullptr, Subscription.get(), nullptr), 0);
-  Peer->Call(Peer->NewCall(MailWire::kRouterPath, "org.freedesktop.DBus.Peer", "Ping"));
+  Peer->Subscribe();
   m_Server.m_Router.Execute([&] {
     Peer.reset();  // the router cannot hear of it before it sends
     m_Server.Publish(7);
@@ -192,7 +106,7 @@ TEST_F(HostilePeer, ThatEndsWhileItIsSentToIsDropped) {
 }
 
 TEST_F(HostilePeer, MailBeforeTheGreetingIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   TCBusMessage const Mail = Peer.NewMail();
   sd_bus_message_append(Mail.get(), "stiia(uisv)", "peer", std::uint64_t{1}, 2, 1, 0);
   EXPECT_EQ(Peer.Call(Mail), Refused("a mail before the greeting"));
@@ -200,34 +114,82 @@ TEST_F(HostilePeer, MailBeforeTheGreetingIsRefused) {
 }
 
 TEST_F(HostilePeer, AnotherProtocolVersionIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   EXPECT_EQ(Peer.Greet("peer", 3),
             "mailrouter.Error.Protocol: protocol version 3 is not spoken here, only 1 and 2");
   ExpectServed();
 }
 
 TEST_F(HostilePeer, AnIdentityOfImpossibleLengthIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   EXPECT_EQ(Peer.Greet(""), Refused("an identity has 1 to 64 bytes"));
   EXPECT_EQ(Peer.Greet(std::string(65, 'x').c_str()), Refused("an identity has 1 to 64 bytes"));
   EXPECT_EQ(Peer.Greet(), "");
 }
 
+TEST_F(HostilePeer, ThatIsNotAdmittedIsToldWhy) {
+  m_Server.m_Router.Execute([this] {
+    m_Server.m_Router.SetAdmission([](TSNorvMailSender const& Sender) {
+      return Sender.User == geteuid() ? "it is too late" : "it is somebody else";
+    });
+  });
+  TRouterPeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(),
+            Refused("user " + std::to_string(geteuid()) + " may not connect: it is too late"));
+}
+
+// How many the router has, it keeps to itself.
+TEST_F(HostilePeer, ThatThereIsNoRoomForIsToldSoAndTakesNone) {
+  m_Server.m_Router.SetLimits({2, 1, 1000, std::chrono::seconds(10)});
+  auto First = std::make_unique<TRouterPeer>(Address());
+  EXPECT_EQ(First->Greet("first"), "");
+  for (int Number = 0; Number < 100; ++Number) {
+    TRouterPeer Peer(Address());
+    EXPECT_EQ(Peer.Greet(), Refused("too many connections of user " + std::to_string(geteuid()) +
+                                    " (at most 1)"));
+    TCBusMessage const Last = Peer.HearSignal();
+    ASSERT_TRUE(Last);
+    EXPECT_STREQ(sd_bus_message_get_member(Last.get()), "Disconnected");
+  }
+  m_Server.m_Router.SetLimits({1, 2, 1000, std::chrono::seconds(10)});
+  TRouterPeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), Refused("too many connections in all (at most 1)"));
+  std::size_t Connections = 0;
+  m_Server.m_Router.Execute([&] { Connections = m_Server.m_Router.get_ConnectionCount(); });
+  EXPECT_EQ(Connections, 1U);
+}
+
+TEST_F(HostilePeer, ThatIsSilentWhereThereIsNoRoomIsKeptInSmallNumbers) {
+  m_Server.m_Router.SetLimits({2, 1, 1000, std::chrono::seconds(10)});
+  TRouterPeer First(Address());
+  EXPECT_EQ(First.Greet("first"), "");
+  std::vector<TCFileDescriptor> Silent;
+  for (int Number = 0; Number < 100; ++Number) {
+    Silent.emplace_back(RawConnection());
+  }
+  char Byte = 0;
+  EXPECT_EQ(recv(Silent.back().get(), &Byte, 1, 0), 0);
+  std::size_t Connections = 0;
+  m_Server.m_Router.Execute([&] { Connections = m_Server.m_Router.get_ConnectionCount(); });
+  EXPECT_EQ(Connections, 17U);
+}
+
 TEST_F(HostilePeer, ASecondGreetingIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
   EXPECT_EQ(Peer.Greet("other"), Refused("a second greeting"));
+  EXPECT_THAT(Errors().WaitFor(1).at(0), ::testing::StartsWith("Greeting of "));
 }
 
 TEST_F(HostilePeer, ItsOwnIdentityMayReturnWhileTheFormerConnectionLasts) {
-  TPeer Former(Address());
-  TPeer Present(Address());
+  TRouterPeer Former(Address());
+  TRouterPeer Present(Address());
   EXPECT_EQ(Former.Greet("same"), "");
   EXPECT_EQ(Present.Greet("same"), "");
 }
 
 TEST_F(HostilePeer, MailInAnothersNameIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   TCBusMessage const Mail = Peer.NewMail();
   sd_bus_message_append(Mail.get(), "stiia(uisv)", "another", std::uint64_t{1}, 2, 1, 0);
@@ -237,7 +199,7 @@ TEST_F(HostilePeer, MailInAnothersNameIsRefused) {
 }
 
 TEST_F(HostilePeer, RequestInAnothersNameIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
   sd_bus_message_append(Request.get(), "siia(uisv)", "another", 1, 1, 0);
@@ -245,7 +207,7 @@ TEST_F(HostilePeer, RequestInAnothersNameIsRefused) {
 }
 
 TEST_F(HostilePeer, AnEnvelopeOfAnotherTypeIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   TCBusMessage const Mail = Peer.NewMail();
   sd_bus_message_append(Mail.get(), "us", 1, "peer");
@@ -254,7 +216,7 @@ TEST_F(HostilePeer, AnEnvelopeOfAnotherTypeIsRefused) {
 }
 
 // Sends records of a signature as a request, so that the refusal comes back.
-std::string AskWith(TPeer& Peer, char const* Records) {
+std::string AskWith(TRouterPeer& Peer, char const* Records) {
   TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
   sd_bus_message_append(Request.get(), "sii", "peer", 1, 1);
   if (*Records != '\0') {
@@ -264,7 +226,7 @@ std::string AskWith(TPeer& Peer, char const* Records) {
 }
 
 TEST_F(HostilePeer, RecordsOfUnknownTypesAreRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   EXPECT_EQ(AskWith(Peer, "a(ud)"), Refused("Malformed mail: a field of an unknown type"));
   EXPECT_EQ(AskWith(Peer, "a(u(ii))"), Refused("Malformed mail: a field of an unknown type"));
@@ -275,27 +237,27 @@ TEST_F(HostilePeer, RecordsOfUnknownTypesAreRefused) {
 }
 
 TEST_F(HostilePeer, MoreThanItsRecordsIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   EXPECT_EQ(AskWith(Peer, "a(ui)i"), Refused("Malformed mail: more than its records"));
 }
 
 TEST_F(HostilePeer, AnUnknownAssignedFieldIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
   sd_bus_message_append(Request.get(), "siia(ui)", "peer", 1, 1, 1, 2, 5);
   EXPECT_EQ(Peer.Call(Request), Refused("Malformed mail: an unknown field is assigned"));
 }
 
-std::string AskAndHearType(TPeer& Peer, char const* Identity = "peer") {
+std::string AskAndHearType(TRouterPeer& Peer, char const* Identity = "peer") {
   TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
   sd_bus_message_append(Request.get(), "siia(uisv)", Identity, 1, 1, 1, 3, 7, "seven", "s", "");
   return Peer.CallForType(Request);
 }
 
 // A request whose records are packed.
-std::string AskPacked(TPeer& Peer, std::string const& Fields, std::string const& Bytes) {
+std::string AskPacked(TRouterPeer& Peer, std::string const& Fields, std::string const& Bytes) {
   TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
   sd_bus_message_append(Request.get(), "siis", "peer", 1, 1, Fields.c_str());
   sd_bus_message_append_array(Request.get(), 'y', Bytes.data(), Bytes.size());
@@ -303,7 +265,7 @@ std::string AskPacked(TPeer& Peer, std::string const& Fields, std::string const&
 }
 
 TEST_F(HostilePeer, PackedRecordsAreTaken) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 2);
   std::string const Record("\3\0\0\0\7\0\0\0\1\0\0\0xs\0\0\0\0", 18);
   EXPECT_EQ(AskPacked(Peer, "isv", Record + Record), "");
@@ -311,7 +273,7 @@ TEST_F(HostilePeer, PackedRecordsAreTaken) {
 }
 
 TEST_F(HostilePeer, PackedRecordsThatLieAreRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 2);
   std::string const Mask("\1\0\0\0", 4);
   EXPECT_EQ(AskPacked(Peer, "x", Mask), Refused("Malformed mail: a field of an unknown type"));
@@ -328,16 +290,16 @@ TEST_F(HostilePeer, PackedRecordsThatLieAreRefused) {
 }
 
 TEST_F(HostilePeer, ThatGreetsWithTheFirstVersionGetsTypedRecords) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 1);
   EXPECT_EQ(AskAndHearType(Peer), "a");
-  TPeer Other(Address());
+  TRouterPeer Other(Address());
   Other.Greet("other", 2);
   EXPECT_EQ(AskAndHearType(Other, "other"), "s");
 }
 
 TEST_F(HostilePeer, AnUnsealedMemoryFileIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   TCFileDescriptor const File(memfd_create("test", MFD_CLOEXEC | MFD_ALLOW_SEALING));
   TCBusMessage const Request = Peer.NewMail(MailWire::kRequest);
@@ -347,7 +309,7 @@ TEST_F(HostilePeer, AnUnsealedMemoryFileIsRefused) {
 }
 
 TEST_F(HostilePeer, AMalformedMailIsAcknowledgedAndTheNextIsDelivered) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   for (int Number = 1; Number <= 2; ++Number) {
     TCBusMessage const Mail = Peer.NewMail();
@@ -361,13 +323,13 @@ TEST_F(HostilePeer, AMalformedMailIsAcknowledgedAndTheNextIsDelivered) {
     sd_bus_message_set_expect_reply(Mail.get(), 0);
     ASSERT_GE(sd_bus_send(nullptr, Mail.get(), nullptr), 0);
   }
-  Peer.Call(Peer.NewCall(MailWire::kRouterPath, "org.freedesktop.DBus.Peer", "Ping"));
+  Peer.AwaitRouter();
   EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(1), ElementsAre(7));
   EXPECT_THAT(Errors().WaitFor(1).at(0), EndsWith(" refused: Malformed mail: no records"));
 }
 
 TEST_F(HostilePeer, AnUnknownInterfaceOfAMailboxIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   EXPECT_THAT(Peer.Call(Peer.NewMail(MailWire::kRequest, "some.Interface")),
               ::testing::StartsWith("org.freedesktop.DBus.Error.UnknownObject: "));
@@ -375,7 +337,7 @@ TEST_F(HostilePeer, AnUnknownInterfaceOfAMailboxIsRefused) {
 }
 
 TEST_F(HostilePeer, UnknownOperationsAreRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   EXPECT_EQ(Peer.Call(Peer.NewMail("Erase")), Refused("a mailbox knows no operation Erase"));
   EXPECT_EQ(Peer.Call(Peer.NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, "Erase")),
@@ -383,7 +345,7 @@ TEST_F(HostilePeer, UnknownOperationsAreRefused) {
 }
 
 TEST_F(HostilePeer, ASubscriptionToNoMailClassIsRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();
   TCBusMessage const Subscription =
       Peer.NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kSubscribe);
@@ -400,7 +362,7 @@ std::string PackedMail(char Number) {
   return "\2\0\0\0\1\0\0\0\x12\0\0\0"s + "\3\0\0\0"s + Number + "\0\0\0\1\0\0\0xs\0\0\0\0"s;
 }
 
-TCBusMessage NewMails(TPeer& Peer, std::uint64_t First, std::uint32_t Count,
+TCBusMessage NewMails(TRouterPeer& Peer, std::uint64_t First, std::uint32_t Count,
                       std::string const& Bytes) {
   TCBusMessage Mails = Peer.NewMail(MailWire::kSendMany);
   sd_bus_message_append(Mails.get(), "stus", "peer", First, Count, "isv");
@@ -409,7 +371,7 @@ TCBusMessage NewMails(TPeer& Peer, std::uint64_t First, std::uint32_t Count,
 }
 
 TEST_F(HostilePeer, MailsInOneMessageAreTakenOneByOne) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet();  // everybody may send them
   std::string const Three = PackedMail(7) + PackedMail(8) + PackedMail(9);
   EXPECT_TRUE(Peer.Tell(NewMails(Peer, 1, 3, Three), 3U));
@@ -417,7 +379,7 @@ TEST_F(HostilePeer, MailsInOneMessageAreTakenOneByOne) {
 }
 
 TEST_F(HostilePeer, OneMalformedMailAmongOthersIsRefusedAlone) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 2);
   std::string Lying = PackedMail(8);
   Lying[21] = '\x7f';  // the length of its text
@@ -427,7 +389,7 @@ TEST_F(HostilePeer, OneMalformedMailAmongOthersIsRefusedAlone) {
 }
 
 TEST_F(HostilePeer, MailsThatCannotBeToldApartAreAcknowledgedAndNotTaken) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 2);
   std::string Lying = PackedMail(7);
   Lying[8] = '\x13';  // the length of its records
@@ -438,7 +400,7 @@ TEST_F(HostilePeer, MailsThatCannotBeToldApartAreAcknowledgedAndNotTaken) {
 }
 
 TEST_F(HostilePeer, MailsThatAreNotAsManyAsAnnouncedAreAcknowledgedAndNotTaken) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 2);
   EXPECT_TRUE(Peer.Tell(NewMails(Peer, 1, 3, PackedMail(7) + PackedMail(8)), 3U));
   EXPECT_TRUE(Peer.Tell(NewMails(Peer, 4, 1, PackedMail(7) + PackedMail(8)), 4U));
@@ -449,7 +411,7 @@ TEST_F(HostilePeer, MailsThatAreNotAsManyAsAnnouncedAreAcknowledgedAndNotTaken) 
 }
 
 TEST_F(HostilePeer, MailsWithoutNumbersAreRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 2);
   EXPECT_EQ(Peer.Call(NewMails(Peer, 1, 0, "")), Refused("mails without numbers"));
   EXPECT_EQ(Peer.Call(NewMails(Peer, UINT64_MAX, 2, PackedMail(7) + PackedMail(8))),
@@ -460,7 +422,7 @@ TEST_F(HostilePeer, MailsWithoutNumbersAreRefused) {
 }
 
 TEST_F(HostilePeer, MailsWithTheHighestNumberAreTaken) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 2);
   std::string const Two = PackedMail(7) + PackedMail(8);
   EXPECT_TRUE(Peer.Tell(NewMails(Peer, UINT64_MAX - 1, 2, Two), UINT64_MAX));
@@ -468,7 +430,7 @@ TEST_F(HostilePeer, MailsWithTheHighestNumberAreTaken) {
 }
 
 TEST_F(HostilePeer, MailsInAnothersNameAreRefused) {
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("another", 2);
   EXPECT_EQ(Peer.Call(NewMails(Peer, 1, 1, PackedMail(7))), Refused("a mail in another's name"));
   EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(0), IsEmpty());
@@ -477,7 +439,7 @@ TEST_F(HostilePeer, MailsInAnothersNameAreRefused) {
 TEST_F(HostilePeer, MailsInOneMessageCountEachForTheLimit) {
   constexpr int kMails = 100;
   m_Server.m_Router.SetLimits({1024, 256, 50, std::chrono::seconds(10)});
-  TPeer Peer(Address());
+  TRouterPeer Peer(Address());
   Peer.Greet("peer", 2);
   std::string Bytes;
   for (int Mail = 0; Mail < kMails; ++Mail) {

@@ -6,7 +6,9 @@
 
 #include <sys/socket.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <new>
 #include <tuple>
 
 #include "tests/unit/CommonProperties/CaughtException.h"
@@ -33,7 +35,10 @@ TEST(MailWire, FindsTheMailClassOfAnInterface) {
 TEST(MailWire, FindsNoMailClassInOtherInterfaces) {
   for (char const* const Interface :
        {"", "mailrouter.Router1", "mailrouter.class.property", "mailrouter.class.v2",
-        "mailrouter.class.property.v", "mailrouter.class.property.vx"}) {
+        "mailrouter.class.property.v", "mailrouter.class.property.vx",
+        // other spellings of one
+        "mailrouter.class._70roperty.v2", "mailrouter.class.a_2Eb.v2",
+        "mailrouter.class.property.v02", "mailrouter.class.property.v_2d2"}) {
     EXPECT_FALSE(MailWire::ParseClassInterface(Interface)) << Interface;
   }
   EXPECT_FALSE(MailWire::ParseClassInterface(nullptr));
@@ -254,6 +259,18 @@ TEST(MailWire, RefusesMailsOfOtherTypes) {
   TCBusMessage const More = Wire.NewMails("i", kMail);
   EXPECT_GE(sd_bus_message_append(More.get(), "u", 7), 0);
   EXPECT_EQ(Refusal(More, 1), "Malformed mail: more than its records");
+}
+
+// ---- results of the bus library ----
+
+TEST(MailWire, CallsAFailingConnectionByItsName) {
+  EXPECT_EQ(CaughtException([] { MailWire::Require(-ENOTCONN, "greet"); }).get_Message(),
+            "cannot greet: Transport endpoint is not connected");
+}
+
+TEST(MailWire, DoesNotTakeALackOfMemoryForADefectOfAMail) {
+  EXPECT_THROW(MailWire::Require(-ENOMEM, "greet"), std::bad_alloc);
+  EXPECT_THROW(MailWire::RequireSound(-ENOMEM, "read a text"), std::bad_alloc);
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include <numeric>
 
 #include "Platform/Utility/SystemLog.h"
+#include "tests/support/PrivateFolder.h"
 
 namespace {
 
@@ -94,6 +95,11 @@ bool TTestService::OnCatchUp(TSNorvMailSender const& /*Sender*/,
   return m_CatchUp != 0;
 }
 
+std::shared_ptr<TCNorvMailBody const> TTestService::OnForward(TSNorvMailSender const& Subscriber,
+                                                              TSNorvMailContent const& Content) {
+  return m_OnForward ? m_OnForward(Subscriber, *Content.Body) : Content.Body;
+}
+
 TTestServer::TTestServer(TPrepare const& Prepare, bool Acknowledging)
     : m_Service(m_Router, Acknowledging) {
   if (Prepare) {
@@ -152,10 +158,7 @@ TCNorvServiceName TestMailbox() {
   return TCNorvServiceName::MakeLocalProcess(kMailbox, "");
 }
 
-TMessagingFixture::TMessagingFixture() : m_Folder(::testing::TempDir() + "messagingXXXXXX") {
-  if (mkdtemp(m_Folder.data()) == nullptr) {
-    throw TCException("MessagingFixture", __LINE__).Format("cannot make %s", m_Folder.c_str());
-  }
+TMessagingFixture::TMessagingFixture() : m_Folder(MakePrivateFolder()) {
   setenv("MAILROUTER_ADDRESS", Address().c_str(), 1);
   SetSyslogSink(TakeLog);
 }

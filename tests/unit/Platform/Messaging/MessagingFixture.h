@@ -113,6 +113,10 @@ class TTestService : public TCNorvService {
   TLog<std::string> m_Texts;
   std::function<void(TSNorvReceivedMail const&)> m_OnMail;  // set before anything arrives
   std::function<bool(TSNorvMailContent&)> m_OnRequest;      // the same; sees the answer
+  // The same; what a subscriber gets of a published mail, all of it without.
+  std::function<std::shared_ptr<TCNorvMailBody const>(TSNorvMailSender const&,
+                                                      TCNorvMailBody const&)>
+      m_OnForward;
   int m_CatchUp = 0;  // the same; sent to a subscriber that has missed too much, 0 for nothing
 
  protected:
@@ -121,6 +125,8 @@ class TTestService : public TCNorvService {
                  TSNorvMailContent& Answer) override;
   bool OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
                  TSNorvMailContent& Content) override;
+  std::shared_ptr<TCNorvMailBody const> OnForward(TSNorvMailSender const& Subscriber,
+                                                  TSNorvMailContent const& Content) override;
 
  private:
   bool const m_Acknowledging;

@@ -178,7 +178,7 @@ TEST_F(ProxyClose, AnotherUserMayConnectWhereTheRouterAdmitsIt) {
   });
   TTestServer Server;
   Server.m_Router.Execute([&] {
-    Server.m_Router.SetAdmission([](TSNorvMailSender const& /*Sender*/) { return true; });
+    Server.m_Router.SetAdmission([](TSNorvMailSender const& /*Sender*/) { return std::string(); });
   });
   ASSERT_EQ(chmod(m_Folder.c_str(), 0755), 0);
   EXPECT_EQ(Child.Run(), 0);

@@ -114,7 +114,7 @@ TEST_F(ProxyMail, IsRefusedPastTheLimitOfUnacknowledgedMail) {
   std::string const Half(std::size_t{33} << 20, 'x');
   ASSERT_TRUE(Proxy.SendNumber(1, Half));
   TCException const Exception = CaughtException([&] { Proxy.SendNumber(2, Half); });
-  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/TCNorvServiceProxy");
+  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/TCNorvProxyConnection");
   EXPECT_EQ(Exception.get_Message(),
             "cannot send a mail of 34603089 bytes: 34603089 bytes wait for acknowledgement, at "
             "most 67108864 are kept");

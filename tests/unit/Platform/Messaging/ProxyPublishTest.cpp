@@ -2,7 +2,9 @@
 // Published mails: order, subscribers, origins, and what late subscribers have missed.
 #include <gmock/gmock.h>
 
+#include <map>
 #include <optional>
+#include <vector>
 
 #include "MessagingFixture.h"
 #include "Platform/Messaging/TCNorvMailFunctions.h"
@@ -11,6 +13,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
 using ProxyPublish = TMessagingFixture;
 
 // An answer proves that the router has taken the subscription, which was sent before it.
@@ -56,6 +59,39 @@ TEST_F(ProxyPublish, DoesNotReachItsOrigin) {
   Other.SendNumber(2);
   EXPECT_THAT(Other.m_Mails.WaitFor(1), ElementsAre(1));
   EXPECT_THAT(Origin.m_Mails.WaitFor(1), ElementsAre(2));
+}
+
+// What is made for one subscriber is gone when the next one's is made, perhaps at the same place.
+TEST_F(ProxyPublish, GivesEverySubscriberWhatIsSelectedForIt) {
+  constexpr std::size_t kSubscribers = 4;
+  TTestServer Server([](TTestService& Service) {
+    Service.m_OnForward = [Places = std::map<std::string, std::size_t>()](
+                              TSNorvMailSender const& Subscriber,
+                              TCNorvMailBody const& Body) mutable {
+      std::size_t const Place = Places.emplace(Subscriber.Identity, Places.size()).first->second;
+      std::vector<bool> Taken(static_cast<std::size_t>(Body.get_Count()));
+      Taken.at(Place) = true;
+      return TCNorvMailBody::Selected(Body, Taken);
+    };
+  });
+  std::vector<TTestProxy> Subscribers(kSubscribers);
+  for (TTestProxy& Subscriber : Subscribers) {
+    Subscribe(Subscriber);
+  }
+  Server.m_Router.Execute([&Server] {
+    TTestMail Mail(TestClass(), eNorvEvent, 1);
+    for (int Number = 1; Number <= static_cast<int>(kSubscribers); ++Number) {
+      Append(Mail, Number, "for one only");
+    }
+    Server.m_Service.Publish(Mail.get_Content(), {{}, 0, Mail.get_Content()});
+  });
+  std::vector<int> Received;
+  for (TTestProxy& Subscriber : Subscribers) {
+    auto const Mails = Subscriber.m_Mails.WaitFor(1);
+    ASSERT_EQ(Mails.size(), 1U);
+    Received.push_back(Mails[0]);
+  }
+  EXPECT_THAT(Received, UnorderedElementsAre(1, 2, 3, 4));
 }
 
 TEST_F(ProxyPublish, CarriesALargeMailToSeveralSubscribers) {

@@ -86,7 +86,29 @@ TEST_F(ProxyRequest, ThatIsRefusedStaysAsItWas) {
   EXPECT_FALSE(Proxy.Ask(Mail));
   EXPECT_EQ(Mail.get_SignalType(), eNorvRequest);
   EXPECT_THAT(Records(Mail), ElementsAre(Pair(7, "seven")));
-  EXPECT_THAT(Warnings().WaitFor(1), ElementsAre("Request refused: the service refuses"));
+  EXPECT_EQ(Proxy.get_Refusal(), "the service refuses");
+  EXPECT_THAT(Warnings().WaitFor(0), ::testing::IsEmpty());  // who asked logs it
+}
+
+TEST_F(ProxyRequest, ThatIsAnsweredHasNoRefusal) {
+  TTestServer Server([](TTestService& Service) {
+    Service.m_OnRequest = [](TSNorvMailContent& Answer) { return FirstNumber(Answer) != 1; };
+  });
+  TTestProxy Proxy;
+  EXPECT_FALSE(Proxy.AskNumber(1));
+  EXPECT_TRUE(Proxy.AskNumber(2));
+  EXPECT_EQ(Proxy.get_Refusal(), "");
+}
+
+TEST_F(ProxyRequest, ThatIsRefusedIsNoRefusalOfAnotherProxys) {
+  TTestServer Server([](TTestService& Service) {
+    Service.m_OnRequest = [](TSNorvMailContent&) { return false; };
+  });
+  TTestProxy Proxy;
+  EXPECT_FALSE(Proxy.AskNumber(1));
+  TTestProxy const Other;
+  EXPECT_EQ(Other.get_Refusal(), "");
+  EXPECT_EQ(Proxy.get_Refusal(), "the service refuses");
 }
 
 TEST_F(ProxyRequest, ThatTheServiceThrowsForIsRefusedAndTheNextAnswered) {

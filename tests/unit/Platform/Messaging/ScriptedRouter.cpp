@@ -134,6 +134,22 @@ void TScriptedRouter::Acknowledge(std::uint64_t Number) {
             0);
 }
 
+void TScriptedRouter::Publish(std::uint64_t Previous, std::uint64_t Sequence,
+                              MailWire::TEWhose Whose, int Value) {
+  constexpr std::uint64_t kEpoch = 7;
+  constexpr std::uint64_t kNoMail = 0;
+  sd_bus_message* Raw = nullptr;
+  EXPECT_GE(sd_bus_message_new_signal(m_Bus.get(), &Raw, MailWire::MailboxPath(kMailbox).c_str(),
+                                      MailWire::ClassInterface(TestClass()).c_str(),
+                                      MailWire::kPublished),
+            0);
+  TCBusMessage const Message(Raw);
+  MailWire::AppendValues(Raw, "tttyt", {&kEpoch, &Previous, &Sequence, &Whose, &kNoMail},
+                         "append an envelope");
+  MailWire::AppendMail(Raw, OneRecord(eNorvEvent, Value), MailWire::FormOf(m_Version));
+  EXPECT_GE(sd_bus_send(m_Bus.get(), Raw, nullptr), 0);
+}
+
 std::vector<TScriptedRouter::TMessage> TScriptedRouter::WaitForMails(std::size_t Count) {
   EXPECT_GE(m_Values.WaitFor(Count).size(), Count);
   std::vector<TMessage> Mails;

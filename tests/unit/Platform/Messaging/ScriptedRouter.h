@@ -32,6 +32,8 @@ class TScriptedRouter {
 
   /// For OnMessage only.
   void Acknowledge(std::uint64_t Number);
+  /// One record with number `Value`, as mail `Sequence` of an epoch of the script's own.
+  void Publish(std::uint64_t Previous, std::uint64_t Sequence, MailWire::TEWhose Whose, int Value);
   void EndConnection() { m_ConnectionEnds = true; }
 
   /// The messages, once `Count` mails have come in them.

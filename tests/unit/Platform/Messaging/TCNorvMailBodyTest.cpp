@@ -149,6 +149,25 @@ TEST(MailBody, RefusesAFileAboveTheLimit) {
   EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file of an impossible size");
 }
 
+// Memory for a hole would be the reader's, for as long as the sender keeps the file open.
+TEST(MailBody, RefusesAFileWithHolesAndGivesThemNoMemory) {
+  constexpr off_t kSize = 1 << 20;
+  TCFileDescriptor const File(memfd_create("test", MFD_CLOEXEC | MFD_ALLOW_SEALING));
+  std::string const Bytes = Header(1, "s") + Word(1) + Word(kSize - 29);
+  ASSERT_EQ(write(File.get(), Bytes.data(), Bytes.size()), static_cast<ssize_t>(Bytes.size()));
+  ASSERT_EQ(ftruncate(File.get(), kSize), 0);
+  ASSERT_EQ(
+      fcntl(File.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL), 0);
+  struct stat Before = {};
+  ASSERT_EQ(fstat(File.get(), &Before), 0);
+  TCException const Exception =
+      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get()); });
+  struct stat After = {};
+  ASSERT_EQ(fstat(File.get(), &After), 0);
+  EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file with holes");
+  EXPECT_EQ(After.st_blocks, Before.st_blocks);
+}
+
 TEST(MailBody, RefusesAShortHeader) {
   ExpectMalformed(TMemoryFile(Header(0, "").substr(0, 19)), "a memory file that holds no mail");
 }

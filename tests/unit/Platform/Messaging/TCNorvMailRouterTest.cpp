@@ -2,7 +2,9 @@
 // Where a router can listen, and what it says when it can not.
 #include "Platform/Messaging/TCNorvMailRouter.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -13,6 +15,7 @@
 #include <fstream>
 
 #include "MessagingFixture.h"
+#include "Platform/Messaging/BusHandles.h"
 #include "tests/unit/CommonProperties/CaughtException.h"
 
 namespace {
@@ -21,7 +24,7 @@ using MailRouter = TMessagingFixture;
 
 void ExpectCannotListen(std::string const& Address, std::string const& Message) {
   TCException const Exception = CaughtException([&] { TCNorvMailRouter const Router(Address); });
-  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/TCNorvMailRouter");
+  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/RouterSocket");
   EXPECT_EQ(Exception.get_Message(), Message);
 }
 
@@ -76,6 +79,41 @@ TEST_F(MailRouter, LeavesALivingRouterAlone) {
                                     "another address");
   TTestProxy Proxy;
   EXPECT_TRUE(Proxy.AskNumber(1));
+}
+
+// Whoever may read a folder can lock it.
+TEST_F(MailRouter, ListensInAFolderThatSomebodyHasLocked) {
+  TCFileDescriptor const Folder(open(m_Folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  ASSERT_EQ(flock(Folder.get(), LOCK_EX), 0);
+  TCNorvMailRouter const Router;
+  EXPECT_TRUE(Exists(SocketPath()));
+}
+
+TEST_F(MailRouter, LeavesNoLockBehind) {
+  TCNorvMailRouter const Router;
+  EXPECT_FALSE(Exists(SocketPath() + ".lock"));
+}
+
+TEST_F(MailRouter, ListensAlthoughALockWasLeftBehind) {
+  TCFileDescriptor const Left(
+      open((SocketPath() + ".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  TCNorvMailRouter const Router;
+  EXPECT_TRUE(Exists(SocketPath()));
+  EXPECT_FALSE(Exists(SocketPath() + ".lock"));
+}
+
+TEST_F(MailRouter, DoesNotWaitForALockThatOthersCanTake) {
+  std::string const Lock = SocketPath() + ".lock";
+  std::string const Refusal =
+      "cannot listen at " + SocketPath() + ": " + Lock + " can be locked by others; remove it";
+  TCFileDescriptor const File(open(Lock.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+  ASSERT_EQ(fchmod(File.get(), 0644), 0);
+  ExpectCannotListen(Address(), Refusal);
+  if (geteuid() == 0) {
+    ASSERT_EQ(fchmod(File.get(), 0600), 0);
+    ASSERT_EQ(fchown(File.get(), 12345, 12345), 0);
+    ExpectCannotListen(Address(), Refusal);
+  }
 }
 
 TEST_F(MailRouter, NeedsItsFolder) {

@@ -2,7 +2,10 @@
 // Which changes are on their way, and whose published copies are to be applied.
 #include "Platform/Messaging/TCOwnChanges.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
 namespace {
 
@@ -12,6 +15,14 @@ constexpr char kKey[] = "key";
 // One change of `Key` in mail `Number`.
 void Send(TCOwnChanges& Changes, std::uint64_t Number, std::string const& Key = kKey) {
   Changes.Sent(Changes.Mark(kStream, {Key}), Number);
+}
+
+// Whether the copy of mail `Number`, of one change, is applied.
+bool EndOwn(TCOwnChanges& Changes, std::uint64_t Number) {
+  std::set<std::string> Held;
+  bool const Applied = Changes.EndOwn(kStream, Number, Held);
+  EXPECT_THAT(Held, IsEmpty());
+  return Applied;
 }
 
 }  // namespace
@@ -37,9 +48,9 @@ TEST(OwnChanges, StayOnTheirWayUntilTheLastCopyOfAKey) {
   TCOwnChanges Changes;
   Send(Changes, 1);
   Send(Changes, 2);
-  EXPECT_FALSE(Changes.EndOwn(kStream, 1));
+  EXPECT_FALSE(EndOwn(Changes, 1));
   EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
-  EXPECT_FALSE(Changes.EndOwn(kStream, 2));
+  EXPECT_FALSE(EndOwn(Changes, 2));
   EXPECT_FALSE(Changes.IsOnWay(kStream, kKey));
 }
 
@@ -56,16 +67,16 @@ TEST(OwnChanges, ThatWereSentInAnotherOrderThanMadeAreAppliedFromTheLastCopy) {
   auto const Second = Changes.Mark(kStream, {kKey});
   Changes.Sent(Second, 1);
   Changes.Sent(First, 2);
-  Changes.EndOwn(kStream, 1);
+  EndOwn(Changes, 1);
   EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
   EXPECT_FALSE(Changes.EndOwnSilently(kStream, 2));
-  EXPECT_TRUE(Changes.EndOwn(kStream, 2));
+  EXPECT_TRUE(EndOwn(Changes, 2));
 }
 
 TEST(OwnChanges, WhoseWayHasEndedBeforeAreAppliedFromTheirCopy) {
   TCOwnChanges Changes;
   EXPECT_FALSE(Changes.EndOwnSilently(kStream, 1));
-  EXPECT_TRUE(Changes.EndOwn(kStream, 1));
+  EXPECT_TRUE(EndOwn(Changes, 1));
 }
 
 TEST(OwnChanges, AreIncludedInWhatBringsTheProcessUpToDateOrNot) {
@@ -83,7 +94,7 @@ TEST(OwnChanges, ThatTheServiceHasLostAreOnTheirWayAgainAndAppliedFromTheirCopy)
   EXPECT_TRUE(Changes.EndOwnSilently(kStream, 1));
   Changes.CatchUp(kStream, 0);
   EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
-  EXPECT_TRUE(Changes.EndOwn(kStream, 1));
+  EXPECT_TRUE(EndOwn(Changes, 1));
   EXPECT_FALSE(Changes.IsOnWay(kStream, kKey));
 }
 
@@ -108,14 +119,35 @@ TEST(OwnChanges, EndTheirWayWithTheirAcknowledgementWhenNoCopyCame) {
   EXPECT_TRUE(Changes.IsOnWay(kStream, "later"));
 }
 
-TEST(OwnChanges, ThatAnAnswerMayHaveReplacedAreAppliedFromTheirCopy) {
+TEST(OwnChanges, ThatAreGivenUpAreAppliedFromTheirCopy) {
   TCOwnChanges Changes;
-  Send(Changes, 1, "before");
-  Changes.BeginAnswer();
-  Send(Changes, 2, "meanwhile");
-  Changes.EndAnswer();
-  Send(Changes, 3, "after");
-  EXPECT_TRUE(Changes.EndOwn(kStream, 1));
-  EXPECT_TRUE(Changes.EndOwn(kStream, 2));
-  EXPECT_FALSE(Changes.EndOwn(kStream, 3));
+  Send(Changes, 1, "given up");
+  Send(Changes, 2, "held");
+  Changes.GiveUp(kStream, {"given up", "unknown"});
+  EXPECT_FALSE(Changes.IsHeld(kStream, "given up"));
+  EXPECT_TRUE(Changes.IsOnWay(kStream, "given up"));
+  EXPECT_TRUE(Changes.IsHeld(kStream, "held"));
+  EXPECT_THAT(Changes.HeldKeys(kStream), ElementsAre("held"));
+  EXPECT_TRUE(EndOwn(Changes, 1));
+  EXPECT_FALSE(EndOwn(Changes, 2));
+}
+
+TEST(OwnChanges, ThatAreMadeAgainAreHeldAgain) {
+  TCOwnChanges Changes;
+  Send(Changes, 1);
+  Changes.GiveUp(kStream, {kKey});
+  Send(Changes, 2);
+  EXPECT_TRUE(Changes.IsHeld(kStream, kKey));
+  EXPECT_FALSE(EndOwn(Changes, 1));
+  EXPECT_FALSE(EndOwn(Changes, 2));
+}
+
+TEST(OwnChanges, OfOneMailAreAppliedEachForItself) {
+  TCOwnChanges Changes;
+  Changes.Sent(Changes.Mark(kStream, {"given up", "held"}), 1);
+  Changes.GiveUp(kStream, {"given up"});
+  EXPECT_FALSE(Changes.EndOwnSilently(kStream, 1));
+  std::set<std::string> Held;
+  EXPECT_TRUE(Changes.EndOwn(kStream, 1, Held));
+  EXPECT_THAT(Held, ElementsAre("held"));
 }

@@ -5,10 +5,12 @@
 #include <gmock/gmock.h>
 #include <net/if.h>
 #include <net/if_arp.h>
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -20,6 +22,8 @@
 #include <vector>
 
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCUtilities.h"
+#include "tests/unit/ForkedChild.h"
 
 namespace {
 
@@ -229,6 +233,31 @@ TEST(OwnMACAddress, WarnsOnceOfABadEnvironment) {
   EXPECT_TRUE(TCMACAddress::Own("nosuchinterface").Empty());
   TCMACAddress::Own("nosuchinterface");
   EXPECT_THAT(Warnings, testing::ElementsAre("PROPERTY_OWN_MAC is no MAC address (nonsense)"));
+}
+
+// The warning is written with the lock held that guards the own address.
+TEST(OwnMACAddress, IsThereInTheChildOfAForkWhileAnotherThreadAsksForIt) {
+  static std::atomic<bool> Asking{false};
+  static std::atomic<bool> Forking{false};
+  TCUtilities::GetCurrentThreadID();  // has the library watch forks, so that the test hears first
+  ASSERT_EQ(pthread_atfork([] { Forking = true; }, nullptr, nullptr), 0);
+  setenv("PROPERTY_OWN_MAC", "nonsense", 1);
+  SetSyslogSink([](int, std::string const&) {
+    Asking = true;
+    for (int Round = 0; Round < 1000 || !Forking; ++Round) {
+      std::this_thread::yield();
+    }
+  });
+  std::thread Other([] { TCMACAddress::Own("nosuchinterface"); });
+  while (!Asking) {
+    std::this_thread::yield();
+  }
+
+  TForkedChild Child(
+      [] { return "own: " + TCMACAddress::Own("nosuchinterface").get_AsString(':'); }, std::_Exit);
+
+  EXPECT_EQ(Child.Wait(), "own: ");
+  Other.join();
 }
 
 TEST(OwnMACAddress, AnEmptyEnvironmentIsNone) {

@@ -211,3 +211,12 @@ TEST(TCNullTypes, ComparesWithAPlainValueOnEitherSide) {
   EXPECT_TRUE(TCNullText("x") == "x");
   EXPECT_TRUE("y" != TCNullText("x"));
 }
+
+TYPED_TEST(TCNullTypesOf, IsNullWhenItIsAssignedEmptyBraces) {
+  TCNullTypes<TypeParam> Value{TypeParam()};
+
+  Value = {};
+
+  EXPECT_TRUE(Value.IsNull());
+  EXPECT_EQ(Value.get_Value(), TypeParam());
+}

@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Cuts what a group of mails leaves into slices.
+#include "PropertyServer/TCGroupStoring.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "PropertyServer/TCCommitQueue.h"
+
+namespace Property {
+
+TCGroupStoring::TCGroupStoring(TCPropertyDatabase& Database, TCTakenMails& Taken,
+                               TCMails const& Mails, TCValues const& Values,
+                               std::vector<TSHistoryEntry const*> History,
+                               TSHistoryLimits const& Limits)
+    : m_Taken(Taken), m_History(std::move(History)), m_Limits(Limits), m_Transaction(Database) {
+  m_Values.reserve(Values.size());
+  for (auto const& [Place, Value] : Values) {
+    m_Values.push_back(Value);
+  }
+  for (TSTakenMail const& Mail : Mails) {
+    m_Senders[Mail.Mail.Sender] = Mail.Mail.Number;
+  }
+}
+
+bool TCGroupStoring::Store(std::size_t Records) {
+  m_Transaction.NoteHistory(TakeSlice(m_History, m_NextEntry, Records), m_Limits, CurrentTime());
+  m_Transaction.Put(TakeSlice(m_Values, m_NextValue, Records));
+  if (m_NextValue < m_Values.size() || m_NextEntry < m_History.size()) {
+    return false;
+  }
+  m_Taken.Remember(m_Transaction, m_Senders);
+  m_Transaction.Commit();
+  m_Taken.OnStored(m_Senders);
+  return true;
+}
+
+template <class T>
+std::vector<T> TCGroupStoring::TakeSlice(std::vector<T> const& All, std::size_t& Next,
+                                         std::size_t Count) {
+  auto const Begin = All.begin() + static_cast<std::ptrdiff_t>(Next);
+  Next += std::min(Count, All.size() - Next);
+  return std::vector<T>(Begin, All.begin() + static_cast<std::ptrdiff_t>(Next));
+}
+
+}  // namespace Property

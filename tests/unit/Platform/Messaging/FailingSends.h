@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: MIT
+// Makes the system refuse what it refuses when memory or descriptors are short.
+#pragma once
+
+/// While it lives, each message that holds `Word` is refused with the error number `Error`, on
+/// every thread. `Word` must outlive it; one at a time.
+class TFailingSends {
+ public:
+  TFailingSends(char const* Word, int Error);
+  ~TFailingSends();
+  TFailingSends(TFailingSends const&) = delete;
+  TFailingSends& operator=(TFailingSends const&) = delete;
+};
+
+/// While it lives, no memory file can be made, on any thread: there are no descriptors for them.
+/// Not by a limit of the process, which the sanitizers' own checks would meet too. One at a time.
+class TFailingMemoryFiles {
+ public:
+  TFailingMemoryFiles();
+  ~TFailingMemoryFiles();
+  TFailingMemoryFiles(TFailingMemoryFiles const&) = delete;
+  TFailingMemoryFiles& operator=(TFailingMemoryFiles const&) = delete;
+};

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: MIT
+// A proxy that misses a published mail asks for it, whatever comes next.
+#include <gmock/gmock.h>
+
+#include "ScriptedRouter.h"
+
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+struct ProxyGap : TMessagingFixture {};
+
+}  // namespace
+
+TEST_F(ProxyGap, BeforeWhatStandsInPlaceOfARefusedMailIsFilled) {
+  using MailWire::TEWhose;
+  int Subscriptions = 0;
+  TScriptedRouter Router(SocketPath(), [&](auto& Self, auto const& Message) {
+    if (Message.Member != MailWire::kSubscribe) {
+      return;
+    }
+    if (++Subscriptions == 1) {
+      Self.Publish(0, 1, TEWhose::eAnothers, 1);
+      Self.Publish(2, 3, TEWhose::eUpToDate, 3);
+    } else {
+      Self.Publish(1, 2, TEWhose::eAnothers, 2);
+      Self.Publish(2, 3, TEWhose::eUpToDate, 3);
+    }
+  });
+  TTestProxy Proxy;
+  Proxy.ConnectService(TestClass(), 3, false);
+  EXPECT_THAT(Proxy.m_Mails.WaitFor(3), ElementsAre(1, 2, 3));
+  EXPECT_THAT(Warnings().WaitFor(1),
+              ElementsAre(HasSubstr("mails 2 to 2 are missing and are asked for")));
+}
+
+TEST_F(ProxyGap, BeforeWhatBringsItUpToDateAsAWholeIsNone) {
+  using MailWire::TEWhose;
+  TScriptedRouter Router(SocketPath(), [&](auto& Self, auto const& Message) {
+    if (Message.Member == MailWire::kSubscribe) {
+      Self.Publish(0, 1, TEWhose::eAnothers, 1);
+      Self.Publish(0, 5, TEWhose::eUpToDate, 5);
+      Self.Publish(5, 6, TEWhose::eAnothers, 6);
+    }
+  });
+  TTestProxy Proxy;
+  Proxy.ConnectService(TestClass(), 3, false);
+  EXPECT_THAT(Proxy.m_Mails.WaitFor(3), ElementsAre(1, 5, 6));
+}
