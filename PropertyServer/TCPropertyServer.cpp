@@ -15,7 +15,7 @@
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
 #include "PropertyInterface/PropertyProtocol.h"
-#include "PropertyServer/TCNorvServerObject.h"
+#include "PropertyInterface/TCNorvServerObject.h"
 
 namespace Property {
 namespace {

@@ -8,7 +8,7 @@
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "Platform/Utility/TCException.h"
 #include "PropertyInterface/PropertyProtocol.h"
-#include "PropertyServer/TCNorvServerObject.h"
+#include "PropertyInterface/TCNorvServerObject.h"
 
 namespace Property {
 namespace {

@@ -4,7 +4,7 @@
 #include <sqlite3.h>
 
 #include "Platform/Messaging/TCNorvMailMessage.h"
-#include "PropertyServer/TCNorvServerObject.h"
+#include "PropertyInterface/TCNorvServerObject.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 #include "tests/unit/PropertyServer/ServiceFixture.h"
 

@@ -5,7 +5,7 @@
 
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
-#include "PropertyServer/TCNorvServerObject.h"
+#include "PropertyInterface/TCNorvServerObject.h"
 #include "ServiceFixture.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 

@@ -10,7 +10,7 @@
 
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "Platform/Utility/TCException.h"
-#include "PropertyServer/TCNorvServerObject.h"
+#include "PropertyInterface/TCNorvServerObject.h"
 #include "tests/unit/Platform/Messaging/MessagingFixture.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Lays out the records about the server itself.
-#include "PropertyServer/TCNorvServerObject.h"
+#include "PropertyInterface/TCNorvServerObject.h"
 
 #include "Platform/Messaging/TCNorvMessage.h"
 

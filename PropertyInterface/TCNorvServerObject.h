@@ -2,6 +2,7 @@
 // Records of the mails that ask the property server about itself.
 #pragma once
 
+#include "CommonProperties/PropertyExport.h"
 #include "Platform/Messaging/TCNorvField.h"
 #include "Platform/Messaging/TCNorvMailClassID.h"
 #include "Platform/Messaging/TCNorvMailObject.h"
@@ -9,16 +10,16 @@
 
 namespace Property {
 
-extern TCNorvMailClassID const Norv_ServerMail;
+PROPERTY_EXPORT extern TCNorvMailClassID const Norv_ServerMail;
 
 // Signal names of the class, for a request (type 1) and its answer (type 2) alike.
 constexpr int kServerStatus = 1;  ///< the answer has a record for each figure
 constexpr int kServerBackup = 2;  ///< the answer has one record: the image of the database
 
 /// A figure of the server's, or a copy of its database, by name.
-class TCNorvServerObject : public TCNorvMailObject {
+class PROPERTY_EXPORT TCNorvServerObject : public TCNorvMailObject {
  public:
-  class TCRecord : public TCNorvRecordObject {
+  class PROPERTY_EXPORT TCRecord : public TCNorvRecordObject {
    public:
     TCRecord();
 
