@@ -3,56 +3,19 @@
 #include "PropertyServer/TCPropertyServer.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <new>
 #include <stdexcept>
-#include <string_view>
 #include <utility>
 
 #include "Platform/Messaging/TCLogBudget.h"
-#include "Platform/Messaging/TCNorvMailMessage.h"
-#include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
-#include "PropertyInterface/PropertyProtocol.h"
-#include "PropertyInterface/TCNorvServerObject.h"
+#include "PropertyServer/PropertyMails.h"
 
 namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCPropertyServer";
-
-[[noreturn]] void ThrowMalformed(int Line, char const* Reason) {
-  throw TCException(kSource, Line).Format("Malformed mail: %s", Reason);
-}
-
-bool IsSignal(TSNorvMailContent const& Content, PropertyProtocol::TSSignal Signal) {
-  return Content.MailClass == Norv_PropertyMail && Content.SignalType == Signal.Type &&
-         Content.SignalName == Signal.Name;
-}
-
-TSNorvMailContent NewMail(PropertyProtocol::TSSignal Signal,
-                          std::shared_ptr<TCNorvMailBody const> Body) {
-  return {Norv_PropertyMail, Signal.Type, Signal.Name, std::move(Body)};
-}
-
-// A link or device that can not be read must not be stored as none.
-Accessories::TCRecordID ReadLink(TCNorvField const& Field) {
-  Accessories::TCRecordID const Link = Field.get_AsRecordID();
-  if (Link.IsNull() && !Field.get_AsString().empty()) {
-    ThrowMalformed(__LINE__, "a link that is no number");
-  }
-  return Link;
-}
-
-TCMACAddress ReadMAC(TCNorvField const& Field) {
-  std::string const Text = Field.get_AsString();
-  TCMACAddress const MAC(Text);
-  if (MAC.Empty() && !Text.empty()) {
-    ThrowMalformed(__LINE__, "a device that is no MAC address");
-  }
-  return MAC;
-}
 
 }  // namespace
 
@@ -63,20 +26,20 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
       m_Router(Router),
       m_Database(Database),
       m_Durability(Durability),
-      m_Trace(Trace),
       m_Configuration(std::move(Configuration)),
+      m_Trace(Trace),
+      m_Values(Router.get_Event(), m_Configuration),
+      m_Requests(m_Values),
+      m_ServerRequests(
+          m_Configuration, [this] { return get_Status(); }, [this] { return Copy(); }),
       m_Taken(Database, [&Router] { return Router.get_Senders(); }),
       m_SecretTexts(Database),
       m_LastTransaction(Database.get_LastTransaction()),
-      m_Everything(Router.get_Event()),
-      m_Whole(Router.get_Event()),
       m_Queue(
           Database, m_Taken, Router.get_Event(), Durability,
           [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
           [this](bool Failing, char const* Reason) { OnTrouble(Failing, Reason); }) {
-  m_Database.LoadAll([this](TSPropertyRecord Record) {
-    m_Values.emplace(PlaceOf(Record), std::move(Record.Data));
-  });
+  m_Database.LoadAll([this](TSPropertyRecord Record) { m_Values.Load(std::move(Record)); });
   m_SecretTexts.SetSecrets(m_Configuration->get_Secrets());
   Open();
   m_Router.Execute([this] { Configure(); });
@@ -121,21 +84,19 @@ void TCPropertyServer::SetStatusSink(std::function<void(std::string const&)> Sin
   m_StatusSink = std::move(Sink);
 }
 
-// ---- changes ----
-
 void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
   if (IsRepeated(Mail)) {
     return;
   }
-  if (!IsSignal(Mail.Content, PropertyProtocol::kChange)) {
+  if (!IsPropertyMail(Mail.Content, PropertyProtocol::kChange)) {
     throw TCException(kSource, __LINE__)
         .Format("%s v%d %s %d is no change of properties",
                 Mail.Content.MailClass.get_Name().c_str(), Mail.Content.MailClass.get_Version(),
                 TCNorvMessage::SignalTypename(Mail.Content.SignalType).c_str(),
                 Mail.Content.SignalName);
   }
-  TSTakenMail Taken{Mail, ReadChanges(Mail.Content), false, false, {}, {}};
-  TraceMail("received", Mail.Sender, Mail.Content);
+  TSTakenMail Taken{Mail, m_Records.ReadAll(Mail.Content), false, false, {}, {}};
+  m_Trace.Print("received", Mail.Sender, Mail.Content, *m_Configuration);
   std::string const Reason = ReasonToRefuse(Mail.Sender, Taken.Changes);
   if (!Reason.empty()) {
     Taken.Refused = true;
@@ -224,7 +185,7 @@ void TCPropertyServer::Take(TSTakenMail Taken) {
 void TCPropertyServer::TakeEffectAtOnce(TSTakenMail& Taken) {
   m_EffectsWait =
       std::any_of(Taken.Changes.begin(), Taken.Changes.end(),
-                  [this](auto const& Change) { return m_Values.count(PlaceOf(Change)) == 0; });
+                  [this](auto const& Change) { return m_Values.Find(PlaceOf(Change)) == nullptr; });
   if (m_EffectsWait) {
     m_Queue.CommitWhenIdle();
     return;
@@ -273,25 +234,21 @@ std::string const* TCPropertyServer::FindNewest(TCPropertyPlace const& Place) co
   if (std::string const* const Waiting = m_Queue.Find(Place)) {
     return Waiting;
   }
-  auto const Value = m_Values.find(Place);
-  return Value != m_Values.end() ? &Value->second : nullptr;
+  return m_Values.Find(Place);
 }
 
 // The values change and everybody hears of it. May be repeated after it has thrown.
 void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
-  TSNorvMailContent Published = NewMail(PropertyProtocol::kPublishedChange, nullptr);
+  TSNorvMailContent Published = NewPropertyMail(PropertyProtocol::kPublishedChange, nullptr);
   if (Taken.Refused) {
-    Published.Body = EncodeStanding(Taken);
+    Published.Body = m_Values.EncodeStanding(Taken.Mail.Sender, Taken.Changes);
   } else {
-    Published.Body = EncodeChanges(Taken.Changes);
-    m_Everything.Drop();
-    m_Whole.Drop();
-    for (TSPropertyRecord const& Change : Taken.Changes) {
-      m_Values[PlaceOf(Change)] = Change.Data;
-    }
+    Published.Body = m_Values.EncodeChanges(Taken.Changes);
+    m_Values.Set(Taken.Changes);
   }
   if (!Taken.Changes.empty()) {
-    TraceMail(Taken.Refused ? "restored" : "published", Taken.Mail.Sender, Published);
+    m_Trace.Print(Taken.Refused ? "restored" : "published", Taken.Mail.Sender, Published,
+                  *m_Configuration);
     if (Taken.Refused) {
       Restore(Taken.Mail, Published);
     } else {
@@ -346,7 +303,7 @@ std::uint64_t TCPropertyServer::get_LastTaken(TSNorvSenderKey const& Sender) con
 }
 
 TCPropertyServer::TCStatus TCPropertyServer::get_Status() const {
-  return {{"values", std::to_string(m_Values.size())},
+  return {{"values", std::to_string(m_Values.get_Count())},
           {"peers", std::to_string(m_Router.get_ConnectionCount())},
           {"epoch", std::to_string(m_Router.get_Epoch())},
           {"sequence", std::to_string(get_Sequence())},
@@ -360,113 +317,24 @@ TCPropertyServer::TCStatus TCPropertyServer::get_Status() const {
           {"database", m_Database.get_Path()}};
 }
 
-void TCPropertyServer::RequireLayout(TSNorvMailContent const& Content,
-                                     TCNorvRecordObject const& Part) const {
-  if (Content.Body->get_Count() > 0 && Content.Body->get_Signature() != Part.get_Signature()) {
-    ThrowMalformed(__LINE__, "records of another layout");
-  }
+std::string TCPropertyServer::Copy() {
+  m_Queue.Commit();
+  return m_Database.Copy();
 }
-
-std::vector<TSPropertyRecord> TCPropertyServer::ReadChanges(TSNorvMailContent const& Content) {
-  RequireLayout(Content, m_Scratch.get_Record());
-  std::vector<TSPropertyRecord> Changes;
-  Changes.reserve(static_cast<std::size_t>(Content.Body->get_Count()));
-  for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
-    Changes.push_back(ReadRecord(Content.Body->get_Record(Index)));
-  }
-  return Changes;
-}
-
-TSPropertyRecord TCPropertyServer::ReadRecord(std::string_view Record) {
-  TCNorvPropertyObject::TCRecord& Part = m_Scratch.get_Record();
-  Part.Decode(Record);
-  if (!Part.m_ID.IsAssigned()) {
-    ThrowMalformed(__LINE__, "a record without a property's number");
-  }
-  return {Part.m_ID, ReadLink(Part.m_Link), ReadMAC(Part.m_MAC), Part.m_Data.get_AsString()};
-}
-
-// ---- requests ----
 
 bool TCPropertyServer::OnRequest(TSNorvMailSender const& Sender, TSNorvMailContent const& Request,
                                  TSNorvMailContent& Answer) {
-  if (Request.MailClass == Norv_ServerMail && Request.SignalType == eNorvRequest) {
-    Answer = AnswerAboutServer(Sender, Request.SignalName);
+  if (TCServerRequests::IsKnown(Request)) {
+    Answer = m_ServerRequests.Answer(Sender, Request);
     return true;
   }
-  if (IsSignal(Request, PropertyProtocol::kRequestAll)) {
-    TraceMail("received", Sender, Request);
-    Answer = AnswerAll(Sender, Request);
-  } else if (IsSignal(Request, PropertyProtocol::kRequestOne)) {
-    TraceMail("received", Sender, Request);
-    Answer = AnswerOne(Sender, Request);
-  } else {
+  if (!TCPropertyRequests::IsKnown(Request)) {
     return false;
   }
-  TraceMail("answered", Sender, Answer);
+  m_Trace.Print("received", Sender, Request, *m_Configuration);
+  Answer = m_Requests.Answer(Sender, Request);
+  m_Trace.Print("answered", Sender, Answer, *m_Configuration);
   return true;
-}
-
-TSNorvMailContent TCPropertyServer::AnswerAboutServer(TSNorvMailSender const& Sender, int Signal) {
-  if (Signal == kServerBackup && !m_Configuration->MayCopy(Sender)) {
-    throw TCException(kSource, __LINE__)
-        .Format("user %u may not copy the database, only root and the server's own user may",
-                Sender.User);
-  }
-  if (!m_Configuration->MayAdminister(Sender)) {
-    throw TCException(kSource, __LINE__)
-        .Format("user %u may not ask about the server, only %s may", Sender.User,
-                m_Configuration->get_Administrators().c_str());
-  }
-  TCNorvMailMessage<TCNorvServerObject> Answer(Norv_ServerMail, eNorvChange, Signal);
-  auto const Append = [&Answer](std::string const& Name, std::string const& Value) {
-    TCNorvServerObject::TCRecord& Record = Answer.CreateRecord()->get_Record();
-    Record.m_Name.set_AsString(Name);
-    Record.m_Value.set_AsString(Value);
-  };
-  if (Signal == kServerStatus) {
-    for (auto const& [Name, Value] : get_Status()) {
-      Append(Name, Value);
-    }
-  } else if (Signal == kServerBackup) {
-    m_Queue.Commit();
-    Append("database", m_Database.Copy());
-  } else {
-    throw TCException(kSource, __LINE__).Format("the server knows no question %d", Signal);
-  }
-  return Answer.get_Content();
-}
-
-TSNorvMailContent TCPropertyServer::AnswerAll(TSNorvMailSender const& Sender,
-                                              TSNorvMailContent const& Request) {
-  TCNorvPropertyObject::TCRequest& Part = m_Scratch.get_Request();
-  RequireLayout(Request, Part);
-  if (Request.Body->get_Count() != 1) {
-    ThrowMalformed(__LINE__, "a request for all properties has one record");
-  }
-  Part.Decode(Request.Body->get_Record(0));
-  if (Part.m_Action != PropertyProtocol::kActionOwn) {
-    return NewMail(PropertyProtocol::kAllValues, EncodeEverything(Sender));
-  }
-  TCNorvMailBody::TCWriter Writer = NewWriter();
-  AppendValues(Writer, Sender,
-               [&Sender](TCMACAddress const& MAC) { return MAC.Empty() || MAC == Sender.Device; });
-  return NewMail(PropertyProtocol::kAllValues, Writer.Finish());
-}
-
-TSNorvMailContent TCPropertyServer::AnswerOne(TSNorvMailSender const& Sender,
-                                              TSNorvMailContent const& Request) {
-  RequireLayout(Request, m_Scratch.get_Record());
-  if (Request.Body->get_Count() != 1) {
-    ThrowMalformed(__LINE__, "a request for one property has one record");
-  }
-  TCPropertyPlace const Place = PlaceOf(ReadRecord(Request.Body->get_Record(0)));
-  auto const Value = m_Values.find(Place);
-  bool const Held =
-      Value != m_Values.end() && m_Configuration->MayRead(Sender, std::get<int>(Place));
-  TCNorvMailBody::TCWriter Writer = NewWriter();
-  AppendValue(Writer, Place, Held ? Value->second : std::string(), Held);
-  return NewMail(PropertyProtocol::kOneValue, Writer.Finish());
 }
 
 // All values, as a change: those that the subscriber holds already tell nobody anything there, and
@@ -476,135 +344,14 @@ bool TCPropertyServer::OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClass
   if (MailClass != Norv_PropertyMail) {
     return false;
   }
-  Content = NewMail(PropertyProtocol::kPublishedChange, EncodeWhole(Sender));
-  TraceMail("published", Sender, Content);
+  Content = NewPropertyMail(PropertyProtocol::kPublishedChange, m_Values.EncodeWhole(Sender));
+  m_Trace.Print("published", Sender, Content, *m_Configuration);
   return true;
 }
 
 std::shared_ptr<TCNorvMailBody const> TCPropertyServer::OnForward(
     TSNorvMailSender const& Subscriber, TSNorvMailContent const& Content) {
-  if (m_Configuration->ReadsEverything(Subscriber)) {
-    return Content.Body;
-  }
-  std::vector<bool> Readable;
-  for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
-    TCNorvPropertyObject::TCRecord& Part = m_Scratch.get_Record();
-    Part.Decode(Content.Body->get_Record(Index));
-    // What has no data tells of nothing but the subscriber's own refused change.
-    Readable.push_back(!Part.m_Data.IsAssigned() ||
-                       m_Configuration->MayRead(Subscriber, Part.m_ID));
-  }
-  auto const Count = std::count(Readable.begin(), Readable.end(), true);
-  if (Count == 0) {
-    return nullptr;
-  }
-  return Count == Content.Body->get_Count() ? Content.Body
-                                            : TCNorvMailBody::Selected(*Content.Body, Readable);
-}
-
-// ---- records ----
-
-TCNorvMailBody::TCWriter TCPropertyServer::NewWriter() {
-  return TCNorvMailBody::TCWriter(m_Scratch.get_Record().get_Signature());
-}
-
-void TCPropertyServer::AppendValues(TCNorvMailBody::TCWriter& Writer,
-                                    TSNorvMailSender const& Reader,
-                                    std::function<bool(TCMACAddress const&)> const& IsWanted) {
-  bool const ReadsEverything = m_Configuration->ReadsEverything(Reader);
-  for (auto const& [Place, Data] : m_Values) {
-    if (IsWanted(std::get<TCMACAddress>(Place)) &&
-        (ReadsEverything || m_Configuration->MayRead(Reader, std::get<int>(Place)))) {
-      AppendValue(Writer, Place, Data, false);
-    }
-  }
-}
-
-TCPropertyServer::TCBody TCPropertyServer::EncodeEverything(TSNorvMailSender const& Reader) {
-  auto const Encode = [&] {
-    TCNorvMailBody::TCWriter Writer = NewWriter();
-    AppendValues(Writer, Reader, [](auto const&) { return true; });
-    return Writer.Finish();
-  };
-  return m_Configuration->ReadsEverything(Reader) ? m_Everything.Get(Encode) : Encode();
-}
-
-// Begins with a record of nothing, which says that what does not follow is not held, or not for
-// the reader: to name what it may not read would tell it what exists.
-TCPropertyServer::TCBody TCPropertyServer::EncodeWhole(TSNorvMailSender const& Reader) {
-  auto const Encode = [&] {
-    TCNorvMailBody::TCWriter Writer = NewWriter();
-    TCNorvPropertyObject::TCRecord().Encode(Writer);
-    AppendValues(Writer, Reader, [](auto const&) { return true; });
-    return Writer.Finish();
-  };
-  return m_Configuration->ReadsEverything(Reader) ? m_Whole.Get(Encode) : Encode();
-}
-
-// In the one form that every process writes a link and a device in, whatever the sender wrote.
-TCPropertyServer::TCBody TCPropertyServer::EncodeChanges(
-    std::vector<TSPropertyRecord> const& Changes) {
-  TCNorvMailBody::TCWriter Writer = NewWriter();
-  for (TSPropertyRecord const& Change : Changes) {
-    AppendValue(Writer, PlaceOf(Change), Change.Data, false);
-  }
-  return Writer.Finish();
-}
-
-// What stands where the mail would have changed something.
-TCPropertyServer::TCBody TCPropertyServer::EncodeStanding(TSTakenMail const& Refused) {
-  TCNorvMailBody::TCWriter Writer = NewWriter();
-  for (TSPropertyRecord const& Change : Refused.Changes) {
-    auto const Value = m_Values.find(PlaceOf(Change));
-    if (Value != m_Values.end() && m_Configuration->MayRead(Refused.Mail.Sender, Change.Number)) {
-      AppendValue(Writer, PlaceOf(Change), Value->second, true);
-    } else {
-      AppendNoValue(Writer, PlaceOf(Change));
-    }
-  }
-  return Writer.Finish();
-}
-
-void TCPropertyServer::AppendValue(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place,
-                                   std::string const& Data, bool Loaded) {
-  FillRecord(Place, Data, Loaded).Encode(Writer);
-}
-
-// The same for a value that is not held and for one that the receiver may not read: it is not told
-// which exist.
-void TCPropertyServer::AppendNoValue(TCNorvMailBody::TCWriter& Writer,
-                                     TCPropertyPlace const& Place) {
-  TCNorvPropertyObject::TCRecord& Record = FillRecord(Place, std::string(), false);
-  Record.m_Data.Unassign();
-  Record.Encode(Writer);
-}
-
-TCNorvPropertyObject::TCRecord& TCPropertyServer::FillRecord(TCPropertyPlace const& Place,
-                                                             std::string const& Data, bool Loaded) {
-  auto const& [Number, Link, MAC] = Place;
-  m_Scratch.get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
-  m_Scratch.SetRecord(Number, Data, Link, Loaded, MAC.get_AsString(':'));
-  return m_Scratch.get_Record();
-}
-
-void TCPropertyServer::TraceMail(char const* Direction, TSNorvMailSender const& Sender,
-                                 TSNorvMailContent const& Content) {
-  if (!m_Trace) {
-    return;
-  }
-  TCNorvMailMessage<TCNorvPropertyObject> Message(Content);
-  bool const HasTexts = !IsSignal(Content, PropertyProtocol::kRequestAll);
-  for (int Index = 0; HasTexts && Index < Message.RecordCount(); ++Index) {
-    TCNorvPropertyObject::TCRecord& Record = Message.GetMailRecord(Index)->get_Record();
-    if (Record.m_Data.IsAssigned() && m_Configuration->IsSecret(Record.m_ID)) {
-      Record.m_Data.set_AsString("(secret)");
-    }
-  }
-  std::string const Line =
-      PrintableText(std::string(Direction) + " " + Sender.ProcessName + "[" +
-                    std::to_string(Sender.Process) + "] " + Message.get_AsText());
-  std::printf("%s\n", Line.c_str());
-  std::fflush(stdout);
+  return m_Values.SelectReadable(Subscriber, Content.Body);
 }
 
 }  // namespace Property

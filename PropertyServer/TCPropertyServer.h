@@ -5,21 +5,22 @@
 #include <cstdint>
 #include <functional>
 #include <list>
-#include <map>
 #include <memory>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "Platform/Messaging/TCNorvService.h"
 #include "Platform/Messaging/TCRouterUser.h"
-#include "PropertyInterface/TCNorvPropertyObject.h"
 #include "PropertyServer/TCCommitQueue.h"
-#include "PropertyServer/TCKeptAnswer.h"
+#include "PropertyServer/TCMailTrace.h"
 #include "PropertyServer/TCPropertyDatabase.h"
+#include "PropertyServer/TCPropertyRequests.h"
+#include "PropertyServer/TCPropertyValues.h"
 #include "PropertyServer/TCSecretTexts.h"
 #include "PropertyServer/TCServerConfiguration.h"
+#include "PropertyServer/TCServerRequests.h"
 #include "PropertyServer/TCTakenMails.h"
+#include "PropertyServer/TCValueRecords.h"
 
 namespace Property {
 
@@ -36,7 +37,7 @@ namespace Property {
 class TCPropertyServer : public TCNorvService {
  public:
   using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
-  using TCStatus = std::vector<std::pair<std::string, std::string>>;  // name and value
+  using TCStatus = TCServerRequests::TCStatus;
 
   /// Loads all values and begins to serve. Throws TCException when the values can not be read, the
   /// texts of secret properties can not go from the history, or the mailbox has an owner.
@@ -55,7 +56,7 @@ class TCPropertyServer : public TCNorvService {
   /// Stores what waits; false when that fails.
   bool Commit() { return m_Queue.Commit(); }
 
-  std::size_t get_ValueCount() const { return m_Values.size(); }
+  std::size_t get_ValueCount() const { return m_Values.get_Count(); }
   TCStatus get_Status() const;
   std::uint64_t get_LastTaken(TSNorvSenderKey const& Sender) const override;
 
@@ -70,15 +71,7 @@ class TCPropertyServer : public TCNorvService {
                                                   TSNorvMailContent const& Content) override;
 
  private:
-  using TCBody = std::shared_ptr<TCNorvMailBody const>;
-
-  TSNorvMailContent AnswerAboutServer(TSNorvMailSender const& Sender, int Signal);
-
   void Configure();
-  std::vector<TSPropertyRecord> ReadChanges(TSNorvMailContent const& Content);
-  TSPropertyRecord ReadRecord(std::string_view Record);
-  void RequireLayout(TSNorvMailContent const& Content, TCNorvRecordObject const& Part) const;
-
   bool IsRepeated(TSNorvReceivedMail const& Mail);
   std::string ReasonToRefuse(TSNorvMailSender const& Sender,
                              std::vector<TSPropertyRecord> const& Changes) const;
@@ -90,31 +83,18 @@ class TCPropertyServer : public TCNorvService {
   void TakeEffect(TSTakenMail& Taken);
   void OnStored(std::list<TSTakenMail>& Stored);
   void OnTrouble(bool Failing, char const* Reason);
-
-  TSNorvMailContent AnswerAll(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
-  TSNorvMailContent AnswerOne(TSNorvMailSender const& Sender, TSNorvMailContent const& Request);
-  void AppendValues(TCNorvMailBody::TCWriter& Writer, TSNorvMailSender const& Reader,
-                    std::function<bool(TCMACAddress const&)> const& IsWanted);
-  TCBody EncodeEverything(TSNorvMailSender const& Reader);
-  TCBody EncodeWhole(TSNorvMailSender const& Reader);
-  TCBody EncodeChanges(std::vector<TSPropertyRecord> const& Changes);
-  TCBody EncodeStanding(TSTakenMail const& Refused);
-  TCNorvMailBody::TCWriter NewWriter();
-  void AppendValue(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place,
-                   std::string const& Data, bool Loaded);
-  void AppendNoValue(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place);
-  TCNorvPropertyObject::TCRecord& FillRecord(TCPropertyPlace const& Place, std::string const& Data,
-                                             bool Loaded);
-  void TraceMail(char const* Direction, TSNorvMailSender const& Sender,
-                 TSNorvMailContent const& Content);
+  std::string Copy();
 
   TCNorvMailRouter& m_Router;
   TCPropertyDatabase& m_Database;
   TEDurability const m_Durability;
-  bool const m_Trace;
   TCConfiguration m_Configuration;
+  TCMailTrace const m_Trace;
   std::function<void(std::string const&)> m_StatusSink;
-  std::map<TCPropertyPlace, std::string> m_Values;
+  TCValueRecords m_Records;
+  TCPropertyValues m_Values;
+  TCPropertyRequests m_Requests;
+  TCServerRequests const m_ServerRequests;
   TCTakenMails m_Taken;
   TCSecretTexts m_SecretTexts;
   std::uint64_t m_LastTransaction;  // of the history
@@ -123,9 +103,6 @@ class TCPropertyServer : public TCNorvService {
   std::string m_Trouble;            // why nothing can be stored; empty for none
   std::uint64_t m_RefusedMails = 0;
   std::uint64_t m_TakenMails = 0;
-  TCNorvPropertyObject m_Scratch;  // takes records to and from the wire, one at a time
-  TCKeptAnswer m_Everything;       // m_Values, for who may read all of them
-  TCKeptAnswer m_Whole;            // the same, for who has missed changes
   TCCommitQueue m_Queue;
 };
 

@@ -1,0 +1,120 @@
+// SPDX-License-Identifier: MIT
+// Holds the values and encodes what each process is told of them.
+#include "PropertyServer/TCPropertyValues.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Property {
+
+TCPropertyValues::TCPropertyValues(sd_event* Event, TCConfiguration const& Configuration)
+    : m_Configuration(Configuration), m_All(Event), m_Whole(Event) {}
+
+void TCPropertyValues::Load(TSPropertyRecord Record) {
+  m_Values.emplace(PlaceOf(Record), std::move(Record.Data));
+}
+
+void TCPropertyValues::Set(std::vector<TSPropertyRecord> const& Changes) {
+  m_All.Drop();
+  m_Whole.Drop();
+  for (TSPropertyRecord const& Change : Changes) {
+    m_Values[PlaceOf(Change)] = Change.Data;
+  }
+}
+
+std::string const* TCPropertyValues::Find(TCPropertyPlace const& Place) const {
+  auto const Value = m_Values.find(Place);
+  return Value != m_Values.end() ? &Value->second : nullptr;
+}
+
+void TCPropertyValues::AppendReadable(TCNorvMailBody::TCWriter& Writer,
+                                      TSNorvMailSender const& Reader,
+                                      std::function<bool(TCMACAddress const&)> const& IsWanted) {
+  bool const ReadsEverything = m_Configuration->ReadsEverything(Reader);
+  for (auto const& [Place, Data] : m_Values) {
+    if (IsWanted(std::get<TCMACAddress>(Place)) &&
+        (ReadsEverything || m_Configuration->MayRead(Reader, std::get<int>(Place)))) {
+      m_Records.Append(Writer, Place, Data, false);
+    }
+  }
+}
+
+TCPropertyValues::TCBody TCPropertyValues::EncodeAll(TSNorvMailSender const& Reader) {
+  auto const Encode = [&] {
+    TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
+    AppendReadable(Writer, Reader, [](auto const&) { return true; });
+    return Writer.Finish();
+  };
+  return m_Configuration->ReadsEverything(Reader) ? m_All.Get(Encode) : Encode();
+}
+
+TCPropertyValues::TCBody TCPropertyValues::EncodeOwn(TSNorvMailSender const& Reader) {
+  TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
+  AppendReadable(Writer, Reader,
+                 [&Reader](auto const& MAC) { return MAC.Empty() || MAC == Reader.Device; });
+  return Writer.Finish();
+}
+
+// To name what the reader may not read would tell it what exists.
+TCPropertyValues::TCBody TCPropertyValues::EncodeWhole(TSNorvMailSender const& Reader) {
+  auto const Encode = [&] {
+    TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
+    TCValueRecords::AppendWhole(Writer);
+    AppendReadable(Writer, Reader, [](auto const&) { return true; });
+    return Writer.Finish();
+  };
+  return m_Configuration->ReadsEverything(Reader) ? m_Whole.Get(Encode) : Encode();
+}
+
+TCPropertyValues::TCBody TCPropertyValues::EncodeOne(TSNorvMailSender const& Reader,
+                                                     TCPropertyPlace const& Place) {
+  std::string const* const Value =
+      m_Configuration->MayRead(Reader, std::get<int>(Place)) ? Find(Place) : nullptr;
+  TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
+  m_Records.Append(Writer, Place, Value != nullptr ? *Value : std::string(), Value != nullptr);
+  return Writer.Finish();
+}
+
+TCPropertyValues::TCBody TCPropertyValues::EncodeStanding(
+    TSNorvMailSender const& Reader, std::vector<TSPropertyRecord> const& Changes) {
+  TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
+  for (TSPropertyRecord const& Change : Changes) {
+    std::string const* const Value =
+        m_Configuration->MayRead(Reader, Change.Number) ? Find(PlaceOf(Change)) : nullptr;
+    if (Value != nullptr) {
+      m_Records.Append(Writer, PlaceOf(Change), *Value, true);
+    } else {
+      m_Records.AppendNone(Writer, PlaceOf(Change));
+    }
+  }
+  return Writer.Finish();
+}
+
+TCPropertyValues::TCBody TCPropertyValues::EncodeChanges(
+    std::vector<TSPropertyRecord> const& Changes) {
+  TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
+  for (TSPropertyRecord const& Change : Changes) {
+    m_Records.Append(Writer, PlaceOf(Change), Change.Data, false);
+  }
+  return Writer.Finish();
+}
+
+TCPropertyValues::TCBody TCPropertyValues::SelectReadable(TSNorvMailSender const& Reader,
+                                                          TCBody const& Body) {
+  if (m_Configuration->ReadsEverything(Reader)) {
+    return Body;
+  }
+  std::vector<bool> Readable;
+  for (int Index = 0; Index < Body->get_Count(); ++Index) {
+    TCNorvPropertyObject::TCRecord const& Part = m_Records.Decode(Body->get_Record(Index));
+    // What has no data tells of nothing but the reader's own refused change.
+    Readable.push_back(!Part.m_Data.IsAssigned() || m_Configuration->MayRead(Reader, Part.m_ID));
+  }
+  auto const Count = std::count(Readable.begin(), Readable.end(), true);
+  if (Count == 0) {
+    return nullptr;
+  }
+  return Count == Body->get_Count() ? Body : TCNorvMailBody::Selected(*Body, Readable);
+}
+
+}  // namespace Property

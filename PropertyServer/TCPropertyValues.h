@@ -1,0 +1,70 @@
+// SPDX-License-Identifier: MIT
+// The values that the server holds, and what each process is told of them.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Platform/Messaging/TCNorvService.h"
+#include "PropertyServer/TCKeptAnswer.h"
+#include "PropertyServer/TCServerConfiguration.h"
+#include "PropertyServer/TCValueRecords.h"
+#include "PropertyServer/TSPropertyRecord.h"
+
+namespace Property {
+
+/// All values, in memory, and the bodies of mails that tell of them. A reader is told nothing of a
+/// value that it may not read, not even that there is one.
+///
+/// Lives on the router's thread. Refers to the configuration in force, which must outlive it.
+class TCPropertyValues {
+ public:
+  using TCBody = std::shared_ptr<TCNorvMailBody const>;
+  using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
+
+  /// Throws TCException when the loop takes no more sources.
+  TCPropertyValues(sd_event* Event, TCConfiguration const& Configuration);
+  TCPropertyValues(TCPropertyValues const&) = delete;
+  TCPropertyValues& operator=(TCPropertyValues const&) = delete;
+
+  /// Takes over a value as it was stored, in their order.
+  void Load(TSPropertyRecord Record);
+  /// The values change. May be repeated after it has thrown.
+  void Set(std::vector<TSPropertyRecord> const& Changes);
+
+  /// The value at `Place`; null when there is none.
+  std::string const* Find(TCPropertyPlace const& Place) const;
+  std::size_t get_Count() const { return m_Values.size(); }
+
+  /// All that `Reader` may read.
+  TCBody EncodeAll(TSNorvMailSender const& Reader);
+  /// Those of the reader's device and of none.
+  TCBody EncodeOwn(TSNorvMailSender const& Reader);
+  /// All, for who has missed changes: what is not among them is to be removed.
+  TCBody EncodeWhole(TSNorvMailSender const& Reader);
+  TCBody EncodeOne(TSNorvMailSender const& Reader, TCPropertyPlace const& Place);
+  /// What stands where `Changes`, which were refused, would have changed something.
+  TCBody EncodeStanding(TSNorvMailSender const& Reader,
+                        std::vector<TSPropertyRecord> const& Changes);
+  /// `Changes` for those who may read them, in the one form that every process writes a link and a
+  /// device in, whatever the sender wrote.
+  TCBody EncodeChanges(std::vector<TSPropertyRecord> const& Changes);
+  /// What `Reader` may read of records that were encoded here; null for nothing.
+  TCBody SelectReadable(TSNorvMailSender const& Reader, TCBody const& Body);
+
+ private:
+  void AppendReadable(TCNorvMailBody::TCWriter& Writer, TSNorvMailSender const& Reader,
+                      std::function<bool(TCMACAddress const&)> const& IsWanted);
+
+  TCConfiguration const& m_Configuration;
+  std::map<TCPropertyPlace, std::string> m_Values;
+  TCValueRecords m_Records;
+  TCKeptAnswer m_All;    // for who may read all of them
+  TCKeptAnswer m_Whole;  // the same, for who has missed changes
+};
+
+}  // namespace Property
