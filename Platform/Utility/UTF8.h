@@ -5,10 +5,12 @@
 #include <cstddef>
 #include <string_view>
 
+#include "Platform/PlatformExport.h"
+
 /// Whether the byte can only stand within a UTF-8 sequence.
 inline bool IsContinuation(char Byte) noexcept {
   return (static_cast<unsigned char>(Byte) & 0xc0U) == 0x80U;
 }
 
 /// Length of the valid UTF-8 sequence (RFC 3629) at the start of `Text`, 0 for none.
-std::size_t SequenceLength(std::string_view Text) noexcept;
+PROPERTY_PLATFORM_EXPORT std::size_t SequenceLength(std::string_view Text) noexcept;

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: MIT
+// Input and output of the commands go through files, so that no pipe can be too small.
+#include "tests/tool/ToolFixture.h"
+
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+namespace {
+
+constexpr char kWithFiles[] =
+    "input=$1 output=$2 errors=$3; shift 3; exec \"$@\" <\"$input\" >\"$output\" 2>\"$errors\"";
+
+}  // namespace
+
+std::ostream& operator<<(std::ostream& Stream, TRun const& Run) {
+  return Stream << "exit " << Run.m_Exit << "\n" << Run.m_Output << "-- errors:\n" << Run.m_Errors;
+}
+
+std::map<std::string, std::string> TToolFixture::Environment() const {
+  std::map<std::string, std::string> Set = {{"MAILROUTER_ADDRESS", Address()},
+                                            {"PROPERTY_OWN_MAC", kThisDevice},
+                                            {"PROPERTY_SCHEMA", ""},
+                                            {"NO_COLOR", ""},
+                                            {"LC_ALL", "C.UTF-8"}};
+  for (auto const& [Name, Value] : m_Set) {
+    Set[Name] = Value;
+  }
+  return Set;
+}
+
+TRun TToolFixture::Tool(std::vector<std::string> const& Arguments, std::string const& Input) const {
+  WriteFile("run.in", Input);
+  std::vector<std::string> Command = {
+      "/bin/sh",       "-c",        kWithFiles, "sh", File("run.in"), File("run.out"),
+      File("run.err"), TOOL_PROGRAM};
+  Command.insert(Command.end(), Arguments.begin(), Arguments.end());
+  TProcess Process(Command, Environment());
+  int const Exit = Process.End();
+  return {Exit, ReadFile("run.out"), ReadFile("run.err")};
+}
+
+TRun TToolFixture::Shell(std::string const& Line, std::string const& Input) const {
+  WriteFile("run.in", Input);
+  std::string const Folder = std::filesystem::path(TOOL_PROGRAM).parent_path();
+  TProcess Process({"/bin/sh", "-c", kWithFiles, "sh", File("run.in"), File("run.out"),
+                    File("run.err"), "/bin/sh", "-c", "PATH=\"" + Folder + ":$PATH\"; " + Line},
+                   Environment());
+  int const Exit = Process.End();
+  return {Exit, ReadFile("run.out"), ReadFile("run.err")};
+}
+
+std::unique_ptr<TProcess> TToolFixture::StartTool(std::vector<std::string> const& Arguments) const {
+  std::vector<std::string> Command = {TOOL_PROGRAM};
+  Command.insert(Command.end(), Arguments.begin(), Arguments.end());
+  return std::make_unique<TProcess>(Command, Environment());
+}
+
+std::string TToolFixture::ReadFile(std::string const& Name) const {
+  std::ifstream const Stream(File(Name), std::ios::binary);
+  std::ostringstream Text;
+  Text << Stream.rdbuf();
+  return Text.str();
+}
+
+void TToolFixture::WriteFile(std::string const& Name, std::string const& Text) const {
+  std::ofstream(File(Name), std::ios::binary) << Text;
+}
