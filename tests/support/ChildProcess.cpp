@@ -147,10 +147,10 @@ void TChildProcess::Continue() {
 }
 
 int TChildProcess::End(int Signal) {
-  m_Input = TCFileDescriptor();
   if (Signal != 0) {
-    kill(m_Process, Signal);
+    kill(m_Process, Signal);  // before its input ends, or it might end by itself
   }
+  m_Input = TCFileDescriptor();
   TCFileDescriptor const Handle(static_cast<int>(syscall(SYS_pidfd_open, m_Process, 0)));
   if (!IsReadable(Handle.get())) {
     Fail(Signal == 0 ? "never ends" : "never ends by signal " + std::to_string(Signal));

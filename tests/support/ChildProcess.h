@@ -41,7 +41,7 @@ class TChildProcess {
   /// Stops it, and returns when it stands.
   void Pause();
   void Continue();
-  /// Closes its input, sends `Signal` unless it is 0, waits for its end, and returns its exit code,
+  /// Sends `Signal` unless it is 0, closes its input, waits for its end, and returns its exit code,
   /// or minus the signal that ended it.
   int End(int Signal = 0);
 
