@@ -3,7 +3,6 @@
 // arguments there are: a letter for the type and then the value; '(' '[' and ')' ']' open and close
 // containers, and the text behind an opening one, up to a zero byte, is what it contains. 'p' is an
 // array of bytes, after a letter that says how many.
-#include <sys/socket.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
@@ -13,9 +12,9 @@
 #include <cstring>
 #include <string>
 
-#include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Utility/TCException.h"
+#include "tests/support/UnreadBus.h"
 
 namespace {
 
@@ -23,19 +22,6 @@ void Require(bool Condition) {
   if (!Condition) {
     std::abort();
   }
-}
-
-// A connection that messages can be made on; nobody reads them.
-sd_bus* Bus() {
-  static sd_bus* const Result = [] {
-    int Ends[2];
-    sd_bus* Made = nullptr;
-    Require(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, Ends) == 0);
-    Require(sd_bus_new(&Made) >= 0 && sd_bus_set_fd(Made, Ends[0], Ends[0]) >= 0);
-    Require(sd_bus_negotiate_fds(Made, 1) >= 0 && sd_bus_start(Made) >= 0);
-    return Made;
-  }();
-  return Result;
 }
 
 class TInput {
@@ -151,9 +137,9 @@ void Try(sd_bus_message* Message, TRead const& Read) {
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* Data, std::size_t Size) {
   TCNorvMailClassID const Class("fuzz", 1);
-  sd_bus_message* Raw = nullptr;
-  Require(sd_bus_message_new_signal(Bus(), &Raw, "/fuzz", "fuzz.Fuzz", "Fuzz") >= 0);
-  TCBusMessage const Message(Raw);
+  static TUnreadBus const Bus;
+  TCBusMessage const Message = Bus.NewMessage();
+  sd_bus_message* const Raw = Message.get();
   TInput Input(Data, Size);
   while (!Input.IsEmpty()) {
     Append(Raw, Input);

@@ -3,14 +3,12 @@
 // sends after its authentication; a proxy that keeps to the protocol is served every so often.
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <systemd/sd-event.h>
 #include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -25,6 +23,8 @@
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyServer.h"
 #include "tests/support/PrivateFolder.h"
+#include "tests/support/RawPeer.h"
+#include "tests/support/UnixSocket.h"
 
 namespace PropertyProtocol = Property::PropertyProtocol;
 
@@ -83,12 +83,11 @@ class TWorld {
   }
 
   void Run(std::string const& Bytes) {
-    int const Socket = Connect();
-    std::string const Greeting =
-        std::string("\0", 1) + "AUTH EXTERNAL\r\nDATA\r\nNEGOTIATE_UNIX_FD\r\nBEGIN\r\n";
-    Send(Socket, Greeting);
-    Send(Socket, Bytes);
-    close(Socket);
+    {
+      TCFileDescriptor const Socket = Connect();
+      Send(Socket.get(), Authentication());
+      Send(Socket.get(), Bytes);
+    }
     m_Server->Turn();
     if (++m_Runs % kRunsBetweenProofs == 0) {
       ProveServed();
@@ -103,14 +102,9 @@ class TWorld {
     m_Server = std::make_unique<TServer>(m_Folder);
   }
 
-  int Connect() {
-    sockaddr_un Name = {};
-    Name.sun_family = AF_UNIX;
-    std::string const Path = m_Folder + "/socket";
-    std::memcpy(Name.sun_path, Path.data(), Path.size());
-    int const Socket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    Require(connect(Socket, reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)) == 0);
-    fcntl(Socket, F_SETFL, O_NONBLOCK);
+  TCFileDescriptor Connect() {
+    TCFileDescriptor Socket = ::Connect(m_Folder + "/socket");
+    fcntl(Socket.get(), F_SETFL, O_NONBLOCK);
     m_Server->Turn();
     return Socket;
   }

@@ -7,7 +7,7 @@
 #include <ostream>
 
 #include "tests/integration/ProcessFixture.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "tests/integration/ProcessFixture.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 

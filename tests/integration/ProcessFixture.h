@@ -10,8 +10,8 @@
 #include <string>
 #include <vector>
 
-#include "tests/integration/Hex.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/support/Hex.h"
 
 /// A child process that a test talks to, and what it has said.
 class TProcess : public TChildProcess {

@@ -20,7 +20,7 @@
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "Platform/Utility/TCException.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
-#include "tests/integration/Hex.h"
+#include "tests/support/Hex.h"
 
 namespace {
 

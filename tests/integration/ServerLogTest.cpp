@@ -8,7 +8,7 @@
 #include <fstream>
 
 #include "tests/integration/ProcessFixture.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 

@@ -1,14 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The server under a service manager: what it reports, and what its end costs.
 #include <poll.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <cstdlib>
-#include <cstring>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/UnixSocket.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 
@@ -44,12 +42,8 @@ TEST_F(Daemon, ThatIsToldToEndWhileMailsArriveHasStoredWhatItAcknowledged) {
 // The service manager's end of NOTIFY_SOCKET.
 class TManager {
  public:
-  explicit TManager(std::string const& Path)
-      : m_Socket(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un Name = {};
-    Name.sun_family = AF_UNIX;
-    std::memcpy(Name.sun_path, Path.data(), Path.size());
-    EXPECT_EQ(bind(m_Socket.get(), reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)), 0);
+  explicit TManager(std::string const& Path) : m_Socket(BindAt(Path, SOCK_DGRAM)) {
+    EXPECT_GE(m_Socket.get(), 0);
   }
 
   // Hears reports until one has a line that begins with `Line`, and returns that report.

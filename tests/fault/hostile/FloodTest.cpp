@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/fault/hostile/RawPeer.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/RawPeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 

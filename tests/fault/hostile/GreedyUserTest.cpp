@@ -7,8 +7,8 @@
 #include <functional>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/fault/hostile/RawPeer.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/RawPeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 

@@ -4,30 +4,21 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sqlite3.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <utility>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/fault/hostile/RawPeer.h"
+#include "tests/support/UnixSocket.h"
 
 namespace {
 
 constexpr int kHandedFile = 3;
 
 struct HandedSocket : THostileFixture {
-  HandedSocket() : m_Socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_un Name = {};
-    Name.sun_family = AF_UNIX;
-    std::memcpy(Name.sun_path, SocketPath().data(), SocketPath().size());
-    EXPECT_EQ(bind(m_Socket.get(), reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)), 0);
-    EXPECT_EQ(listen(m_Socket.get(), 100), 0);
-  }
+  HandedSocket() : m_Socket(ListenAt(SocketPath())) { EXPECT_GE(m_Socket.get(), 0); }
 
   std::unique_ptr<TProcess> StartHanded(std::vector<std::string> const& Options = {}) const {
     return StartServer(Options, [this] {

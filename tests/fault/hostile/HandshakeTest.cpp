@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Peers that do not get as far as a greeting: they are let go, and nobody waits for them.
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/fault/hostile/RawPeer.h"
+#include "tests/support/RawPeer.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <ostream>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/fault/hostile/RawPeer.h"
+#include "tests/support/RawPeer.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 // Mail numbers that no proxy would use: what was taken is taken once, and only their sender
 // suffers.
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/fault/hostile/RawPeer.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/RawPeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <unistd.h>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 

@@ -1,30 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Other programs in the server's place: they do not get it, and what they put there is theirs.
-#include <sys/socket.h>
-#include <sys/un.h>
-
-#include <cstring>
 #include <filesystem>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/fault/hostile/RawPeer.h"
-#include "tests/integration/WirePeer.h"
+#include "tests/support/UnixSocket.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 
 using HostileTakeover = THostileFixture;
-
-// A listening socket at `Path`, or none when something is there.
-TCFileDescriptor ListenAt(std::string const& Path) {
-  sockaddr_un Address = {};
-  Address.sun_family = AF_UNIX;
-  std::memcpy(Address.sun_path, Path.data(), Path.size());
-  TCFileDescriptor Socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  bool const Listens =
-      bind(Socket.get(), reinterpret_cast<sockaddr const*>(&Address), sizeof(Address)) == 0 &&
-      listen(Socket.get(), 10) == 0;
-  return Listens ? std::move(Socket) : TCFileDescriptor();
-}
 
 TEST_F(HostileTakeover, ByASecondServerIsRefused) {
   StartAll();

@@ -5,7 +5,6 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,7 +13,10 @@
 #include <cstdint>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
+
+#include "tests/support/UnixSocket.h"
 
 namespace {
 
@@ -23,30 +25,14 @@ constexpr char kLittleEndian = 'l';      // what a message begins with; no line 
 constexpr std::size_t kPieceSize = 65536;
 constexpr std::size_t kFilesAtOnce = 64;
 
-sockaddr_un AddressOf(std::string const& Path) {
-  sockaddr_un Address = {};
-  Address.sun_family = AF_UNIX;
-  if (Path.size() >= sizeof(Address.sun_path)) {
-    throw std::runtime_error("the path of a socket is too long: " + Path);
-  }
-  std::copy(Path.begin(), Path.end(), Address.sun_path);
-  return Address;
-}
-
-sockaddr const* Generic(sockaddr_un const& Address) {
-  return reinterpret_cast<sockaddr const*>(&Address);
-}
-
 TCFileDescriptor NewSocket() {
   return TCFileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
 TCFileDescriptor Listen(std::string const& Path) {
-  sockaddr_un const Address = AddressOf(Path);
-  TCFileDescriptor Socket = NewSocket();
-  if (bind(Socket.get(), Generic(Address), sizeof(Address)) != 0 ||
-      listen(Socket.get(), SOMAXCONN) != 0) {
-    throw std::runtime_error("cannot listen at " + Path);
+  TCFileDescriptor Socket = ListenAt(Path, SOCK_STREAM | SOCK_NONBLOCK);
+  if (Socket.get() < 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot listen at " + Path);
   }
   return Socket;
 }
@@ -198,10 +184,9 @@ bool TSoakRelay::Cut(std::size_t Port, TEDirection Direction, std::size_t Bytes)
 void TSoakRelay::Accept(std::size_t Port) {
   TCFileDescriptor Process(
       accept4(m_Ports[Port].get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  sockaddr_un const Address = AddressOf(m_RouterSocket);
   TCFileDescriptor Router = NewSocket();
   // Nobody listens there while the server is dead: its processes see a connection that ends.
-  if (Process.get() >= 0 && connect(Router.get(), Generic(Address), sizeof(Address)) == 0) {
+  if (Process.get() >= 0 && ConnectTo(Router.get(), m_RouterSocket)) {
     m_Links.push_back({Port, std::move(Process), std::move(Router), {}, {}});
   }
 }

@@ -11,7 +11,7 @@
 #include <utility>
 
 #include "PropertyServer/TCPropertyDatabase.h"
-#include "tests/integration/Hex.h"
+#include "tests/support/Hex.h"
 
 namespace {
 

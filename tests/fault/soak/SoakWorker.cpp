@@ -27,7 +27,7 @@
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 #include "tests/fault/soak/SoakJournal.h"
 #include "tests/fault/soak/SoakValues.h"
-#include "tests/integration/Hex.h"
+#include "tests/support/Hex.h"
 
 namespace {
 

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: MIT
 // The end of a process whose driver lives and is busy.
 #include <gmock/gmock.h>
-#include <spawn.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cstdlib>
 
 #include "PropertyTestServer.h"
+#include "tests/support/ChildProcess.h"
 
 using ::testing::ElementsAre;
 
@@ -18,15 +17,7 @@ constexpr char kOwnMAC[] = "00:11:22:33:44:55";
 
 /// Runs the program that ends while its driver lives and returns its exit status.
 int RunProgram(std::string const& Way) {
-  std::string Program = DRIVER_EXIT_PROGRAM;
-  std::string Argument = Way;
-  char* const Arguments[] = {Program.data(), Argument.data(), nullptr};
-  pid_t Process = 0;
-  if (posix_spawn(&Process, Program.c_str(), nullptr, nullptr, Arguments, environ) != 0) {
-    return -1;
-  }
-  int Status = 0;
-  return waitpid(Process, &Status, 0) == Process && WIFEXITED(Status) ? WEXITSTATUS(Status) : -1;
+  return TChildProcess({{DRIVER_EXIT_PROGRAM, Way}, {}, STDERR_FILENO, "", nullptr}).End();
 }
 
 struct TCPropertyCollectionDriverExit : ::testing::TestWithParam<char const*> {

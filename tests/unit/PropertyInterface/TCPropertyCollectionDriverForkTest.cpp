@@ -8,7 +8,7 @@
 
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "DriverFixture.h"
-#include "tests/unit/ForkedChild.h"
+#include "tests/support/ForkedChild.h"
 
 using Property::TCPropertyCollection;
 using Property::TCPropertyCollectionDriver;

@@ -4,10 +4,8 @@
 
 #include <sys/mman.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -16,6 +14,7 @@
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
 #include "RouterPeer.h"
+#include "tests/support/RawPeer.h"
 
 namespace {
 
@@ -40,33 +39,15 @@ struct HostilePeer : TMessagingFixture {
     EXPECT_TRUE(Proxy.AskNumber(1));
   }
 
-  int RawConnection() const {
-    sockaddr_un Name = {};
-    Name.sun_family = AF_UNIX;
-    std::memcpy(Name.sun_path, SocketPath().data(), SocketPath().size());
-    int const Socket = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(connect(Socket, reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)), 0);
-    return Socket;
-  }
-
   // Sends `Bytes` and waits until the router has ended the connection.
   void ExpectEnded(std::string const& Bytes) const {
-    int const Socket = RawConnection();
-    EXPECT_EQ(send(Socket, Bytes.data(), Bytes.size(), MSG_NOSIGNAL),
-              static_cast<ssize_t>(Bytes.size()));
-    char Buffer[256];
-    while (recv(Socket, Buffer, sizeof(Buffer), 0) > 0) {
-    }
-    close(Socket);
+    TRawPeer Peer(Connect(SocketPath()));
+    EXPECT_TRUE(Peer.Send(Bytes));
+    EXPECT_TRUE(Peer.HearEnd());
   }
 
   TTestServer m_Server;
 };
-
-// Authentication as this user and the start of messages, as bytes.
-std::string Authenticated() {
-  return std::string("\0", 1) + "AUTH EXTERNAL\r\nDATA\r\nBEGIN\r\n";
-}
 
 TEST_F(HostilePeer, ThatSendsGarbageIsDropped) {
   ExpectEnded(std::string(4096, '\xa5'));
@@ -75,17 +56,14 @@ TEST_F(HostilePeer, ThatSendsGarbageIsDropped) {
 }
 
 TEST_F(HostilePeer, ThatSendsGarbageAfterAuthenticationIsDropped) {
-  ExpectEnded(Authenticated() + std::string(4096, '\xa5'));
+  ExpectEnded(Authentication() + std::string(4096, '\xa5'));
   EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(EndsWith(" ended before its greeting")));
   ExpectServed();
 }
 
 TEST_F(HostilePeer, ThatSendsHalfAMessageIsDropped) {
-  int const Socket = RawConnection();
-  std::string const Bytes = Authenticated() + std::string("l\1\0\1\x20\0\0\0\1\0\0\0", 12);
-  EXPECT_EQ(send(Socket, Bytes.data(), Bytes.size(), MSG_NOSIGNAL),
-            static_cast<ssize_t>(Bytes.size()));
-  close(Socket);
+  EXPECT_TRUE(TRawPeer(Connect(SocketPath()))
+                  .Send(Authentication() + std::string("l\1\0\1\x20\0\0\0\1\0\0\0", 12)));
   EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(EndsWith(" ended before its greeting")));
   ExpectServed();
 }
@@ -165,7 +143,7 @@ TEST_F(HostilePeer, ThatIsSilentWhereThereIsNoRoomIsKeptInSmallNumbers) {
   EXPECT_EQ(First.Greet("first"), "");
   std::vector<TCFileDescriptor> Silent;
   for (int Number = 0; Number < 100; ++Number) {
-    Silent.emplace_back(RawConnection());
+    Silent.push_back(Connect(SocketPath()));
   }
   char Byte = 0;
   EXPECT_EQ(recv(Silent.back().get(), &Byte, 1, 0), 0);

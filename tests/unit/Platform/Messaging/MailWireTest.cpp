@@ -4,13 +4,12 @@
 
 #include <gtest/gtest.h>
 
-#include <sys/socket.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <new>
 #include <tuple>
 
+#include "tests/support/UnreadBus.h"
 #include "tests/unit/CommonProperties/CaughtException.h"
 
 namespace {
@@ -98,36 +97,12 @@ TEST(MailWire, CarriesLargeMailsInAMemoryFile) {
 
 // ---- several mails in one message ----
 
-// A connection that messages can be made on; nobody reads them.
-class TWire {
- public:
-  TWire() {
-    int Ends[2];
-    sd_bus* Bus = nullptr;
-    EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, Ends), 0);
-    m_OtherEnd = TCFileDescriptor(Ends[1]);
-    EXPECT_GE(sd_bus_new(&Bus), 0);
-    m_Bus.reset(Bus);
-    EXPECT_GE(sd_bus_set_fd(Bus, Ends[0], Ends[0]), 0);
-    EXPECT_GE(sd_bus_start(Bus), 0);
-  }
-
-  TCBusMessage NewMessage() const {
-    sd_bus_message* Message = nullptr;
-    EXPECT_GE(sd_bus_message_new_signal(m_Bus.get(), &Message, "/test", "test.Test", "Test"), 0);
-    return TCBusMessage(Message);
-  }
-  TCBusMessage NewMails(char const* Fields, std::string const& Bytes) const {
-    TCBusMessage Message = NewMessage();
-    EXPECT_GE(sd_bus_message_append_basic(Message.get(), 's', Fields), 0);
-    EXPECT_GE(sd_bus_message_append_array(Message.get(), 'y', Bytes.data(), Bytes.size()), 0);
-    return Message;
-  }
-
- private:
-  TCFileDescriptor m_OtherEnd;
-  TCBusHandle m_Bus;
-};
+TCBusMessage NewMails(TUnreadBus const& Bus, char const* Fields, std::string const& Bytes) {
+  TCBusMessage Message = Bus.NewMessage();
+  EXPECT_GE(sd_bus_message_append_basic(Message.get(), 's', Fields), 0);
+  EXPECT_GE(sd_bus_message_append_array(Message.get(), 'y', Bytes.data(), Bytes.size()), 0);
+  return Message;
+}
 
 // A message as its receiver has it.
 void Seal(TCBusMessage const& Message) {
@@ -146,8 +121,8 @@ std::string const kMail = "\2\0\0\0\3\0\0\0\x08\0\0\0\1\0\0\0\7\0\0\0"s;
 std::string const kBare = "\xff\xff\xff\xff\5\0\0\0\0\0\0\0"s;
 
 TEST(MailWire, ReadsTheMailsThatItHasAppended) {
-  TWire const Wire;
-  TCBusMessage const Message = Wire.NewMessage();
+  TUnreadBus const Bus;
+  TCBusMessage const Message = Bus.NewMessage();
   std::string const Record = kMail.substr(12);
   MailWire::AppendMails(Message.get(), {"i", {{2, 3, Record}, {-1, 5, ""}, {1, 1, Record}}});
   Seal(Message);
@@ -161,8 +136,8 @@ TEST(MailWire, ReadsTheMailsThatItHasAppended) {
 }
 
 TEST(MailWire, AppendsMailsOneAfterTheOther) {
-  TWire const Wire;
-  TCBusMessage const Message = Wire.NewMessage();
+  TUnreadBus const Bus;
+  TCBusMessage const Message = Bus.NewMessage();
   MailWire::AppendMails(Message.get(), {"i", {{2, 3, kMail.substr(12)}, {-1, 5, ""}}});
   Seal(Message);
   char const* Fields = nullptr;
@@ -200,7 +175,7 @@ TEST(MailWire, RefusesToUnpackRecordsThatLie) {
 }
 
 TEST(MailWire, RefusesMailsThatAreNotWhatWasAnnounced) {
-  TWire const Wire;
+  TUnreadBus const Bus;
   struct TCase {
     std::string Bytes;
     std::size_t Count;
@@ -220,13 +195,13 @@ TEST(MailWire, RefusesMailsThatAreNotWhatWasAnnounced) {
            TCase{kMail.substr(0, 8) + "\7"s + kMail.substr(9), 1,
                  "1 announced, 1 and 1 bytes found"},
        }) {
-    EXPECT_EQ(Refusal(Wire.NewMails("i", Case.Bytes), Case.Count),
+    EXPECT_EQ(Refusal(NewMails(Bus, "i", Case.Bytes), Case.Count),
               std::string("Malformed mails: ") + Case.Reason);
   }
 }
 
 TEST(MailWire, TakesAsManyMailsAsAMessageMayHaveAndNotMore) {
-  TWire const Wire;
+  TUnreadBus const Bus;
   auto const Many = [](std::size_t Count) {
     std::string Bytes;
     while (Count-- > 0) {
@@ -234,29 +209,29 @@ TEST(MailWire, TakesAsManyMailsAsAMessageMayHaveAndNotMore) {
     }
     return Bytes;
   };
-  TCBusMessage const Full = Wire.NewMails("", Many(256));
+  TCBusMessage const Full = NewMails(Bus, "", Many(256));
   Seal(Full);
   EXPECT_EQ(MailWire::ReadMails(Full.get(), 256).Mails.size(), 256U);
-  EXPECT_EQ(Refusal(Wire.NewMails("", Many(257)), 257),
+  EXPECT_EQ(Refusal(NewMails(Bus, "", Many(257)), 257),
             "Malformed mails: 257 with 3084 bytes in one message, at most 256 with 65536");
   std::string const Large = "\1\0\0\0\1\0\0\0\xf5\xff\0\0"s + std::string(65525, 'x');
-  EXPECT_EQ(Refusal(Wire.NewMails("s", Large), 1),
+  EXPECT_EQ(Refusal(NewMails(Bus, "s", Large), 1),
             "Malformed mails: 1 with 65537 bytes in one message, at most 256 with 65536");
-  EXPECT_EQ(Refusal(Wire.NewMails("s", ""), 4294967295U),
+  EXPECT_EQ(Refusal(NewMails(Bus, "s", ""), 4294967295U),
             "Malformed mails: 4294967295 with 0 bytes in one message, at most 256 with 65536");
 }
 
 TEST(MailWire, RefusesMailsOfOtherTypes) {
-  TWire const Wire;
-  TCBusMessage const Typed = Wire.NewMessage();
+  TUnreadBus const Bus;
+  TCBusMessage const Typed = Bus.NewMessage();
   EXPECT_GE(sd_bus_message_append(Typed.get(), "iia(ui)", 2, 3, 0), 0);
   EXPECT_EQ(Refusal(Typed, 1),
             "Malformed mail: cannot read the fields of the records: No such device or address");
-  TCBusMessage const Words = Wire.NewMessage();
+  TCBusMessage const Words = Bus.NewMessage();
   EXPECT_GE(sd_bus_message_append(Words.get(), "sau", "i", 1, 7), 0);
   EXPECT_EQ(Refusal(Words, 1),
             "Malformed mail: cannot read packed records: No such device or address");
-  TCBusMessage const More = Wire.NewMails("i", kMail);
+  TCBusMessage const More = NewMails(Bus, "i", kMail);
   EXPECT_GE(sd_bus_message_append(More.get(), "u", 7), 0);
   EXPECT_EQ(Refusal(More, 1), "Malformed mail: more than its records");
 }

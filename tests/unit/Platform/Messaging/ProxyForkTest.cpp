@@ -7,7 +7,7 @@
 
 #include "Platform/Utility/TCException.h"
 #include "ScriptedRouter.h"
-#include "tests/unit/ForkedChild.h"
+#include "tests/support/ForkedChild.h"
 
 namespace {
 

@@ -5,24 +5,21 @@
 #include <cstdint>
 #include <string>
 
-#include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
+#include "tests/support/BusPeer.h"
 
 /// The interface of TestClass().
 inline constexpr char kTestInterface[] = "mailrouter.class.test.v1";
 
-/// Fails the test where a message can not be made. Used by one thread.
-class TRouterPeer {
+/// A peer of TestClass()'s service.
+class TRouterPeer : public TBusPeer {
  public:
-  explicit TRouterPeer(std::string const& Address);
+  using TBusPeer::TBusPeer;
 
-  /// Calls and mails, empty.
-  TCBusMessage NewCall(std::string const& Path, char const* Interface, char const* Member);
+  /// A mail, empty.
   TCBusMessage NewMail(char const* Member = MailWire::kSend,
                        char const* Interface = kTestInterface);
 
-  /// "" for success, else the error's name and text.
-  std::string Call(TCBusMessage const& Message);
   /// The type of the answer's records, or "error".
   std::string CallForType(TCBusMessage const& Request);
   /// Sends what is not answered and waits until mail `Last` has been acknowledged; false when it is
@@ -36,7 +33,4 @@ class TRouterPeer {
   void AwaitRouter();
   /// The next signal that has come or comes within the test's patience; none when none does.
   TCBusMessage HearSignal();
-
- private:
-  TCBusHandle m_Bus;
 };

@@ -5,22 +5,12 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 
-#include <cstring>
 #include <utility>
 
-namespace {
+#include "tests/support/UnixSocket.h"
 
-TCFileDescriptor Listen(std::string const& Path) {
-  sockaddr_un Name = {};
-  Name.sun_family = AF_UNIX;
-  std::memcpy(Name.sun_path, Path.data(), Path.size());
-  TCFileDescriptor Socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  EXPECT_EQ(bind(Socket.get(), reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)), 0);
-  EXPECT_EQ(listen(Socket.get(), SOMAXCONN), 0);
-  return Socket;
-}
+namespace {
 
 bool IsCall(sd_bus_message* Message, char const* Member) {
   return sd_bus_message_is_method_call(Message, nullptr, Member) > 0;
@@ -36,7 +26,7 @@ TScriptedRouter::TScriptedRouter(std::string const& Path, TOnMessage OnMessage,
                                  std::uint32_t Version)
     : m_OnMessage(std::move(OnMessage)),
       m_Version(Version),
-      m_Socket(Listen(Path)),
+      m_Socket(ListenAt(Path)),
       m_Wake(eventfd(0, EFD_CLOEXEC)),
       m_Thread([this] { Run(); }) {}
 

@@ -5,17 +5,15 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
 
 #include "MessagingFixture.h"
 #include "Platform/Messaging/BusHandles.h"
+#include "tests/support/UnixSocket.h"
 #include "tests/unit/CommonProperties/CaughtException.h"
 
 namespace {
@@ -30,16 +28,6 @@ void ExpectCannotListen(std::string const& Address, std::string const& Message) 
 
 bool Exists(std::string const& Path) {
   return access(Path.c_str(), F_OK) == 0;
-}
-
-// Leaves the file of a socket that nobody listens at.
-void LeaveStaleSocket(std::string const& Path) {
-  sockaddr_un Name = {};
-  Name.sun_family = AF_UNIX;
-  std::memcpy(Name.sun_path, Path.data(), Path.size());
-  int const Socket = socket(AF_UNIX, SOCK_STREAM, 0);
-  EXPECT_EQ(bind(Socket, reinterpret_cast<sockaddr const*>(&Name), sizeof(Name)), 0);
-  close(Socket);
 }
 
 TEST_F(MailRouter, ListensAtTheAddressOfTheEnvironment) {
@@ -66,7 +54,7 @@ TEST_F(MailRouter, RemovesItsSocket) {
 }
 
 TEST_F(MailRouter, ReplacesASocketThatNobodyServes) {
-  LeaveStaleSocket(SocketPath());
+  EXPECT_GE(BindAt(SocketPath()).get(), 0);  // nobody listens, and it is closed at once
   TTestServer Server;
   TTestProxy Proxy;
   EXPECT_TRUE(Proxy.AskNumber(1));

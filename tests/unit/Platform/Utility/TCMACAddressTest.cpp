@@ -23,7 +23,7 @@
 
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCUtilities.h"
-#include "tests/unit/ForkedChild.h"
+#include "tests/support/ForkedChild.h"
 
 namespace {
 

@@ -3,10 +3,12 @@
 #include "Platform/Utility/TCUtilities.h"
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include <string>
 #include <thread>
+
+#include "tests/support/ForkedChild.h"
 
 namespace {
 
@@ -17,12 +19,8 @@ bool IsRight() {
 // Whether the id is right in the child of a fork by a thread that knows its own id already.
 bool IsRightInForkedChild() {
   TCUtilities::GetCurrentThreadID();
-  pid_t const Child = fork();
-  if (Child == 0) {
-    _exit(IsRight() && IsRight() ? 0 : 1);
-  }
-  int Status = -1;
-  return waitpid(Child, &Status, 0) == Child && WIFEXITED(Status) && WEXITSTATUS(Status) == 0;
+  TForkedChild Child([] { return std::string(IsRight() && IsRight() ? "right" : "wrong"); }, _exit);
+  return Child.Wait() == "right";
 }
 
 }  // namespace

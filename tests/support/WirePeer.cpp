@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Speaks the wire protocol without the messaging library, by the names that it documents.
-#include "tests/integration/WirePeer.h"
+#include "tests/support/WirePeer.h"
 
 #include <gtest/gtest.h>
 
@@ -11,7 +11,6 @@ namespace {
 constexpr char kRouterPath[] = "/mailrouter";
 constexpr char kRouterInterface[] = "mailrouter.Router1";
 constexpr char kMailboxPath[] = "/mailbox/_40mailrouter_2eproperty";
-constexpr std::uint64_t kPatienceMicroseconds = 60000000;
 constexpr unsigned kAllFields = 31;
 constexpr std::array<char const*, 3> kWhose = {"another's", "own", "up to date"};
 
@@ -22,13 +21,6 @@ std::string Word(std::size_t Value) {
     Bytes.push_back(static_cast<char>((Value >> Shift) & 0xffU));
   }
   return Bytes;
-}
-
-TCBusHandle NewBus() {
-  sd_bus* Bus = nullptr;
-  EXPECT_GE(sd_bus_new(&Bus), 0);
-  EXPECT_GE(sd_bus_negotiate_fds(Bus, 1), 0);
-  return TCBusHandle(Bus);
 }
 
 // The values in the records of a mail.
@@ -49,17 +41,6 @@ std::string ReadValues(sd_bus_message* Mail) {
 
 }  // namespace
 
-TWirePeer::TWirePeer(std::string const& Address) : m_Bus(NewBus()) {
-  EXPECT_GE(sd_bus_set_address(m_Bus.get(), Address.c_str()), 0);
-  EXPECT_GE(sd_bus_start(m_Bus.get()), 0);
-}
-
-TWirePeer::TWirePeer(TCFileDescriptor Socket) : m_Bus(NewBus()) {
-  EXPECT_GE(sd_bus_set_fd(m_Bus.get(), Socket.get(), Socket.get()), 0);
-  Socket.Release();
-  EXPECT_GE(sd_bus_start(m_Bus.get()), 0);
-}
-
 std::string TWirePeer::Greet(std::string const& Identity) {
   TCBusMessage const Hello = NewRouterCall("Hello");
   EXPECT_GE(sd_bus_message_append(Hello.get(), "sus", Identity.c_str(), 1U, ""), 0);
@@ -74,13 +55,6 @@ bool TWirePeer::Subscribe(std::uint64_t Epoch, std::uint64_t Sequence,
             0);
   EXPECT_GE(sd_bus_message_set_expect_reply(Subscription.get(), 0), 0);
   return Send(Subscription);
-}
-
-TCBusMessage TWirePeer::NewCall(char const* Path, char const* Interface, char const* Member) {
-  sd_bus_message* Message = nullptr;
-  EXPECT_GE(sd_bus_message_new_method_call(m_Bus.get(), &Message, nullptr, Path, Interface, Member),
-            0);
-  return TCBusMessage(Message);
 }
 
 TCBusMessage TWirePeer::NewRouterCall(char const* Member) {
@@ -175,49 +149,12 @@ TCBusMessage TWirePeer::NewRequestForOne() {
   return Request;
 }
 
-bool TWirePeer::Send(TCBusMessage const& Message) {
-  std::uint64_t Cookie = 0;  // without it no answer is asked for
-  return sd_bus_send(m_Bus.get(), Message.get(), &Cookie) >= 0;
-}
-
-bool TWirePeer::Flush() {
-  return sd_bus_flush(m_Bus.get()) >= 0;
-}
-
-std::string TWirePeer::Call(TCBusMessage const& Request) {
-  sd_bus_error Error = {nullptr, nullptr, 0};
-  std::string Result;
-  if (sd_bus_call(m_Bus.get(), Request.get(), kPatienceMicroseconds, &Error, nullptr) < 0) {
-    Result = std::string(Error.name) + ": " + Error.message;
-  }
-  sd_bus_error_free(&Error);
-  return Result;
-}
-
 std::uint64_t TWirePeer::AskEpoch() {
-  sd_bus_message* Answer = nullptr;
   std::uint64_t Epoch = 0;
-  if (sd_bus_call(m_Bus.get(), NewRequestForAll().get(), kPatienceMicroseconds, nullptr, &Answer) >=
-      0) {
-    TCBusMessage const Owner(Answer);
-    EXPECT_GE(sd_bus_message_read_basic(Answer, 't', &Epoch), 0);
+  if (TCBusMessage const Answer = Ask(NewRequestForAll())) {
+    EXPECT_GE(sd_bus_message_read_basic(Answer.get(), 't', &Epoch), 0);
   }
   return Epoch;
-}
-
-// The next message, or nothing and whether the connection has ended.
-TCBusMessage TWirePeer::HearMessage(bool& Ended) {
-  for (;;) {
-    sd_bus_message* Message = nullptr;
-    int const Processed = sd_bus_process(m_Bus.get(), &Message);
-    if (Message != nullptr) {
-      return TCBusMessage(Message);
-    }
-    Ended = Processed < 0;
-    if (Ended || (Processed == 0 && sd_bus_wait(m_Bus.get(), kPatienceMicroseconds) <= 0)) {
-      return nullptr;
-    }
-  }
 }
 
 std::optional<std::uint64_t> TWirePeer::HearAcknowledged() {

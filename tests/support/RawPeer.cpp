@@ -1,32 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Makes messages byte by byte, so that tests can lie in each of them.
-#include "tests/fault/hostile/RawPeer.h"
+#include "tests/support/RawPeer.h"
 
-#include <grp.h>
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 
-#include <cerrno>
 #include <cstring>
 
 namespace {
 
 constexpr int kPatienceMilliseconds = 60000;
-
-int ConnectTo(int Socket, std::string const& Path) {
-  sockaddr_un Address = {};
-  Address.sun_family = AF_UNIX;
-  std::memcpy(Address.sun_path, Path.data(), Path.size());
-  return connect(Socket, reinterpret_cast<sockaddr const*>(&Address), sizeof(Address));
-}
-
-bool Become(uid_t User) {
-  return setgroups(0, nullptr) == 0 && setresgid(User, User, User) == 0 &&
-         setresuid(User, User, User) == 0;
-}
 
 std::string Aligned(std::string Bytes, std::size_t Alignment) {
   Bytes.resize((Bytes.size() + Alignment - 1) / Alignment * Alignment, '\0');
@@ -34,25 +17,6 @@ std::string Aligned(std::string Bytes, std::size_t Alignment) {
 }
 
 }  // namespace
-
-TCFileDescriptor Connect(std::string const& Path) {
-  TCFileDescriptor Socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  EXPECT_EQ(ConnectTo(Socket.get(), Path), 0);
-  return Socket;
-}
-
-TCFileDescriptor ConnectAs(std::string const& Path, uid_t User) {
-  TCFileDescriptor Socket(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  pid_t const Child = fork();
-  if (Child == 0) {
-    bool const Became = User == geteuid() || Become(User);
-    _exit(Became && ConnectTo(Socket.get(), Path) == 0 ? 0 : errno);
-  }
-  int Status = 0;
-  waitpid(Child, &Status, 0);
-  errno = WIFEXITED(Status) ? WEXITSTATUS(Status) : ECHILD;
-  return errno == 0 ? std::move(Socket) : TCFileDescriptor();
-}
 
 TRawPeer::TRawPeer(TCFileDescriptor Socket) : m_Socket(std::move(Socket)) {}
 

@@ -8,15 +8,13 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "tests/support/BusPeer.h"
 
 /// A connection that sends what the test puts into its messages. The envelopes are written here
 /// and nowhere else in the tests of whole processes.
-class TWirePeer {
+class TWirePeer : public TBusPeer {
  public:
-  explicit TWirePeer(std::string const& Address);
-  /// Uses a connected socket.
-  explicit TWirePeer(TCFileDescriptor Socket);
+  using TBusPeer::TBusPeer;
 
   /// Greets; "" when the router does, else the error's name and text.
   std::string Greet(std::string const& Identity = "peer");
@@ -51,16 +49,9 @@ class TWirePeer {
                           std::vector<std::string> const& Values);
   /// A sound request for all values.
   TCBusMessage NewRequestForAll();
-
   /// A sound request for one value.
   TCBusMessage NewRequestForOne();
 
-  /// Sends, or queues while the router does not read. False when the connection has ended.
-  bool Send(TCBusMessage const& Message);
-  /// Sends all that is queued. False when the connection has ended.
-  bool Flush();
-  /// "" for an answer, else the error's name and text.
-  std::string Call(TCBusMessage const& Request);
   /// The server's epoch, from its answer to a request for all values; 0 when there is none.
   std::uint64_t AskEpoch();
   /// Waits for the next acknowledgement; nothing when the connection ends.
@@ -79,9 +70,5 @@ class TWirePeer {
   static constexpr char kProperty[] = "mailrouter.class.property.v2";
 
  private:
-  TCBusMessage NewCall(char const* Path, char const* Interface, char const* Member);
-  TCBusMessage HearMessage(bool& Ended);
-
-  TCBusHandle m_Bus;
   std::string m_Identity = "peer";
 };

@@ -2,19 +2,11 @@
 // A peer that sends bytes and descriptors, with no library that would keep it from anything.
 #pragma once
 
-#include <sys/types.h>
-
 #include <cstdint>
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/BusHandles.h"
-
-/// A socket that is connected to `Path`; its peer sees another process, of the user `User`, which
-/// has ended. Without a file and with errno set when that user can not connect.
-TCFileDescriptor ConnectAs(std::string const& Path, uid_t User);
-/// Connected by this process.
-TCFileDescriptor Connect(std::string const& Path);
+#include "tests/support/UnixSocket.h"
 
 /// Sends and waits; never reads what it does not have to.
 class TRawPeer {

@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: MIT
+// Sockets at paths, as tests need them that come before a library or go round it.
+#pragma once
+
+#include <sys/socket.h>
+#include <sys/types.h>
+
+#include <string>
+
+#include "Platform/Messaging/BusHandles.h"
+
+/// A socket that is bound to `Path`, which must be free. Without a file and with errno set when the
+/// system refuses.
+TCFileDescriptor BindAt(std::string const& Path, int Type = SOCK_STREAM);
+/// The same, and it listens.
+TCFileDescriptor ListenAt(std::string const& Path, int Type = SOCK_STREAM);
+
+/// Connects `Socket`; false, with errno set, when nobody listens there.
+bool ConnectTo(int Socket, std::string const& Path);
+/// A socket that this process has connected. Throws std::system_error.
+TCFileDescriptor Connect(std::string const& Path);
+/// A socket that is connected to `Path`; its peer sees another process, of the user `User`, which
+/// has ended. Without a file and with errno set when that user can not connect.
+TCFileDescriptor ConnectAs(std::string const& Path, uid_t User);
