@@ -216,22 +216,11 @@ void TCCommitQueue::Store(std::size_t Records) {
     m_Database.KeepInPlace();
     return;
   }
-  if (m_GroupValues.size() <= Records) {
-    m_Storing.reset();
-    StoreWhole();
-  } else {
-    try {
-      if (!m_Storing) {
-        m_Storing = std::make_unique<TCGroupStoring>(m_Database, m_Taken, m_Group, m_GroupValues,
-                                                     CollectHistory(), m_History.get_Limits());
-      }
-      if (!m_Storing->Store(Records)) {
-        return;
-      }
-    } catch (TCDatabaseFull const&) {
-      m_Storing.reset();
-      StoreWhole();
-    }
+  if (!m_Storing) {
+    BeginStoring(Records);
+  }
+  if (m_Storing && !StoreSlice(Records)) {
+    return;
   }
   m_Storing.reset();
   m_LastCommit = CurrentTime();
@@ -240,9 +229,36 @@ void TCCommitQueue::Store(std::size_t Records) {
   m_Stored.splice(m_Stored.end(), m_Group);
 }
 
-void TCCommitQueue::StoreWhole() {
-  m_History.Store(CollectHistory(), [this](auto const& Entries, TSHistoryLimits const& Limits) {
-    TCGroupStoring(m_Database, m_Taken, m_Group, m_GroupValues, Entries, Limits)
+// A group of few values may have a long history: a value that was changed often has one entry for
+// each change.
+void TCCommitQueue::BeginStoring(std::size_t Records) {
+  TCHistoryKeeper::TCEntries Entries = CollectHistory();
+  if (m_GroupValues.size() <= Records && Entries.size() <= Records) {
+    StoreWhole(Entries);
+    return;
+  }
+  try {
+    m_Storing = std::make_unique<TCGroupStoring>(m_Database, m_Taken, m_Group, m_GroupValues,
+                                                 std::move(Entries), m_History.get_Limits());
+  } catch (TCDatabaseFull const&) {
+    StoreWhole(CollectHistory());
+  }
+}
+
+// False while there is more to store.
+bool TCCommitQueue::StoreSlice(std::size_t Records) {
+  try {
+    return m_Storing->Store(Records);
+  } catch (TCDatabaseFull const&) {
+    m_Storing.reset();
+    StoreWhole(CollectHistory());
+    return true;
+  }
+}
+
+void TCCommitQueue::StoreWhole(TCHistoryKeeper::TCEntries const& Entries) {
+  m_History.Store(Entries, [this](auto const& Noted, TSHistoryLimits const& Limits) {
+    TCGroupStoring(m_Database, m_Taken, m_Group, m_GroupValues, Noted, Limits)
         .Store(std::numeric_limits<std::size_t>::max());
   });
 }

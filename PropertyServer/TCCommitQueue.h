@@ -82,7 +82,9 @@ class TCCommitQueue {
   template <class TStore>
   bool Try(TStore const& Store);
   void Store(std::size_t Records);
-  void StoreWhole();
+  void BeginStoring(std::size_t Records);
+  bool StoreSlice(std::size_t Records);
+  void StoreWhole(TCHistoryKeeper::TCEntries const& Entries);
   TCHistoryKeeper::TCEntries CollectHistory() const;
   void PutBack();
   void TryLater(char const* Reason);

@@ -5,6 +5,7 @@
 #include <gmock/gmock.h>
 #include <sys/eventfd.h>
 
+#include <functional>
 #include <optional>
 
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
@@ -61,23 +62,36 @@ struct CommitQueue : DatabaseFixture {
     }
     return Taken;
   }
+  // What the history gets of the mail, an entry for each of its changes.
+  static void NoteChanges(TSTakenMail& Mail) {
+    Mail.Origin.Time = Property::CurrentTime();
+    for (Property::TSPropertyRecord const& Change : Mail.Changes) {
+      Property::TSHistoryEntry Entry;
+      Entry.Transaction = 1;
+      Entry.Origin = Mail.Origin;
+      Entry.Number = Change.Number;
+      Mail.History.push_back(Entry);
+    }
+  }
   static TCNorvMailClassID Norv_Mail() { return TCNorvMailClassID("property", 2); }
 
-  // Turns the loop until so many mails are stored; returns how often it served something else.
+  // Turns the loop until so many mails are stored; returns how often it served something else while
+  // a transaction was under way.
   int TurnUntilStored(std::size_t Mails) {
     int Turns = 0;
     TCFileDescriptor const File(eventfd(1, EFD_CLOEXEC));  // always ready
+    std::function<void()> Serve = [&] { Turns += m_Queue->IsStoring() ? 1 : 0; };
     sd_event_source* Source = nullptr;
     EXPECT_GE(
         sd_event_add_io(
             m_Event.get(), &Source, File.get(), EPOLLIN,
-            [](sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/, void* Count) {
-              ++*static_cast<int*>(Count);
+            [](sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/, void* Other) {
+              (*static_cast<std::function<void()>*>(Other))();
               return 0;
             },
-            &Turns),
+            &Serve),
         0);
-    TCEventSource const Other(Source);
+    TCEventSource const Ready(Source);
     while (m_Stored.size() < Mails) {
       EXPECT_GE(sd_event_run(m_Event.get(), UINT64_MAX), 0);
     }
@@ -158,6 +172,19 @@ TEST_F(CommitQueue, ServesTheLoopBetweenTheSlicesOfALargeMailThatIsStoredLater) 
   EXPECT_THAT(Values(*m_Database), SizeIs(kMany));
 }
 
+TEST_F(CommitQueue, ServesTheLoopBetweenTheSlicesOfAMailThatChangesOneValueOften) {
+  TSTakenMail Large = Mail(1, kMany, "value");
+  for (Property::TSPropertyRecord& Change : Large.Changes) {
+    Change.Number = 7;
+  }
+  NoteChanges(Large);
+  m_Queue->Add(std::move(Large));
+  EXPECT_GE(TurnUntilStored(1), 5);
+  EXPECT_EQ(m_Queue->get_CommitCount(), 1U);
+  EXPECT_THAT(Values(*m_Database), ElementsAre("7/-/=value"));
+  EXPECT_THAT(m_Database->ReadHistory(2 * kMany), SizeIs(kMany));
+}
+
 TEST_F(CommitQueue, StoresNothingOfALargeMailBeforeAllOfIt) {
   m_Queue->Add(Mail(1, kMany, "value"));
   TurnUntilStoring();
@@ -216,14 +243,7 @@ TEST_F(CommitQueue, NotesOnlyAsMuchHistoryAsIsKept) {
   Limits.Entries = 3;
   m_Queue->SetHistoryLimits(Limits);
   TSTakenMail Large = Mail(1, kMany, "value");
-  Large.Origin.Time = Property::CurrentTime();
-  for (Property::TSPropertyRecord const& Change : Large.Changes) {
-    Property::TSHistoryEntry Entry;
-    Entry.Transaction = 1;
-    Entry.Origin = Large.Origin;
-    Entry.Number = Change.Number;
-    Large.History.push_back(Entry);
-  }
+  NoteChanges(Large);
   m_Queue->Add(std::move(Large));
   EXPECT_TRUE(m_Queue->Commit());
   auto const Entries = m_Database->ReadHistory(10);
