@@ -23,6 +23,8 @@
 #include "Platform/Messaging/TCRouterUser.h"
 #include "Platform/Utility/TCException.h"
 
+class TCRouterWork;
+
 /// Everything but Stop() and Execute() belongs to the thread that has the turn (TCRouterLoop). Its
 /// rooms: TCRouterCore.cpp has the connections, TCRouterCoreMailboxes.cpp the way of a mail to its
 /// mailbox, TCRouterCoreSubscriptions.cpp the way of a published one to the subscribers.
@@ -55,6 +57,8 @@ class TCRouterCore {
   std::vector<TSNorvSenderKey> get_Senders() const;
 
  private:
+  friend class TCRouterWork;  // knows which work is under way
+
   // A message for a mailbox that has no owner yet.
   struct TSParked {
     TCRouterConnection* Connection;
@@ -121,6 +125,7 @@ class TCRouterCore {
   void TellOfOwn(TCRouterConnection& Connection, std::string const& Interface,
                  TCRouterConnection::TSSubscription& Subscription);
   void FallBehind(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription);
+  void ServeLater(TCRouterConnection& Connection, TCRouterConnection::TSSubscription& Subscription);
   void ResumeInTurn(TCRouterConnection& Connection, std::uint64_t End);
   void Resume(TCRouterConnection& Connection);
   TCBusMessage NewPublished(TCRouterConnection const& Connection, TSPublishedMail const& Mail,
@@ -130,6 +135,7 @@ class TCRouterCore {
   void WaitForOwner(TCRouterConnection& Connection);
   void ReadAgain(TCRouterConnection& Connection);
   void CountMails(TCRouterConnection& Connection, std::size_t Mails);
+  static std::uint64_t PauseOf(TCRouterUser const& User);
   bool Postpone(TCRouterConnection& Connection);
   void SlowDown(TCRouterConnection& Connection, std::uint64_t Pause, std::string const& Reason);
   void CountRecords(TCRouterConnection& Connection, TSNorvReceivedMail const& Mail);
@@ -171,6 +177,7 @@ class TCRouterCore {
   TSNorvRouterLimits m_Limits;
   TCNorvMailRouter::TCAdmission m_Admission;
   TCRouterUsers m_Users;
+  TCRouterWork* m_Work = nullptr;  // the innermost that is under way
   std::list<TCRouterConnection> m_Connections;
   std::list<TCRouterConnection> m_Dropped;  // freed outside their own callbacks
   std::map<std::string, TCNorvService*> m_Mailboxes;

@@ -173,10 +173,14 @@ void TCRouterCore::CountRecords(TCRouterConnection& Connection, TSNorvReceivedMa
   }
 }
 
-// Whether the peer's user has had its share of the router's time; then the peer has to wait.
+// How long a user has to wait that has had its share of the router's time; 0 for one that has not.
+std::uint64_t TCRouterCore::PauseOf(TCRouterUser const& User) {
+  return User.IsCharged() ? User.get_Pause(TCRouterWork::Now()) : 0;
+}
+
+// Whether the peer is one of such a user; then it has to wait.
 bool TCRouterCore::Postpone(TCRouterConnection& Connection) {
-  TCRouterUser const& User = *Connection.m_User;
-  std::uint64_t const Pause = User.IsCharged() ? User.get_Pause(TCRouterWork::Now()) : 0;
+  std::uint64_t const Pause = PauseOf(*Connection.m_User);
   if (Pause == 0) {
     return false;
   }

@@ -114,8 +114,9 @@ void TCRouterCore::CatchUpByServices(TCRouterConnection& Connection, std::string
 
 // ---- subscribers that do not keep up ----
 
-// Nothing more is sent to the subscriber, and nothing is kept for it, until it has read what waits.
-void TCRouterCore::FallBehind(TCRouterConnection& Connection,
+// Nothing more is sent to the subscriber, and nothing is kept for it, until it has read what waits
+// and its user has time again.
+void TCRouterCore::ServeLater(TCRouterConnection& Connection,
                               TCRouterConnection::TSSubscription& Subscription) {
   Subscription.Behind = true;
   Subscription.Own.reset();  // they are among what it has missed
@@ -123,6 +124,11 @@ void TCRouterCore::FallBehind(TCRouterConnection& Connection,
   if (Connection.IsDrained()) {
     WakeAfter(m_ProgressTimer.get());  // its reading, which it is not waiting for, wakes nobody
   }
+}
+
+void TCRouterCore::FallBehind(TCRouterConnection& Connection,
+                              TCRouterConnection::TSSubscription& Subscription) {
+  ServeLater(Connection, Subscription);
   LogWithin(Connection.m_User->m_LogBudget, [&](char const* Note) {
     SyslogWarning("mail router: %s does not read its mails; it will be brought up to date%s",
                   Connection.Describe().c_str(), Note);
@@ -149,10 +155,9 @@ int TCRouterCore::OnProgress(sd_event_source* Source, void* Core) {
 
 // Not all at once: who asks for something meanwhile is served in between.
 void TCRouterCore::ResumeInTurn(TCRouterConnection& Connection, std::uint64_t End) {
-  std::uint64_t const Now = TCRouterWork::Now();
-  if (Connection.m_User->get_Pause(Now) > 0) {
+  if (PauseOf(*Connection.m_User) > 0) {
     WakeAfter(m_ProgressTimer.get());
-  } else if (Now < End) {
+  } else if (TCRouterWork::Now() < End) {
     TCRouterWork const Work(Connection);
     Resume(Connection);
   } else {
@@ -325,6 +330,11 @@ void TCRouterCore::Forward(TCRouterConnection& Connection,
     FallBehind(Connection, Subscription);
     return;
   }
+  if (PauseOf(*Connection.m_User) > 0) {
+    ServeLater(Connection, Subscription);
+    return;
+  }
+  TCRouterWork const Work(Connection);  // what it may have of many records takes long to select
   try {
     auto const Owner = m_Mailboxes.find(Mail.Path);
     if (Owner == m_Mailboxes.end()) {

@@ -13,11 +13,13 @@ constexpr std::size_t kFew = 64;          // users that are never looked through
 
 }  // namespace
 
-void TCRouterUser::Charge(std::uint64_t Time, std::uint64_t Now) {
-  if (Time > kNothing) {
-    m_Owed = OwedAt(Now) + Time;
-    m_Then = Now;
+bool TCRouterUser::Charge(std::uint64_t Time, std::uint64_t Now) {
+  if (Time <= kNothing) {
+    return false;
   }
+  m_Owed = OwedAt(Now) + Time;
+  m_Then = Now;
+  return true;
 }
 
 std::uint64_t TCRouterUser::get_Pause(std::uint64_t Now) const {

@@ -18,8 +18,9 @@ class TCRouterUser {
  public:
   TCLogBudget m_LogBudget;
 
-  /// Counts one piece of work for the user, which has taken `Time` and ended at `Now`.
-  void Charge(std::uint64_t Time, std::uint64_t Now);
+  /// Counts one piece of work for the user, which has taken `Time` and ended at `Now`. Returns
+  /// false when it has taken next to nothing, which nobody pays for.
+  bool Charge(std::uint64_t Time, std::uint64_t Now);
   /// Whether anything was ever counted. Without it the user need not wait.
   bool IsCharged() const { return m_Owed > 0; }
   /// How long from `Now` on nothing is to be done for the user; 0 for not at all.

@@ -8,23 +8,34 @@
 #include <cstdint>
 #include <memory>
 
-#include "Platform/Messaging/TCRouterConnection.h"
+#include "Platform/Messaging/TCRouterCore.h"
 #include "Platform/Messaging/TCRouterUser.h"
 
 /// What is done while it lives is counted for the peer's user. Who may do everything is not held
-/// up.
+/// up. Work for one user may be part of work for another, as the publishing of a mail is of its
+/// taking: what the one pays for the other does not.
 class TCRouterWork {
  public:
   explicit TCRouterWork(TCRouterConnection const& Connection)
-      : m_User(Connection.m_User),
-        m_IsFree(Connection.m_Sender.User == 0 || Connection.m_Sender.User == geteuid()),
-        m_Begin(m_IsFree ? 0 : Now()) {}
+      : m_Core(Connection.m_Core),
+        m_User(Connection.m_User),
+        m_Outer(m_Core.m_Work),
+        m_Counts(Connection.m_Sender.User != 0 && Connection.m_Sender.User != geteuid() &&
+                 (m_Outer == nullptr || m_Outer->m_User != m_User)),
+        m_Begin(m_Counts ? Now() : 0) {
+    m_Core.m_Work = this;
+  }
   TCRouterWork(TCRouterWork const&) = delete;
   TCRouterWork& operator=(TCRouterWork const&) = delete;
   ~TCRouterWork() {
-    if (!m_IsFree) {
+    m_Core.m_Work = m_Outer;
+    if (m_Counts) {
       std::uint64_t const End = Now();
-      m_User->Charge(End - m_Begin, End);
+      std::uint64_t const Time = End - m_Begin - m_PaidByOthers;
+      m_PaidByOthers += m_User->Charge(Time, End) ? Time : 0;
+    }
+    if (m_Outer != nullptr) {
+      m_Outer->m_PaidByOthers += m_PaidByOthers;
     }
   }
 
@@ -37,7 +48,10 @@ class TCRouterWork {
   }
 
  private:
+  TCRouterCore& m_Core;
   std::shared_ptr<TCRouterUser> const m_User;
-  bool const m_IsFree;
+  TCRouterWork* const m_Outer;  // that this one is part of
+  bool const m_Counts;
   std::uint64_t const m_Begin;
+  std::uint64_t m_PaidByOthers = 0;
 };

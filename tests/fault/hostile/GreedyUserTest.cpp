@@ -18,6 +18,8 @@ constexpr int kRepeats = 10;
 constexpr int kQuestions = 5;  // of others; where turns are taken, each waits for a whole round
 constexpr int kValues = 60000 / kShare;
 constexpr int kValuesTogether = 200;
+constexpr int kLargeChanges = 4;
+constexpr int kLargeChange = 50000 / kShare;  // values
 
 class GreedyUser : public THostileFixture {
  protected:
@@ -73,30 +75,63 @@ class GreedyUser : public THostileFixture {
     EXPECT_LT(After - Before, One * kConnections / 2);
   }
 
+  // What the connections may have of large changes is selected for them little by little, and what
+  // others change is taken in between.
+  void ExpectOthersServedWhileItListens() {
+    for (auto const& Peer : m_Peers) {
+      Peer->Subscribe();
+      EXPECT_EQ(Peer->Call(Peer->NewRequestForOne()), "");  // it has subscribed
+    }
+    ChangeMany(1);
+    WaitForAnswer();
+    std::size_t const One = CountUnread(m_Sockets.front());
+    ChangeMany(kLargeChanges);
+    EXPECT_LT(CountAnswered(), One * kConnections * (1 + kLargeChanges) * 3 / 4);
+  }
+
+  // Changes the property that the connections may read and many others, so many times.
+  void ChangeMany(int Times) {
+    std::vector<std::pair<int, std::string>> Values{{201, "on"}};
+    for (int Value = 1; Value < kLargeChange; ++Value) {
+      Values.emplace_back(300000 + Value, "off");
+    }
+    for (int Time = 0; Time < Times; ++Time) {
+      ASSERT_TRUE(m_Other->Send(m_Other->NewTransaction(m_NextMail++, Values)));
+    }
+    WaitForAcknowledgement();
+  }
+
   // Bytes that the connections have been sent and have not read.
   std::size_t CountAnswered() const {
     std::size_t Bytes = 0;
     for (int const Socket : m_Sockets) {
-      int Count = 0;
-      EXPECT_EQ(ioctl(Socket, FIONREAD, &Count), 0);
-      Bytes += static_cast<std::size_t>(Count);
+      Bytes += CountUnread(Socket);
     }
     return Bytes;
   }
 
+  static std::size_t CountUnread(int Socket) {
+    int Count = 0;
+    EXPECT_EQ(ioctl(Socket, FIONREAD, &Count), 0);
+    return static_cast<std::size_t>(Count);
+  }
+
  private:
   void Fill() {
-    std::uint64_t Number = 1;
     for (int Value = 0; Value < kValues; Value += kValuesTogether) {
       std::string Bytes;
       for (int Index = 0; Index < kValuesTogether; ++Index) {
         Bytes += TWirePeer::PackedChange(300000 + Value + Index, "on");
       }
       ASSERT_TRUE(m_Other->Send(
-          m_Other->NewMails(Number, kValuesTogether, TWirePeer::kChangeFields, Bytes)));
-      Number += kValuesTogether;
+          m_Other->NewMails(m_NextMail, kValuesTogether, TWirePeer::kChangeFields, Bytes)));
+      m_NextMail += kValuesTogether;
     }
-    while (m_Other->HearAcknowledged().value_or(Number) < Number - 1) {
+    WaitForAcknowledgement();
+  }
+
+  void WaitForAcknowledgement() {
+    while (m_Other->HearAcknowledged().value_or(m_NextMail) < m_NextMail - 1) {
     }
   }
 
@@ -107,6 +142,7 @@ class GreedyUser : public THostileFixture {
   }
 
   std::optional<TWirePeer> m_Other;
+  std::uint64_t m_NextMail = 1;  // of m_Other
   std::vector<std::unique_ptr<TWirePeer>> m_Peers;
   std::vector<int> m_Sockets;  // of m_Peers
 };
@@ -121,6 +157,10 @@ TEST_F(GreedyUser, LeavesTimeForOthersWhenItSubscribesAgainAndAgain) {
 
 TEST_F(GreedyUser, LeavesTimeForOthersWhenTheConfigurationIsReadAgain) {
   ExpectOthersServedWhileItIsBroughtUpToDate();
+}
+
+TEST_F(GreedyUser, LeavesTimeForOthersWhenItListensToLargeChanges) {
+  ExpectOthersServedWhileItListens();
 }
 
 }  // namespace
