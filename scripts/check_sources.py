@@ -14,7 +14,10 @@ SOURCES_OF_OTHERS: dict[str, str] = {}
 
 HEADING = re.compile(r"^ *// *[-=*#]{2,}.*$|^ */{4,}.*$", re.MULTILINE)
 GOOD_HEADING = re.compile(r"^ *// ---- [^ -].*[^ -] ----$")
-SOURCE = re.compile(r'"(\.\./(?:Platform|CommonProperties|PropertyInterface|PropertyServer)/[^"]*)"')
+SOURCE = re.compile(
+    r'"(\.\./(?:Platform|CommonProperties|PropertyInterface|SchemaLibrary|PropertyServer|PropertyTool)'
+    r'/[^"]*)"'
+)
 NO_CODE = re.compile(
     r'R"(?P<mark>\w*)\(.*?\)(?P=mark)"'  # texts that may hold anything
     r"|//[^\n]*|/\*.*?\*/"
