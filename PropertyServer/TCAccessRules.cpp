@@ -115,6 +115,27 @@ bool TCAccessRules::MayRead(TSNorvMailSender const& Sender, int Number) const {
   return IsOwner(Sender) || FindRule(Number).Read.Grants(Sender);
 }
 
+// One rule, or none, decides on all numbers up to the end of a segment, or up to the next one.
+std::vector<TSPropertyRange> TCAccessRules::Readable(TSNorvMailSender const& Sender,
+                                                     TSPropertyRange Numbers) const {
+  std::vector<TSPropertyRange> Ranges;
+  std::int64_t Next = Numbers.First;
+  while (Next <= Numbers.Last) {
+    auto const Segment = m_Segments.lower_bound(static_cast<int>(Next));
+    std::int64_t Last = Numbers.Last;
+    if (Segment != m_Segments.end()) {
+      bool const Within = Segment->second.First <= Next;
+      Last = std::min<std::int64_t>(
+          Last, Within ? Segment->first : std::int64_t{Segment->second.First} - 1);
+    }
+    if (MayRead(Sender, static_cast<int>(Next))) {
+      Ranges.push_back({static_cast<int>(Next), static_cast<int>(Last)});
+    }
+    Next = Last + 1;
+  }
+  return Unite(std::move(Ranges), {});
+}
+
 bool TCAccessRules::MayWrite(TSNorvMailSender const& Sender, int Number) const {
   return IsOwner(Sender) || FindRule(Number).Write.Grants(Sender);
 }

@@ -52,6 +52,9 @@ class TCAccessRules {
   bool MayConnect(TSNorvMailSender const& Sender) const;
   bool MayRead(TSNorvMailSender const& Sender, int Number) const;
   bool MayWrite(TSNorvMailSender const& Sender, int Number) const;
+  /// Those of the numbers that the sender may read, in order.
+  std::vector<TSPropertyRange> Readable(TSNorvMailSender const& Sender,
+                                        TSPropertyRange Numbers) const;
   bool MayAdminister(TSNorvMailSender const& Sender) const;
   /// Whether no rule restricts the sender: only then may it have a copy of everything.
   bool MayCopy(TSNorvMailSender const& Sender) const { return IsOwner(Sender); }

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -18,6 +19,7 @@
 #include "PropertyServer/TCHistoryClock.h"
 #include "PropertyServer/TSHistoryEntry.h"
 #include "PropertyServer/TSHistoryLimits.h"
+#include "PropertyServer/TSHistoryQuestion.h"
 #include "PropertyServer/TSPropertyRange.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
@@ -115,6 +117,11 @@ class TCPropertyDatabase {
   /// The newest entries first, at most `Limit`; of property `Number` only in the second form.
   std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit) const;
   std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit, int Number) const;
+  /// A page of what is asked for, the newest first. Reads a bounded part of the history.
+  TSHistoryPage ReadHistory(TSHistoryQuestion const& Question) const;
+  /// The newest transaction that has changed each of the values, where the newer part of the
+  /// history has one.
+  std::map<TCPropertyPlace, std::uint64_t> LastTransactions(std::set<TCPropertyPlace> Places) const;
   /// The bytes of all entries, as TSHistoryLimits counts them.
   std::uint64_t MeasureHistory() const;
   /// Forgets the older half of the entries, 10000 at most, to make room in the file. What is to be

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Who changed what: reading it, noting it, forgetting it.
+// Who changed what: noting it, forgetting it.
 #include "PropertyServer/TCPropertyDatabase.h"
 
 #include <sqlite3.h>
@@ -77,87 +77,10 @@ void BindEntry(TCExecution& Execution, int Place, TSHistoryEntry const& Entry,
   }
 }
 
-// Time, user, process and name, from column `First` on.
-TSProvenance ReadOrigin(sqlite3_stmt* Row, int First) {
-  TSProvenance Origin;
-  Origin.Time = sqlite3_column_int64(Row, First);
-  Origin.User = static_cast<uid_t>(sqlite3_column_int64(Row, First + 1));
-  Origin.Process = static_cast<pid_t>(sqlite3_column_int64(Row, First + 2));
-  Origin.ProcessName = ColumnText(Row, First + 3);
-  return Origin;
-}
-
-TSHistoryEntry ReadEntry(sqlite3_stmt* Row) {
-  TSHistoryEntry Entry;
-  Entry.Transaction = static_cast<std::uint64_t>(sqlite3_column_int64(Row, 0));
-  Entry.Number = sqlite3_column_int(Row, 1);
-  if (sqlite3_column_int(Row, 2) == 1) {
-    Entry.Link = Accessories::TCRecordID(sqlite3_column_int(Row, 3));
-  }
-  Entry.MAC = TCMACAddress(std::string(ColumnText(Row, 4)));
-  if (sqlite3_column_type(Row, 5) != SQLITE_NULL) {
-    Entry.From = ColumnText(Row, 5);
-  }
-  Entry.Secret = sqlite3_column_type(Row, 6) == SQLITE_NULL;
-  Entry.To = ColumnText(Row, 6);
-  Entry.Origin = ReadOrigin(Row, 7);
-  return Entry;
-}
-
 }  // namespace
 
 std::uint64_t TCPropertyDatabase::get_LastTransaction() const {
   return Meta(kTransactionCounter).value_or(0);
-}
-
-std::vector<TSHistoryEntry> TCPropertyDatabase::ReadHistory(std::size_t Limit) const {
-  std::vector<TSHistoryEntry> Entries;
-  VisitHistory(Limit, std::nullopt,
-               [&Entries](TSHistoryEntry Entry) { Entries.push_back(std::move(Entry)); });
-  return Entries;
-}
-
-std::vector<TSHistoryEntry> TCPropertyDatabase::ReadHistory(std::size_t Limit, int Number) const {
-  std::vector<TSHistoryEntry> Entries;
-  VisitHistory(Limit, Number,
-               [&Entries](TSHistoryEntry Entry) { Entries.push_back(std::move(Entry)); });
-  return Entries;
-}
-
-void TCPropertyDatabase::VisitHistory(std::size_t Limit, std::optional<int> Number,
-                                      std::function<void(TSHistoryEntry)> const& Take) const {
-  TCStatement const Statement = Prepare(
-      "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name "
-      "FROM history JOIN writer ON writer.id = history.writer "
-      "WHERE ?1 IS NULL OR number = ?1 ORDER BY history.id DESC LIMIT ?2");
-  TCExecution Execution(Statement.get());
-  if (Number) {
-    Execution.Bind(1, *Number);
-  }
-  Execution.Bind(2, static_cast<long long>(Limit));
-  int Result = Execution.Step();
-  for (; Result == SQLITE_ROW; Result = Execution.Step()) {
-    Take(ReadEntry(Statement.get()));
-  }
-  if (Result != SQLITE_DONE) {
-    throw Failure("read the history of");
-  }
-}
-
-std::optional<TSProvenance> TCPropertyDatabase::Provenance(int Number,
-                                                           Accessories::TCRecordID const& Link,
-                                                           TCMACAddress const& MAC) const {
-  std::string const Device = MAC.get_AsString(':');
-  TCExecution Execution(m_Statements.Provenance.get());
-  BindKey(Execution, 1, Number, Link, Device);
-  switch (Execution.Step()) {
-    case SQLITE_ROW:
-      return ReadOrigin(m_Statements.Provenance.get(), 0);
-    case SQLITE_DONE:
-      return std::nullopt;
-    default:
-      throw Failure("read who wrote property " + std::to_string(Number) + " of");
-  }
 }
 
 TSHistoryEnd TCPropertyDatabase::FindHistoryEnd() const {

@@ -32,6 +32,7 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
       m_Requests(m_Values),
       m_ServerRequests(
           m_Configuration, [this] { return get_Status(); }, [this] { return Copy(); }),
+      m_ControlRequests(m_Configuration, m_Values, Database),
       m_Taken(Database, [&Router] { return Router.get_Senders(); }),
       m_SecretTexts(Database),
       m_LastTransaction(Database.get_LastTransaction()),
@@ -326,6 +327,10 @@ bool TCPropertyServer::OnRequest(TSNorvMailSender const& Sender, TSNorvMailConte
                                  TSNorvMailContent& Answer) {
   if (TCServerRequests::IsKnown(Request)) {
     Answer = m_ServerRequests.Answer(Sender, Request);
+    return true;
+  }
+  if (TCControlRequests::IsKnown(Request)) {
+    Answer = m_ControlRequests.Answer(Sender, Request);
     return true;
   }
   if (!TCPropertyRequests::IsKnown(Request)) {

@@ -12,6 +12,7 @@
 #include "Platform/Messaging/TCNorvService.h"
 #include "Platform/Messaging/TCRouterUser.h"
 #include "PropertyServer/TCCommitQueue.h"
+#include "PropertyServer/TCControlRequests.h"
 #include "PropertyServer/TCMailTrace.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyRequests.h"
@@ -95,6 +96,7 @@ class TCPropertyServer : public TCNorvService {
   TCPropertyValues m_Values;
   TCPropertyRequests m_Requests;
   TCServerRequests const m_ServerRequests;
+  TCControlRequests const m_ControlRequests;
   TCTakenMails m_Taken;
   TCSecretTexts m_SecretTexts;
   std::uint64_t m_LastTransaction;  // of the history

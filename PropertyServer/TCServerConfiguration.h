@@ -42,6 +42,11 @@ class TCServerConfiguration {
   bool MayWrite(TSNorvMailSender const& Sender, int Number) const {
     return m_Rules.MayWrite(Sender, Number);
   }
+  /// Those of the numbers that the sender may read, in order.
+  std::vector<TSPropertyRange> Readable(TSNorvMailSender const& Sender,
+                                        TSPropertyRange Numbers) const {
+    return m_Rules.Readable(Sender, Numbers);
+  }
   /// Whether the sender may ask for the status.
   bool MayAdminister(TSNorvMailSender const& Sender) const { return m_Rules.MayAdminister(Sender); }
   /// Who that is, for a message.

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// Names and numbers of the mails that look after properties. See docs/protocol.md.
+#pragma once
+
+#include "PropertyInterface/PropertyProtocol.h"
+
+/// The class "propertycontrol": questions about changes, asked as requests and answered with type 2
+/// and the same name. All records are TCNorvControlObject's; each signal says which of its fields
+/// it assigns. A text field with a number has it in decimal digits. The numbers are on the wire:
+/// each keeps its meaning for ever.
+namespace Property::PropertyControl {
+
+constexpr char kClassName[] = "propertycontrol";
+constexpr int kClassVersion = 1;
+
+using PropertyProtocol::TSSignal;
+
+/// What has changed, the newest first. The request's one record narrows it: id, link, mac, user,
+/// program, transaction, time (not before it); place goes on where the answer before has ended;
+/// limit is the most entries (default kPageEntries, at most kMostPageEntries).
+/// Answer, for each changed value: place, transaction, time, user, process, program, id, link, mac,
+/// secret; former unless there was no value or its text is not kept; data unless its text is not
+/// kept. A last record that assigns place only says that there may be more, to be asked for with
+/// that place, also where no other record came.
+constexpr TSSignal kHistory{eNorvRequest, 2};
+
+/// Where values come from. A record for each: id, link, mac. Answer, in their order: the same,
+/// held; where it is held: data, secret, and as far as the server knows it user, process, program,
+/// time and transaction of who has set it.
+constexpr TSSignal kExplain{eNorvRequest, 3};
+
+/// Which properties are secret, of those that the asker may read. Answer, for each range of
+/// numbers: id, last.
+constexpr TSSignal kSecrets{eNorvRequest, 7};
+
+/// All of them.
+constexpr TSSignal kSignals[] = {kHistory, kExplain, kSecrets};
+
+constexpr int kPageEntries = 100;
+constexpr int kMostPageEntries = 1000;
+constexpr int kMostExplained = 100;
+
+}  // namespace Property::PropertyControl

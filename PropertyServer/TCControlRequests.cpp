@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+// Tells of changes, of writers and of secrets, as far as the asker may know.
+#include "PropertyServer/TCControlRequests.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "Platform/Utility/TCException.h"
+
+namespace Property {
+namespace {
+
+constexpr char kSource[] = "../PropertyServer/TCControlRequests";
+
+using PropertyControl::kExplain;
+using PropertyControl::kHistory;
+using PropertyControl::kSecrets;
+
+TSHistoryQuestion ReadQuestion(TSNorvMailContent const& Request) {
+  TCControlReader Reader(Request);
+  TCNorvControlObject::TCRecord const& Record = Reader.ReadOnly();
+  TSHistoryQuestion Question;
+  if (Record.m_ID.IsAssigned()) {
+    Question.Number = Record.m_ID.get_AsInteger();
+  }
+  Question.Link = TCControlReader::LinkIn(Record.m_Link);
+  Question.MAC = TCControlReader::MACIn(Record.m_MAC);
+  if (auto const User = TCControlReader::NumberIn(Record.m_User, "user")) {
+    Question.User = static_cast<uid_t>(*User);
+  }
+  if (Record.m_Program.IsAssigned()) {
+    Question.Program = Record.m_Program.get_AsString();
+  }
+  if (auto const Since = TCControlReader::NumberIn(Record.m_Time, "time")) {
+    Question.Since = static_cast<std::int64_t>(*Since);
+  }
+  Question.Transaction = TCControlReader::NumberIn(Record.m_Transaction, "transaction");
+  if (auto const Before = TCControlReader::NumberIn(Record.m_Place, "place")) {
+    Question.Before = static_cast<long long>(*Before);
+  }
+  int const Limit =
+      Record.m_Limit.IsAssigned() ? Record.m_Limit.get_AsInteger() : PropertyControl::kPageEntries;
+  Question.Limit =
+      static_cast<std::size_t>(std::clamp(Limit, 1, PropertyControl::kMostPageEntries));
+  return Question;
+}
+
+}  // namespace
+
+TCControlRequests::TCControlRequests(TCConfiguration const& Configuration,
+                                     TCPropertyValues const& Values,
+                                     TCPropertyDatabase const& Database)
+    : m_Configuration(Configuration), m_Values(Values), m_Database(Database) {}
+
+bool TCControlRequests::IsKnown(TSNorvMailContent const& Request) {
+  return Request.MailClass == Norv_ControlMail && Request.SignalType == eNorvRequest;
+}
+
+TSNorvMailContent TCControlRequests::Answer(TSNorvMailSender const& Sender,
+                                            TSNorvMailContent const& Request) const {
+  switch (Request.SignalName) {
+    case kHistory.Name:
+      return AnswerHistory(Sender, Request);
+    case kExplain.Name:
+      return AnswerExplain(Sender, Request);
+    case kSecrets.Name:
+      return AnswerSecrets(Sender);
+    default:
+      throw TCException(kSource, __LINE__)
+          .Format("the server knows no question %d about changes", Request.SignalName);
+  }
+}
+
+TSNorvMailContent TCControlRequests::AnswerHistory(TSNorvMailSender const& Sender,
+                                                   TSNorvMailContent const& Request) const {
+  TSHistoryQuestion Question = ReadQuestion(Request);
+  Question.MayRead = [this, &Sender](int Number) {
+    return m_Configuration->MayRead(Sender, Number);
+  };
+  TSHistoryPage const Page = m_Database.ReadHistory(Question);
+  TCControlWriter Writer;
+  for (auto const& [Place, Entry] : Page.Entries) {
+    TCNorvControlObject::TCRecord& Record = Writer.Begin();
+    Writer.PutPlace(TCPropertyPlace(Entry.Number, Entry.Link, Entry.MAC));
+    Writer.PutOrigin(Entry.Origin);
+    Record.m_Place.set_AsString(std::to_string(Place));
+    Record.m_Transaction.set_AsString(std::to_string(Entry.Transaction));
+    Record.m_Secret.set_AsBool(Entry.Secret);
+    if (Entry.From) {
+      Record.m_Former.set_AsString(*Entry.From);
+    }
+    if (!Entry.Secret) {
+      Record.m_Data.set_AsString(Entry.To);
+    }
+    Writer.Append();
+  }
+  if (Page.Next) {
+    Writer.Begin().m_Place.set_AsString(std::to_string(*Page.Next));
+    Writer.Append();
+  }
+  return Writer.Finish(kHistory.Name);
+}
+
+TSNorvMailContent TCControlRequests::AnswerExplain(TSNorvMailSender const& Sender,
+                                                   TSNorvMailContent const& Request) const {
+  TCControlReader Reader(Request);
+  if (Reader.get_Count() > PropertyControl::kMostExplained) {
+    throw TCException(kSource, __LINE__)
+        .Format("%d values are asked for, at most %d are explained at once", Reader.get_Count(),
+                PropertyControl::kMostExplained);
+  }
+  std::vector<TCPropertyPlace> Places;
+  std::set<TCPropertyPlace> Held;
+  for (int Index = 0; Index < Reader.get_Count(); ++Index) {
+    Places.push_back(TCControlReader::PlaceIn(Reader.Read(Index)));
+    if (FindReadable(Sender, Places.back()) != nullptr) {
+      Held.insert(Places.back());
+    }
+  }
+  auto const Transactions = m_Database.LastTransactions(std::move(Held));
+  TCControlWriter Writer;
+  for (TCPropertyPlace const& Place : Places) {
+    TCNorvControlObject::TCRecord& Record = Writer.Begin();
+    Writer.PutPlace(Place);
+    std::string const* const Value = FindReadable(Sender, Place);
+    Record.m_Held.set_AsBool(Value != nullptr);
+    if (Value != nullptr) {
+      Record.m_Data.set_AsString(*Value);
+      Explain(Place, Writer, Record);
+    }
+    auto const Transaction = Transactions.find(Place);
+    if (Transaction != Transactions.end()) {
+      Record.m_Transaction.set_AsString(std::to_string(Transaction->second));
+    }
+    Writer.Append();
+  }
+  return Writer.Finish(kExplain.Name);
+}
+
+std::string const* TCControlRequests::FindReadable(TSNorvMailSender const& Sender,
+                                                   TCPropertyPlace const& Place) const {
+  return m_Configuration->MayRead(Sender, std::get<int>(Place)) ? m_Values.Find(Place) : nullptr;
+}
+
+void TCControlRequests::Explain(TCPropertyPlace const& Place, TCControlWriter& Writer,
+                                TCNorvControlObject::TCRecord& Record) const {
+  auto const& [Number, Link, MAC] = Place;
+  Record.m_Secret.set_AsBool(m_Configuration->IsSecret(Number));
+  if (auto const Origin = m_Database.Provenance(Number, Link, MAC)) {
+    Writer.PutOrigin(*Origin);
+  }
+}
+
+TSNorvMailContent TCControlRequests::AnswerSecrets(TSNorvMailSender const& Sender) const {
+  TCControlWriter Writer;
+  for (TSPropertyRange const& Secrets : m_Configuration->get_Secrets()) {
+    for (TSPropertyRange const& Readable : m_Configuration->Readable(Sender, Secrets)) {
+      TCNorvControlObject::TCRecord& Record = Writer.Begin();
+      Record.m_ID = Readable.First;
+      Record.m_Last = Readable.Last;
+      Writer.Append();
+    }
+  }
+  return Writer.Finish(kSecrets.Name);
+}
+
+}  // namespace Property
