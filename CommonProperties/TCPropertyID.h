@@ -100,6 +100,8 @@ class PROPERTY_EXPORT TCPropertyID : public TCBasicPropertyID {
   void DoInitialize() override;
 
   int get_Flags() const { return m_Flags; }
+  /// The default as declared. A choice field goes by its choices instead.
+  Accessories::TCNullTypes<std::string> const& get_DefaultValue() const { return m_DefaultValue; }
   /// The validation pattern; empty for none.
   std::string const& get_Regex() const { return m_Regex; }
   void set_Regex(std::string const& Regex) { m_Regex = Regex; }
