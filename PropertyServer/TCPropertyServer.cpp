@@ -100,10 +100,14 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
   m_Trace.Print("received", Mail.Sender, Mail.Content, *m_Configuration);
   std::string const Reason = ReasonToRefuse(Mail.Sender, Taken.Changes);
   if (!Reason.empty()) {
-    Taken.Refused = true;
-    LogRefusal(Mail.Sender, Reason);
+    Refuse(Taken, Reason);
   }
   Take(std::move(Taken));
+}
+
+void TCPropertyServer::Refuse(TSTakenMail& Mail, std::string const& Reason) {
+  Mail.Refused = true;
+  LogRefusal(Mail.Mail.Sender, Reason);
 }
 
 void TCPropertyServer::LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason) {
@@ -168,10 +172,23 @@ void TCPropertyServer::Take(TSTakenMail Taken) {
   TSNorvMailSender const& Sender = Taken.Mail.Sender;
   Taken.Origin = {CurrentTime(), Sender.User, Sender.Process, Sender.ProcessName};
   if (!Taken.Refused) {
-    Taken.History = HistoryOf(Taken);
+    TCTexts const Former = FindNewest(Taken.Changes);
+    Taken.Growth = GrowthBy(Taken.Changes, Former);
+    std::string const Reason =
+        m_Quota.ReasonAgainst(Taken.Growth, m_Values.get_Count(), m_Configuration->get_Limits());
+    if (Reason.empty()) {
+      Taken.History = HistoryOf(Taken, Former);
+    } else {
+      Refuse(Taken, Reason);
+    }
   }
+  Queue(std::move(Taken));
+}
+
+void TCPropertyServer::Queue(TSTakenMail Taken) {
   TSTakenMail& Waiting = m_Queue.Add(std::move(Taken));
   if (!Waiting.Refused) {
+    m_Quota.Wait(Waiting.Growth);
     m_SecretTexts.OnSet(Waiting.Changes);
   }
   if (m_Durability == TEDurability::eRelaxed && !m_EffectsWait) {
@@ -198,7 +215,8 @@ void TCPropertyServer::TakeEffectAtOnce(TSTakenMail& Taken) {
   }
 }
 
-std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken) {
+std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken,
+                                                        TCTexts const& Former) {
   std::vector<TSHistoryEntry> History;
   std::uint64_t const Kept =
       std::min<std::uint64_t>(m_Configuration->get_History().Entries, Taken.Changes.size());
@@ -207,9 +225,8 @@ std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken
   }
   ++m_LastTransaction;
   History.reserve(Kept);  // the rest would be forgotten at once
-  auto const First = Taken.Changes.end() - static_cast<std::ptrdiff_t>(Kept);
-  for (auto Place = First; Place != Taken.Changes.end(); ++Place) {
-    TSPropertyRecord const& Change = *Place;
+  for (std::size_t Index = Taken.Changes.size() - Kept; Index < Taken.Changes.size(); ++Index) {
+    TSPropertyRecord const& Change = Taken.Changes[Index];
     TSHistoryEntry Entry;
     Entry.Transaction = m_LastTransaction;
     Entry.Origin = Taken.Origin;
@@ -218,16 +235,24 @@ std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken
     Entry.MAC = Change.MAC;
     Entry.Secret = m_Configuration->IsSecret(Change.Number);
     if (!Entry.Secret) {
-      TCPropertyPlace const At = PlaceOf(Change);
-      std::string const* const From = m_SecretTexts.MayShow(At) ? FindNewest(At) : nullptr;
-      if (From != nullptr) {
-        Entry.From = *From;
+      if (Former[Index] != nullptr && m_SecretTexts.MayShow(PlaceOf(Change))) {
+        Entry.From = *Former[Index];
       }
       Entry.To = Change.Data;
     }
     History.push_back(std::move(Entry));
   }
   return History;
+}
+
+TCPropertyServer::TCTexts TCPropertyServer::FindNewest(
+    std::vector<TSPropertyRecord> const& Changes) const {
+  TCTexts Texts;
+  Texts.reserve(Changes.size());
+  for (TSPropertyRecord const& Change : Changes) {
+    Texts.push_back(FindNewest(PlaceOf(Change)));
+  }
+  return Texts;
 }
 
 // What the value will be once everything that waits is stored.
@@ -259,6 +284,9 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
   m_Taken.TakeEffect(Taken.Mail.Sender, Taken.Mail.Number);
   if (Taken.Refused && Taken.Changes.empty()) {
     m_Router.BringUpToDate(Taken.Mail.Sender.get_Key());  // what it has changed is not known
+  }
+  if (!Taken.Refused) {
+    m_Quota.TakeEffect(Taken.Growth);
   }
   ++(Taken.Refused ? m_RefusedMails : m_TakenMails);
   Taken.InEffect = true;
@@ -304,7 +332,7 @@ std::uint64_t TCPropertyServer::get_LastTaken(TSNorvSenderKey const& Sender) con
 }
 
 TCPropertyServer::TCStatus TCPropertyServer::get_Status() const {
-  return {{"values", std::to_string(m_Values.get_Count())},
+  return {{"values", std::to_string(m_Values.get_Count().Values)},
           {"peers", std::to_string(m_Router.get_ConnectionCount())},
           {"epoch", std::to_string(m_Router.get_Epoch())},
           {"sequence", std::to_string(get_Sequence())},

@@ -57,7 +57,7 @@ class TCPropertyServer : public TCNorvService {
   /// Stores what waits; false when that fails.
   bool Commit() { return m_Queue.Commit(); }
 
-  std::size_t get_ValueCount() const { return m_Values.get_Count(); }
+  std::int64_t get_ValueCount() const { return m_Values.get_Count().Values; }
   TCStatus get_Status() const;
   std::uint64_t get_LastTaken(TSNorvSenderKey const& Sender) const override;
 
@@ -72,13 +72,18 @@ class TCPropertyServer : public TCNorvService {
                                                   TSNorvMailContent const& Content) override;
 
  private:
+  using TCTexts = std::vector<std::string const*>;
+
   void Configure();
   bool IsRepeated(TSNorvReceivedMail const& Mail);
   std::string ReasonToRefuse(TSNorvMailSender const& Sender,
                              std::vector<TSPropertyRecord> const& Changes) const;
+  void Refuse(TSTakenMail& Mail, std::string const& Reason);
   void LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason);
   void Take(TSTakenMail Taken);
-  std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken);
+  void Queue(TSTakenMail Taken);
+  std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken, TCTexts const& Former);
+  TCTexts FindNewest(std::vector<TSPropertyRecord> const& Changes) const;
   std::string const* FindNewest(TCPropertyPlace const& Place) const;
   void TakeEffectAtOnce(TSTakenMail& Taken);
   void TakeEffect(TSTakenMail& Taken);
@@ -97,6 +102,7 @@ class TCPropertyServer : public TCNorvService {
   TCPropertyRequests m_Requests;
   TCServerRequests const m_ServerRequests;
   TCControlRequests const m_ControlRequests;
+  TCValueQuota m_Quota;
   TCTakenMails m_Taken;
   TCSecretTexts m_SecretTexts;
   std::uint64_t m_LastTransaction;  // of the history

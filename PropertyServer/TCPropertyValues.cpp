@@ -11,6 +11,7 @@ TCPropertyValues::TCPropertyValues(sd_event* Event, TCConfiguration const& Confi
     : m_Configuration(Configuration), m_All(Event), m_Whole(Event) {}
 
 void TCPropertyValues::Load(TSPropertyRecord Record) {
+  m_Bytes += static_cast<std::int64_t>(Record.Data.size());
   m_Values.emplace(PlaceOf(Record), std::move(Record.Data));
 }
 
@@ -18,7 +19,10 @@ void TCPropertyValues::Set(std::vector<TSPropertyRecord> const& Changes) {
   m_All.Drop();
   m_Whole.Drop();
   for (TSPropertyRecord const& Change : Changes) {
-    m_Values[PlaceOf(Change)] = Change.Data;
+    std::string& Value = m_Values[PlaceOf(Change)];
+    auto const Former = static_cast<std::int64_t>(Value.size());
+    Value = Change.Data;
+    m_Bytes += static_cast<std::int64_t>(Value.size()) - Former;
   }
 }
 

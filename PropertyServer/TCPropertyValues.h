@@ -12,6 +12,7 @@
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyServer/TCKeptAnswer.h"
 #include "PropertyServer/TCServerConfiguration.h"
+#include "PropertyServer/TCValueQuota.h"
 #include "PropertyServer/TCValueRecords.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
@@ -38,7 +39,7 @@ class TCPropertyValues {
 
   /// The value at `Place`; null when there is none.
   std::string const* Find(TCPropertyPlace const& Place) const;
-  std::size_t get_Count() const { return m_Values.size(); }
+  TSValueCount get_Count() const { return {static_cast<std::int64_t>(m_Values.size()), m_Bytes}; }
 
   /// All that `Reader` may read.
   TCBody EncodeAll(TSNorvMailSender const& Reader);
@@ -62,6 +63,7 @@ class TCPropertyValues {
 
   TCConfiguration const& m_Configuration;
   std::map<TCPropertyPlace, std::string> m_Values;
+  std::int64_t m_Bytes = 0;  // of their texts
   TCValueRecords m_Records;
   TCKeptAnswer m_All;    // for who may read all of them
   TCKeptAnswer m_Whole;  // the same, for who has missed changes

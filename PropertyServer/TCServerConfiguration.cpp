@@ -383,6 +383,8 @@ void TCServerConfiguration::TCReader::ReadNumber(toml::table const& Section,
 
 void TCServerConfiguration::TCReader::ReadLimits(toml::table const& Root) {
   constexpr std::int64_t kMostBytes = std::int64_t{64} << 20;  // what a process can send at all
+  constexpr std::int64_t kMostValues = 100000000;
+  constexpr std::int64_t kMostOfAll = std::int64_t{1} << (sizeof(std::size_t) > 4 ? 40 : 31);
   constexpr std::int64_t kMostRecords = 1000000;
   constexpr std::int64_t kMostMails = 1000000;
   constexpr std::int64_t kMostConnections = 100000;
@@ -391,9 +393,11 @@ void TCServerConfiguration::TCReader::ReadLimits(toml::table const& Root) {
     return;
   }
   RequireKeys(*Section, "limits",
-              {"value_bytes", "mail_bytes", "mail_records", "mails_per_second",
+              {"values", "bytes", "value_bytes", "mail_bytes", "mail_records", "mails_per_second",
                "connections_per_user", "connections"});
   TSServerLimits& Limits = m_Configuration.m_Limits;
+  ReadNumber(*Section, "limits", "values", 1, kMostValues, Limits.Values);
+  ReadNumber(*Section, "limits", "bytes", 1, kMostOfAll, Limits.Bytes);
   ReadNumber(*Section, "limits", "value_bytes", 1, kMostBytes, Limits.ValueBytes);
   ReadNumber(*Section, "limits", "mail_bytes", 1, kMostBytes, Limits.MailBytes);
   ReadNumber(*Section, "limits", "mail_records", 1, kMostRecords, Limits.MailRecords);

@@ -12,8 +12,10 @@
 
 namespace Property {
 
-/// What one peer may take of the server.
+/// What the values, and one peer, may take of the server.
 struct TSServerLimits {
+  std::size_t Values = 2000000;                ///< of all processes together
+  std::size_t Bytes = std::size_t{512} << 20;  ///< of their texts
   std::size_t ValueBytes = std::size_t{16} << 20;
   std::size_t MailBytes = std::size_t{64} << 20;
   std::size_t MailRecords = 100000;

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "Platform/Messaging/TCNorvService.h"
+#include "PropertyServer/TCValueQuota.h"
 #include "PropertyServer/TSHistoryEntry.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
@@ -18,6 +19,7 @@ struct TSTakenMail {
   bool InEffect = false;  ///< everybody has been told
   TSProvenance Origin;
   std::vector<TSHistoryEntry> History;
+  TSValueCount Growth = {};
 };
 
 }  // namespace Property

@@ -123,7 +123,8 @@ int Serve(TCServerOptions const& Options) {
   PrintLine(stdout, "ready: " + std::to_string(Server.get_ValueCount()) + " values of " +
                         Options.get_Database() + " at " + Router.get_Address());
   std::fflush(stdout);
-  sd_notifyf(0, "READY=1\nSTATUS=Serving %zu values", Server.get_ValueCount());
+  sd_notifyf(0, "READY=1\nSTATUS=Serving %s values",
+             std::to_string(Server.get_ValueCount()).c_str());
   Router.Run();
   sd_notify(0, "STOPPING=1");
   return Server.Commit() ? 0 : 1;

@@ -108,6 +108,50 @@ TEST_F(PropertyServerPolicy, RefusesAMailOfTooManyRecordsAndGivesItsSenderWhatSt
   EXPECT_EQ(Status("refused mails"), "1");
 }
 
+TEST_F(PropertyServerPolicy, RefusesWhatMakesTheValuesTooMany) {
+  Start(TEDurability::eFull, "[limits]\nvalues = 2\n");
+  TPropertyProxy Writer;
+  Writer.Send(Change({{1, "a", "", ""}, {1, "a", "4", ""}}));
+  Writer.Send(Change({{1, "b", "", ""}, {1, "b", "5", ""}}));  // as a whole
+  Writer.Send(Change({{1, "c", "4", ""}}));                    // no more than there are
+  ASSERT_TRUE(Writer.IsAcknowledged());
+  EXPECT_THAT(Warnings().WaitFor(1),
+              ElementsAre(HasSubstr(" refused: there would be 3 values, at most 2 are allowed "
+                                    "(values)")));
+  EXPECT_EQ(AllValues(),
+            "property v2 Change 1: {id=1 data=\"a\" mac=\"\" loaded=0} {id=1 data=\"c\" "
+            "link=\"4\" mac=\"\" loaded=0}");
+}
+
+TEST_F(PropertyServerPolicy, RefusesWhatMakesTheTextsTooLong) {
+  Start(TEDurability::eFull, "[limits]\nbytes = 10\n");
+  TPropertyProxy Writer;
+  Writer.Send(Change({{1, "12345", "", ""}, {2, "123", "", ""}}));
+  Writer.Send(Change({{1, "12345678", "", ""}}));
+  Writer.Send(Change({{2, "12345", "", ""}}));
+  ASSERT_TRUE(Writer.IsAcknowledged());
+  EXPECT_THAT(Warnings().WaitFor(1),
+              ElementsAre(HasSubstr(" refused: all values would have 11 bytes, at most 10 are "
+                                    "allowed (bytes)")));
+  EXPECT_EQ(AllValues(),
+            "property v2 Change 1: {id=1 data=\"12345\" mac=\"\" loaded=0} {id=2 "
+            "data=\"12345\" mac=\"\" loaded=0}");
+}
+
+// The limit may have been larger before.
+TEST_F(PropertyServerPolicy, TakesWhatMakesTooLongTextsNoLonger) {
+  Start();
+  TPropertyProxy Writer;
+  Writer.Send(Change({{1, "12345678", "", ""}}));
+  ASSERT_TRUE(Writer.IsAcknowledged());
+  Execute([&] {
+    m_Service->m_Server.SetConfiguration(Configured("[limits]\nvalues = 1\nbytes = 4\n"));
+  });
+  Writer.Send(Change({{1, "1234567", "", ""}}));
+  ASSERT_TRUE(Writer.IsAcknowledged());
+  EXPECT_EQ(AllValues(), "property v2 Change 1: {id=1 data=\"1234567\" mac=\"\" loaded=0}");
+}
+
 // So many records that they are refused although each takes next to nothing.
 TEST_F(PropertyServerPolicy, RefusesALargeMailOfEmptyRecordsWithoutReadingThem) {
   Start();

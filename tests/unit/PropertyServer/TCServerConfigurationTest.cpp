@@ -434,7 +434,7 @@ TEST_F(ServerConfiguration, KnowsSecrets) {
 TEST_F(ServerConfiguration, TakesEveryLimit) {
   TCServerConfiguration const Configuration = Parse(
       "[limits]\nvalue_bytes = 1\nmail_bytes = 2\nmails_per_second = 3\n"
-      "mail_records = 6\nconnections_per_user = 4\nconnections = 5\n");
+      "mail_records = 6\nconnections_per_user = 4\nconnections = 5\nvalues = 7\nbytes = 8\n");
 
   EXPECT_EQ(Configuration.get_Limits().ValueBytes, 1U);
   EXPECT_EQ(Configuration.get_Limits().MailBytes, 2U);
@@ -442,6 +442,8 @@ TEST_F(ServerConfiguration, TakesEveryLimit) {
   EXPECT_EQ(Configuration.get_Limits().ConnectionsPerUser, 4U);
   EXPECT_EQ(Configuration.get_Limits().Connections, 5U);
   EXPECT_EQ(Configuration.get_Limits().MailRecords, 6U);
+  EXPECT_EQ(Configuration.get_Limits().Values, 7U);
+  EXPECT_EQ(Configuration.get_Limits().Bytes, 8U);
 }
 
 TEST_F(ServerConfiguration, LeavesTheLimitsThatAreNotSet) {
@@ -502,8 +504,9 @@ std::vector<TSMistake> const kMistakes = {
      "1: unknown key \"" + std::string(63, 'k') + "...\"" + kRootKeys},
     {"UnknownTable", "[limit]\n", "1: unknown key \"limit\"" + kRootKeys},
     {"UnknownDottedKey", "a.b.c = 1", "1: unknown key \"a\"" + kRootKeys},
-    {"UnknownLimit", "[limits]\nvalues = 1",
-     "2: unknown key \"values\" in limits, expected value_bytes, mail_bytes, mail_records, "
+    {"UnknownLimit", "[limits]\nproperties = 1",
+     "2: unknown key \"properties\" in limits, expected values, bytes, value_bytes, mail_bytes, "
+     "mail_records, "
      "mails_per_second, "
      "connections_per_user or connections"},
     {"UnknownHistoryKey", "[history]\nage = 1",
