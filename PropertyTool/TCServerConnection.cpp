@@ -3,6 +3,7 @@
 #include "PropertyTool/TCServerConnection.h"
 
 #include <cstdlib>
+#include <utility>
 
 #include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Messaging/TCNorvServiceName.h"
@@ -23,15 +24,41 @@ TCNorvServiceName const& Server() {
 
 }  // namespace
 
+class TCServerConnection::TCProxy : public TCNorvServiceProxy {
+ public:
+  explicit TCProxy(TSListener Listener) : m_Listener(std::move(Listener)) {}
+  TCProxy(TCProxy const&) = delete;
+  TCProxy& operator=(TCProxy const&) = delete;
+  ~TCProxy() override { Close(); }
+
+  void OnServiceMail(TCNorvMessage const& Mail) override {
+    if (m_Listener.OnMail) {
+      m_Listener.OnMail(Mail);
+    }
+  }
+  void OnMailRouterState(bool Reachable) override {
+    if (m_Listener.OnState) {
+      m_Listener.OnState(Reachable);
+    }
+  }
+
+ private:
+  TSListener const m_Listener;
+};
+
 TCServerConnection::TCServerConnection(std::string const& Address) : m_Address(Address) {}
 
 TCServerConnection::~TCServerConnection() = default;
 
+void TCServerConnection::SetListener(TSListener Listener) {
+  m_Listener = std::move(Listener);
+}
+
 // A proxy takes its router from the environment when it is made.
-TCNorvServiceProxy& TCServerConnection::Proxy() {
+TCServerConnection::TCProxy& TCServerConnection::Proxy() {
   if (m_Proxy == nullptr) {
     setenv(kRouterAddressVariable, m_Address.c_str(), 1);
-    m_Proxy = std::make_unique<TCNorvServiceProxy>();
+    m_Proxy = std::make_unique<TCProxy>(m_Listener);
   }
   return *m_Proxy;
 }
@@ -45,10 +72,6 @@ void TCServerConnection::ThrowUnreached() {
   throw TCToolFailure(TEExit::eNoServer, "no property server at " + m_Address + " (" +
                                              Proxy().get_Failure() +
                                              "); start it or give its address with --address");
-}
-
-bool TCServerConnection::IsReached() {
-  return Proxy().WaitForMailRouter(kReachTime) || !Proxy().get_Refusal().empty();
 }
 
 void TCServerConnection::Reach() {
@@ -69,17 +92,30 @@ void TCServerConnection::Ask(TCNorvMessage& Mail) {
   throw TCToolFailure(TEExit::eTimeOut, "the property server at " + m_Address + " does not answer");
 }
 
-void TCServerConnection::Send(TCNorvMessage& Mail) {
+void TCServerConnection::Send(TSNorvMailContent const& Content) {
   Reach();
-  Mail.Send(Server(), &Proxy(), 0);
+  Proxy().Post(Server(), Content);
 }
 
-void TCServerConnection::WaitUntilStored(int Timeout) {
-  if (!Proxy().WaitForAcknowledgements(Timeout)) {
+void TCServerConnection::WaitUntilStored(int Milliseconds) {
+  if (!Proxy().WaitForAcknowledgements(Milliseconds)) {
     throw TCToolFailure(TEExit::eTimeOut,
                         "the property server at " + m_Address +
-                            " has not stored the change in time; whether it still will is open");
+                            " has not stored the change in time; it may still do so: look at the "
+                            "values before trying again");
   }
+}
+
+void TCServerConnection::Follow(TCNorvMailClassID const& MailClass,
+                                std::function<void()> const& Load) {
+  Reach();
+  TCNorvServiceProxy::TCAnswerInHand const Answer(Proxy());
+  Load();
+  Proxy().ConnectService(MailClass, 0, false);
+}
+
+void TCServerConnection::Close() {
+  Proxy().Close();
 }
 
 }  // namespace Property

@@ -2,6 +2,7 @@
 // The command's connection to the property server.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -12,32 +13,48 @@ namespace Property {
 
 /// One proxy, connected when it is first needed. What fails throws TCToolFailure, which tells a
 /// server that is not there from one that refuses and one that does not answer in time.
+/// Used by one thread; the listener is called by the proxy's.
 class TCServerConnection {
  public:
+  /// What hears of published mails and of the connection. Throws nothing.
+  struct TSListener {
+    std::function<void(TCNorvMessage const&)> OnMail;
+    std::function<void(bool Reachable)> OnState;
+  };
+
   explicit TCServerConnection(std::string const& Address);
   TCServerConnection(TCServerConnection const&) = delete;
   TCServerConnection& operator=(TCServerConnection const&) = delete;
   ~TCServerConnection();
 
+  /// Before the first use.
+  void SetListener(TSListener Listener);
+
   /// Waits for the server for 2 seconds at most.
   void Reach();
-  /// Whether a server is there; what it is asked may still be refused.
-  bool IsReached();
   /// Sends a request; its answer replaces it.
   void Ask(TCNorvMessage& Mail);
   /// Sends a mail without waiting for it to be stored.
-  void Send(TCNorvMessage& Mail);
-  /// Waits until all that was sent is stored or refused.
-  void WaitUntilStored(int Timeout);
+  void Send(TSNorvMailContent const& Content);
+  /// Waits until all that was sent is stored or refused; -1 waits without limit.
+  void WaitUntilStored(int Milliseconds);
+  /// Runs `Load`, which asks for the state of all values, and has every change of `MailClass` that
+  /// comes after that state told to the listener, and none before `Load` has returned.
+  void Follow(TCNorvMailClassID const& MailClass, std::function<void()> const& Load);
+  /// Ends the connection: the listener hears nothing more.
+  void Close();
 
   std::string const& get_Address() const { return m_Address; }
 
  private:
-  TCNorvServiceProxy& Proxy();
+  class TCProxy;
+
+  TCProxy& Proxy();
   [[noreturn]] void ThrowUnreached();
 
   std::string const m_Address;
-  std::unique_ptr<TCNorvServiceProxy> m_Proxy;
+  TSListener m_Listener;
+  std::unique_ptr<TCProxy> m_Proxy;
 };
 
 }  // namespace Property

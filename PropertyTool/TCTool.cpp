@@ -14,9 +14,15 @@
 #include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
+#include "PropertyTool/TCGetCommand.h"
+#include "PropertyTool/TCListCommand.h"
+#include "PropertyTool/TCResetCommand.h"
+#include "PropertyTool/TCSetCommand.h"
 #include "PropertyTool/TCStatusCommand.h"
 #include "PropertyTool/TCToolContext.h"
 #include "PropertyTool/TCToolFailure.h"
+#include "PropertyTool/TCWaitCommand.h"
+#include "PropertyTool/TCWatchCommand.h"
 
 namespace Property {
 namespace {
@@ -39,7 +45,8 @@ std::vector<TSDeclared> Declare(CLI::App& Tool) {
 }
 
 std::vector<TSDeclared> DeclareCommands(CLI::App& Tool) {
-  return Declare<TCStatusCommand>(Tool);
+  return Declare<TCGetCommand, TCSetCommand, TCListCommand, TCWatchCommand, TCWaitCommand,
+                 TCResetCommand, TCStatusCommand>(Tool);
 }
 
 std::string CheckAddress(std::string const& Text) {
@@ -56,6 +63,13 @@ void DeclareOptions(CLI::App& Tool, TSToolOptions& Options) {
       ->check(CheckAddress)
       ->type_name("ADDRESS")
       ->capture_default_str();
+  Tool.add_option("--schema", Options.Schemas,
+                  "Schema library, or a folder of them; may be repeated\n"
+                  "(default: PROPERTY_SCHEMA, else the installed ones)")
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll)
+      ->type_name("PATH");
+  Tool.add_flag("--show-secrets", Options.ShowSecrets, "Show also the texts of secret properties");
   auto* const Form = Tool.add_option_group("Form of the output");
   Form->add_flag_callback(
       "--json", [&Options] { Options.Form = TEForm::eJSON; },

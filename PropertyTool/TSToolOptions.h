@@ -18,6 +18,7 @@ struct TSToolOptions {
   std::string Address;
   std::vector<std::string> Schemas;  ///< files and folders; none: those of the environment
   TEForm Form = TEForm::ePeople;
+  bool ShowSecrets = false;
 };
 
 }  // namespace Property

@@ -20,7 +20,7 @@ std::ostream& operator<<(std::ostream& Stream, TRun const& Run) {
 std::map<std::string, std::string> TToolFixture::Environment() const {
   std::map<std::string, std::string> Set = {{"MAILROUTER_ADDRESS", Address()},
                                             {"PROPERTY_OWN_MAC", kThisDevice},
-                                            {"PROPERTY_SCHEMA", ""},
+                                            {"PROPERTY_SCHEMA", TOOL_SCHEMA},
                                             {"NO_COLOR", ""},
                                             {"LC_ALL", "C.UTF-8"}};
   for (auto const& [Name, Value] : m_Set) {
@@ -54,6 +54,16 @@ std::unique_ptr<TProcess> TToolFixture::StartTool(std::vector<std::string> const
   std::vector<std::string> Command = {TOOL_PROGRAM};
   Command.insert(Command.end(), Arguments.begin(), Arguments.end());
   return std::make_unique<TProcess>(Command, Environment());
+}
+
+std::unique_ptr<TProcess> TToolFixture::StartFilledServer() const {
+  WriteFile("server.toml", kSecretMotto);
+  auto Server = StartServer({"--config", File("server.toml")});
+  TRun const Own = Tool({"set", "Brightness=60", "Mode=night", "Motto=kept", "UserName[7]=Anna"});
+  EXPECT_EQ(Own.m_Exit, 0) << Own;
+  TRun const Other = Tool({"set", "Brightness=10", "--mac", kOtherDevice});
+  EXPECT_EQ(Other.m_Exit, 0) << Other;
+  return Server;
 }
 
 std::string TToolFixture::ReadFile(std::string const& Name) const {

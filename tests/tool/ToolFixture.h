@@ -35,6 +35,10 @@ class TToolFixture : public TProcessFixture {
   void WriteFile(std::string const& Name, std::string const& Text) const;
 
   std::map<std::string, std::string> Environment() const;
+  /// A server with secret property 212, and with values: brightness 60, mode night, motto "kept",
+  /// the name of user 7, and a brightness of another device.
+  std::unique_ptr<TProcess> StartFilledServer() const;
+  static constexpr char kSecretMotto[] = "secret = [212]\n";
   /// Whatever a test adds to the environment.
   std::map<std::string, std::string> m_Set;
 };

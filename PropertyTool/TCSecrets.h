@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// Which properties' texts are not shown.
+#pragma once
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "PropertyTool/TCServerConnection.h"
+
+namespace Property {
+
+/// What stands in place of a secret's text, for people.
+constexpr char kSecretMask[] = "(secret)";
+
+/// The server's list of secrets, asked for when it is first needed. Not synchronised.
+class TCSecrets {
+ public:
+  /// With `Shown` nothing counts as a secret.
+  TCSecrets(TCServerConnection& Server, bool Shown) : m_Server(Server), m_Shown(Shown) {}
+
+  bool IsSecret(int Number);
+
+ private:
+  void Ask();
+
+  TCServerConnection& m_Server;
+  bool const m_Shown;
+  std::optional<std::vector<std::pair<int, int>>> m_Ranges;  // first and last number of each
+};
+
+}  // namespace Property
