@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The engine of a proxy: its connection to the router, what waits to be sent and what has arrived.
+// Each of its jobs has a source of its own: connecting, sending, receiving, delivering, waiting and
+// forking; TCNorvProxyConnection.cpp has the operations.
 //
 // Concurrency. m_Mutex guards everything below it. It is never held while a hook of the proxy runs
 // or while a thread sleeps in poll. The bus object is used by any thread under m_Mutex; only one
@@ -142,6 +144,12 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
 
   enum class TEEvent { eReachable, eLost, eMails };
 
+  static constexpr std::chrono::milliseconds kFirstRetryDelay{5};
+
+  static std::size_t KeptSize(TSNorvMailContent const& Content);
+  bool IsClosed();
+
+  // Waiting.
   static TCDeadline DeadlineAfter(int Milliseconds);
   static TCDeadline Earlier(TCDeadline Deadline, TCClock::time_point Other);
   bool WaitUntil(TCLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline);
@@ -150,24 +158,27 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void Poll(TCLock& Lock, TCDeadline Deadline);
   void Wake();
 
-  bool IsAnswerHeldHere() const;
-  bool IsToBeHandedOver(TSReceived const& Received, std::set<std::string>& Held);
-  void HandOver(TSReceived const& Received, std::set<std::string> const& Held);
-
-  bool IsClosed();
-  void RequireOwnProcess() const;
-
-  // The proxy's thread.
+  // Delivering: the proxy's thread, and who else hands mails over.
   void Start();
   void Run();
   void Deliver(TEEvent Event);
   void Signal(TEEvent Event);
+  bool IsAnswerHeldHere() const;
+  bool IsToBeHandedOver(TSReceived const& Received, std::set<std::string>& Held);
+  void HandOver(TSReceived const& Received, std::set<std::string> const& Held);
 
-  // The connection; m_Mutex held.
+  // Forking.
+  void RequireOwnProcess() const;
+
+  // Connecting; m_Mutex held.
   void Connect();
+  void Greet();
+  static int OnGreeted(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
   void ProcessBus();
   void Disconnect();
-  void Greet();
+  TCBusMessage NewCall(std::string const& Path, std::string const& Interface, char const* Member);
+
+  // Sending; m_Mutex held.
   bool HoldBack(TSOutbox& Outbox);
   bool IsRouterBehind() const;
   bool IsTimeToTransmit() const;
@@ -185,11 +196,9 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void TransmitSubscriptions();
   bool HasGoneOut(int Result) const;
   bool SendToBus(sd_bus_message* Message);
-  TCBusMessage NewCall(std::string const& Path, std::string const& Interface, char const* Member);
 
-  // What the router sends; m_Mutex held.
+  // Receiving; m_Mutex held.
   static int OnFilter(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
-  static int OnGreeted(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
   static int OnAnswer(sd_bus_message* Message, void* Exchange, sd_bus_error* Error);
   void OnAcknowledged(sd_bus_message* Message);
   TSSource const* SourceOf(sd_bus_message* Message);

@@ -1,0 +1,47 @@
+// SPDX-License-Identifier: MIT
+// What a thread is about to send.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Platform/Messaging/TCOwnChanges.h"
+
+/// The calling thread's change that it has not sent yet. A thread that ends without sending it, or
+/// makes another first, gives the mark back.
+class TCThreadMark {
+ public:
+  TCThreadMark() = default;
+  TCThreadMark(TCThreadMark const&) = delete;
+  TCThreadMark& operator=(TCThreadMark const&) = delete;
+  ~TCThreadMark() { Clear(); }
+
+  void Set(std::shared_ptr<TCOwnChanges> const& Changes, std::string const& Stream,
+           std::vector<std::string> Keys) {
+    Clear();
+    m_Mark = Changes->Mark(Stream, std::move(Keys));
+    m_Changes = Changes;
+  }
+
+  /// The mark, which is the caller's then; 0 for none.
+  TCOwnChanges::TCMark Take(std::shared_ptr<TCOwnChanges> const& Changes) {
+    if (m_Changes.lock() != Changes) {
+      return 0;
+    }
+    m_Changes.reset();
+    return m_Mark;
+  }
+
+  void Clear() {
+    if (auto const Changes = m_Changes.lock()) {
+      Changes->Unmark(m_Mark);
+    }
+    m_Changes.reset();
+  }
+
+ private:
+  std::weak_ptr<TCOwnChanges> m_Changes;
+  TCOwnChanges::TCMark m_Mark = 0;
+};
