@@ -1,24 +1,20 @@
 // SPDX-License-Identifier: MIT
-// The steps of the world, and the walk over all of its states.
+// The steps of the world.
 #include "tests/model/ConvergenceModel.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <functional>
+#include <iterator>
 #include <stdexcept>
 #include <utility>
 
 namespace {
 
-constexpr char kStream[] = "values";
+constexpr int kNone = -1;  // there is no value
+constexpr std::size_t kEverybody = SIZE_MAX;
 
 using TValues = std::map<int, int>;
-
-void AppendTo(std::string& Text, TValues const& Values) {
-  for (auto const& [Key, Value] : Values) {
-    Text += std::to_string(Key) + "=" + std::to_string(Value) + ",";
-  }
-  Text += ';';
-}
 
 }  // namespace
 
@@ -53,11 +49,14 @@ std::vector<TConvergenceModel::TStep> TConvergenceModel::Steps() const {
     }
     if (!Process.m_Connected) {
       Result.push_back({TKind::eConnectWhole, Index, 0});
-      if (MayReplay(Process)) {
+      if (MayReplay(Index)) {
         Result.push_back({TKind::eConnect, Index, 0});
       }
     } else if (m_CutsLeft > 0) {
       Result.push_back({TKind::eCut, Index, 0});
+    }
+    if (Process.m_Behind) {
+      Result.push_back({TKind::eResume, Index, 0});
     }
   }
   if (m_Plan->m_Relaxed && m_Disk.m_Log.size() < m_Server.m_Log.size()) {
@@ -65,6 +64,9 @@ std::vector<TConvergenceModel::TStep> TConvergenceModel::Steps() const {
   }
   if (m_CrashesLeft > 0) {
     Result.push_back({TKind::eCrash, 0, 0});
+  }
+  if (m_Hidings < m_Plan->m_Hidings.size()) {
+    Result.push_back({TKind::eHide, 0, 0});
   }
   return Result;
 }
@@ -80,9 +82,15 @@ void TConvergenceModel::AddThreadSteps(std::size_t Process, std::vector<TStep>& 
   }
 }
 
-// The mails of another epoch say nothing of what was missed.
-bool TConvergenceModel::MayReplay(TProcess const& Process) const {
-  return !Process.m_NewEpoch;
+// The mails of another epoch say nothing of what was missed, and some need more than mails.
+bool TConvergenceModel::MayReplay(std::size_t Index) const {
+  TProcess const& Process = m_Processes[Index];
+  auto const First = m_Publications.begin() + static_cast<std::ptrdiff_t>(Process.m_Seen);
+  return !Process.m_NewEpoch &&
+         std::none_of(First, m_Publications.end(), [Index](TPublished const& Published) {
+           return Published.m_Kind == TPublished::TKind::eNeedsWhole &&
+                  (Published.m_Origin == Index || Published.m_Origin == kEverybody);
+         });
 }
 
 void TConvergenceModel::Step(std::size_t Index) {
@@ -118,7 +126,7 @@ void TConvergenceModel::Step(std::size_t Index) {
       Apply(Step.m_Process);
       break;
     case TKind::eEnd:
-      Process.m_Delivery = TDelivery();
+      End(Process);
       break;
     case TKind::eCut:
       --m_CutsLeft;
@@ -130,6 +138,12 @@ void TConvergenceModel::Step(std::size_t Index) {
       break;
     case TKind::eCrash:
       Crash();
+      break;
+    case TKind::eHide:
+      Hide();
+      break;
+    case TKind::eResume:
+      Resume(Step.m_Process);
       break;
   }
 }
@@ -145,12 +159,13 @@ void TConvergenceModel::Set(std::size_t Process, TThread& Thread, TModelPlan::TS
     Keys.push_back(std::to_string(Key));
   }
   Thread.m_Mark = m_Processes[Process].m_Own.Mark(kStream, Keys);
+  Thread.m_Fate = Set.m_Fate;
   Thread.m_Marked = true;
   ++Thread.m_Done;
 }
 
 void TConvergenceModel::Send(TProcess& Process, TThread& Thread) {
-  TMail const Mail{++Process.m_LastNumber, Thread.m_Values};
+  TMail const Mail{++Process.m_LastNumber, Thread.m_Values, Thread.m_Fate};
   Process.m_Own.Sent(Thread.m_Mark, Mail.m_Number);
   Process.m_Outbox.push_back(Mail);
   if (Process.m_Connected) {
@@ -179,7 +194,7 @@ void TConvergenceModel::Receive(std::size_t Index) {
     Process.m_OwnPublished = Received.m_Number;
     return;
   }
-  if (Received.m_Kind == TKind::eCatchUp) {
+  if (Received.m_Kind == TKind::eWhole) {
     Process.m_NewEpoch = false;
   }
   if (Received.m_Origin == Index) {
@@ -220,7 +235,8 @@ void TConvergenceModel::Begin(std::size_t Index) {
     Process.m_Own.Acknowledge(kStream, Received.m_Number);
     return;
   }
-  if (Received.m_Kind == TPublished::TKind::eCatchUp) {
+  bool const Whole = Received.m_Kind == TPublished::TKind::eWhole;
+  if (Whole || Received.m_Kind == TPublished::TKind::eStanding) {
     Process.m_Own.CatchUp(kStream, Received.m_Number);
   } else if (Received.m_Origin == Index &&
              !Process.m_Own.EndOwn(kStream, Received.m_Number, Process.m_Delivery.m_Held)) {
@@ -228,6 +244,10 @@ void TConvergenceModel::Begin(std::size_t Index) {
   }
   Process.m_Delivery.m_Values = Received.m_Values;
   Process.m_Delivery.m_Active = true;
+  Process.m_Delivery.m_Whole = Whole;
+  for (auto const& [Key, Value] : Received.m_Values) {
+    Process.m_Delivery.m_Named.insert(Key);
+  }
 }
 
 void TConvergenceModel::Apply(std::size_t Index) {
@@ -239,11 +259,25 @@ void TConvergenceModel::Apply(std::size_t Index) {
   if (Process.m_Own.IsOnWay(kStream, Name) || Process.m_Delivery.m_Held.count(Name) != 0) {
     return;
   }
+  if (Value == kNone) {
+    Process.m_Store.erase(Key);
+    return;
+  }
   int const Former = Process.m_Store[Key];
   if (Key == m_Plan->m_ExclusiveKey && Former > Value && Former / 100 == Value / 100) {
     throw std::logic_error("a process reads an older value than it has set");
   }
   Process.m_Store[Key] = Value;
+}
+
+// What the whole does not name goes, but for what a change on its way has set.
+void TConvergenceModel::End(TProcess& Process) {
+  TDelivery const Delivery = std::exchange(Process.m_Delivery, TDelivery());
+  for (auto Place = Process.m_Store.begin(); Delivery.m_Whole && Place != Process.m_Store.end();) {
+    bool const Stays = Delivery.m_Named.count(Place->first) != 0 ||
+                       Process.m_Own.IsOnWay(kStream, std::to_string(Place->first));
+    Place = Stays ? std::next(Place) : Process.m_Store.erase(Place);
+  }
 }
 
 // ---- the connection ----
@@ -253,17 +287,21 @@ void TConvergenceModel::Cut(TProcess& Process) {
   Process.m_ToServer.clear();
   Process.m_FromServer.clear();
   Process.m_OwnToTell.reset();
+  Process.m_Behind = false;
+  Process.m_ToAcknowledge = 0;
 }
 
 void TConvergenceModel::Connect(std::size_t Index, bool Whole) {
   TProcess& Process = m_Processes[Index];
   Process.m_Connected = true;
   if (Whole) {
-    Process.m_FromServer.push_back({TPublished::TKind::eCatchUp, Index, m_Server.m_Last[Index],
-                                    m_Server.m_Values, m_Publications.size()});
+    Process.m_FromServer.push_back(WholeFor(Index));
   } else {
-    Process.m_FromServer.assign(
-        m_Publications.begin() + static_cast<std::ptrdiff_t>(Process.m_Seen), m_Publications.end());
+    for (std::size_t Place = Process.m_Seen; Place < m_Publications.size(); ++Place) {
+      if (auto const Published = Forwarded(Index, Process, m_Publications[Place])) {
+        Process.m_FromServer.push_back(*Published);
+      }
+    }
   }
   Process.m_ToServer.assign(Process.m_Outbox.begin(), Process.m_Outbox.end());
 }
@@ -276,45 +314,143 @@ void TConvergenceModel::Take(std::size_t Index) {
   Process.m_ToServer.pop_front();
   if (Mail.m_Number <= m_Server.m_Last[Index]) {
     if (Mail.m_Number <= m_Disk.m_Last[Index]) {
-      Tell(Process, {TPublished::TKind::eAcknowledged, Index, Mail.m_Number, {}, 0});
+      Acknowledge(Process, Index, Mail.m_Number);
     }
     return;
   }
   if (Mail.m_Number != m_Server.m_Last[Index] + 1) {
     throw std::logic_error("a mail overtakes another of its process");
   }
-  for (auto const& [Key, Value] : Mail.m_Values) {
-    m_Server.m_Values[Key] = Value;
-  }
   m_Server.m_Last[Index] = Mail.m_Number;
   m_Server.m_Log.emplace_back(Index, Mail.m_Number);
-  m_Publications.push_back(
-      {TPublished::TKind::eMail, Index, Mail.m_Number, Mail.m_Values, m_Publications.size() + 1});
-  for (TProcess& Subscriber : m_Processes) {
-    if (&Subscriber != &Process && Subscriber.m_Connected) {
-      Tell(Subscriber, m_Publications.back());
-    }
+  bool const IsForbidden = std::any_of(
+      Mail.m_Values.begin(), Mail.m_Values.end(),
+      [&Process](auto const& Record) { return Process.m_Hidden.count(Record.first) != 0; });
+  if (IsForbidden || Mail.m_Fate != TModelPlan::TFate::eTaken) {
+    Refuse(Index, Mail);
+  } else {
+    Publish(Index, Mail);
   }
-  Process.m_OwnToTell = {
-      TPublished::TKind::eOwnMails, Index, Mail.m_Number, {}, m_Publications.size()};
   if (!m_Plan->m_Relaxed) {
     Store();
   }
 }
 
+// Changes nothing. The sender is sent what stands, or all where the records were not read.
+void TConvergenceModel::Refuse(std::size_t Index, TMail const& Mail) {
+  TProcess& Process = m_Processes[Index];
+  if (Mail.m_Fate == TModelPlan::TFate::eRefusedUnread) {
+    FallBehind(Process, Index);
+    return;
+  }
+  TValues Standing;
+  TValues const Held = Readable(Process);
+  for (auto const& [Key, Value] : Mail.m_Values) {
+    auto const Place = Held.find(Key);
+    Standing[Key] = Place == Held.end() ? kNone : Place->second;
+  }
+  m_Publications.push_back(
+      {TPublished::TKind::eStanding, Index, Mail.m_Number, Standing, m_Publications.size() + 1});
+  Tell(Process, m_Publications.back());
+}
+
+void TConvergenceModel::Publish(std::size_t Index, TMail const& Mail) {
+  for (auto const& [Key, Value] : Mail.m_Values) {
+    m_Server.m_Values[Key] = Value;
+  }
+  m_Publications.push_back(
+      {TPublished::TKind::eMail, Index, Mail.m_Number, Mail.m_Values, m_Publications.size() + 1});
+  for (std::size_t Other = 0; Other < m_Processes.size(); ++Other) {
+    TProcess& Subscriber = m_Processes[Other];
+    auto const Published = Forwarded(Other, Subscriber, m_Publications.back());
+    if (Other != Index && Subscriber.m_Connected && Published) {
+      Tell(Subscriber, *Published);
+    }
+  }
+  if (!m_Processes[Index].m_Behind) {
+    m_Processes[Index].m_OwnToTell = {
+        TPublished::TKind::eOwnMails, Index, Mail.m_Number, {}, m_Publications.size()};
+  }
+}
+
+std::map<int, int> TConvergenceModel::Readable(TProcess const& Process) const {
+  TValues Values = m_Server.m_Values;
+  for (int const Key : Process.m_Hidden) {
+    Values.erase(Key);
+  }
+  return Values;
+}
+
+// What a process is sent of a published mail, if anything.
+std::optional<TConvergenceModel::TPublished> TConvergenceModel::Forwarded(std::size_t Index,
+                                                                          TProcess const& Process,
+                                                                          TPublished Published) {
+  using TKind = TPublished::TKind;
+  if (Published.m_Kind == TKind::eNeedsWhole ||
+      (Published.m_Kind == TKind::eStanding && Published.m_Origin != Index)) {
+    return std::nullopt;
+  }
+  for (auto Place = Published.m_Values.begin(); Place != Published.m_Values.end();) {
+    bool const Stays = Place->second == kNone || Process.m_Hidden.count(Place->first) == 0;
+    Place = Stays ? std::next(Place) : Published.m_Values.erase(Place);
+  }
+  return Published.m_Values.empty() ? std::nullopt : std::optional<TPublished>(Published);
+}
+
+TConvergenceModel::TPublished TConvergenceModel::WholeFor(std::size_t Index) const {
+  return {TPublished::TKind::eWhole, Index, m_Server.m_Last[Index], Readable(m_Processes[Index]),
+          m_Publications.size()};
+}
+
+// The whole comes in the process's turn. Who is not there then, or goes before, is told by what is
+// kept.
+void TConvergenceModel::FallBehind(TProcess& Process, std::size_t Concerned) {
+  if (Process.m_Connected) {
+    Process.m_Behind = true;
+    Process.m_OwnToTell.reset();
+  }
+  m_Publications.push_back(
+      {TPublished::TKind::eNeedsWhole, Concerned, 0, {}, m_Publications.size() + 1});
+}
+
+void TConvergenceModel::Resume(std::size_t Index) {
+  TProcess& Process = m_Processes[Index];
+  Process.m_Behind = false;
+  Tell(Process, WholeFor(Index));
+  if (std::uint64_t const Number = std::exchange(Process.m_ToAcknowledge, 0); Number != 0) {
+    Acknowledge(Process, Index, Number);
+  }
+}
+
+void TConvergenceModel::Hide() {
+  TModelPlan::THiding const& Hiding = m_Plan->m_Hidings[m_Hidings++];
+  TProcess& Process = m_Processes[Hiding.m_Process];
+  Process.m_Hidden.insert(Hiding.m_Key);
+  FallBehind(Process, kEverybody);
+}
+
 void TConvergenceModel::Store() {
   for (std::size_t Index = 0; Index < m_Processes.size(); ++Index) {
     if (m_Processes[Index].m_Connected && m_Server.m_Last[Index] > m_Disk.m_Last[Index]) {
-      Tell(m_Processes[Index],
-           {TPublished::TKind::eAcknowledged, Index, m_Server.m_Last[Index], {}, 0});
+      Acknowledge(m_Processes[Index], Index, m_Server.m_Last[Index]);
     }
   }
   m_Disk = m_Server;
 }
 
+void TConvergenceModel::Acknowledge(TProcess& Process, std::size_t Index, std::uint64_t Number) {
+  if (Process.m_Behind) {
+    Process.m_ToAcknowledge = std::max(Process.m_ToAcknowledge, Number);
+    return;
+  }
+  Tell(Process, {TPublished::TKind::eAcknowledged, Index, Number, {}, 0});
+}
+
 void TConvergenceModel::Tell(TProcess& Process, TPublished const& Published) {
-  TellOfOwn(Process);
-  Process.m_FromServer.push_back(Published);
+  if (!Process.m_Behind) {
+    TellOfOwn(Process);
+    Process.m_FromServer.push_back(Published);
+  }
 }
 
 void TConvergenceModel::TellOfOwn(TProcess& Process) {
@@ -332,136 +468,4 @@ void TConvergenceModel::Crash() {
     Process.m_NewEpoch = true;
     Process.m_Seen = 0;
   }
-}
-
-// ---- the states ----
-
-std::string TConvergenceModel::Fingerprint() const {
-  std::string Text = std::to_string(m_CutsLeft) + ' ' + std::to_string(m_CrashesLeft) + ' ';
-  auto const AppendPublished = [&Text](TPublished const& Published) {
-    Text += std::to_string(static_cast<int>(Published.m_Kind)) + ':' +
-            std::to_string(Published.m_Origin) + ':' + std::to_string(Published.m_Number) + ':';
-    AppendTo(Text, Published.m_Values);
-  };
-  for (TServer const* Server : {&m_Server, &m_Disk}) {
-    AppendTo(Text, Server->m_Values);
-    for (std::uint64_t const Last : Server->m_Last) {
-      Text += std::to_string(Last) + ' ';
-    }
-  }
-  if (m_CutsLeft > 0 || std::any_of(m_Processes.begin(), m_Processes.end(),
-                                    [](TProcess const& Process) { return !Process.m_Connected; })) {
-    std::for_each(m_Publications.begin(), m_Publications.end(), AppendPublished);
-  }
-  for (TProcess const& Process : m_Processes) {
-    Text += "\nprocess ";
-    std::vector<TCOwnChanges::TCMark> Marks;
-    for (TThread const& Thread : Process.m_Threads) {
-      Text += std::to_string(Thread.m_Done) + (Thread.m_Marked ? "m" : "-");
-      AppendTo(Text, Thread.m_Values);
-      if (Thread.m_Marked) {
-        Marks.push_back(Thread.m_Mark);
-      }
-    }
-    for (TCOwnChanges::TCMark const Mark : Marks) {
-      Text += std::to_string(
-          std::count_if(Marks.begin(), Marks.end(), [Mark](auto Other) { return Other < Mark; }));
-    }
-    AppendTo(Text, Process.m_Store);
-    Text += Process.m_Own.get_AsText();
-    Text += Process.m_Connected ? "\nconnected " : "\napart ";
-    Text += Process.m_NewEpoch ? "new " : "";
-    Text += std::to_string(Process.m_Seen) + " to ";
-    for (TMail const& Mail : Process.m_ToServer) {
-      Text += std::to_string(Mail.m_Number) + ' ';
-    }
-    Text += "outbox ";
-    for (TMail const& Mail : Process.m_Outbox) {
-      Text += std::to_string(Mail.m_Number) + ':';
-      AppendTo(Text, Mail.m_Values);
-    }
-    Text += " from ";
-    std::for_each(Process.m_FromServer.begin(), Process.m_FromServer.end(), AppendPublished);
-    if (Process.m_OwnToTell) {
-      AppendPublished(*Process.m_OwnToTell);
-    }
-    Text += std::to_string(Process.m_OwnPublished) + " inbox ";
-    std::for_each(Process.m_Inbox.begin(), Process.m_Inbox.end(), AppendPublished);
-    if (Process.m_Delivery.m_Active) {
-      Text += " delivery ";
-      AppendTo(Text, Process.m_Delivery.m_Values);
-      for (std::string const& Key : Process.m_Delivery.m_Held) {
-        Text += Key + ' ';
-      }
-    }
-  }
-  return Text;
-}
-
-std::string TConvergenceModel::FinalFault() const {
-  for (std::size_t Index = 0; Index < m_Processes.size(); ++Index) {
-    TProcess const& Process = m_Processes[Index];
-    if (Process.m_Store != m_Server.m_Values) {
-      std::string Text = "process " + std::to_string(Index) + " holds ";
-      AppendTo(Text, Process.m_Store);
-      Text += " the server ";
-      AppendTo(Text, m_Server.m_Values);
-      return Text;
-    }
-    if (!Process.m_Outbox.empty() || Process.m_Own.HasUpTo(kStream, UINT64_MAX)) {
-      return "process " + std::to_string(Index) + " still waits for its changes";
-    }
-    std::uint64_t Taken = 0;  // each once and in order
-    for (auto const& [Origin, Number] : m_Disk.m_Log) {
-      if (Origin == Index && Number != ++Taken) {
-        return "a mail was taken twice, or out of order";
-      }
-    }
-    if (Taken != Process.m_LastNumber) {
-      return "a mail was not taken";
-    }
-  }
-  return std::string();
-}
-
-std::size_t Explore(TModelPlan const& Plan) {
-  std::unordered_set<std::string> Visited;
-  struct TFrame {
-    TConvergenceModel m_State;
-    std::size_t m_Next = 0;
-  };
-  std::vector<TFrame> Path;
-  Path.push_back({TConvergenceModel(Plan)});
-  Visited.insert(Path.back().m_State.Fingerprint());
-  try {
-    while (!Path.empty()) {
-      TFrame& Frame = Path.back();
-      std::size_t const Count = Frame.m_State.CountSteps();
-      if (Count == 0) {
-        std::string const Fault = Frame.m_State.FinalFault();
-        if (!Fault.empty()) {
-          throw std::logic_error(Fault);
-        }
-      }
-      if (Frame.m_Next == Count) {
-        Path.pop_back();
-        continue;
-      }
-      TConvergenceModel Next = Frame.m_State;
-      Next.Step(Frame.m_Next++);
-      if (Visited.insert(Next.Fingerprint()).second) {
-        Path.push_back({std::move(Next)});
-      }
-    }
-  } catch (std::logic_error const& Fault) {
-    std::string Text = std::string(Fault.what()) + "\nafter the steps";
-    for (TFrame const& Frame : Path) {
-      Text += ' ' + std::to_string(Frame.m_Next == 0 ? 0 : Frame.m_Next - 1);
-    }
-    for (TFrame const& Frame : Path) {
-      Text += "\n----\n" + Frame.m_State.Fingerprint();
-    }
-    throw std::logic_error(Text);
-  }
-  return Visited.size();
 }

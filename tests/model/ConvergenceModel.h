@@ -2,25 +2,31 @@
 // A small world of writers, a server, and connections that break, which explores itself.
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <deque>
 #include <map>
 #include <optional>
 #include <set>
 #include <string>
-#include <unordered_set>
 #include <vector>
 
 #include "Platform/Messaging/TCOwnChanges.h"
 
 /// What is explored. A program is what one thread does, in order.
 struct TModelPlan {
+  /// What the server does with a mail.
+  enum class TFate { eTaken, eRefused, eRefusedUnread };
   struct TSet {
     std::vector<int> m_Keys;  ///< all set in one mail
+    TFate m_Fate = TFate::eTaken;
+  };
+  struct THiding {
+    std::size_t m_Process;  ///< that may neither read nor write from some moment on
+    int m_Key;              ///< this one
   };
   using TProgram = std::vector<TSet>;
   std::vector<std::vector<TProgram>> m_Processes;  ///< programs of the threads of each process
+  std::vector<THiding> m_Hidings;                  ///< in their order
   int m_Cuts = 0;                                  ///< connections that may break
   int m_Crashes = 0;                               ///< of the server
   bool m_Relaxed = false;                          ///< published before it is stored
@@ -32,7 +38,9 @@ struct TModelPlan {
 ///  - a store that a thread changes, marking the change, and a mail that it sends later;
 ///  - a connection that keeps the order and may lose what is under way, then catches up by the
 ///    mails that were missed or by the whole state, and sends again what was not acknowledged;
-///  - a server that takes each mail once, in order, and remembers that with the data.
+///  - a server that takes each mail once, in order, and remembers that with the data;
+///  - mails that it refuses, after which their senders are sent what stands, or the whole;
+///  - rights that are taken from a process, which is sent the whole that it may still read.
 class TConvergenceModel {
  public:
   explicit TConvergenceModel(TModelPlan const& Plan);
@@ -51,10 +59,14 @@ class TConvergenceModel {
   struct TMail {  // from a process
     std::uint64_t m_Number;
     std::map<int, int> m_Values;
+    TModelPlan::TFate m_Fate;
   };
-  struct TPublished {  // from the server; or that own mails were published, or acknowledged
-    enum class TKind { eMail, eCatchUp, eOwnMails, eAcknowledged } m_Kind;
-    std::size_t m_Origin;
+  // From the server: a mail; what stands after a refused one; the whole; that own mails were
+  // published, or acknowledged. Among those kept, that who returns from before has to have the
+  // whole.
+  struct TPublished {
+    enum class TKind { eMail, eStanding, eWhole, eOwnMails, eAcknowledged, eNeedsWhole } m_Kind;
+    std::size_t m_Origin;  // kEverybody: of eNeedsWhole only
     std::uint64_t m_Number;
     std::map<int, int> m_Values;
     std::size_t m_Position = 0;  // mails of the epoch that it includes
@@ -64,11 +76,14 @@ class TConvergenceModel {
     bool m_Marked = false;
     TCOwnChanges::TCMark m_Mark = 0;
     std::map<int, int> m_Values;  // set and not yet sent
+    TModelPlan::TFate m_Fate = TModelPlan::TFate::eTaken;
   };
   struct TDelivery {
     bool m_Active = false;
     std::map<int, int> m_Values;   // not yet applied
     std::set<std::string> m_Held;  // keys that are left alone
+    bool m_Whole = false;
+    std::set<int> m_Named;  // in the whole
   };
   struct TProcess {
     std::vector<TThread> m_Threads;
@@ -83,6 +98,9 @@ class TConvergenceModel {
     std::deque<TPublished> m_FromServer;
     std::optional<TPublished> m_OwnToTell;  // kept by the server until it matters
     std::uint64_t m_OwnPublished = 0;       // the last of them that the process has heard of
+    bool m_Behind = false;              // the server owes it the whole, and sends nothing before
+    std::uint64_t m_ToAcknowledge = 0;  // behind that
+    std::set<int> m_Hidden;             // what it may not read and write
     std::deque<TPublished> m_Inbox;
     TDelivery m_Delivery;
   };
@@ -104,7 +122,9 @@ class TConvergenceModel {
       eCut,
       eConnect,
       eConnectWhole,
-      eCrash
+      eCrash,
+      eHide,
+      eResume
     } m_Kind;
     std::size_t m_Process;
     std::size_t m_Thread;
@@ -115,7 +135,17 @@ class TConvergenceModel {
   void Set(std::size_t Process, TThread& Thread, TModelPlan::TSet const& Set, int Value);
   void Send(TProcess& Process, TThread& Thread);
   void Take(std::size_t Process);
+  void Refuse(std::size_t Process, TMail const& Mail);
+  void Publish(std::size_t Process, TMail const& Mail);
+  std::map<int, int> Readable(TProcess const& Process) const;
+  static std::optional<TPublished> Forwarded(std::size_t Index, TProcess const& Process,
+                                             TPublished Published);
+  TPublished WholeFor(std::size_t Process) const;
+  void FallBehind(TProcess& Process, std::size_t Concerned);
+  void Resume(std::size_t Process);
+  void Hide();
   void Store();
+  static void Acknowledge(TProcess& Process, std::size_t Index, std::uint64_t Number);
   static void Tell(TProcess& Process, TPublished const& Published);
   static void TellOfOwn(TProcess& Process);
   void Receive(std::size_t Process);
@@ -123,14 +153,18 @@ class TConvergenceModel {
   void ReceiveAcknowledgement(TProcess& Process, TPublished const& Received);
   void Begin(std::size_t Process);
   void Apply(std::size_t Process);
+  static void End(TProcess& Process);
   void Cut(TProcess& Process);
   void Connect(std::size_t Process, bool Whole);
   void Crash();
-  bool MayReplay(TProcess const& Process) const;
+  bool MayReplay(std::size_t Process) const;
+
+  static constexpr char kStream[] = "values";
 
   TModelPlan const* m_Plan;
   int m_CutsLeft;
   int m_CrashesLeft;
+  std::size_t m_Hidings = 0;               // that have come
   TServer m_Server;                        // what it tells
   TServer m_Disk;                          // what it would come back with
   std::vector<TPublished> m_Publications;  // of this epoch

@@ -20,6 +20,15 @@ TProgram Sets(std::vector<std::vector<int>> const& Mails) {
   return Program;
 }
 
+// The same, where the last mail has that fate.
+TProgram Sets(std::vector<std::vector<int>> const& Mails, TModelPlan::TFate Last) {
+  TProgram Program = Sets(Mails);
+  Program.back().m_Fate = Last;
+  return Program;
+}
+
+constexpr auto kRefused = TModelPlan::TFate::eRefused;
+constexpr auto kUnread = TModelPlan::TFate::eRefusedUnread;
 constexpr int kShared = 1;
 constexpr int kOther = 2;
 
@@ -105,5 +114,85 @@ TEST(Convergence, AcrossACrashAndABrokenConnection) {
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
   Plan.m_Cuts = 1;
   Plan.m_Crashes = 1;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfWritersOfWhomOneIsRefused) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}, {kShared}}, kRefused)}, {Sets({{kShared}})}};
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfARefusedChangeBetweenOthers) {
+  TModelPlan Plan;
+  TProgram Program = Sets({{kShared}}, kRefused);
+  Program.push_back({{kShared}});
+  Plan.m_Processes = {{Program}, {Sets({{kShared}})}};
+  Plan.m_Cuts = 1;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfARefusedValueThatThereWasNone) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared, kOther}}, kRefused)}, {Sets({{kShared}})}};
+  Plan.m_Cuts = 1;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfTwoThreadsOfAProcessOfWhichOneIsRefused) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}}, kRefused), Sets({{kShared}, {kShared}})}, {}};
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfAMailThatIsRefusedUnread) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}, {kShared, kOther}}, kUnread)}, {Sets({{kShared}})}};
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfAMailThatIsRefusedUnreadAcrossABrokenConnection) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared, kOther}}, kUnread)}, {Sets({{kShared}})}};
+  Plan.m_Cuts = 1;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfARefusedChangeAcrossACrashOfTheServer) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}, {kShared}}, kRefused)}, {Sets({{kShared}})}};
+  Plan.m_Crashes = 1;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfARefusedChangeAcrossACrashOfAServerThatPublishesBeforeItStores) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}, {kShared}}, kRefused)}, {}};
+  Plan.m_Crashes = 1;
+  Plan.m_Relaxed = true;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfAProcessThatMayReadAndWriteNoMore) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}, {kOther}})}};
+  Plan.m_Hidings = {{0, kShared}};
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfAProcessThatIsAwayWhenItsRightsAreTaken) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared, kOther}})}};
+  Plan.m_Hidings = {{0, kShared}};
+  Plan.m_Cuts = 1;
+  ExpectConvergence(Plan);
+}
+
+TEST(Convergence, OfAProcessThatLosesItsRightsWhileTheServerCrashes) {
+  TModelPlan Plan;
+  Plan.m_Processes = {{Sets({{kShared}})}, {}};
+  Plan.m_Hidings = {{0, kShared}};
+  Plan.m_Crashes = 1;
+  Plan.m_Relaxed = true;
   ExpectConvergence(Plan);
 }
