@@ -14,7 +14,8 @@ namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCServerClient";
-constexpr int kReachTime = 2000;    // milliseconds
+// Milliseconds; the proxy itself says after 2 seconds that there is no server.
+constexpr int kReachTime = 1500;
 constexpr int kAnswerTime = 60000;  // a large database takes its time
 
 // A proxy takes its router from the environment when it is made.
@@ -28,7 +29,12 @@ std::string const& UseAddress(std::string const& Address) {
 TCServerClient::TCServerClient(std::string const& Address) : m_Address(UseAddress(Address)) {}
 
 bool TCServerClient::IsReached() {
-  return m_Proxy.WaitForMailRouter(kReachTime) || !m_Proxy.get_Refusal().empty();
+  return WaitForServer() || !m_Proxy.get_Refusal().empty();
+}
+
+bool TCServerClient::WaitForServer() {
+  m_IsMissing = !m_Proxy.WaitForMailRouter(m_IsMissing ? 0 : kReachTime);
+  return !m_IsMissing;
 }
 
 void TCServerClient::ThrowRefusal() const {
@@ -40,7 +46,7 @@ void TCServerClient::ThrowRefusal() const {
 }
 
 std::vector<std::pair<std::string, std::string>> TCServerClient::Ask(int Signal) {
-  if (!m_Proxy.WaitForMailRouter(kReachTime)) {
+  if (!WaitForServer()) {
     ThrowRefusal();
     throw TCException(kSource, __LINE__)
         .Format("no property server at %s (%s); start it or give its address with --address",

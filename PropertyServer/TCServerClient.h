@@ -17,7 +17,8 @@ class TCServerClient {
  public:
   explicit TCServerClient(std::string const& Address);
 
-  /// Whether a server is there, even if it refuses; waits for it for 2 seconds at most.
+  /// Whether a server is there, even if it refuses. Waits for it for 1.5 seconds at most; not again
+  /// when it has waited in vain.
   bool IsReached();
   /// Name and value of each figure.
   std::vector<std::pair<std::string, std::string>> Status();
@@ -26,10 +27,12 @@ class TCServerClient {
 
  private:
   std::vector<std::pair<std::string, std::string>> Ask(int Signal);
+  bool WaitForServer();
   void ThrowRefusal() const;
 
   std::string const m_Address;
   TCNorvServiceProxy m_Proxy;
+  bool m_IsMissing = false;  // the server, when it was last waited for
 };
 
 }  // namespace Property

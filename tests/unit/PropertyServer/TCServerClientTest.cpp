@@ -79,6 +79,16 @@ TEST_F(ServerClient, SaysThatThereIsNoServer) {
   EXPECT_EQ(Ask(), "no property server at " + Address() +
                        " (No such file or directory); start it or give its address with "
                        "--address");
+  EXPECT_THAT(Warnings().WaitFor(0), ::testing::IsEmpty());  // and nobody else says so
+}
+
+TEST_F(ServerClient, WaitsOnceForAServerThatIsNotThere) {
+  EXPECT_THAT(MessageOf([](TCServerClient& Client) {
+                EXPECT_FALSE(Client.IsReached());
+                Client.Backup();
+              }),
+              ::testing::StartsWith("no property server at " + Address()));
+  EXPECT_THAT(Warnings().WaitFor(0), ::testing::IsEmpty());
 }
 
 TEST_F(ServerClient, SaysWhyTheServerRefusesIt) {
