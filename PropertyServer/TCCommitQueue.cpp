@@ -23,6 +23,12 @@ constexpr std::chrono::milliseconds kTryAgain{500};
 constexpr std::size_t kSlice = 500;       // records that are stored without serving anything else
 constexpr std::uint64_t kAccuracy = 100;  // microseconds
 
+// As little as a record has, it is kept as a change, an entry of the history and a part of a map.
+std::size_t MemoryOf(TSTakenMail const& Mail) {
+  constexpr std::size_t kRecord = 512;
+  return Mail.Mail.Content.Body->get_Size() + kRecord * Mail.Changes.size();
+}
+
 void RequireSource(int Result) {
   if (Result < 0) {
     throw TCException(kSource, __LINE__).Format("cannot prepare the storing of changes");
@@ -111,6 +117,7 @@ TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
   m_Taken.Wait(Taken.Mail.Sender, Taken.Mail.Number);
   // Nothing below needs memory.
   m_WaitingBytes += Taken.Mail.Content.Body->get_Size();
+  m_WaitingMemory += MemoryOf(Taken);
   m_Waiting.splice(m_Waiting.end(), Added);
   TakeOver(m_Values, Values);
   if (m_Waiting.size() == 1) {
@@ -226,6 +233,9 @@ void TCCommitQueue::Store(std::size_t Records) {
   m_LastCommit = CurrentTime();
   ++m_Commits;
   m_GroupValues.clear();
+  for (TSTakenMail const& Mail : m_Group) {
+    m_WaitingMemory -= MemoryOf(Mail);
+  }
   m_Stored.splice(m_Stored.end(), m_Group);
 }
 

@@ -69,6 +69,8 @@ class TCCommitQueue {
   bool IsAnyWithoutEffect() const;
 
   std::size_t get_WaitingCount() const { return m_Waiting.size() + m_Group.size(); }
+  /// About how much memory all that waits, or is being stored, takes.
+  std::size_t get_WaitingMemory() const { return m_WaitingMemory; }
   std::uint64_t get_CommitCount() const { return m_Commits; }
   /// When the last group was stored, in microseconds since 1970; 0 for never.
   std::int64_t get_LastCommit() const { return m_LastCommit; }
@@ -105,7 +107,8 @@ class TCCommitQueue {
   std::map<TCPropertyPlace, TSValueToStore> m_GroupValues;  // parts of m_Group
   std::unique_ptr<TCGroupStoring> m_Storing;                // of m_Group
   std::list<TSTakenMail> m_Stored;                          // not yet taken over
-  std::size_t m_WaitingBytes = 0;
+  std::size_t m_WaitingBytes = 0;                           // of the mails in m_Waiting
+  std::size_t m_WaitingMemory = 0;                          // of those in m_Waiting and m_Group
   bool m_Failing = false;
   std::uint64_t m_Commits = 0;
   std::int64_t m_LastCommit = 0;

@@ -89,6 +89,7 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
   if (IsRepeated(Mail)) {
     return;
   }
+  RequireRoom();
   if (!IsPropertyMail(Mail.Content, PropertyProtocol::kChange)) {
     throw TCException(kSource, __LINE__)
         .Format("%s v%d %s %d is no change of properties",
@@ -123,7 +124,20 @@ void TCPropertyServer::LogRefusal(TSNorvMailSender const& Sender, std::string co
 
 void TCPropertyServer::OnRefused(TSNorvReceivedMail const& Mail) {
   if (!IsRepeated(Mail)) {
+    RequireRoom();
     Take({Mail, {}, true, false, {}, {}});
+  }
+}
+
+bool TCPropertyServer::IsBusy() const {
+  constexpr std::size_t kPart = 4;
+  return m_Queue.get_WaitingMemory() > m_Configuration->get_Limits().WaitingBytes / kPart;
+}
+
+// Who sends on all the same, or to a server that can store nothing, keeps its mails itself.
+void TCPropertyServer::RequireRoom() const {
+  if (m_Queue.get_WaitingMemory() > m_Configuration->get_Limits().WaitingBytes) {
+    throw std::runtime_error("too much waits to be stored (waiting_bytes)");
   }
 }
 

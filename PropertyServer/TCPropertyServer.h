@@ -64,6 +64,7 @@ class TCPropertyServer : public TCNorvService {
  protected:
   void OnMail(TSNorvReceivedMail const& Mail) override;
   void OnRefused(TSNorvReceivedMail const& Mail) override;
+  bool IsBusy() const override;
   bool OnRequest(TSNorvMailSender const& Sender, TSNorvMailContent const& Request,
                  TSNorvMailContent& Answer) override;
   bool OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
@@ -75,6 +76,7 @@ class TCPropertyServer : public TCNorvService {
   using TCTexts = std::vector<std::string const*>;
 
   void Configure();
+  void RequireRoom() const;
   bool IsRepeated(TSNorvReceivedMail const& Mail);
   std::string ReasonToRefuse(TSNorvMailSender const& Sender,
                              std::vector<TSPropertyRecord> const& Changes) const;

@@ -393,11 +393,12 @@ void TCServerConfiguration::TCReader::ReadLimits(toml::table const& Root) {
     return;
   }
   RequireKeys(*Section, "limits",
-              {"values", "bytes", "value_bytes", "mail_bytes", "mail_records", "mails_per_second",
-               "connections_per_user", "connections"});
+              {"values", "bytes", "waiting_bytes", "value_bytes", "mail_bytes", "mail_records",
+               "mails_per_second", "connections_per_user", "connections"});
   TSServerLimits& Limits = m_Configuration.m_Limits;
   ReadNumber(*Section, "limits", "values", 1, kMostValues, Limits.Values);
   ReadNumber(*Section, "limits", "bytes", 1, kMostOfAll, Limits.Bytes);
+  ReadNumber(*Section, "limits", "waiting_bytes", 1, kMostOfAll, Limits.WaitingBytes);
   ReadNumber(*Section, "limits", "value_bytes", 1, kMostBytes, Limits.ValueBytes);
   ReadNumber(*Section, "limits", "mail_bytes", 1, kMostBytes, Limits.MailBytes);
   ReadNumber(*Section, "limits", "mail_records", 1, kMostRecords, Limits.MailRecords);

@@ -14,8 +14,9 @@ namespace Property {
 
 /// What the values, and one peer, may take of the server.
 struct TSServerLimits {
-  std::size_t Values = 2000000;                ///< of all processes together
-  std::size_t Bytes = std::size_t{512} << 20;  ///< of their texts
+  std::size_t Values = 2000000;                       ///< of all processes together
+  std::size_t Bytes = std::size_t{512} << 20;         ///< of their texts
+  std::size_t WaitingBytes = std::size_t{256} << 20;  ///< of mails that are not stored yet
   std::size_t ValueBytes = std::size_t{16} << 20;
   std::size_t MailBytes = std::size_t{64} << 20;
   std::size_t MailRecords = 100000;

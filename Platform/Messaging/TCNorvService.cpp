@@ -40,6 +40,10 @@ void TCNorvService::Restore(TSNorvReceivedMail const& Refused, TSNorvMailContent
                             Refused.Number, true, Content});
 }
 
+bool TCNorvService::IsBusy() const {
+  return false;
+}
+
 void TCNorvService::OnRefused(TSNorvReceivedMail const& Mail) {
   Acknowledge(Mail);
 }

@@ -77,6 +77,9 @@ class PROPERTY_PLATFORM_EXPORT TCNorvService {
   /// here refuses the mail. Any other exception says that it can not be taken now: the connection
   /// is ended, and the sender will send the mail again.
   virtual void OnMail(TSNorvReceivedMail const& Mail) = 0;
+  /// Whether who sends mails has to wait a moment before the next one is read, because what was
+  /// taken has not been dealt with. False here.
+  virtual bool IsBusy() const;
   /// A request; fills `Answer`, or returns false or throws to refuse it.
   virtual bool OnRequest(TSNorvMailSender const& Sender, TSNorvMailContent const& Request,
                          TSNorvMailContent& Answer) = 0;

@@ -137,6 +137,7 @@ class TCRouterCore {
   void CountMails(TCRouterConnection& Connection, std::size_t Mails);
   static std::uint64_t PauseOf(TCRouterUser const& User);
   bool Postpone(TCRouterConnection& Connection);
+  void WaitWhileBusy(TCNorvService const& Owner, TCRouterConnection& Connection);
   void SlowDown(TCRouterConnection& Connection, std::uint64_t Pause, std::string const& Reason);
   void CountRecords(TCRouterConnection& Connection, TSNorvReceivedMail const& Mail);
   MailWire::TSMailLimit get_MailLimit() const {

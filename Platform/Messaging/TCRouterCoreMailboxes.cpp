@@ -12,9 +12,10 @@
 namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCRouterCoreMailboxes";
-constexpr std::size_t kParkedLimit = 1024;  // messages kept for mailboxes without owner
-constexpr std::size_t kParkedOfOne = 64;    // of them of one connection, which then has to wait
-constexpr std::uint64_t kAccuracy = 10000;  // microseconds
+constexpr std::size_t kParkedLimit = 1024;   // messages kept for mailboxes without owner
+constexpr std::size_t kParkedOfOne = 64;     // of them of one connection, which then has to wait
+constexpr std::uint64_t kAccuracy = 10000;   // microseconds
+constexpr std::uint64_t kBusyPause = 10000;  // microseconds
 
 void RequireOwnName(TSNorvMailSender const& Sender, char const* Identity) {
   if (Sender.Identity != Identity) {
@@ -190,6 +191,12 @@ bool TCRouterCore::Postpone(TCRouterConnection& Connection) {
   return true;
 }
 
+void TCRouterCore::WaitWhileBusy(TCNorvService const& Owner, TCRouterConnection& Connection) {
+  if (Owner.IsBusy()) {
+    SlowDown(Connection, kBusyPause, "sends more than can be stored at once");
+  }
+}
+
 // The peer is not read from for a time, so it waits and nobody else does.
 void TCRouterCore::SlowDown(TCRouterConnection& Connection, std::uint64_t Pause,
                             std::string const& Reason) {
@@ -249,6 +256,7 @@ void TCRouterCore::DeliverMail(TCNorvService& Owner, TCRouterConnection& Connect
     Take(Owner, Connection, Mail,
          [&] { return MailWire::ReadMail(Message, MailClass, get_MailLimit()); });
     CountRecords(Connection, Mail);
+    WaitWhileBusy(Owner, Connection);
   });
 }
 
@@ -282,6 +290,7 @@ void TCRouterCore::DeliverMails(TCNorvService& Owner, TCRouterConnection& Connec
       CountRecords(Connection, Mail);
       ++Mail.Number;
     }
+    WaitWhileBusy(Owner, Connection);
   });
 }
 

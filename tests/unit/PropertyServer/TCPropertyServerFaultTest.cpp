@@ -101,6 +101,32 @@ TEST_F(PropertyServerFault, LogsTheBeginningOfAFaultOnce) {
   EXPECT_EQ(Errors().WaitFor(0).size(), 1U);
 }
 
+TEST_F(PropertyServerFault, LeavesWhatIsMoreThanMayWaitToItsSender) {
+  constexpr int kMails = 6;
+  Execute([&] {
+    m_Service->m_Server.SetConfiguration(Configured("[limits]\nwaiting_bytes = 2000\n"));
+  });
+  SendDuring(DiskFaults::FillDisk, "0");
+  for (int Mail = 1; Mail < kMails; ++Mail) {
+    m_Writer.Send(Change({{1, std::to_string(Mail), "", ""}}));
+  }
+  EXPECT_THAT(Errors().WaitFor(2)[1],
+              HasSubstr(" cannot be taken now: too much waits to be stored (waiting_bytes); its "
+                        "connection is ended"));
+  EXPECT_THAT(Warnings().WaitFor(1)[0],
+              HasSubstr(" sends more than can be stored at once and is slowed down"));
+  EXPECT_EQ(Status("waiting mails"), "4");
+
+  Execute(DiskFaults::Repair);
+
+  EXPECT_TRUE(m_Writer.IsAcknowledged());
+  std::vector<std::string> All;
+  for (int Mail = 0; Mail < kMails; ++Mail) {
+    All.push_back(Published(std::to_string(Mail)));
+  }
+  EXPECT_EQ(m_Reader.m_Published.WaitFor(kMails), All);
+}
+
 TEST_F(PropertyServerFault, LeavesWhatWaitsToTheNextServer) {
   SendDuring(DiskFaults::FillDisk, "new");
   Stop();

@@ -434,7 +434,8 @@ TEST_F(ServerConfiguration, KnowsSecrets) {
 TEST_F(ServerConfiguration, TakesEveryLimit) {
   TCServerConfiguration const Configuration = Parse(
       "[limits]\nvalue_bytes = 1\nmail_bytes = 2\nmails_per_second = 3\n"
-      "mail_records = 6\nconnections_per_user = 4\nconnections = 5\nvalues = 7\nbytes = 8\n");
+      "mail_records = 6\nconnections_per_user = 4\nconnections = 5\nvalues = 7\nbytes = "
+      "8\nwaiting_bytes = 9\n");
 
   EXPECT_EQ(Configuration.get_Limits().ValueBytes, 1U);
   EXPECT_EQ(Configuration.get_Limits().MailBytes, 2U);
@@ -444,6 +445,7 @@ TEST_F(ServerConfiguration, TakesEveryLimit) {
   EXPECT_EQ(Configuration.get_Limits().MailRecords, 6U);
   EXPECT_EQ(Configuration.get_Limits().Values, 7U);
   EXPECT_EQ(Configuration.get_Limits().Bytes, 8U);
+  EXPECT_EQ(Configuration.get_Limits().WaitingBytes, 9U);
 }
 
 TEST_F(ServerConfiguration, LeavesTheLimitsThatAreNotSet) {
@@ -505,7 +507,8 @@ std::vector<TSMistake> const kMistakes = {
     {"UnknownTable", "[limit]\n", "1: unknown key \"limit\"" + kRootKeys},
     {"UnknownDottedKey", "a.b.c = 1", "1: unknown key \"a\"" + kRootKeys},
     {"UnknownLimit", "[limits]\nproperties = 1",
-     "2: unknown key \"properties\" in limits, expected values, bytes, value_bytes, mail_bytes, "
+     "2: unknown key \"properties\" in limits, expected values, bytes, waiting_bytes, value_bytes, "
+     "mail_bytes, "
      "mail_records, "
      "mails_per_second, "
      "connections_per_user or connections"},
