@@ -29,21 +29,6 @@ TEST_F(ServerProcess, RefusesAnUnknownOption) {
   EXPECT_THAT(Server->Errors(), HasSubstr("--colour"));
 }
 
-TEST_F(ServerProcess, RefusesADatabaseInAMissingFolder) {
-  auto const Server =
-      Start({SERVER_PROGRAM, "--address", Address(), "--database", File("missing/values.db")});
-  EXPECT_EQ(Server->End(), 1);
-  EXPECT_THAT(Server->Errors(),
-              HasSubstr("property-server: cannot open " + File("missing/values.db")));
-}
-
-TEST_F(ServerProcess, RefusesADatabaseThatIsAFolder) {
-  std::filesystem::create_directory(File("values.db"));
-  auto const Server = Start(ServerCommand());
-  EXPECT_EQ(Server->End(), 1);
-  EXPECT_THAT(Server->Errors(), HasSubstr("property-server: cannot open " + File("values.db")));
-}
-
 TEST_F(ServerProcess, RefusesAFileThatIsNoDatabaseAndLeavesItAlone) {
   std::string const Text(5000, 'x');
   std::ofstream(File("values.db")) << Text;
@@ -51,15 +36,6 @@ TEST_F(ServerProcess, RefusesAFileThatIsNoDatabaseAndLeavesItAlone) {
   EXPECT_EQ(Server->End(), 1);
   EXPECT_THAT(Server->Errors(), HasSubstr(File("values.db")));
   EXPECT_EQ(std::filesystem::file_size(File("values.db")), Text.size());
-}
-
-TEST_F(ServerProcess, DoesNotTakeTheSocketOfALivingOne) {
-  auto const First = StartServer();
-  auto const Second =
-      Start({SERVER_PROGRAM, "--address", Address(), "--database", File("second.db")});
-  EXPECT_EQ(Second->End(), 1);
-  EXPECT_THAT(Second->Errors(), HasSubstr("a running router serves it"));
-  EXPECT_EQ(StartClient()->Ask("get 102 - -"), Hex("5"));
 }
 
 TEST_F(ServerProcess, DoesNotShareItsDatabase) {
@@ -75,23 +51,6 @@ TEST_F(ServerProcess, ReplacesTheSocketOfOneThatWasKilled) {
   EXPECT_TRUE(std::filesystem::exists(File("socket")));
   auto const Second = StartServer();
   EXPECT_EQ(StartClient()->Ask("get 102 - -"), Hex("5"));
-}
-
-TEST_F(ServerProcess, RefusesASocketInAMissingFolder) {
-  auto const Server = Start({SERVER_PROGRAM, "--address", "unix:path=" + File("missing/socket"),
-                             "--database", File("values.db")});
-  EXPECT_EQ(Server->End(), 1);
-  EXPECT_THAT(Server->Errors(), HasSubstr("the folder must exist"));
-}
-
-TEST_F(ServerProcess, RefusesASocketInAFileThatIsNoFolder) {
-  std::ofstream(File("file")) << "text";
-  auto const Server = Start({SERVER_PROGRAM, "--address", "unix:path=" + File("file/socket"),
-                             "--database", File("values.db")});
-  EXPECT_EQ(Server->End(), 1);
-  EXPECT_EQ(Server->Errors(), "property-server: cannot listen at " + File("file/socket") +
-                                  ": Not a directory; the folder must exist and this user must be "
-                                  "able to write it\n");
 }
 
 TEST_F(ServerProcess, LeavesAFileAloneThatIsInTheSocketsPlace) {

@@ -69,27 +69,6 @@ TEST_F(HostileFlood, OfMailsAboveTheLimitIsSlowedDown) {
             2);
 }
 
-TEST_F(HostileFlood, OfMailsInFewMessagesIsSlowedDownAsMuch) {
-  constexpr std::uint64_t kMails = 300;
-  constexpr std::uint64_t kTogether = 50;
-  StartAll(Configure("[limits]\nmails_per_second = 100\n"));
-  TWirePeer Peer(Address());
-  EXPECT_EQ(Peer.Greet(), "");
-  auto const Begin = std::chrono::steady_clock::now();
-  for (std::uint64_t First = 1; First < kMails; First += kTogether) {
-    std::vector<std::string> const Values(kTogether, std::to_string(First));
-    EXPECT_TRUE(Peer.Send(Peer.NewChanges(First, kNobodysProperty, Values)));
-  }
-  ExpectServed();
-  while (Peer.HearAcknowledged() != kMails && !HasFailure()) {
-  }
-  // The first second's mails and those of one message go before.
-  EXPECT_GE(std::chrono::steady_clock::now() - Begin, std::chrono::milliseconds(1500));
-  EXPECT_EQ(m_Server->End(SIGTERM), 0);
-  EXPECT_GE(CountLines(m_Server->Errors(), "sends more than 100 mails a second and is slowed down"),
-            1);
-}
-
 TEST_F(HostileFlood, OfMailsInOneMessageDelaysNobody) {
   StartAll();
   long const Before = ServerMemory();

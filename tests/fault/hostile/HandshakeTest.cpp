@@ -27,15 +27,6 @@ TEST_F(HostileHandshake, OfALineWithoutEndEndsAtOnce) {
   EndAndExpectLogged(kEndedEarly);
 }
 
-TEST_F(HostileHandshake, FollowedByRandomBytesEndsAtOnce) {
-  StartAll();
-  TRawPeer Peer(Connect(SocketPath()));
-  EXPECT_TRUE(Peer.Send(Authentication() + std::string(4096, '\xa5')));
-  EXPECT_TRUE(Peer.HearEnd());
-  ExpectServed();
-  EndAndExpectLogged(kEndedEarly);
-}
-
 TEST_F(HostileHandshake, ThatDoesNotComeToItsEndIsEndedAndKeepsNobodyWaiting) {
   StartAll();
   std::string const Zero(1, '\0');

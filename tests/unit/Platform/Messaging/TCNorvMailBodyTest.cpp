@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/mman.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -127,15 +128,30 @@ TEST(MailBody, RefusesAFileThatMayStillChange) {
                   "a memory file that is not sealed");
   ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW),
                   "a memory file that is not sealed");
+  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SEAL),
+                  "a memory file that is not sealed");
+  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK),
+                  "a memory file that is not sealed");
 }
 
 TEST(MailBody, RefusesWhatIsNoMemoryFile) {
   int Pipe[2];
-  ASSERT_EQ(pipe(Pipe), 0);
-  TCException const Exception = CaughtException([&] { TCNorvMailBody::FromMemoryFile(Pipe[0]); });
-  EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file that is not sealed");
-  close(Pipe[0]);
-  close(Pipe[1]);
+  ASSERT_EQ(pipe2(Pipe, O_CLOEXEC), 0);
+  TCFileDescriptor const Writing(Pipe[1]);
+  TCFileDescriptor const Others[] = {
+      TCFileDescriptor(Pipe[0]),
+      TCFileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)),
+      TCFileDescriptor(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
+      TCFileDescriptor(open("/", O_PATH | O_CLOEXEC)),
+      TCFileDescriptor(open("/dev/zero", O_RDWR | O_CLOEXEC)),
+      TCFileDescriptor(open("/proc/self/exe", O_RDONLY | O_CLOEXEC)),
+  };
+  for (TCFileDescriptor const& File : Others) {
+    ASSERT_GE(File.get(), 0);
+    TCException const Exception =
+        CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get()); });
+    EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file that is not sealed");
+  }
 }
 
 TEST(MailBody, RefusesAnEmptyFile) {

@@ -112,6 +112,15 @@ TEST_F(MailRouter, NeedsItsFolder) {
                          "be able to write it");
 }
 
+TEST_F(MailRouter, NeedsAFolderThatIsOne) {
+  std::ofstream(m_Folder + "/file") << "text";
+  std::string const Path = m_Folder + "/file/socket";
+  ExpectCannotListen("unix:path=" + Path,
+                     "cannot listen at " + Path +
+                         ": Not a directory; the folder must exist and this user must be able to "
+                         "write it");
+}
+
 TEST_F(MailRouter, LeavesAFileThatIsNoSocketAlone) {
   std::ofstream(SocketPath()) << "precious";
   ExpectCannotListen(
