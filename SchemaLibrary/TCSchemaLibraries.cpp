@@ -173,7 +173,9 @@ void TCSchemaLibraries::LoadOne(TSSchemaLibrary& Library) {
     return;
   }
   std::set<int> const Before = NumbersOfNodes();
-  if (dlopen(RealPath(Library).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
+  void* const Handle =
+      dlopen(RealPath(Library).c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);  // never closed
+  if (Handle == nullptr) {
     Library.Reason = PrintableLine(dlerror());
     return;
   }

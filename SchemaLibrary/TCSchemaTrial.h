@@ -13,7 +13,7 @@ namespace Property {
 struct TSSchemaTrialSettings {
   std::string Program;  ///< the program that loads them; empty for the installed one
   std::chrono::milliseconds Patience{5000};      ///< with one library
-  std::chrono::milliseconds AllPatience{30000};  ///< with all of them
+  std::chrono::milliseconds AllPatience{20000};  ///< with all of them
   std::size_t Memory = std::size_t{256}
                        << 20U;  ///< bytes that the child may have; 0 for any number
 };

@@ -50,6 +50,7 @@ write_basic_package_version_file("${PROJECT_BINARY_DIR}/PropertyConfigVersion.cm
 install(FILES
     "${PROJECT_BINARY_DIR}/PropertyConfig.cmake"
     "${PROJECT_BINARY_DIR}/PropertyConfigVersion.cmake"
+    "${PROJECT_SOURCE_DIR}/cmake/PropertySchema.cmake"
   DESTINATION "${PROPERTY_PACKAGE_DIR}" COMPONENT development)
 install(EXPORT PropertyTargets NAMESPACE Property::
   DESTINATION "${PROPERTY_PACKAGE_DIR}" COMPONENT development)

@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: MIT
+// A schema of its own, for server and command.
+#include "CommonProperties/TCPropertyContainer.h"
+#include "CommonProperties/TCPropertyID.h"
+
+namespace {
+
+Property::TCPropertyContainer Device("device", 1, "This device", 1);
+Property::TCPropertyID Brightness("brightness", 2, "Display brightness", 1, 0x10, 80);
+
+}  // namespace
