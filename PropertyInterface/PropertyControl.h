@@ -19,22 +19,51 @@ using PropertyProtocol::TSSignal;
 /// program, transaction, time (not before it); place goes on where the answer before has ended;
 /// limit is the most entries (default kPageEntries, at most kMostPageEntries).
 /// Answer, for each changed value: place, transaction, time, user, process, program, id, link, mac,
-/// secret; former unless there was no value or its text is not kept; data unless its text is not
-/// kept. A last record that assigns place only says that there may be more, to be asked for with
-/// that place, also where no other record came.
+/// secret, removed; undoes, of what takes another transaction back; former unless there was no
+/// value or its text is not kept; data unless the value was removed or its text is not kept. A last
+/// record that assigns place only says that there may be more, to be asked for with that place,
+/// also where no other record came.
 constexpr TSSignal kHistory{eNorvRequest, 2};
 
 /// Where values come from. A record for each: id, link, mac. Answer, in their order: the same,
 /// held; where it is held: data, secret, and as far as the server knows it user, process, program,
-/// time and transaction of who has set it.
+/// time and transaction of who has set it; seconds that are left when the change
+/// waits for its confirmation.
 constexpr TSSignal kExplain{eNorvRequest, 3};
+
+/// What has become of the last mail of the asking proxy to this mailbox that is stored. No record.
+/// Answer, none when there was no such mail, else one: mail; refused; text, why, when it was; else
+/// transaction, unless nothing was changed.
+constexpr TSSignal kOutcome{eNorvRequest, 4};
+
+/// Which changes wait for their confirmation: the asking user's, or, for who may administer the
+/// server, all. No record. Answer, for each: transaction, time, user, process, program, seconds
+/// that are left.
+constexpr TSSignal kPending{eNorvRequest, 6};
 
 /// Which properties are secret, of those that the asker may read. Answer, for each range of
 /// numbers: id, last.
 constexpr TSSignal kSecrets{eNorvRequest, 7};
 
+// Mails, acknowledged when what they do is on the disk; kOutcome tells whether they were refused.
+
+/// Changes values and takes that back by itself unless it is confirmed in time. The first record:
+/// seconds. The others: id, link, mac, data; without data the value is removed.
+constexpr TSSignal kChange{eNorvChange, 10};
+
+/// Makes the values what they were before a transaction. One record: transaction; force, to do so
+/// although values were changed since.
+constexpr TSSignal kUndo{eNorvChange, 11};
+
+/// A change that waits stays. One record: transaction.
+constexpr TSSignal kConfirm{eNorvChange, 12};
+
+/// Removes values, so that everybody has the default. A record for each: id, link, mac.
+constexpr TSSignal kReset{eNorvChange, 14};
+
 /// All of them.
-constexpr TSSignal kSignals[] = {kHistory, kExplain, kSecrets};
+constexpr TSSignal kSignals[] = {kHistory, kExplain, kOutcome, kPending, kSecrets,
+                                 kChange,  kUndo,    kConfirm, kReset};
 
 constexpr int kPageEntries = 100;
 constexpr int kMostPageEntries = 1000;

@@ -26,7 +26,16 @@ constexpr std::uint64_t kAccuracy = 100;  // microseconds
 // As little as a record has, it is kept as a change, an entry of the history and a part of a map.
 std::size_t MemoryOf(TSTakenMail const& Mail) {
   constexpr std::size_t kRecord = 512;
-  return Mail.Mail.Content.Body->get_Size() + kRecord * Mail.Changes.size();
+  std::size_t Memory = Mail.Mail.Content.Body->get_Size() + kRecord * Mail.Changes.size();
+  if (Mail.Effects) {  // the body may say little of what is changed
+    std::vector<TSPropertyRecord> const& Former = Mail.Effects->Former;
+    for (auto const* Records : {&Mail.Changes, &Former}) {
+      for (TSPropertyRecord const& Record : *Records) {
+        Memory += kRecord + Record.Data.size();
+      }
+    }
+  }
+  return Memory;
 }
 
 void RequireSource(int Result) {
@@ -77,11 +86,11 @@ TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, TCTakenMails& Taken, 
   RequireSource(sd_event_source_set_enabled(Source, SD_EVENT_OFF));
 }
 
-std::string const* TCCommitQueue::Find(TCPropertyPlace const& Place) const {
+TSPropertyRecord const* TCCommitQueue::Find(TCPropertyPlace const& Place) const {
   for (auto const* Values : {&m_Values, &m_GroupValues}) {
     auto const Value = Values->find(Place);
     if (Value != Values->end()) {
-      return &Value->second.Record->Data;
+      return Value->second.Record;
     }
   }
   return nullptr;
@@ -114,7 +123,9 @@ TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
       Values[PlaceOf(Change)] = {&Change, &Taken.Origin};
     }
   }
-  m_Taken.Wait(Taken.Mail.Sender, Taken.Mail.Number);
+  if (Taken.HasSender()) {
+    m_Taken.Wait(Taken.Mail.Sender, Taken.Mail.Number);
+  }
   // Nothing below needs memory.
   m_WaitingBytes += Taken.Mail.Content.Body->get_Size();
   m_WaitingMemory += MemoryOf(Taken);

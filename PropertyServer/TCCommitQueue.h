@@ -56,8 +56,8 @@ class TCCommitQueue {
   /// that fails and is tried again later.
   bool Commit();
 
-  /// The value that a waiting mail gives to `Place`; null when none does.
-  std::string const* Find(TCPropertyPlace const& Place) const;
+  /// What the last of the waiting mails makes of the value at `Place`; null when none changes it.
+  TSPropertyRecord const* Find(TCPropertyPlace const& Place) const;
 
   /// Nothing that waits has a text in its history any more where `IsSecret`. Not while a
   /// transaction is under way.

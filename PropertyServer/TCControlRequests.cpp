@@ -16,7 +16,14 @@ constexpr char kSource[] = "../PropertyServer/TCControlRequests";
 
 using PropertyControl::kExplain;
 using PropertyControl::kHistory;
+using PropertyControl::kOutcome;
+using PropertyControl::kPending;
 using PropertyControl::kSecrets;
+
+// A part of a second counts as one: there is time left.
+int SecondsLeft(TSPendingChange const& Change) {
+  return static_cast<int>((Change.LeftAt(TSClockReading::Now()) + 999999) / 1000000);
+}
 
 TSHistoryQuestion ReadQuestion(TSNorvMailContent const& Request) {
   TCControlReader Reader(Request);
@@ -51,8 +58,9 @@ TSHistoryQuestion ReadQuestion(TSNorvMailContent const& Request) {
 
 TCControlRequests::TCControlRequests(TCConfiguration const& Configuration,
                                      TCPropertyValues const& Values,
-                                     TCPropertyDatabase const& Database)
-    : m_Configuration(Configuration), m_Values(Values), m_Database(Database) {}
+                                     TCPropertyDatabase const& Database,
+                                     TCPendingChanges const& Pending)
+    : m_Configuration(Configuration), m_Values(Values), m_Database(Database), m_Pending(Pending) {}
 
 bool TCControlRequests::IsKnown(TSNorvMailContent const& Request) {
   return Request.MailClass == Norv_ControlMail && Request.SignalType == eNorvRequest;
@@ -65,6 +73,10 @@ TSNorvMailContent TCControlRequests::Answer(TSNorvMailSender const& Sender,
       return AnswerHistory(Sender, Request);
     case kExplain.Name:
       return AnswerExplain(Sender, Request);
+    case kOutcome.Name:
+      return AnswerOutcome(Sender);
+    case kPending.Name:
+      return AnswerPending(Sender);
     case kSecrets.Name:
       return AnswerSecrets(Sender);
     default:
@@ -91,7 +103,11 @@ TSNorvMailContent TCControlRequests::AnswerHistory(TSNorvMailSender const& Sende
     if (Entry.From) {
       Record.m_Former.set_AsString(*Entry.From);
     }
-    if (!Entry.Secret) {
+    Record.m_Removed.set_AsBool(Entry.Removed);
+    if (Entry.Undoes != 0) {
+      Record.m_Undoes.set_AsString(std::to_string(Entry.Undoes));
+    }
+    if (!Entry.Secret && !Entry.Removed) {
       Record.m_Data.set_AsString(Entry.To);
     }
     Writer.Append();
@@ -151,6 +167,41 @@ void TCControlRequests::Explain(TCPropertyPlace const& Place, TCControlWriter& W
   if (auto const Origin = m_Database.Provenance(Number, Link, MAC)) {
     Writer.PutOrigin(*Origin);
   }
+  if (TSPendingChange const* const Change = m_Pending.FindOf(Place)) {
+    Record.m_Seconds = SecondsLeft(*Change);
+  }
+}
+
+TSNorvMailContent TCControlRequests::AnswerOutcome(TSNorvMailSender const& Sender) const {
+  TSLastMail const Last = m_Database.FindLastMail(Sender);
+  TCControlWriter Writer;
+  if (Last.Number != 0) {
+    TCNorvControlObject::TCRecord& Record = Writer.Begin();
+    Record.m_Mail.set_AsString(std::to_string(Last.Number));
+    Record.m_Refused.set_AsBool(Last.Outcome.Refusal.has_value());
+    if (Last.Outcome.Refusal) {
+      Record.m_Text.set_AsString(*Last.Outcome.Refusal);
+    } else if (Last.Outcome.Transaction != 0) {
+      Record.m_Transaction.set_AsString(std::to_string(Last.Outcome.Transaction));
+    }
+    Writer.Append();
+  }
+  return Writer.Finish(kOutcome.Name);
+}
+
+TSNorvMailContent TCControlRequests::AnswerPending(TSNorvMailSender const& Sender) const {
+  bool const All = m_Configuration->MayAdminister(Sender);
+  TCControlWriter Writer;
+  for (auto const& [Transaction, Change] : m_Pending.get_All()) {
+    if (All || Change.Origin.User == Sender.User) {
+      TCNorvControlObject::TCRecord& Record = Writer.Begin();
+      Record.m_Transaction.set_AsString(std::to_string(Transaction));
+      Writer.PutOrigin(Change.Origin);
+      Record.m_Seconds = SecondsLeft(Change);
+      Writer.Append();
+    }
+  }
+  return Writer.Finish(kPending.Name);
 }
 
 TSNorvMailContent TCControlRequests::AnswerSecrets(TSNorvMailSender const& Sender) const {

@@ -7,6 +7,7 @@
 
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyServer/TCControlRecords.h"
+#include "PropertyServer/TCPendingChanges.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyValues.h"
 #include "PropertyServer/TCServerConfiguration.h"
@@ -23,7 +24,7 @@ class TCControlRequests {
   using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
 
   TCControlRequests(TCConfiguration const& Configuration, TCPropertyValues const& Values,
-                    TCPropertyDatabase const& Database);
+                    TCPropertyDatabase const& Database, TCPendingChanges const& Pending);
 
   static bool IsKnown(TSNorvMailContent const& Request);
   /// Throws TCException for a question that there is none of, or that can not be read.
@@ -34,6 +35,8 @@ class TCControlRequests {
                                   TSNorvMailContent const& Request) const;
   TSNorvMailContent AnswerExplain(TSNorvMailSender const& Sender,
                                   TSNorvMailContent const& Request) const;
+  TSNorvMailContent AnswerOutcome(TSNorvMailSender const& Sender) const;
+  TSNorvMailContent AnswerPending(TSNorvMailSender const& Sender) const;
   TSNorvMailContent AnswerSecrets(TSNorvMailSender const& Sender) const;
   std::string const* FindReadable(TSNorvMailSender const& Sender,
                                   TCPropertyPlace const& Place) const;
@@ -43,6 +46,7 @@ class TCControlRequests {
   TCConfiguration const& m_Configuration;
   TCPropertyValues const& m_Values;
   TCPropertyDatabase const& m_Database;
+  TCPendingChanges const& m_Pending;
 };
 
 }  // namespace Property

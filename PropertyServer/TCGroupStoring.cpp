@@ -13,13 +13,21 @@ TCGroupStoring::TCGroupStoring(TCPropertyDatabase& Database, TCTakenMails& Taken
                                TCMails const& Mails, TCValues const& Values,
                                std::vector<TSHistoryEntry const*> History,
                                TSHistoryLimits const& Limits)
-    : m_Taken(Taken), m_History(std::move(History)), m_Limits(Limits), m_Transaction(Database) {
+    : m_Taken(Taken),
+      m_Mails(Mails),
+      m_History(std::move(History)),
+      m_Limits(Limits),
+      m_Transaction(Database) {
   m_Values.reserve(Values.size());
   for (auto const& [Place, Value] : Values) {
     m_Values.push_back(Value);
   }
   for (TSTakenMail const& Mail : Mails) {
-    m_Senders[Mail.Mail.Sender] = Mail.Mail.Number;
+    if (Mail.HasSender()) {
+      m_Senders[Mail.Mail.Sender] = Mail.Mail.Number;
+      m_Outcomes[Mail.Mail.Sender] = &Mail.Outcome;
+    }
+    m_LastTransaction = std::max(m_LastTransaction, Mail.Outcome.Transaction);
   }
 }
 
@@ -29,10 +37,27 @@ bool TCGroupStoring::Store(std::size_t Records) {
   if (m_NextValue < m_Values.size() || m_NextEntry < m_History.size()) {
     return false;
   }
-  m_Taken.Remember(m_Transaction, m_Senders);
+  for (TSTakenMail const& Mail : m_Mails) {
+    if (Mail.Effects) {
+      StoreEffects(*Mail.Effects);
+    }
+  }
+  m_Transaction.CountTransaction(m_LastTransaction);
+  m_Taken.Remember(m_Transaction, m_Senders, m_Outcomes);
   m_Transaction.Commit();
   m_Taken.OnStored(m_Senders);
   return true;
+}
+
+// In the order of the mails: one may settle what another before it has left pending.
+void TCGroupStoring::StoreEffects(TSControlEffects const& Effects) {
+  if (Effects.Settles != 0) {
+    m_Transaction.SettlePending(Effects.Settles);
+  }
+  if (Effects.Pending) {
+    m_Transaction.AddPending(*Effects.Pending);
+    m_Transaction.AddFormer(Effects.Pending->Transaction, Effects.Former);
+  }
 }
 
 template <class T>

@@ -38,10 +38,15 @@ class TCGroupStoring {
   template <class T>
   static std::vector<T> TakeSlice(std::vector<T> const& All, std::size_t& Next, std::size_t Count);
 
+  void StoreEffects(TSControlEffects const& Effects);
+
   TCTakenMails& m_Taken;
+  TCMails const& m_Mails;
   std::vector<TSValueToStore> m_Values;
   std::vector<TSHistoryEntry const*> m_History;
   TCTakenMails::TCNumbers m_Senders;
+  TCTakenMails::TCOutcomes m_Outcomes;
+  std::uint64_t m_LastTransaction = 0;
   TSHistoryLimits const m_Limits;
   std::size_t m_NextValue = 0;
   std::size_t m_NextEntry = 0;

@@ -92,13 +92,24 @@ TSPropertyRecord TCPropertyDatabase::ReadRecord(sqlite3_stmt* Row) const {
 }
 
 std::uint64_t TCPropertyDatabase::LastMail(TSNorvSenderKey const& Sender) const {
-  TCExecution Execution(m_Statements.LastMail.get());
+  return FindLastMail(Sender).Number;
+}
+
+TSLastMail TCPropertyDatabase::FindLastMail(TSNorvSenderKey const& Sender) const {
+  sqlite3_stmt* const Row = m_Statements.LastMail.get();
+  TCExecution Execution(Row);
   BindSender(Execution, Sender);
+  TSLastMail Last;
   switch (Execution.Step()) {
     case SQLITE_ROW:
-      return static_cast<std::uint64_t>(sqlite3_column_int64(m_Statements.LastMail.get(), 0));
+      Last.Number = static_cast<std::uint64_t>(sqlite3_column_int64(Row, 0));
+      Last.Outcome.Transaction = static_cast<std::uint64_t>(sqlite3_column_int64(Row, 1));
+      if (sqlite3_column_type(Row, 2) != SQLITE_NULL) {
+        Last.Outcome.Refusal = ColumnText(Row, 2);
+      }
+      return Last;
     case SQLITE_DONE:
-      return 0;
+      return Last;
     default:
       throw Failure("read the last mail of a sender of");
   }

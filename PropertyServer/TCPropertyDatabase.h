@@ -20,6 +20,8 @@
 #include "PropertyServer/TSHistoryEntry.h"
 #include "PropertyServer/TSHistoryLimits.h"
 #include "PropertyServer/TSHistoryQuestion.h"
+#include "PropertyServer/TSMailOutcome.h"
+#include "PropertyServer/TSPendingChange.h"
 #include "PropertyServer/TSPropertyRange.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
@@ -104,6 +106,8 @@ class TCPropertyDatabase {
 
   /// The number of the last mail remembered of `Sender`; 0 when there is none.
   std::uint64_t LastMail(TSNorvSenderKey const& Sender) const;
+  /// That mail and what has become of it.
+  TSLastMail FindLastMail(TSNorvSenderKey const& Sender) const;
 
   /// The counter `Name`; nothing when it was never set.
   std::optional<std::uint64_t> Meta(std::string const& Name) const;
@@ -119,6 +123,8 @@ class TCPropertyDatabase {
   std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit, int Number) const;
   /// A page of what is asked for, the newest first. Reads a bounded part of the history.
   TSHistoryPage ReadHistory(TSHistoryQuestion const& Question) const;
+  /// What is left of a transaction, in the order of its changes.
+  std::vector<TSHistoryEntry> ReadTransaction(std::uint64_t Transaction) const;
   /// The newest transaction that has changed each of the values, where the newer part of the
   /// history has one.
   std::map<TCPropertyPlace, std::uint64_t> LastTransactions(std::set<TCPropertyPlace> Places) const;
@@ -134,6 +140,13 @@ class TCPropertyDatabase {
   /// Who has set the value that stands; nothing when there is none or nobody knows.
   std::optional<TSProvenance> Provenance(int Number, Accessories::TCRecordID const& Link,
                                          TCMACAddress const& MAC) const;
+
+  // ---- changes to be confirmed ----
+
+  /// Those that are neither confirmed nor taken back, the oldest first.
+  std::vector<TSPendingChange> ReadPending() const;
+  /// What they had as values before; what had none is to be removed.
+  std::vector<TSPropertyRecord> ReadFormer(std::uint64_t Transaction) const;
 
   // ---- secrets ----
 
@@ -187,6 +200,7 @@ class TCPropertyDatabase {
     TCStatement Rollback;
     TCStatement Update;
     TCStatement Insert;
+    TCStatement Remove;
     TSSQLiteInsertion AppendRecent;
     TCStatement MoveRecent;
     TCStatement ForgetRecent;
@@ -240,8 +254,10 @@ class TCPropertyDatabase {
   std::size_t MeasureRecent() const;
   TSHistoryEnd FindHistoryEnd() const;
   std::vector<TSPropertyRange> ReadRanges(std::string const& Name) const;
+  long long CheckHistory(long long Version) const;
   void VisitHistory(std::size_t Limit, std::optional<int> Number,
-                    std::function<void(TSHistoryEntry)> const& Take) const;
+                    std::function<void(TSHistoryEntry)> const& Take,
+                    char const* Select = nullptr) const;
 
   [[noreturn]] void FailOpening() const;
   TCException Failure(std::string const& Operation) const;
@@ -277,8 +293,9 @@ class TCPropertyDatabase::TCTransaction {
   /// Undoes the changes unless they were committed.
   ~TCTransaction();
 
-  /// Stores values, each in place of the one with the same number, link and MAC. Many at once take
-  /// less time than one after the other.
+  /// Stores values, each in place of the one with the same number, link and MAC, and removes those
+  /// that are to be removed; none of them is named twice. Many at once take less time than one
+  /// after the other.
   void Put(std::vector<TSValueToStore> const& Values);
   void Put(TSPropertyRecord const& Record, TSProvenance const& Origin) {
     Put({{&Record, &Origin}});
@@ -289,7 +306,17 @@ class TCPropertyDatabase::TCTransaction {
   void NoteHistory(std::vector<TSHistoryEntry const*> const& Entries, TSHistoryLimits const& Limits,
                    std::int64_t Now);
   /// Remembers `Number` as the last mail of `Sender`, which becomes the most recent one.
-  void RememberMail(TSNorvSenderKey const& Sender, std::uint64_t Number);
+  void RememberMail(TSNorvSenderKey const& Sender, std::uint64_t Number,
+                    TSMailOutcome const& Outcome = TSMailOutcome());
+  /// Counts on from there, also where the history has nothing of it.
+  void CountTransaction(std::uint64_t Transaction);
+  /// The change waits for its confirmation; its values follow, as they were before.
+  void AddPending(TSPendingChange const& Change);
+  void AddFormer(std::uint64_t Transaction, std::vector<TSPropertyRecord> const& Values);
+  /// What is left of the time of one.
+  void NotePending(TSPendingChange const& Change);
+  /// It waits no longer, and what it would have restored is forgotten.
+  void SettlePending(std::uint64_t Transaction);
   /// Forgets all senders but those that are `Connected` and `Keep` others: the most recent ones,
   /// as many of each user as of every other, where they do not all fit. Forgets writers that
   /// nothing refers to as well, so that their numbers stay bounded.
@@ -304,6 +331,8 @@ class TCPropertyDatabase::TCTransaction {
  private:
   void RequireOpen() const;
   [[noreturn]] void Fail(std::string const& Operation);
+  void PutValues(std::vector<TSValueToStore> const& Values);
+  void Remove(TSPropertyRecord const& Record);
   bool TakeAsRecent(TSValueToStore const& Value);
   void PutInPlace(TSValueToStore const& Value);
   void MoveRecent();

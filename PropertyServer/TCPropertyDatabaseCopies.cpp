@@ -4,8 +4,6 @@
 
 #include <sqlite3.h>
 
-#include <limits>
-
 #include "PropertyServer/SQLiteStatements.h"
 #include "PropertyServer/TCDatabaseCopy.h"
 
@@ -68,8 +66,7 @@ std::string TCPropertyDatabase::Check(std::string const& Path) {
     Database.VisitValues(kLoad, Count);
   }
   if (Version > 1) {
-    Database.VisitHistory(std::numeric_limits<std::size_t>::max(), std::nullopt,
-                          [&Entries](TSHistoryEntry const&) { ++Entries; });
+    Entries = Database.CheckHistory(Version);
     Database.RequireWriters(Version);
   }
   TCException Report(kSource, __LINE__);
@@ -80,6 +77,9 @@ std::string TCPropertyDatabase::Check(std::string const& Path) {
 
 void TCPropertyDatabase::RequireWriters(long long Version) const {
   std::vector<std::string> Tables = {"history", "property_value"};
+  if (Version > 5) {
+    Tables.emplace_back("pending");
+  }
   if (Version > 2) {
     Tables.emplace_back("recent_value");
   }

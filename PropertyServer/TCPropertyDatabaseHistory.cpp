@@ -67,13 +67,18 @@ void BindEntry(TCExecution& Execution, int Place, TSHistoryEntry const& Entry,
   Execution.Bind(Place + 5, End.Bytes);
   Execution.Bind(Place + 6, Counted);
   Execution.Bind(Place + 7, static_cast<long long>(Entry.Transaction));
-  Execution.Bind(Place + 8, static_cast<long long>(Entry.Origin.Time));
-  Execution.Bind(Place + 9, Writer);
-  if (Entry.From && !Entry.Secret) {
-    Execution.Bind(Place + 10, *Entry.From);
+  Execution.Bind(Place + 8, static_cast<long long>(Entry.Parts));
+  Execution.Bind(Place + 9, static_cast<long long>(Entry.Origin.Time));
+  Execution.Bind(Place + 10, Writer);
+  Execution.Bind(Place + 11, Entry.Removed ? 1 : 0);
+  if (Entry.Undoes != 0) {
+    Execution.Bind(Place + 12, static_cast<long long>(Entry.Undoes));
   }
-  if (!Entry.Secret) {
-    Execution.Bind(Place + 11, Entry.To);
+  if (Entry.From && !Entry.Secret) {
+    Execution.Bind(Place + 13, *Entry.From);
+  }
+  if (!Entry.Secret && !Entry.Removed) {
+    Execution.Bind(Place + 14, Entry.To);
   }
 }
 

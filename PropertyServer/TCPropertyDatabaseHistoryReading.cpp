@@ -13,6 +13,15 @@ namespace Property {
 
 namespace {
 
+constexpr char kSelectEntries[] =
+    "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name, "
+    "removed, undoes, parts, history.id FROM history JOIN writer ON writer.id = history.writer ";
+
+// Of a file that is older than those columns, and only checked.
+constexpr char kSelectOlderEntries[] =
+    "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name, "
+    "0, NULL, 0, history.id FROM history JOIN writer ON writer.id = history.writer ";
+
 // Time, user, process and name, from column `First` on.
 TSProvenance ReadOrigin(sqlite3_stmt* Row, int First) {
   TSProvenance Origin;
@@ -39,9 +48,12 @@ TSHistoryEntry ReadEntry(sqlite3_stmt* Row) {
   if (sqlite3_column_type(Row, 5) != SQLITE_NULL) {
     Entry.From = ColumnText(Row, 5);
   }
-  Entry.Secret = sqlite3_column_type(Row, 6) == SQLITE_NULL;
+  Entry.Removed = sqlite3_column_int(Row, 11) == 1;
+  Entry.Secret = Entry.Removed ? !Entry.From : sqlite3_column_type(Row, 6) == SQLITE_NULL;
   Entry.To = ColumnText(Row, 6);
   Entry.Origin = ReadOrigin(Row, 7);
+  Entry.Undoes = static_cast<std::uint64_t>(sqlite3_column_int64(Row, 12));
+  Entry.Parts = static_cast<std::size_t>(sqlite3_column_int64(Row, 13));
   return Entry;
 }
 
@@ -66,6 +78,15 @@ std::size_t SizeOfTexts(TSHistoryEntry const& Entry) {
 
 }  // namespace
 
+long long TCPropertyDatabase::CheckHistory(long long Version) const {
+  long long Entries = 0;
+  VisitHistory(
+      std::numeric_limits<std::size_t>::max(), std::nullopt,
+      [&Entries](TSHistoryEntry const&) { ++Entries; },
+      Version < 6 ? kSelectOlderEntries : nullptr);
+  return Entries;
+}
+
 std::vector<TSHistoryEntry> TCPropertyDatabase::ReadHistory(std::size_t Limit) const {
   std::vector<TSHistoryEntry> Entries;
   VisitHistory(Limit, std::nullopt,
@@ -81,11 +102,12 @@ std::vector<TSHistoryEntry> TCPropertyDatabase::ReadHistory(std::size_t Limit, i
 }
 
 void TCPropertyDatabase::VisitHistory(std::size_t Limit, std::optional<int> Number,
-                                      std::function<void(TSHistoryEntry)> const& Take) const {
-  TCStatement const Statement = Prepare(
-      "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name "
-      "FROM history JOIN writer ON writer.id = history.writer "
-      "WHERE ?1 IS NULL OR number = ?1 ORDER BY history.id DESC LIMIT ?2");
+                                      std::function<void(TSHistoryEntry)> const& Take,
+                                      char const* Select) const {
+  TCStatement const Statement =
+      Prepare((std::string(Select != nullptr ? Select : kSelectEntries) +
+               "WHERE ?1 IS NULL OR number = ?1 ORDER BY history.id DESC LIMIT ?2")
+                  .c_str());
   TCExecution Execution(Statement.get());
   if (Number) {
     Execution.Bind(1, *Number);
@@ -119,9 +141,7 @@ std::optional<TSProvenance> TCPropertyDatabase::Provenance(int Number,
 // What a transaction under way has noted is not there yet.
 TSHistoryPage TCPropertyDatabase::ReadHistory(TSHistoryQuestion const& Question) const {
   TCStatement const Statement = Prepare(
-      "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name, "
-      "history.id FROM history JOIN writer ON writer.id = history.writer "
-      "WHERE history.id < ?1 ORDER BY history.id DESC");
+      (std::string(kSelectEntries) + "WHERE history.id < ?1 ORDER BY history.id DESC").c_str());
   TCExecution Execution(Statement.get());
   Execution.Bind(1, std::min(Question.Before, m_History.LastId + 1));
   TSHistoryPage Page;
@@ -134,7 +154,7 @@ TSHistoryPage TCPropertyDatabase::ReadHistory(TSHistoryQuestion const& Question)
         (Asked && Texts >= TSHistoryQuestion::kMostTexts)) {
       return Page;
     }
-    Page.Next = sqlite3_column_int64(Statement.get(), 11);
+    Page.Next = sqlite3_column_int64(Statement.get(), 14);
     if (Asked) {
       Page.Entries.emplace_back(*Page.Next, ReadEntry(Statement.get()));
       Texts += SizeOfTexts(Page.Entries.back().second);
@@ -145,6 +165,24 @@ TSHistoryPage TCPropertyDatabase::ReadHistory(TSHistoryQuestion const& Question)
   }
   Page.Next.reset();
   return Page;
+}
+
+std::vector<TSHistoryEntry> TCPropertyDatabase::ReadTransaction(std::uint64_t Transaction) const {
+  TCStatement const Statement = Prepare(
+      (std::string(kSelectEntries) + "WHERE turn = ?1 AND history.id <= ?2 ORDER BY history.id")
+          .c_str());
+  TCExecution Execution(Statement.get());
+  Execution.Bind(1, static_cast<long long>(Transaction));
+  Execution.Bind(2, m_History.LastId);
+  std::vector<TSHistoryEntry> Entries;
+  int Result = Execution.Step();
+  for (; Result == SQLITE_ROW; Result = Execution.Step()) {
+    Entries.push_back(ReadEntry(Statement.get()));
+  }
+  if (Result != SQLITE_DONE) {
+    throw Failure("read the history of");
+  }
+  return Entries;
 }
 
 std::map<TCPropertyPlace, std::uint64_t> TCPropertyDatabase::LastTransactions(

@@ -113,6 +113,49 @@ constexpr char const* kMigrations[] = {
          0, turn, time, writer, number, has_link, link, mac, former, present FROM former_history;
        DROP TABLE former_history;
        PRAGMA user_version=5;)",
+    // Of an older entry nobody knows how many values changed with it: parts 0. What a sender's last
+    // mail has led to stands with its number. A pending change is taken back unless it is
+    // confirmed; a value of it without a former text was new.
+    R"(ALTER TABLE history RENAME TO former_history;
+       CREATE TABLE history(
+         id INTEGER PRIMARY KEY,
+         start INTEGER NOT NULL,
+         counted INTEGER NOT NULL,
+         turn INTEGER NOT NULL,
+         parts INTEGER NOT NULL,
+         undoes INTEGER,
+         time INTEGER NOT NULL,
+         writer INTEGER NOT NULL,
+         number INTEGER NOT NULL,
+         has_link INTEGER NOT NULL,
+         link INTEGER NOT NULL,
+         mac TEXT NOT NULL,
+         removed INTEGER NOT NULL,
+         former TEXT,
+         present TEXT) STRICT;
+       INSERT INTO history SELECT id, start, counted, turn, 0, NULL, time, writer, number, has_link,
+         link, mac, 0, former, present FROM former_history;
+       DROP TABLE former_history;
+       ALTER TABLE sender ADD COLUMN outcome INTEGER;
+       ALTER TABLE sender ADD COLUMN refusal TEXT;
+       CREATE TABLE pending(
+         turn INTEGER PRIMARY KEY,
+         time INTEGER NOT NULL,
+         writer INTEGER NOT NULL,
+         granted INTEGER NOT NULL,
+         left INTEGER NOT NULL,
+         boot TEXT NOT NULL,
+         moment INTEGER NOT NULL,
+         noted INTEGER NOT NULL) STRICT;
+       CREATE TABLE pending_value(
+         turn INTEGER NOT NULL,
+         number INTEGER NOT NULL,
+         has_link INTEGER NOT NULL,
+         link INTEGER NOT NULL,
+         mac TEXT NOT NULL,
+         former TEXT,
+         PRIMARY KEY(turn, number, has_link, link, mac)) STRICT, WITHOUT ROWID;
+       PRAGMA user_version=6;)",
 };
 constexpr long long kSchemaVersion = std::size(kMigrations);
 
@@ -404,6 +447,8 @@ void TCPropertyDatabase::PrepareStatements() {
   m_Statements.Insert = Prepare(
       "INSERT INTO property_value(number, has_link, link, mac, data, changed, writer) "
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
+  m_Statements.Remove = Prepare(
+      "DELETE FROM property_value WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4");
   m_Statements.AppendRecent =
       PrepareInsertion("recent_value(number, has_link, link, mac, data, changed, writer)");
   m_Statements.MoveRecent = Prepare(
@@ -418,11 +463,12 @@ void TCPropertyDatabase::PrepareStatements() {
       "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4 "
       "ORDER BY age DESC LIMIT 1) AS newest JOIN writer ON writer.id = newest.writer");
   m_Statements.LastMail = Prepare(
-      "SELECT last_mail FROM sender WHERE identity = ?2 AND user IN (?1, -1) "
+      "SELECT last_mail, outcome, refusal FROM sender WHERE identity = ?2 AND user IN (?1, -1) "
       "ORDER BY user DESC LIMIT 1");
   m_Statements.RememberMail = Prepare(
-      "INSERT INTO sender(user, identity, last_mail, turn) VALUES(?1, ?2, ?3, ?4) "
-      "ON CONFLICT DO UPDATE SET last_mail = ?3, turn = ?4");
+      "INSERT INTO sender(user, identity, last_mail, turn, outcome, refusal) "
+      "VALUES(?1, ?2, ?3, ?4, ?5, ?6) "
+      "ON CONFLICT DO UPDATE SET last_mail = ?3, turn = ?4, outcome = ?5, refusal = ?6");
   m_Statements.KeepSender =
       Prepare("UPDATE sender SET turn = ?3 WHERE user = ?1 AND identity = ?2");
   // The last sender of each user comes before the last but one of any, so that no user's many
@@ -439,10 +485,11 @@ void TCPropertyDatabase::PrepareStatements() {
   m_Statements.ForgetWriters = Prepare(
       "DELETE FROM writer WHERE (SELECT count(*) FROM writer) > 10000 AND id NOT IN "
       "(SELECT writer FROM history UNION SELECT writer FROM recent_value UNION "
+      "SELECT writer FROM pending UNION "
       "SELECT writer FROM property_value WHERE writer IS NOT NULL)");
   m_Statements.AppendHistory = PrepareInsertion(
-      "history(number, has_link, link, mac, id, start, counted, turn, time, writer, former, "
-      "present)");
+      "history(number, has_link, link, mac, id, start, counted, turn, parts, time, writer, "
+      "removed, undoes, former, present)");
   // The oldest come first, and what is too old in any way has only such before it: so a beginning
   // goes.
   m_Statements.TrimHistory = Prepare(

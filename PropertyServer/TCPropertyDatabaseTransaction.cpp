@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
 #include <tuple>
 #include <utility>
 
@@ -48,12 +49,39 @@ TCPropertyDatabase::TCTransaction::~TCTransaction() {
   Undo();
 }
 
+void TCPropertyDatabase::TCTransaction::Put(std::vector<TSValueToStore> const& Values) {
+  RequireOpen();
+  auto const IsKept = [](TSValueToStore const& Value) { return !Value.Record->Removed; };
+  if (std::all_of(Values.begin(), Values.end(), IsKept)) {
+    PutValues(Values);
+    return;
+  }
+  std::vector<TSValueToStore> Kept;
+  std::copy_if(Values.begin(), Values.end(), std::back_inserter(Kept), IsKept);
+  PutValues(Kept);
+  if (m_RecentSize > 0) {
+    MoveRecent();  // nothing newer than what is removed is left behind
+  }
+  for (TSValueToStore const& Value : Values) {
+    if (Value.Record->Removed) {
+      Remove(*Value.Record);
+    }
+  }
+}
+
+void TCPropertyDatabase::TCTransaction::Remove(TSPropertyRecord const& Record) {
+  TCExecution Execution(m_Database.m_Statements.Remove.get());
+  BindKey(Execution, 1, Record.Number, Record.Link, TextOf(Record.MAC));
+  if (Execution.Step() != SQLITE_DONE) {
+    Fail("remove " + DescribeRows(Record.Number, 1) + " from");
+  }
+}
+
 // Values that change together lie far apart among all others: a page of the file for nearly each of
 // them. So they are first put one after the other into a table of their own, a few pages in all,
 // and from there to their places when it is full. A transaction that fills it has many values: the
 // rest of them goes to its places at once, where it would soon be moved to.
-void TCPropertyDatabase::TCTransaction::Put(std::vector<TSValueToStore> const& Values) {
-  RequireOpen();
+void TCPropertyDatabase::TCTransaction::PutValues(std::vector<TSValueToStore> const& Values) {
   auto Rest = Values.begin();
   while (Rest != Values.end() && TakeAsRecent(*Rest)) {
     ++Rest;
@@ -151,12 +179,17 @@ long long TCPropertyDatabase::TCTransaction::FindOrAddWriter(TSProvenance const&
 
 // Nothing that a failure says names the sender: its identity is a secret.
 void TCPropertyDatabase::TCTransaction::RememberMail(TSNorvSenderKey const& Sender,
-                                                     std::uint64_t Number) {
+                                                     std::uint64_t Number,
+                                                     TSMailOutcome const& Outcome) {
   RequireOpen();
   TCExecution Execution(m_Database.m_Statements.RememberMail.get());
   BindSender(Execution, Sender);
   Execution.Bind(3, static_cast<long long>(Number));
   Execution.Bind(4, ++m_Database.m_SenderTurn);
+  Execution.Bind(5, static_cast<long long>(Outcome.Transaction));
+  if (Outcome.Refusal) {
+    Execution.Bind(6, *Outcome.Refusal);
+  }
   if (Execution.Step() != SQLITE_DONE) {
     Fail("remember the last mail of a sender in");
   }
@@ -195,6 +228,10 @@ void TCPropertyDatabase::TCTransaction::SetMeta(std::string const& Name, std::ui
   if (Execution.Step() != SQLITE_DONE) {
     Fail("set the counter " + Name + " in");
   }
+}
+
+void TCPropertyDatabase::TCTransaction::CountTransaction(std::uint64_t Transaction) {
+  m_LastTransaction = std::max(m_LastTransaction, Transaction);
 }
 
 void TCPropertyDatabase::TCTransaction::Commit() {

@@ -17,6 +17,12 @@ namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCPropertyServer";
 
+// What the server does by itself comes from nobody.
+TSNorvReceivedMail NewOwnMail() {
+  TSNorvMailSender const Nobody;
+  return {Nobody, 0, {Norv_ControlMail, 0, 0, TCNorvMailBody::Empty()}};
+}
+
 }  // namespace
 
 TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database,
@@ -32,14 +38,21 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
       m_Requests(m_Values),
       m_ServerRequests(
           m_Configuration, [this] { return get_Status(); }, [this] { return Copy(); }),
-      m_ControlRequests(m_Configuration, m_Values, Database),
       m_Taken(Database, [&Router] { return Router.get_Senders(); }),
       m_SecretTexts(Database),
       m_LastTransaction(Database.get_LastTransaction()),
       m_Queue(
           Database, m_Taken, Router.get_Event(), Durability,
           [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
-          [this](bool Failing, char const* Reason) { OnTrouble(Failing, Reason); }) {
+          [this](bool Failing, char const* Reason) { OnTrouble(Failing, Reason); }),
+      m_Rules(m_Configuration),
+      m_Pending(Database, Router.get_Event(),
+                [this](TSPendingChange const& Change) { return TakeBack(Change); }),
+      m_ControlMails(
+          m_Configuration, m_Rules, Database, m_Pending,
+          [this](TCPropertyPlace const& Place) { return FindNewest(Place); },
+          [this] { return m_Queue.get_WaitingCount() == 0 || m_Queue.Commit(); }),
+      m_ControlRequests(m_Configuration, m_Values, Database, m_Pending) {
   m_Database.LoadAll([this](TSPropertyRecord Record) { m_Values.Load(std::move(Record)); });
   m_SecretTexts.SetSecrets(m_Configuration->get_Secrets());
   Open();
@@ -90,6 +103,20 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
     return;
   }
   RequireRoom();
+  TSTakenMail Taken(Mail);
+  if (TCControlMails::IsKnown(Mail.Content)) {
+    m_ControlMails.Decide(Taken);
+  } else {
+    DecideChange(Taken);
+  }
+  if (Taken.Refused) {
+    LogRefusal(Mail.Sender, Taken.Outcome.Refusal.value_or(std::string()));
+  }
+  Take(std::move(Taken));
+}
+
+void TCPropertyServer::DecideChange(TSTakenMail& Taken) {
+  TSNorvReceivedMail const& Mail = Taken.Mail;
   if (!IsPropertyMail(Mail.Content, PropertyProtocol::kChange)) {
     throw TCException(kSource, __LINE__)
         .Format("%s v%d %s %d is no change of properties",
@@ -97,18 +124,48 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
                 TCNorvMessage::SignalTypename(Mail.Content.SignalType).c_str(),
                 Mail.Content.SignalName);
   }
-  TSTakenMail Taken{Mail, m_Records.ReadAll(Mail.Content), false, false, {}, {}};
+  Taken.Changes = m_Records.ReadAll(Mail.Content);
   m_Trace.Print("received", Mail.Sender, Mail.Content, *m_Configuration);
-  std::string const Reason = ReasonToRefuse(Mail.Sender, Taken.Changes);
+  std::string Reason = m_Rules.ReasonAgainst(Mail.Sender, Taken.Changes);
   if (!Reason.empty()) {
-    Refuse(Taken, Reason);
+    MarkRefused(Taken, std::move(Reason));
   }
-  Take(std::move(Taken));
 }
 
-void TCPropertyServer::Refuse(TSTakenMail& Mail, std::string const& Reason) {
+// The time of a change is over. False when that has to wait.
+bool TCPropertyServer::TakeBack(TSPendingChange const& Change) {
+  auto const Transaction = static_cast<unsigned long long>(Change.Transaction);
+  try {
+    TSTakenMail Taken(NewOwnMail());
+    if (!m_ControlMails.TakeBack(Change, Taken)) {
+      return false;
+    }
+    Take(std::move(Taken));
+  } catch (std::exception const& Failure) {
+    LogIfPossible([&] {
+      SyslogError("Transaction %llu was not confirmed and can not be taken back yet: %s",
+                  Transaction, Failure.what());
+    });
+    return false;
+  }
+  LogIfPossible([&] {
+    SyslogWarning(
+        "Transaction %llu of %s (process %d, user %u) was not confirmed in time: what "
+        "stood before it stands again",
+        Transaction, Change.Origin.ProcessName.c_str(), static_cast<int>(Change.Origin.Process),
+        Change.Origin.User);
+  });
+  return true;
+}
+
+// It changes nothing, and leaves nothing pending.
+void TCPropertyServer::MarkRefused(TSTakenMail& Mail, std::string Reason) {
   Mail.Refused = true;
-  LogRefusal(Mail.Mail.Sender, Reason);
+  Mail.Outcome.Refusal = std::move(Reason);
+  Mail.Effects.reset();
+  if (TCControlMails::IsKnown(Mail.Mail.Content)) {
+    Mail.Changes.clear();  // its sender holds nothing that would have to be restored
+  }
 }
 
 void TCPropertyServer::LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason) {
@@ -125,7 +182,9 @@ void TCPropertyServer::LogRefusal(TSNorvMailSender const& Sender, std::string co
 void TCPropertyServer::OnRefused(TSNorvReceivedMail const& Mail) {
   if (!IsRepeated(Mail)) {
     RequireRoom();
-    Take({Mail, {}, true, false, {}, {}});
+    TSTakenMail Taken(Mail);
+    MarkRefused(Taken, "it can not be read");
+    Take(std::move(Taken));
   }
 }
 
@@ -158,49 +217,28 @@ bool TCPropertyServer::IsRepeated(TSNorvReceivedMail const& Mail) {
   return true;
 }
 
-// Empty when nothing forbids the change.
-std::string TCPropertyServer::ReasonToRefuse(TSNorvMailSender const& Sender,
-                                             std::vector<TSPropertyRecord> const& Changes) const {
-  TSServerLimits const& Limits = m_Configuration->get_Limits();
-  std::size_t Bytes = 0;
-  for (TSPropertyRecord const& Change : Changes) {
-    if (!m_Configuration->MayWrite(Sender, Change.Number)) {
-      return "user " + std::to_string(Sender.User) + " may not write property " +
-             std::to_string(Change.Number);
-    }
-    if (Change.Data.size() > Limits.ValueBytes) {
-      return "property " + std::to_string(Change.Number) + " has " +
-             std::to_string(Change.Data.size()) + " bytes, at most " +
-             std::to_string(Limits.ValueBytes) + " are allowed (value_bytes)";
-    }
-    Bytes += Change.Data.size();
-  }
-  if (Bytes > Limits.MailBytes) {
-    return "the values have " + std::to_string(Bytes) + " bytes, at most " +
-           std::to_string(Limits.MailBytes) + " are allowed in one mail (mail_bytes)";
-  }
-  return std::string();
-}
-
 void TCPropertyServer::Take(TSTakenMail Taken) {
   TSNorvMailSender const& Sender = Taken.Mail.Sender;
   Taken.Origin = {CurrentTime(), Sender.User, Sender.Process, Sender.ProcessName};
   if (!Taken.Refused) {
     TCTexts const Former = FindNewest(Taken.Changes);
     Taken.Growth = GrowthBy(Taken.Changes, Former);
-    std::string const Reason =
+    std::string Reason =
         m_Quota.ReasonAgainst(Taken.Growth, m_Values.get_Count(), m_Configuration->get_Limits());
-    if (Reason.empty()) {
+    if (!Reason.empty() && Taken.HasSender()) {
+      LogRefusal(Sender, Reason);
+      MarkRefused(Taken, std::move(Reason));
+    } else if (!Taken.Changes.empty()) {
+      Taken.Outcome.Transaction = ++m_LastTransaction;
       Taken.History = HistoryOf(Taken, Former);
-    } else {
-      Refuse(Taken, Reason);
     }
   }
   Queue(std::move(Taken));
 }
 
 void TCPropertyServer::Queue(TSTakenMail Taken) {
-  TSTakenMail& Waiting = m_Queue.Add(std::move(Taken));
+  TSTakenMail& Waiting =
+      Taken.Effects ? AddWithEffects(std::move(Taken)) : m_Queue.Add(std::move(Taken));
   if (!Waiting.Refused) {
     m_Quota.Wait(Waiting.Growth);
     m_SecretTexts.OnSet(Waiting.Changes);
@@ -209,6 +247,29 @@ void TCPropertyServer::Queue(TSTakenMail Taken) {
     TakeEffectAtOnce(Waiting);
   }
   m_Queue.CommitIfMuch();
+}
+
+// From now on others see the change wait, or wait no longer; on the disk that comes with the mail.
+TSTakenMail& TCPropertyServer::AddWithEffects(TSTakenMail Taken) {
+  TSControlEffects& Effects = *Taken.Effects;
+  if (Taken.Changes.empty()) {
+    Effects.Pending.reset();  // nothing would be taken back
+  }
+  if (Effects.Pending) {
+    Effects.Pending->Transaction = Taken.Outcome.Transaction;
+    Effects.Pending->Origin = Taken.Origin;
+    m_Pending.Add(*Effects.Pending, Effects.Former);
+  }
+  std::uint64_t const Transaction = Taken.Outcome.Transaction;
+  std::uint64_t const Settled = Effects.Settles;
+  try {
+    TSTakenMail& Waiting = m_Queue.Add(std::move(Taken));
+    m_Pending.Settle(Settled);
+    return Waiting;
+  } catch (...) {
+    m_Pending.Settle(Transaction);
+    throw;
+  }
 }
 
 // A mail that can not, and all behind it, take effect with the commit, in order. A value that
@@ -234,15 +295,14 @@ std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken
   std::vector<TSHistoryEntry> History;
   std::uint64_t const Kept =
       std::min<std::uint64_t>(m_Configuration->get_History().Entries, Taken.Changes.size());
-  if (Kept == 0) {
-    return History;
-  }
-  ++m_LastTransaction;
   History.reserve(Kept);  // the rest would be forgotten at once
   for (std::size_t Index = Taken.Changes.size() - Kept; Index < Taken.Changes.size(); ++Index) {
     TSPropertyRecord const& Change = Taken.Changes[Index];
     TSHistoryEntry Entry;
-    Entry.Transaction = m_LastTransaction;
+    Entry.Transaction = Taken.Outcome.Transaction;
+    Entry.Parts = Taken.Changes.size();
+    Entry.Undoes = Taken.Effects ? Taken.Effects->Undoes : 0;
+    Entry.Removed = Change.Removed;
     Entry.Origin = Taken.Origin;
     Entry.Number = Change.Number;
     Entry.Link = Change.Link;
@@ -271,8 +331,8 @@ TCPropertyServer::TCTexts TCPropertyServer::FindNewest(
 
 // What the value will be once everything that waits is stored.
 std::string const* TCPropertyServer::FindNewest(TCPropertyPlace const& Place) const {
-  if (std::string const* const Waiting = m_Queue.Find(Place)) {
-    return Waiting;
+  if (TSPropertyRecord const* const Waiting = m_Queue.Find(Place)) {
+    return Waiting->Removed ? nullptr : &Waiting->Data;
   }
   return m_Values.Find(Place);
 }
@@ -286,17 +346,19 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
     Published.Body = m_Values.EncodeChanges(Taken.Changes);
     m_Values.Set(Taken.Changes);
   }
+  bool const Control = Taken.Mail.Content.MailClass == Norv_ControlMail;
   if (!Taken.Changes.empty()) {
     m_Trace.Print(Taken.Refused ? "restored" : "published", Taken.Mail.Sender, Published,
                   *m_Configuration);
     if (Taken.Refused) {
       Restore(Taken.Mail, Published);
     } else {
-      Publish(Published, Taken.Mail);
+      // The sender of a control mail does not hold what it has led to.
+      Publish(Published, Control ? NewOwnMail() : Taken.Mail);
     }
   }
   m_Taken.TakeEffect(Taken.Mail.Sender, Taken.Mail.Number);
-  if (Taken.Refused && Taken.Changes.empty()) {
+  if (Taken.Refused && Taken.Changes.empty() && !Control) {
     m_Router.BringUpToDate(Taken.Mail.Sender.get_Key());  // what it has changed is not known
   }
   if (!Taken.Refused) {
@@ -315,7 +377,9 @@ void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
   m_EffectsWait = m_Queue.IsAnyWithoutEffect();
   std::map<TSNorvSenderKey, TSNorvReceivedMail const*> Last;
   for (TSTakenMail const& Taken : Stored) {
-    Last[Taken.Mail.Sender] = &Taken.Mail;
+    if (Taken.HasSender()) {
+      Last[Taken.Mail.Sender] = &Taken.Mail;
+    }
   }
   for (auto const& [Sender, Mail] : Last) {
     Acknowledge(*Mail);

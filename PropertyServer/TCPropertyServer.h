@@ -11,9 +11,12 @@
 
 #include "Platform/Messaging/TCNorvService.h"
 #include "Platform/Messaging/TCRouterUser.h"
+#include "PropertyServer/TCChangeRules.h"
 #include "PropertyServer/TCCommitQueue.h"
+#include "PropertyServer/TCControlMails.h"
 #include "PropertyServer/TCControlRequests.h"
 #include "PropertyServer/TCMailTrace.h"
+#include "PropertyServer/TCPendingChanges.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyRequests.h"
 #include "PropertyServer/TCPropertyValues.h"
@@ -78,12 +81,13 @@ class TCPropertyServer : public TCNorvService {
   void Configure();
   void RequireRoom() const;
   bool IsRepeated(TSNorvReceivedMail const& Mail);
-  std::string ReasonToRefuse(TSNorvMailSender const& Sender,
-                             std::vector<TSPropertyRecord> const& Changes) const;
-  void Refuse(TSTakenMail& Mail, std::string const& Reason);
+  void DecideChange(TSTakenMail& Taken);
+  bool TakeBack(TSPendingChange const& Change);
+  static void MarkRefused(TSTakenMail& Mail, std::string Reason);
   void LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason);
   void Take(TSTakenMail Taken);
   void Queue(TSTakenMail Taken);
+  TSTakenMail& AddWithEffects(TSTakenMail Taken);
   std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken, TCTexts const& Former);
   TCTexts FindNewest(std::vector<TSPropertyRecord> const& Changes) const;
   std::string const* FindNewest(TCPropertyPlace const& Place) const;
@@ -103,7 +107,6 @@ class TCPropertyServer : public TCNorvService {
   TCPropertyValues m_Values;
   TCPropertyRequests m_Requests;
   TCServerRequests const m_ServerRequests;
-  TCControlRequests const m_ControlRequests;
   TCValueQuota m_Quota;
   TCTakenMails m_Taken;
   TCSecretTexts m_SecretTexts;
@@ -114,6 +117,10 @@ class TCPropertyServer : public TCNorvService {
   std::uint64_t m_RefusedMails = 0;
   std::uint64_t m_TakenMails = 0;
   TCCommitQueue m_Queue;
+  TCChangeRules const m_Rules;
+  TCPendingChanges m_Pending;
+  TCControlMails const m_ControlMails;
+  TCControlRequests const m_ControlRequests;
 };
 
 }  // namespace Property

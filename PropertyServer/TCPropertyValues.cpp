@@ -19,10 +19,22 @@ void TCPropertyValues::Set(std::vector<TSPropertyRecord> const& Changes) {
   m_All.Drop();
   m_Whole.Drop();
   for (TSPropertyRecord const& Change : Changes) {
+    if (Change.Removed) {
+      Remove(PlaceOf(Change));
+      continue;
+    }
     std::string& Value = m_Values[PlaceOf(Change)];
     auto const Former = static_cast<std::int64_t>(Value.size());
     Value = Change.Data;
     m_Bytes += static_cast<std::int64_t>(Value.size()) - Former;
+  }
+}
+
+void TCPropertyValues::Remove(TCPropertyPlace const& Place) {
+  auto const Value = m_Values.find(Place);
+  if (Value != m_Values.end()) {
+    m_Bytes -= static_cast<std::int64_t>(Value->second.size());
+    m_Values.erase(Value);
   }
 }
 
@@ -98,7 +110,11 @@ TCPropertyValues::TCBody TCPropertyValues::EncodeChanges(
     std::vector<TSPropertyRecord> const& Changes) {
   TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
   for (TSPropertyRecord const& Change : Changes) {
-    m_Records.Append(Writer, PlaceOf(Change), Change.Data, false);
+    if (Change.Removed) {
+      m_Records.AppendRemoved(Writer, PlaceOf(Change));
+    } else {
+      m_Records.Append(Writer, PlaceOf(Change), Change.Data, false);
+    }
   }
   return Writer.Finish();
 }
@@ -111,8 +127,8 @@ TCPropertyValues::TCBody TCPropertyValues::SelectReadable(TSNorvMailSender const
   std::vector<bool> Readable;
   for (int Index = 0; Index < Body->get_Count(); ++Index) {
     TCNorvPropertyObject::TCRecord const& Part = m_Records.Decode(Body->get_Record(Index));
-    // What has no data tells of nothing but the reader's own refused change.
-    Readable.push_back(!Part.m_Data.IsAssigned() || m_Configuration->MayRead(Reader, Part.m_ID));
+    bool const Own = !Part.m_Data.IsAssigned() && Part.m_Loaded.IsAssigned();  // a refused change
+    Readable.push_back(Own || m_Configuration->MayRead(Reader, Part.m_ID));
   }
   auto const Count = std::count(Readable.begin(), Readable.end(), true);
   if (Count == 0) {

@@ -58,6 +58,7 @@ class TCPropertyValues {
   TCBody SelectReadable(TSNorvMailSender const& Reader, TCBody const& Body);
 
  private:
+  void Remove(TCPropertyPlace const& Place);
   void AppendReadable(TCNorvMailBody::TCWriter& Writer, TSNorvMailSender const& Reader,
                       std::function<bool(TCMACAddress const&)> const& IsWanted);
 

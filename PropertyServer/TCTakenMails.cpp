@@ -41,10 +41,12 @@ void TCTakenMails::TakeEffect(TSNorvSenderKey const& Sender, std::uint64_t Numbe
   }
 }
 
-void TCTakenMails::Remember(TCPropertyDatabase::TCTransaction& Transaction,
-                            TCNumbers const& Stored) {
+void TCTakenMails::Remember(TCPropertyDatabase::TCTransaction& Transaction, TCNumbers const& Stored,
+                            TCOutcomes const& Outcomes) {
   for (auto const& [Sender, Number] : Stored) {
-    Transaction.RememberMail(Sender, Number);
+    auto const Outcome = Outcomes.find(Sender);
+    Transaction.RememberMail(Sender, Number,
+                             Outcome != Outcomes.end() ? *Outcome->second : TSMailOutcome());
   }
   m_Forgetting = m_New >= kForgetAfter;
   if (m_Forgetting) {

@@ -27,6 +27,7 @@ class TCTakenMails {
   /// Those whose mails may still come again.
   using TCConnected = std::function<std::vector<TSNorvSenderKey>()>;
   using TCNumbers = std::map<TSNorvSenderKey, std::uint64_t>;
+  using TCOutcomes = std::map<TSNorvSenderKey, TSMailOutcome const*>;
 
   static constexpr std::size_t kRemembered = 10000;   // beside the connected ones
   static constexpr std::size_t kForgetAfter = 1000;   // new ones
@@ -49,9 +50,10 @@ class TCTakenMails {
   void Wait(TSNorvSenderKey const& Sender, std::uint64_t Number);
   /// One that was taken is in effect.
   void TakeEffect(TSNorvSenderKey const& Sender, std::uint64_t Number) noexcept;
-  /// Has `Stored` remembered with what else `Transaction` stores; from time to time old senders are
-  /// forgotten. Throws TCException as the transaction does.
-  void Remember(TCPropertyDatabase::TCTransaction& Transaction, TCNumbers const& Stored);
+  /// Has `Stored` remembered, and what they have led to, with what else `Transaction` stores; from
+  /// time to time old senders are forgotten. Throws TCException as the transaction does.
+  void Remember(TCPropertyDatabase::TCTransaction& Transaction, TCNumbers const& Stored,
+                TCOutcomes const& Outcomes = TCOutcomes());
   /// That transaction is on the disk.
   void OnStored(TCNumbers const& Stored) noexcept;
 

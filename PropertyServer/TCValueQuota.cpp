@@ -16,7 +16,7 @@ TSValueCount GrowthBy(std::vector<TSPropertyRecord> const& Changes,
   TSValueCount Growth;
   for (std::size_t Index = 0; Index < Changes.size(); ++Index) {
     std::string const* const Before = Former[Index];
-    Growth.Values += Before == nullptr ? 1 : 0;
+    Growth.Values += (Changes[Index].Removed ? 0 : 1) - (Before == nullptr ? 0 : 1);
     Growth.Bytes += static_cast<std::int64_t>(Changes[Index].Data.size());
     Growth.Bytes -= Before == nullptr ? 0 : static_cast<std::int64_t>(Before->size());
   }

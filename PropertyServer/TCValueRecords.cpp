@@ -96,6 +96,13 @@ void TCValueRecords::AppendNone(TCNorvMailBody::TCWriter& Writer, TCPropertyPlac
   Record.Encode(Writer);
 }
 
+void TCValueRecords::AppendRemoved(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place) {
+  TCNorvPropertyObject::TCRecord& Record = Fill(Place, std::string(), false);
+  Record.m_Data.Unassign();
+  Record.m_Loaded.Unassign();
+  Record.Encode(Writer);
+}
+
 void TCValueRecords::AppendWhole(TCNorvMailBody::TCWriter& Writer) {
   TCNorvPropertyObject::TCRecord().Encode(Writer);
 }

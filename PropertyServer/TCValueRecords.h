@@ -32,6 +32,8 @@ class TCValueRecords {
   /// The same for a value that is not held and for one that the receiver may not read: it is not
   /// told which exist.
   void AppendNone(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place);
+  /// A value that there was, and is no longer, for everybody who may read it.
+  void AppendRemoved(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place);
   /// The beginning of the whole: what does not follow it is not held, or not for the reader.
   static void AppendWhole(TCNorvMailBody::TCWriter& Writer);
 

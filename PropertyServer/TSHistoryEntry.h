@@ -4,6 +4,7 @@
 
 #include <sys/types.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -31,6 +32,9 @@ struct TSHistoryEntry {
   bool Secret = false;              ///< then neither value is kept
   std::optional<std::string> From;  ///< nothing: the server held no value
   std::string To;
+  bool Removed = false;      ///< then it has no value any more
+  std::uint64_t Undoes = 0;  ///< the transaction that is taken back; 0 for none
+  std::size_t Parts = 0;     ///< values of the whole transaction; 0: not noted, as in former times
 };
 
 }  // namespace Property

@@ -17,6 +17,7 @@ struct TSPropertyRecord {
   Accessories::TCRecordID Link;
   TCMACAddress MAC;
   std::string Data;
+  bool Removed = false;  ///< of a change: there is to be no value
 };
 
 /// What a value belongs to. Ordered by number, link (null first) and MAC (empty first).

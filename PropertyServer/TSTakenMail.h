@@ -2,24 +2,44 @@
 // A mail that the property server has decided on.
 #pragma once
 
+#include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyServer/TCValueQuota.h"
 #include "PropertyServer/TSHistoryEntry.h"
+#include "PropertyServer/TSMailOutcome.h"
+#include "PropertyServer/TSPendingChange.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
 namespace Property {
 
-/// What a mail changes, or asked to change when it was refused.
+/// What is stored with a mail beside its values and their history.
+struct TSControlEffects {
+  std::uint64_t Undoes = 0;                ///< the transaction that is taken back; 0 for none
+  std::optional<TSPendingChange> Pending;  ///< the change waits for its confirmation
+  std::vector<TSPropertyRecord> Former;    ///< what stands again without it
+  std::uint64_t Settles = 0;               ///< the change that waits no longer; 0 for none
+};
+
+/// What a mail changes, or asked to change when it was refused. One without a number was sent by
+/// nobody: the server makes the change by itself.
 struct TSTakenMail {
+  explicit TSTakenMail(TSNorvReceivedMail Received) : Mail(std::move(Received)) {}
+
   TSNorvReceivedMail Mail;
   std::vector<TSPropertyRecord> Changes;
   bool Refused = false;
   bool InEffect = false;  ///< everybody has been told
   TSProvenance Origin;
   std::vector<TSHistoryEntry> History;
-  TSValueCount Growth = {};
+  TSValueCount Growth;
+  TSMailOutcome Outcome;
+  std::shared_ptr<TSControlEffects> Effects;  ///< null for none, as of usual changes
+
+  bool HasSender() const { return Mail.Number != 0; }
 };
 
 }  // namespace Property

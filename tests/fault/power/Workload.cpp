@@ -11,6 +11,7 @@
 using Accessories::TCRecordID;
 using Property::TCPropertyDatabase;
 using Property::TSHistoryEntry;
+using Property::TSPendingChange;
 using Property::TSPropertyRecord;
 using Property::TSProvenance;
 using Property::TSValueToStore;
@@ -47,7 +48,40 @@ TSPropertyRecord RecordOf(int Turn, int Index) {
   std::size_t const Length = (Turn + Index) % 40 == 0 ? 3000 : static_cast<std::size_t>(Turn % 60);
   return {Number, Number % 2 == 0 ? TCRecordID() : TCRecordID(Turn % 4),
           Number % 5 == 0 ? TCMACAddress("00:11:22:AA:BB:CC") : TCMACAddress(),
-          std::to_string(Turn) + std::string(Length, 'x')};
+          std::to_string(Turn) + std::string(Length, 'x'), Turn % 10 == 3 && Index == 0};
+}
+
+TSPendingChange PendingOf(int Turn) {
+  TSPendingChange Change;
+  Change.Transaction = static_cast<std::uint64_t>(Turn);
+  Change.Origin = OriginOf(Turn);
+  Change.Granted = Change.Left = 1000 + Turn;
+  Change.Noted = {"run " + std::to_string(Turn), Turn, TimeOf(Turn)};
+  return Change;
+}
+
+// A change waits for two turns, is noted again, and is settled after two more.
+void FillPending(TCPropertyDatabase::TCTransaction& Transaction, int Turn) {
+  if (Turn % 8 == 1) {
+    Transaction.AddPending(PendingOf(Turn));
+    Transaction.AddFormer(static_cast<std::uint64_t>(Turn),
+                          {RecordOf(Turn + 3, 0), RecordOf(Turn + 2, 1)});
+  } else if (Turn % 8 == 3) {
+    TSPendingChange Change = PendingOf(Turn - 2);
+    Change.Left = 500;
+    Transaction.NotePending(Change);
+  } else if (Turn % 8 == 5) {
+    Transaction.SettlePending(static_cast<std::uint64_t>(Turn - 4));
+  }
+}
+
+Property::TSMailOutcome OutcomeOf(int Turn) {
+  Property::TSMailOutcome Outcome;
+  Outcome.Transaction = static_cast<std::uint64_t>(Turn);
+  if (Turn % 4 == 0) {
+    Outcome.Refusal = "reason " + std::to_string(Turn);
+  }
+  return Outcome;
 }
 
 void Append(std::string& Text, TSProvenance const& Origin) {
@@ -68,11 +102,13 @@ void Workload::Fill(TCPropertyDatabase::TCTransaction& Transaction, int Turn) {
     Values.push_back({&Record, &Origin});
     History.push_back(&Entries.emplace_back(
         TSHistoryEntry{static_cast<std::uint64_t>(Turn), Origin, Record.Number, Record.Link,
-                       Record.MAC, Record.Number == 3, std::nullopt, Record.Data}));
+                       Record.MAC, Record.Number == 3, std::nullopt, Record.Data, Record.Removed,
+                       static_cast<std::uint64_t>(Turn / 7), Records.size()}));
   }
   Transaction.Put(Values);
   Transaction.NoteHistory(History, kHistoryLimits, TimeOf(Turn));
-  Transaction.RememberMail(SenderOf(Turn), static_cast<std::uint64_t>(Turn));
+  Transaction.RememberMail(SenderOf(Turn), static_cast<std::uint64_t>(Turn), OutcomeOf(Turn));
+  FillPending(Transaction, Turn);
   if (Turn % 20 == 0) {
     Transaction.ForgetSenders(kSenders - 2, {});
   }
@@ -89,11 +125,23 @@ std::string Workload::Dump(TCPropertyDatabase const& Database) {
   for (TSHistoryEntry const& Entry :
        Database.ReadHistory(std::numeric_limits<std::size_t>::max())) {
     Text += std::to_string(Entry.Transaction) + ": " + std::to_string(Entry.Number) + "=" +
-            (Entry.Secret ? "(secret)" : Entry.To);
+            (Entry.Secret ? "(secret)" : Entry.To) + (Entry.Removed ? " removed " : " ") +
+            std::to_string(Entry.Undoes) + " " + std::to_string(Entry.Parts);
     Append(Text, Entry.Origin);
   }
   for (int Sender = 0; Sender < kSenders; ++Sender) {
-    Text += std::to_string(Database.LastMail(SenderOf(Sender))) + " ";
+    Property::TSLastMail const Last = Database.FindLastMail(SenderOf(Sender));
+    Text += std::to_string(Last.Number) + " " + std::to_string(Last.Outcome.Transaction) + " " +
+            Last.Outcome.Refusal.value_or("taken") + " ";
+  }
+  for (TSPendingChange const& Change : Database.ReadPending()) {
+    Text += "pending " + std::to_string(Change.Transaction) + " " + std::to_string(Change.Left) +
+            " " + Change.Noted.Boot;
+    Append(Text, Change.Origin);
+    for (TSPropertyRecord const& Former : Database.ReadFormer(Change.Transaction)) {
+      Text +=
+          std::to_string(Former.Number) + (Former.Removed ? " none\n" : "=" + Former.Data + "\n");
+    }
   }
   return Text + std::to_string(Database.get_LastTransaction());
 }

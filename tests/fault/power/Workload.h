@@ -10,8 +10,9 @@
 namespace Workload {
 
 /// Begins transaction number `Turn` of the workload and makes its changes, short of committing.
-/// One changes a few values or many, appends to the history and trims it, remembers senders and
-/// forgets others.
+/// One changes a few values or many, removes some, appends to the history and trims it, remembers
+/// senders and what became of their mails, forgets others, and leaves changes pending or settles
+/// them.
 void Fill(Property::TCPropertyDatabase::TCTransaction& Transaction, int Turn);
 
 /// Few enough bytes of recent values that they are moved again and again.

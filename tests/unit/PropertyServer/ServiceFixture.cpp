@@ -71,6 +71,14 @@ std::string TPropertyProxy::Ask(TSNorvMailContent const& Request) {
                                                                      : "refused";
 }
 
+std::optional<TSNorvMailContent> TPropertyProxy::AskFor(TSNorvMailContent const& Request) {
+  TCNorvMessage Mail(Request);
+  if (!SendAndWait(PropertyMailbox(), Mail, kPatienceMilliseconds)) {
+    return std::nullopt;
+  }
+  return Mail.get_Content();
+}
+
 void TPropertyProxy::Subscribe() {
   Ask(RequestAll(1));
   ConnectService(Norv_PropertyMail, 3, false);

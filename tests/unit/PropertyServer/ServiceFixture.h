@@ -44,6 +44,8 @@ class TPropertyProxy : public TCNorvServiceProxy {
   void Send(TSNorvMailContent const& Mail) const;
   /// The text of the answer, or "refused".
   std::string Ask(TSNorvMailContent const& Request);
+  /// The answer to a request; nothing when it is refused.
+  std::optional<TSNorvMailContent> AskFor(TSNorvMailContent const& Request);
   /// Subscribes after a first answer, as a store does.
   void Subscribe();
   /// Whether everything sent was acknowledged, now or within the test's patience.

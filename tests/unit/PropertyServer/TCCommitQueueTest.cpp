@@ -53,8 +53,7 @@ struct CommitQueue : DatabaseFixture {
 
   // A mail that gives the properties from 1 to `Count` the value `Data`.
   static TSTakenMail Mail(std::uint64_t Number, int Count, std::string const& Data) {
-    TSTakenMail Taken{
-        {{}, Number, {Norv_Mail(), 2, 3, TCNorvMailBody::Empty()}}, {}, false, false, {}, {}};
+    TSTakenMail Taken({{}, Number, {Norv_Mail(), 2, 3, TCNorvMailBody::Empty()}});
     Taken.Mail.Sender.User = kUser;
     Taken.Mail.Sender.Identity = "sender";
     for (int Property = 1; Property <= Count; ++Property) {
@@ -142,7 +141,7 @@ TEST_F(CommitQueue, KnowsTheValuesThatWait) {
   m_Queue->Add(Mail(1, 1, "first"));
   m_Queue->Add(Mail(2, 1, "second"));
   ASSERT_NE(m_Queue->Find(Place), nullptr);
-  EXPECT_EQ(*m_Queue->Find(Place), "second");
+  EXPECT_EQ(m_Queue->Find(Place)->Data, "second");
   EXPECT_TRUE(m_Queue->Commit());
   EXPECT_EQ(m_Queue->Find(Place), nullptr);
 }
@@ -198,8 +197,8 @@ TEST_F(CommitQueue, StoresWhatComesMeanwhileAfterALargeMail) {
   TurnUntilStoring();
   m_Queue->Add(Mail(2, 1, "small"));
   EXPECT_EQ(m_Queue->get_WaitingCount(), 2U);
-  EXPECT_EQ(*m_Queue->Find(PlaceOf({1, {}, {}, ""})), "small");
-  EXPECT_EQ(*m_Queue->Find(PlaceOf({2, {}, {}, ""})), "large");
+  EXPECT_EQ(m_Queue->Find(PlaceOf({1, {}, {}, ""}))->Data, "small");
+  EXPECT_EQ(m_Queue->Find(PlaceOf({2, {}, {}, ""}))->Data, "large");
 
   TurnUntilStored(2);
 
@@ -227,7 +226,7 @@ TEST_F(CommitQueue, KeepsTheOrderWhenALargeMailCanNotBeStored) {
   }
   EXPECT_THAT(m_Stored, IsEmpty());
   EXPECT_EQ(m_Queue->get_WaitingCount(), 2U);
-  EXPECT_EQ(*m_Queue->Find(PlaceOf({1, {}, {}, ""})), "small");
+  EXPECT_EQ(m_Queue->Find(PlaceOf({1, {}, {}, ""}))->Data, "small");
 
   DiskFaults::Repair();
   TurnUntilStored(2);

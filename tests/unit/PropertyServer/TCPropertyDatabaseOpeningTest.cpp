@@ -118,7 +118,7 @@ TEST_F(PropertyDatabaseOpening, MarksItsFileWithApplicationAndSchemaVersion) {
   MakeDatabase();
 
   EXPECT_EQ(QuerySQL(m_Path, "PRAGMA application_id"), std::to_string(0x50726f70));
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "5");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "6");
 }
 
 TEST_F(PropertyDatabaseOpening, RefusesAFileThatIsNoDatabase) {
@@ -160,7 +160,7 @@ TEST_F(PropertyDatabaseOpening, RefusesANewerSchema) {
 
   EXPECT_EQ(OpeningMessage(m_Path),
             m_Path +
-                " was written by a newer version (schema 7, this program knows 5); "
+                " was written by a newer version (schema 7, this program knows 6); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(m_Path), Content);
 }
@@ -177,7 +177,7 @@ TEST_F(PropertyDatabaseOpening, LeavesTheLogOfARefusedFileAlone) {
 
   EXPECT_EQ(OpeningMessage(Left),
             Left +
-                " was written by a newer version (schema 7, this program knows 5); "
+                " was written by a newer version (schema 7, this program knows 6); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(Left), Content);
   EXPECT_EQ(ReadFile(Left + "-wal"), Log);
@@ -279,7 +279,7 @@ TEST_F(PropertyDatabaseOpening, WritesIntoADatabaseThatWasBroughtUpToDate) {
   }
 
   EXPECT_EQ(Values(TCPropertyDatabase(m_Path)).front(), "-5/-/=changed");
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "5");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "6");
 }
 
 TEST_F(PropertyDatabaseOpening, KnowsASenderOfNoKnownUserUntilItsUserSends) {

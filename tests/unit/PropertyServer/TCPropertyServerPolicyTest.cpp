@@ -83,12 +83,14 @@ TEST_F(PropertyServerPolicy, ForwardsWhatHasNoDataAlsoToWhoMayNotReadTheProperty
   Reader.User = 65534;
   TCNorvMailMessage<Property::TCNorvPropertyObject> Mail(Norv_PropertyMail, eNorvEvent, 1);
   Mail.CreateRecord()->SetRecord(1, "hidden", Accessories::TCRecordID(), true, "");
-  Mail.CreateRecord()->RequestProperty(2, Accessories::TCRecordID(), "");
+  TCNorvPropertyObject* const Refused = Mail.CreateRecord();
+  Refused->SetRecord(2, "", Accessories::TCRecordID(), false, "");
+  Refused->get_Record().m_Data.Unassign();
   TSNorvMailContent Forwarded = Mail.get_Content();
   Execute([&] { Forwarded.Body = m_Service->m_Server.OnForward(Reader, Mail.get_Content()); });
   ASSERT_NE(Forwarded.Body, nullptr);
   EXPECT_EQ(TCNorvMailMessage<Property::TCNorvPropertyObject>(Forwarded).get_AsText(),
-            "property v2 Event 1: {id=2 link=\"\" mac=\"\"}");
+            "property v2 Event 1: {id=2 mac=\"\" loaded=0}");
 }
 
 TEST_F(PropertyServerPolicy, RefusesAMailOfTooManyRecordsAndGivesItsSenderWhatStands) {
