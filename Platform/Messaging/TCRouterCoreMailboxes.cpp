@@ -197,11 +197,14 @@ void TCRouterCore::WaitWhileBusy(TCNorvService const& Owner, TCRouterConnection&
   }
 }
 
-// The peer is not read from for a time, so it waits and nobody else does.
+// The peer is not read from for a time, so it waits and nobody else does. Of several reasons the
+// one that takes longest counts.
 void TCRouterCore::SlowDown(TCRouterConnection& Connection, std::uint64_t Pause,
                             std::string const& Reason) {
-  if (Connection.m_Pause) {
-    MailWire::Require(sd_event_source_set_time_relative(Connection.m_Pause.get(), Pause),
+  if (sd_event_source* const Present = Connection.m_Pause.get()) {
+    std::uint64_t Until = 0;
+    MailWire::Require(sd_event_source_get_time(Present, &Until), "slow a connection down");
+    MailWire::Require(sd_event_source_set_time(Present, std::max(Until, Now() + Pause)),
                       "slow a connection down");
     return;
   }

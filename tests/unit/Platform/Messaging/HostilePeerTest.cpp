@@ -366,4 +366,20 @@ TEST_F(HostilePeer, MailsInOneMessageCountEachForTheLimit) {
               ElementsAre(EndsWith(" sends more than 50 mails a second and is slowed down")));
 }
 
+TEST_F(HostilePeer, IsSlowedDownNoLessWhileTheServiceIsBusy) {
+  constexpr int kMails = 100;
+  m_Server.m_Router.Execute([this] { m_Server.m_Service.m_IsBusy = true; });
+  m_Server.m_Router.SetLimits({1024, 256, 50, std::chrono::seconds(10)});
+  TRouterPeer Peer(Address());
+  Peer.Greet("peer", 2);
+  std::string Bytes;
+  for (int Mail = 0; Mail < kMails; ++Mail) {
+    Bytes += PackedMail(7);
+  }
+  auto const Begin = std::chrono::steady_clock::now();
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 1, kMails, Bytes), 100U));
+  EXPECT_TRUE(Peer.Tell(NewMails(Peer, 101, 1, PackedMail(7)), 101U));
+  EXPECT_GE(std::chrono::steady_clock::now() - Begin, std::chrono::seconds(2));
+}
+
 }  // namespace

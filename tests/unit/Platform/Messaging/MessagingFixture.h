@@ -117,10 +117,12 @@ class TTestService : public TCNorvService {
   std::function<std::shared_ptr<TCNorvMailBody const>(TSNorvMailSender const&,
                                                       TCNorvMailBody const&)>
       m_OnForward;
-  int m_CatchUp = 0;  // the same; sent to a subscriber that has missed too much, 0 for nothing
+  bool m_IsBusy = false;  // the same
+  int m_CatchUp = 0;      // the same; sent to a subscriber that has missed too much, 0 for nothing
 
  protected:
   void OnMail(TSNorvReceivedMail const& Mail) override;
+  bool IsBusy() const override { return m_IsBusy; }
   bool OnRequest(TSNorvMailSender const& Sender, TSNorvMailContent const& Request,
                  TSNorvMailContent& Answer) override;
   bool OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
