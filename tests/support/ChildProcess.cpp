@@ -55,7 +55,7 @@ TChildProcess::TChildProcess(TSChildStart const& Start)
     : m_Name(Start.Command[0].substr(Start.Command[0].rfind('/') + 1)),
       m_Hint(Start.ErrorsName.empty() ? "" : ", see " + Start.ErrorsName),
       m_Patience(Start.Patience) {
-  signal(SIGPIPE, SIG_IGN);
+  signal(SIGPIPE, SIG_IGN);  // what is said to a dead process is answered with false
   TCFileDescriptor Input;
   TCFileDescriptor Output;
   MakePipe(Input, m_Input);
@@ -69,6 +69,7 @@ TChildProcess::TChildProcess(TSChildStart const& Start)
     Fail("cannot be started");
   }
   if (m_Process == 0) {
+    signal(SIGPIPE, SIG_DFL);
     prctl(PR_SET_PDEATHSIG, SIGKILL);  // nothing is left behind when this process is killed
     dup2(Input.get(), STDIN_FILENO);
     dup2(Output.get(), STDOUT_FILENO);
