@@ -2,8 +2,6 @@
 // Leaves to the bus library what any peer has to do.
 #include "tests/support/BusPeer.h"
 
-#include <gtest/gtest.h>
-
 #include <cstdint>
 
 namespace {

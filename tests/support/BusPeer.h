@@ -2,9 +2,18 @@
 // A connection to a router on which a test sends what it has put together, and reads what comes.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <string>
 
 #include "Platform/Messaging/BusHandles.h"
+
+/// The message with values of these types appended.
+template <class... TValues>
+TCBusMessage With(TCBusMessage Message, char const* Types, TValues... Values) {
+  EXPECT_GE(sd_bus_message_append(Message.get(), Types, Values...), 0);
+  return Message;
+}
 
 /// Fails the test where a message can not be made. Used by one thread.
 class TBusPeer {

@@ -18,12 +18,6 @@ void PrintTo(TSWrong const& Wrong, std::ostream* Stream) {
   *Stream << Wrong.Name;
 }
 
-template <class... TValues>
-TCBusMessage With(TCBusMessage Message, char const* Types, TValues... Values) {
-  EXPECT_GE(sd_bus_message_append(Message.get(), Types, Values...), 0);
-  return Message;
-}
-
 constexpr std::uint64_t kOne = 1;
 
 // One for each kind of message; tests/unit/Platform/Messaging has all cases.

@@ -26,12 +26,6 @@ void PrintTo(TSWrong const& Wrong, std::ostream* Stream) {
   *Stream << Wrong.Name;
 }
 
-template <class... TValues>
-TCBusMessage With(TCBusMessage Message, char const* Types, TValues... Values) {
-  EXPECT_GE(sd_bus_message_append(Message.get(), Types, Values...), 0);
-  return Message;
-}
-
 TCBusMessage RouterCall(TRouterPeer& Peer, char const* Member) {
   return Peer.NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, Member);
 }
