@@ -112,7 +112,7 @@ TEST_F(ToolGet, SaysWithoutASchemaHowToGetNames) {
 
 TEST_F(ToolGet, NamesASchemaLibraryThatItLeavesOut) {
   WriteFile("bad.so", "no library");
-  TRun const Run = Tool({"get", "111", "--schema", File("bad.so"), "--schema", TOOL_SCHEMA});
+  TRun const Run = Tool({"get", "111", "--schema", File("bad.so"), "--schema", Schema()});
   EXPECT_EQ(Run.m_Output, "60\n");
   EXPECT_THAT(Run.m_Errors,
               StartsWith("property: left out schema library " + File("bad.so") + ": "));

@@ -17,10 +17,17 @@ std::ostream& operator<<(std::ostream& Stream, TRun const& Run) {
   return Stream << "exit " << Run.m_Exit << "\n" << Run.m_Output << "-- errors:\n" << Run.m_Errors;
 }
 
+std::string TToolFixture::Schema() const {
+  std::filesystem::create_directory(File("schema"));
+  std::string const Copy = File("schema/" + std::filesystem::path(TOOL_SCHEMA).filename().string());
+  std::filesystem::copy_file(TOOL_SCHEMA, Copy, std::filesystem::copy_options::skip_existing);
+  return Copy;
+}
+
 std::map<std::string, std::string> TToolFixture::Environment() const {
   std::map<std::string, std::string> Set = {{"MAILROUTER_ADDRESS", Address()},
                                             {"PROPERTY_OWN_MAC", kThisDevice},
-                                            {"PROPERTY_SCHEMA", TOOL_SCHEMA},
+                                            {"PROPERTY_SCHEMA", Schema()},
                                             {"NO_COLOR", ""},
                                             {"LC_ALL", "C.UTF-8"}};
   for (auto const& [Name, Value] : m_Set) {

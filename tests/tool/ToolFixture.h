@@ -34,6 +34,9 @@ class TToolFixture : public TProcessFixture {
   std::string ReadFile(std::string const& Name) const;
   void WriteFile(std::string const& Name, std::string const& Text) const;
 
+  /// The schema library, in a place that nobody else can change: a checkout may belong to another
+  /// user than the one who runs the tests.
+  std::string Schema() const;
   std::map<std::string, std::string> Environment() const;
   /// A server with secret property 212, and with values: brightness 60, mode night, motto "kept",
   /// the name of user 7, and a brightness of another device.
