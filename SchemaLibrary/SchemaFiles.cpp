@@ -56,9 +56,15 @@ void AddOnce(TSSchemaLibrary&& Library, std::vector<TSSchemaLibrary>& Libraries)
   bool const IsThere = Library.Inode != 0 &&
                        std::any_of(Libraries.begin(), Libraries.end(),
                                    [&](auto const& Other) { return IsSameFile(Library, Other); });
-  if (!IsThere && Libraries.size() < kMostFiles) {
-    Libraries.push_back(std::move(Library));
+  if (IsThere || Libraries.size() > kMostFiles) {
+    return;
   }
+  if (Libraries.size() == kMostFiles) {
+    Library =
+        Refused(Library.File, "it, and what comes behind it, is left out: there are more than " +
+                                  std::to_string(kMostFiles) + " files");
+  }
+  Libraries.push_back(std::move(Library));
 }
 
 void AddPath(std::string const& Path, bool MayBeMissing, std::vector<TSSchemaLibrary>& Libraries) {

@@ -18,6 +18,8 @@ namespace Property {
 
 namespace {
 
+std::string const kCannotRepeat =
+    "it cannot be tried: a library that is loaded has changed or is gone; it takes a start";
 std::string const kChanged = "another version of it is loaded; it takes a start to change that";
 
 std::set<int> NumbersOfNodes() {
@@ -134,6 +136,10 @@ bool TCSchemaLibraries::AreAllLoaded(std::vector<TSSchemaLibrary> const& Known) 
 }
 
 void TCSchemaLibraries::TryLibraries() {
+  if (!AreLoadedFilesTheSame()) {
+    RefuseUntried(kCannotRepeat);
+    return;
+  }
   std::vector<std::string> Loaded;
   std::vector<std::string> Files;
   std::vector<TSSchemaLibrary*> Tried;
@@ -149,6 +155,21 @@ void TCSchemaLibraries::TryLibraries() {
   for (std::size_t Place = 0; Place < Verdicts.size(); ++Place) {
     Tried[Place]->Reason = Verdicts[Place].Reason;
     Tried[Place]->Tried = Verdicts[Place].Tried;
+  }
+}
+
+// A trial begins with what this process has loaded.
+bool TCSchemaLibraries::AreLoadedFilesTheSame() const {
+  return std::all_of(m_Libraries.begin(), m_Libraries.end(), [](TSSchemaLibrary const& Library) {
+    return !Library.Loaded || IsSameFile(Library, LookAtSchemaFile(Library.File));
+  });
+}
+
+void TCSchemaLibraries::RefuseUntried(std::string const& Reason) {
+  for (TSSchemaLibrary& Library : m_Libraries) {
+    if (IsToBeTried(Library)) {
+      Library.Reason = Reason;
+    }
   }
 }
 

@@ -50,6 +50,8 @@ class TCSchemaLibraries {
   bool TakeVerdicts(std::vector<TSSchemaLibrary> const& Known);
   bool AreAllLoaded(std::vector<TSSchemaLibrary> const& Known) const;
   void TryLibraries();
+  bool AreLoadedFilesTheSame() const;
+  void RefuseUntried(std::string const& Reason);
   void LoadAccepted();
   void LoadOne(TSSchemaLibrary& Library);
 

@@ -85,6 +85,9 @@ std::string EndText(int Status) {
     return "it crashes: " +
            (Name != nullptr ? std::string(Name) : "signal " + std::to_string(WTERMSIG(Status)));
   }
+  if (WEXITSTATUS(Status) == TrialReport::kNoReport) {
+    return "it closes files that are not its own";
+  }
   return "it ends the process with exit code " + std::to_string(WEXITSTATUS(Status));
 }
 

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -38,7 +39,7 @@ void Report(char Letter, std::string Text = std::string()) {
   std::replace(Text.begin(), Text.end(), '\n', ' ');
   std::string const Line = Letter + (" " + Text) + "\n";
   if (write(kFile, Line.data(), Line.size()) != static_cast<ssize_t>(Line.size())) {
-    End(EXIT_FAILURE);
+    End(kNoReport);
   }
 }
 
@@ -54,7 +55,8 @@ std::string ThrownText() {
   }
 }
 
-// An exception that leaves a static constructor ends here: dlopen lets none pass.
+// An exception that leaves a static constructor ends here: compilers take it that dlopen throws
+// none.
 [[noreturn]] void EndByException() {
   if (getpid() != g_Process) {
     End(EXIT_FAILURE);
@@ -167,6 +169,8 @@ bool Complete() {
 
 int main(int Count, char** Arguments) {
   if (Count < kFirstLibrary || std::strcmp(Arguments[1], kVersion) != 0) {
+    std::fputs("property-schema-trial is for programs that load schemas, of its own version\n",
+               stderr);
     End(kWrongVersion);
   }
   Prepare(Arguments[2], Arguments[3]);

@@ -18,5 +18,6 @@ constexpr char kSchema = 's';       ///< the schema cannot be completed; why fol
 constexpr char kComplete = 'c';     ///< all is well, and what is left is to end
 constexpr int kWrongVersion = 120;  ///< exit code of a program of another version
 constexpr int kCopy = 121;          ///< exit code of a copy that a library has made of the program
+constexpr int kNoReport = 122;      ///< exit code of a program that cannot report
 
 }  // namespace Property::TrialReport

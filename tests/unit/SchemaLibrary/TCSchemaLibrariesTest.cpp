@@ -158,6 +158,34 @@ TEST_F(TCSchemaLibrariesTest, KeepsWhatIsLoadedWhenItsFileChanges) {
   EXPECT_EQ(TCPropertyID::Find(201), nullptr);
 }
 
+// Tried without what is loaded, it would pass, and end this process.
+TEST_F(TCSchemaLibrariesTest, LoadsNothingMoreWhenTheFileOfALoadedLibraryIsGone) {
+  Copy("Good", "a");
+  TCSchemaLibraries Libraries({m_Folder}, Settings());
+  Libraries.Load();
+  std::filesystem::remove(m_Folder / "a.so");
+  Copy("Clashing", "b");
+  Libraries.Load();
+  EXPECT_EQ(Told(Libraries), (TLines{"a.so: loaded",
+                                     "b.so: it cannot be tried: a library that is loaded has "
+                                     "changed or is gone; it takes a start"}));
+}
+
+TEST_F(TCSchemaLibrariesTest, SaysWhichFilesAreTooMany) {
+  TLines const Paths = [this] {
+    TLines Names;
+    for (int Number = 0; Number < 1002; ++Number) {
+      Names.push_back(m_Folder / (std::to_string(Number) + ".so"));
+    }
+    return Names;
+  }();
+  TLines const Lines = ToldAfterLoad(Paths);
+  ASSERT_EQ(Lines.size(), 1001U);
+  EXPECT_EQ(Lines[999], "999.so: No such file or directory");
+  EXPECT_EQ(Lines[1000],
+            "1000.so: it, and what comes behind it, is left out: there are more than 1000 files");
+}
+
 TEST_F(TCSchemaLibrariesTest, TriesAgainWhatWasRefusedWhenItHasChanged) {
   Copy("Throw", "a");
   TCSchemaLibraries Libraries({m_Folder}, Settings());

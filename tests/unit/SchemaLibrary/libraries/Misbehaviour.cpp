@@ -38,6 +38,7 @@ struct TSMisbehaviour {
       close(File);
     }
   }
+  static void CloseErrors() { close(STDERR_FILENO); }
   static void Print() {
     std::puts("a line on the standard output");
     std::fputs("a line on the standard error\n", stderr);
