@@ -28,13 +28,19 @@ constexpr TSSignal kHistory{eNorvRequest, 2};
 /// Where values come from. A record for each: id, link, mac. Answer, in their order: the same,
 /// held; where it is held: data, secret, and as far as the server knows it user, process, program,
 /// time and transaction of who has set it; seconds that are left when the change
-/// waits for its confirmation.
+/// waits for its confirmation. orphan: it is kept aside, and held is false.
 constexpr TSSignal kExplain{eNorvRequest, 3};
 
 /// What has become of the last mail of the asking proxy to this mailbox that is stored. No record.
 /// Answer, none when there was no such mail, else one: mail; refused; text, why, when it was; else
 /// transaction, unless nothing was changed.
 constexpr TSSignal kOutcome{eNorvRequest, 4};
+
+/// Which values are kept aside, because the schema has no field for them; for administrators. The
+/// request's one record may name the last one known: id, link, mac. Answer, at most
+/// kMostPageEntries: id, link, mac, secret; data, unless it is secret; text, what the schema has
+/// there. A record without id says that there may be more.
+constexpr TSSignal kOrphans{eNorvRequest, 5};
 
 /// Which changes wait for their confirmation: the asking user's, or, for who may administer the
 /// server, all. No record. Answer, for each: transaction, time, user, process, program, seconds
@@ -44,6 +50,11 @@ constexpr TSSignal kPending{eNorvRequest, 6};
 /// Which properties are secret, of those that the asker may read. Answer, for each range of
 /// numbers: id, last.
 constexpr TSSignal kSecrets{eNorvRequest, 7};
+
+/// Which schema libraries the server has found; for administrators. No record. Answer, for each:
+/// path; device, inode, size and time (nanoseconds), where there is a file; held, whether it is
+/// loaded; refused, whether it was tried and is not; text, why not.
+constexpr TSSignal kSchemas{eNorvRequest, 8};
 
 // Mails, acknowledged when what they do is on the disk; kOutcome tells whether they were refused.
 
@@ -58,12 +69,15 @@ constexpr TSSignal kUndo{eNorvChange, 11};
 /// A change that waits stays. One record: transaction.
 constexpr TSSignal kConfirm{eNorvChange, 12};
 
+/// Removes the values of a number that are kept aside; for administrators. One record: id.
+constexpr TSSignal kForget{eNorvChange, 13};
+
 /// Removes values, so that everybody has the default. A record for each: id, link, mac.
 constexpr TSSignal kReset{eNorvChange, 14};
 
 /// All of them.
-constexpr TSSignal kSignals[] = {kHistory, kExplain, kOutcome, kPending, kSecrets,
-                                 kChange,  kUndo,    kConfirm, kReset};
+constexpr TSSignal kSignals[] = {kHistory, kExplain, kOutcome, kOrphans, kPending, kSecrets,
+                                 kSchemas, kChange,  kUndo,    kConfirm, kForget,  kReset};
 
 constexpr int kPageEntries = 100;
 constexpr int kMostPageEntries = 1000;

@@ -41,7 +41,9 @@ std::string TCChangeRules::ReasonAgainst(TSNorvMailSender const& Sender,
            std::to_string(Change.Data.size()) + " bytes, at most " + std::to_string(Limit) +
            " are allowed (value_bytes)";
   }
-  return std::string();
+  return m_Schema != nullptr
+             ? m_Schema->ReasonAgainst(Change, m_Configuration->IsSecret(Change.Number))
+             : std::string();
 }
 
 }  // namespace Property

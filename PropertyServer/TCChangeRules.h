@@ -9,17 +9,20 @@
 
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyServer/TCServerConfiguration.h"
+#include "PropertyServer/TCServerSchema.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
 namespace Property {
 
-/// Access rules and limits, as they are in force, for changes that somebody asks for. Used by one
-/// thread. Refers to the configuration in force.
+/// Access rules, limits and the schema, as they are in force, for changes that somebody asks for.
+/// Used by one thread. Refers to the configuration in force and to the schema.
 class TCChangeRules {
  public:
   using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
 
-  explicit TCChangeRules(TCConfiguration const& Configuration) : m_Configuration(Configuration) {}
+  /// Without a schema everything is allowed that the configuration allows.
+  TCChangeRules(TCConfiguration const& Configuration, TCServerSchema* Schema)
+      : m_Configuration(Configuration), m_Schema(Schema) {}
 
   /// Why the sender may not change these values together; empty when it may.
   std::string ReasonAgainst(TSNorvMailSender const& Sender,
@@ -29,6 +32,7 @@ class TCChangeRules {
   std::string ReasonAgainst(TSNorvMailSender const& Sender, TSPropertyRecord const& Change) const;
 
   TCConfiguration const& m_Configuration;
+  TCServerSchema* const m_Schema;
 };
 
 /// What a value belongs to, for a message.

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <limits>
 #include <map>
 #include <set>
 #include <stdexcept>
@@ -55,11 +56,13 @@ std::uint64_t TransactionIn(TSNorvMailContent const& Content, bool& Force) {
 }  // namespace
 
 TCControlMails::TCControlMails(TCConfiguration const& Configuration, TCChangeRules const& Rules,
-                               TCPropertyDatabase const& Database, TCPendingChanges const& Pending,
-                               TCFindNewest FindNewest, TCStoreAll StoreAll)
+                               TCPropertyDatabase const& Database, TCPropertyValues const& Values,
+                               TCPendingChanges const& Pending, TCFindNewest FindNewest,
+                               TCStoreAll StoreAll)
     : m_Configuration(Configuration),
       m_Rules(Rules),
       m_Database(Database),
+      m_Values(Values),
       m_Pending(Pending),
       m_FindNewest(std::move(FindNewest)),
       m_StoreAll(std::move(StoreAll)) {}
@@ -89,6 +92,9 @@ void TCControlMails::DecideSignal(TSTakenMail& Taken) const {
       break;
     case PropertyControl::kConfirm.Name:
       DecideConfirm(Taken);
+      break;
+    case PropertyControl::kForget.Name:
+      DecideForget(Taken);
       break;
     case PropertyControl::kReset.Name:
       DecideReset(Taken);
@@ -143,6 +149,30 @@ void TCControlMails::DecideConfirm(TSTakenMail& Taken) const {
   }
   Taken.Effects = std::make_shared<TSControlEffects>();
   Taken.Effects->Settles = Transaction;
+}
+
+// As many at once as a mail may change: the same mail again removes the rest.
+void TCControlMails::DecideForget(TSTakenMail& Taken) const {
+  TSNorvMailSender const& Sender = Taken.Mail.Sender;
+  TCControlReader Reader(Taken.Mail.Content);
+  int const Number = std::get<int>(TCControlReader::PlaceIn(Reader.ReadOnly()));
+  if (!m_Configuration->MayAdminister(Sender) || !m_Configuration->MayWrite(Sender, Number)) {
+    throw TCException(kSource, __LINE__)
+        .Format("user %u may not have the values of property %d forgotten", Sender.User, Number);
+  }
+  std::size_t const Most = m_Configuration->get_Limits().MailRecords;
+  m_Values.VisitOrphans(TCPropertyPlace(std::max(Number, std::numeric_limits<int>::min() + 1) - 1,
+                                        Accessories::TCRecordID(), TCMACAddress()),
+                        [&](TCPropertyPlace const& Place, std::string const& /*Data*/) {
+                          if (std::get<int>(Place) == Number) {
+                            Taken.Changes.push_back(RecordAt(Place, nullptr));
+                          }
+                          return std::get<int>(Place) <= Number && Taken.Changes.size() < Most;
+                        });
+  DropEmpty(Taken.Changes);
+  if (Taken.Changes.empty()) {
+    throw TCException(kSource, __LINE__).Format("no value of a property %d is kept aside", Number);
+  }
 }
 
 void TCControlMails::DecideUndo(TSTakenMail& Taken) const {

@@ -13,13 +13,15 @@
 #include "PropertyServer/TCControlRecords.h"
 #include "PropertyServer/TCPendingChanges.h"
 #include "PropertyServer/TCPropertyDatabase.h"
+#include "PropertyServer/TCPropertyValues.h"
 #include "PropertyServer/TCServerConfiguration.h"
 #include "PropertyServer/TSTakenMail.h"
 
 namespace Property {
 
 /// Makes changes of mails of the class "propertycontrol": resets, changes to be confirmed, their
-/// confirmation, and what takes a transaction back. A mail that is refused changes nothing.
+/// confirmation, what takes a transaction back, and what removes values that are kept aside. A mail
+/// that is refused changes nothing.
 ///
 /// A user is told nothing of a transaction of which it may not read and write every value.
 ///
@@ -33,8 +35,8 @@ class TCControlMails {
   using TCStoreAll = std::function<bool()>;
 
   TCControlMails(TCConfiguration const& Configuration, TCChangeRules const& Rules,
-                 TCPropertyDatabase const& Database, TCPendingChanges const& Pending,
-                 TCFindNewest FindNewest, TCStoreAll StoreAll);
+                 TCPropertyDatabase const& Database, TCPropertyValues const& Values,
+                 TCPendingChanges const& Pending, TCFindNewest FindNewest, TCStoreAll StoreAll);
 
   static bool IsKnown(TSNorvMailContent const& Content);
   /// Fills what the mail changes, or why it is refused. Throws another exception than TCException
@@ -50,6 +52,7 @@ class TCControlMails {
   void DecideReset(TSTakenMail& Taken) const;
   void DecideUndo(TSTakenMail& Taken) const;
   void DecideConfirm(TSTakenMail& Taken) const;
+  void DecideForget(TSTakenMail& Taken) const;
   void Check(TSTakenMail& Taken) const;
   std::vector<TSPropertyRecord> Former(std::vector<TSPropertyRecord> const& Changes) const;
   void DropEmpty(std::vector<TSPropertyRecord>& Changes) const;
@@ -61,6 +64,7 @@ class TCControlMails {
   TCConfiguration const& m_Configuration;
   TCChangeRules const& m_Rules;
   TCPropertyDatabase const& m_Database;
+  TCPropertyValues const& m_Values;
   TCPendingChanges const& m_Pending;
   TCFindNewest const m_FindNewest;
   TCStoreAll const m_StoreAll;

@@ -3,6 +3,7 @@
 #include "PropertyServer/TCControlRequests.h"
 
 #include <algorithm>
+#include <limits>
 #include <set>
 #include <utility>
 #include <vector>
@@ -16,9 +17,13 @@ constexpr char kSource[] = "../PropertyServer/TCControlRequests";
 
 using PropertyControl::kExplain;
 using PropertyControl::kHistory;
+using PropertyControl::kOrphans;
 using PropertyControl::kOutcome;
 using PropertyControl::kPending;
+using PropertyControl::kSchemas;
 using PropertyControl::kSecrets;
+
+constexpr std::size_t kMostTexts = std::size_t{256} << 10;  // bytes of a page
 
 // A part of a second counts as one: there is time left.
 int SecondsLeft(TSPendingChange const& Change) {
@@ -59,8 +64,12 @@ TSHistoryQuestion ReadQuestion(TSNorvMailContent const& Request) {
 TCControlRequests::TCControlRequests(TCConfiguration const& Configuration,
                                      TCPropertyValues const& Values,
                                      TCPropertyDatabase const& Database,
-                                     TCPendingChanges const& Pending)
-    : m_Configuration(Configuration), m_Values(Values), m_Database(Database), m_Pending(Pending) {}
+                                     TCPendingChanges const& Pending, TCServerSchema const* Schema)
+    : m_Configuration(Configuration),
+      m_Values(Values),
+      m_Database(Database),
+      m_Pending(Pending),
+      m_Schema(Schema) {}
 
 bool TCControlRequests::IsKnown(TSNorvMailContent const& Request) {
   return Request.MailClass == Norv_ControlMail && Request.SignalType == eNorvRequest;
@@ -75,6 +84,10 @@ TSNorvMailContent TCControlRequests::Answer(TSNorvMailSender const& Sender,
       return AnswerExplain(Sender, Request);
     case kOutcome.Name:
       return AnswerOutcome(Sender);
+    case kOrphans.Name:
+      return AnswerOrphans(Sender, Request);
+    case kSchemas.Name:
+      return AnswerSchemas(Sender);
     case kPending.Name:
       return AnswerPending(Sender);
     case kSecrets.Name:
@@ -142,6 +155,9 @@ TSNorvMailContent TCControlRequests::AnswerExplain(TSNorvMailSender const& Sende
     Writer.PutPlace(Place);
     std::string const* const Value = FindReadable(Sender, Place);
     Record.m_Held.set_AsBool(Value != nullptr);
+    if (IsReadableOrphan(Sender, Place)) {
+      Record.m_Orphan.set_AsBool(true);
+    }
     if (Value != nullptr) {
       Record.m_Data.set_AsString(*Value);
       Explain(Place, Writer, Record);
@@ -157,7 +173,83 @@ TSNorvMailContent TCControlRequests::AnswerExplain(TSNorvMailSender const& Sende
 
 std::string const* TCControlRequests::FindReadable(TSNorvMailSender const& Sender,
                                                    TCPropertyPlace const& Place) const {
-  return m_Configuration->MayRead(Sender, std::get<int>(Place)) ? m_Values.Find(Place) : nullptr;
+  int const Number = std::get<int>(Place);
+  bool const Told = m_Configuration->MayRead(Sender, Number) && !m_Values.IsOrphan(Number);
+  return Told ? m_Values.Find(Place) : nullptr;
+}
+
+bool TCControlRequests::IsReadableOrphan(TSNorvMailSender const& Sender,
+                                         TCPropertyPlace const& Place) const {
+  int const Number = std::get<int>(Place);
+  return m_Values.IsOrphan(Number) && m_Configuration->MayRead(Sender, Number) &&
+         m_Values.Find(Place) != nullptr;
+}
+
+void TCControlRequests::RequireAdministrator(TSNorvMailSender const& Sender) const {
+  if (!m_Configuration->MayAdminister(Sender)) {
+    throw TCException(kSource, __LINE__)
+        .Format("user %u may not ask for this, only %s may", Sender.User,
+                m_Configuration->get_Administrators().c_str());
+  }
+}
+
+TSNorvMailContent TCControlRequests::AnswerOrphans(TSNorvMailSender const& Sender,
+                                                   TSNorvMailContent const& Request) const {
+  RequireAdministrator(Sender);
+  TCControlReader Reader(Request);
+  TCPropertyPlace Last(std::numeric_limits<int>::min(), Accessories::TCRecordID(), TCMACAddress());
+  if (Reader.get_Count() > 0 && Reader.Read(0).m_ID.IsAssigned()) {
+    Last = TCControlReader::PlaceIn(Reader.Read(0));
+  }
+  TCControlWriter Writer;
+  std::size_t Count = 0;
+  std::size_t Texts = 0;
+  m_Values.VisitOrphans(Last, [&](TCPropertyPlace const& Place, std::string const& Data) {
+    int const Number = std::get<int>(Place);
+    TCNorvControlObject::TCRecord& Record = Writer.Begin();
+    if (Count >= static_cast<std::size_t>(PropertyControl::kMostPageEntries) ||
+        Texts >= kMostTexts) {
+      Writer.Append();  // there is more
+      return false;
+    }
+    ++Count;
+    Writer.PutPlace(Place);
+    bool const Secret =
+        m_Configuration->IsSecret(Number) || !m_Configuration->MayRead(Sender, Number);
+    Record.m_Secret.set_AsBool(Secret);
+    if (!Secret) {
+      Texts += Data.size();
+      Record.m_Data.set_AsString(Data);
+    }
+    Record.m_Text.set_AsString(TCServerSchema::ReasonOf(Number));
+    Writer.Append();
+    return true;
+  });
+  return Writer.Finish(kOrphans.Name);
+}
+
+TSNorvMailContent TCControlRequests::AnswerSchemas(TSNorvMailSender const& Sender) const {
+  RequireAdministrator(Sender);
+  TCControlWriter Writer;
+  if (m_Schema != nullptr) {
+    for (TSSchemaLibrary const& Library : m_Schema->get_Libraries()) {
+      TCNorvControlObject::TCRecord& Record = Writer.Begin();
+      Record.m_Path.set_AsString(Library.File);
+      Record.m_Held.set_AsBool(Library.Loaded);
+      Record.m_Refused.set_AsBool(Library.Tried && !Library.Loaded);
+      if (Library.Inode != 0) {
+        Record.m_Device.set_AsString(std::to_string(Library.Device));
+        Record.m_Inode.set_AsString(std::to_string(Library.Inode));
+        Record.m_Size.set_AsString(std::to_string(Library.Size));
+        Record.m_Time.set_AsString(std::to_string(Library.Changed));
+      }
+      if (!Library.Loaded) {
+        Record.m_Text.set_AsString(Library.Reason);
+      }
+      Writer.Append();
+    }
+  }
+  return Writer.Finish(kSchemas.Name);
 }
 
 void TCControlRequests::Explain(TCPropertyPlace const& Place, TCControlWriter& Writer,

@@ -24,7 +24,8 @@ class TCControlRequests {
   using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
 
   TCControlRequests(TCConfiguration const& Configuration, TCPropertyValues const& Values,
-                    TCPropertyDatabase const& Database, TCPendingChanges const& Pending);
+                    TCPropertyDatabase const& Database, TCPendingChanges const& Pending,
+                    TCServerSchema const* Schema);
 
   static bool IsKnown(TSNorvMailContent const& Request);
   /// Throws TCException for a question that there is none of, or that can not be read.
@@ -36,10 +37,15 @@ class TCControlRequests {
   TSNorvMailContent AnswerExplain(TSNorvMailSender const& Sender,
                                   TSNorvMailContent const& Request) const;
   TSNorvMailContent AnswerOutcome(TSNorvMailSender const& Sender) const;
+  void RequireAdministrator(TSNorvMailSender const& Sender) const;
+  TSNorvMailContent AnswerOrphans(TSNorvMailSender const& Sender,
+                                  TSNorvMailContent const& Request) const;
+  TSNorvMailContent AnswerSchemas(TSNorvMailSender const& Sender) const;
   TSNorvMailContent AnswerPending(TSNorvMailSender const& Sender) const;
   TSNorvMailContent AnswerSecrets(TSNorvMailSender const& Sender) const;
   std::string const* FindReadable(TSNorvMailSender const& Sender,
                                   TCPropertyPlace const& Place) const;
+  bool IsReadableOrphan(TSNorvMailSender const& Sender, TCPropertyPlace const& Place) const;
   void Explain(TCPropertyPlace const& Place, TCControlWriter& Writer,
                TCNorvControlObject::TCRecord& Record) const;
 
@@ -47,6 +53,7 @@ class TCControlRequests {
   TCPropertyValues const& m_Values;
   TCPropertyDatabase const& m_Database;
   TCPendingChanges const& m_Pending;
+  TCServerSchema const* const m_Schema;
 };
 
 }  // namespace Property

@@ -27,11 +27,12 @@ TSNorvReceivedMail NewOwnMail() {
 
 TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database,
                                    TEDurability Durability, bool Trace,
-                                   TCConfiguration Configuration)
+                                   TCConfiguration Configuration, TCServerSchema* Schema)
     : TCNorvService(Router, PropertyProtocol::kMailbox),
       m_Router(Router),
       m_Database(Database),
       m_Durability(Durability),
+      m_Schema(Schema),
       m_Configuration(std::move(Configuration)),
       m_Trace(Trace),
       m_Values(Router.get_Event(), m_Configuration),
@@ -45,15 +46,18 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
           Database, m_Taken, Router.get_Event(), Durability,
           [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
           [this](bool Failing, char const* Reason) { OnTrouble(Failing, Reason); }),
-      m_Rules(m_Configuration),
+      m_Rules(m_Configuration, Schema),
       m_Pending(Database, Router.get_Event(),
                 [this](TSPendingChange const& Change) { return TakeBack(Change); }),
       m_ControlMails(
-          m_Configuration, m_Rules, Database, m_Pending,
+          m_Configuration, m_Rules, Database, m_Values, m_Pending,
           [this](TCPropertyPlace const& Place) { return FindNewest(Place); },
           [this] { return m_Queue.get_WaitingCount() == 0 || m_Queue.Commit(); }),
-      m_ControlRequests(m_Configuration, m_Values, Database, m_Pending) {
+      m_ControlRequests(m_Configuration, m_Values, Database, m_Pending, Schema) {
   m_Database.LoadAll([this](TSPropertyRecord Record) { m_Values.Load(std::move(Record)); });
+  if (m_Schema != nullptr) {
+    m_Values.SortOut(*m_Schema);
+  }
   m_SecretTexts.SetSecrets(m_Configuration->get_Secrets());
   Open();
   m_Router.Execute([this] { Configure(); });
@@ -92,6 +96,12 @@ void TCPropertyServer::SetConfiguration(TCConfiguration Configuration) {
   m_Router.BringUpToDate([&](TSNorvMailSender const& Sender) {
     return !Former->ReadsEverything(Sender) || !m_Configuration->ReadsEverything(Sender);
   });
+}
+
+void TCPropertyServer::OnSchemaLoaded() {
+  if (m_Schema != nullptr && m_Values.SortOut(*m_Schema)) {
+    m_Router.BringUpToDate([](TSNorvMailSender const&) { return true; });
+  }
 }
 
 void TCPropertyServer::SetStatusSink(std::function<void(std::string const&)> Sink) {
@@ -347,7 +357,7 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
     m_Values.Set(Taken.Changes);
   }
   bool const Control = Taken.Mail.Content.MailClass == Norv_ControlMail;
-  if (!Taken.Changes.empty()) {
+  if (Control ? Published.Body->get_Count() > 0 : !Taken.Changes.empty()) {
     m_Trace.Print(Taken.Refused ? "restored" : "published", Taken.Mail.Sender, Published,
                   *m_Configuration);
     if (Taken.Refused) {

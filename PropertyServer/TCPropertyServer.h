@@ -37,7 +37,7 @@ namespace Property {
 /// and logged. So is one that the configuration forbids; its sender is then given the values that
 /// stand, so that its store comes back to them, and told of those that it does not hold.
 ///
-/// Lives on the router's thread. Refers to router and database, which must outlive it.
+/// Lives on the router's thread. Refers to router, database and schema, which must outlive it.
 class TCPropertyServer : public TCNorvService {
  public:
   using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
@@ -46,13 +46,17 @@ class TCPropertyServer : public TCNorvService {
   /// Loads all values and begins to serve. Throws TCException when the values can not be read, the
   /// texts of secret properties can not go from the history, or the mailbox has an owner.
   TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database, TEDurability Durability,
-                   bool Trace, TCConfiguration Configuration);
+                   bool Trace, TCConfiguration Configuration, TCServerSchema* Schema = nullptr);
   ~TCPropertyServer() override;
 
   /// Holds for mails and connections from now on. Processes whose rights may differ are brought up
   /// to date. Throws TCException, with the former one still in force, when the texts of properties
   /// that become secret can not go from the history.
   void SetConfiguration(TCConfiguration Configuration);
+
+  /// The schema was loaded again: values that it has a field for now are no longer kept aside, and
+  /// the other way round.
+  void OnSchemaLoaded();
 
   /// Hears of what the administrator should know: a line of text.
   void SetStatusSink(std::function<void(std::string const&)> Sink);
@@ -100,6 +104,7 @@ class TCPropertyServer : public TCNorvService {
   TCNorvMailRouter& m_Router;
   TCPropertyDatabase& m_Database;
   TEDurability const m_Durability;
+  TCServerSchema* const m_Schema;
   TCConfiguration m_Configuration;
   TCMailTrace const m_Trace;
   std::function<void(std::string const&)> m_StatusSink;

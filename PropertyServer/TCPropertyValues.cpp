@@ -23,11 +23,58 @@ void TCPropertyValues::Set(std::vector<TSPropertyRecord> const& Changes) {
       Remove(PlaceOf(Change));
       continue;
     }
+    if (m_Schema != nullptr && m_Schema->IsOrphan(Change.Number)) {
+      m_Orphans.insert(Change.Number);
+    }
     std::string& Value = m_Values[PlaceOf(Change)];
     auto const Former = static_cast<std::int64_t>(Value.size());
     Value = Change.Data;
     m_Bytes += static_cast<std::int64_t>(Value.size()) - Former;
   }
+}
+
+bool TCPropertyValues::SortOut(TCServerSchema const& Schema) {
+  m_Schema = &Schema;
+  std::set<int> Orphans;
+  auto Value = m_Values.begin();
+  while (Value != m_Values.end()) {
+    int const Number = std::get<int>(Value->first);
+    if (Schema.IsOrphan(Number)) {
+      Orphans.insert(Number);
+    }
+    while (Value != m_Values.end() && std::get<int>(Value->first) == Number) {
+      ++Value;
+    }
+  }
+  if (Orphans == m_Orphans) {
+    return false;
+  }
+  m_Orphans.swap(Orphans);
+  m_All.Drop();
+  m_Whole.Drop();
+  return true;
+}
+
+void TCPropertyValues::VisitOrphans(
+    TCPropertyPlace const& Last,
+    std::function<bool(TCPropertyPlace const& Place, std::string const& Data)> const& Take) const {
+  for (auto Number = m_Orphans.lower_bound(std::get<int>(Last)); Number != m_Orphans.end();
+       ++Number) {
+    TCPropertyPlace const First(*Number, Accessories::TCRecordID(), TCMACAddress());
+    auto Value =
+        *Number == std::get<int>(Last) ? m_Values.upper_bound(Last) : m_Values.lower_bound(First);
+    for (; Value != m_Values.end() && std::get<int>(Value->first) == *Number; ++Value) {
+      if (!Take(Value->first, Value->second)) {
+        return;
+      }
+    }
+  }
+}
+
+std::string const* TCPropertyValues::FindFor(TSNorvMailSender const& Reader,
+                                             TCPropertyPlace const& Place) const {
+  int const Number = std::get<int>(Place);
+  return m_Configuration->MayRead(Reader, Number) && !IsOrphan(Number) ? Find(Place) : nullptr;
 }
 
 void TCPropertyValues::Remove(TCPropertyPlace const& Place) {
@@ -49,6 +96,7 @@ void TCPropertyValues::AppendReadable(TCNorvMailBody::TCWriter& Writer,
   bool const ReadsEverything = m_Configuration->ReadsEverything(Reader);
   for (auto const& [Place, Data] : m_Values) {
     if (IsWanted(std::get<TCMACAddress>(Place)) &&
+        (m_Orphans.empty() || !IsOrphan(std::get<int>(Place))) &&
         (ReadsEverything || m_Configuration->MayRead(Reader, std::get<int>(Place)))) {
       m_Records.Append(Writer, Place, Data, false);
     }
@@ -84,8 +132,7 @@ TCPropertyValues::TCBody TCPropertyValues::EncodeWhole(TSNorvMailSender const& R
 
 TCPropertyValues::TCBody TCPropertyValues::EncodeOne(TSNorvMailSender const& Reader,
                                                      TCPropertyPlace const& Place) {
-  std::string const* const Value =
-      m_Configuration->MayRead(Reader, std::get<int>(Place)) ? Find(Place) : nullptr;
+  std::string const* const Value = FindFor(Reader, Place);
   TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
   m_Records.Append(Writer, Place, Value != nullptr ? *Value : std::string(), Value != nullptr);
   return Writer.Finish();
@@ -95,8 +142,7 @@ TCPropertyValues::TCBody TCPropertyValues::EncodeStanding(
     TSNorvMailSender const& Reader, std::vector<TSPropertyRecord> const& Changes) {
   TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
   for (TSPropertyRecord const& Change : Changes) {
-    std::string const* const Value =
-        m_Configuration->MayRead(Reader, Change.Number) ? Find(PlaceOf(Change)) : nullptr;
+    std::string const* const Value = FindFor(Reader, PlaceOf(Change));
     if (Value != nullptr) {
       m_Records.Append(Writer, PlaceOf(Change), *Value, true);
     } else {
@@ -110,6 +156,9 @@ TCPropertyValues::TCBody TCPropertyValues::EncodeChanges(
     std::vector<TSPropertyRecord> const& Changes) {
   TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
   for (TSPropertyRecord const& Change : Changes) {
+    if (IsOrphan(Change.Number)) {
+      continue;
+    }
     if (Change.Removed) {
       m_Records.AppendRemoved(Writer, PlaceOf(Change));
     } else {

@@ -6,12 +6,14 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyServer/TCKeptAnswer.h"
 #include "PropertyServer/TCServerConfiguration.h"
+#include "PropertyServer/TCServerSchema.h"
 #include "PropertyServer/TCValueQuota.h"
 #include "PropertyServer/TCValueRecords.h"
 #include "PropertyServer/TSPropertyRecord.h"
@@ -37,7 +39,16 @@ class TCPropertyValues {
   /// The values change. May be repeated after it has thrown.
   void Set(std::vector<TSPropertyRecord> const& Changes);
 
-  /// The value at `Place`; null when there is none.
+  /// Keeps those values aside from now on that the schema has no field for: they are stored, and no
+  /// process is told of them. Returns whether that concerns others than before.
+  bool SortOut(TCServerSchema const& Schema);
+  bool IsOrphan(int Number) const { return m_Orphans.count(Number) > 0; }
+  /// Hands over the values kept aside, from the one behind `Last` on, until `Take` returns false.
+  void VisitOrphans(
+      TCPropertyPlace const& Last,
+      std::function<bool(TCPropertyPlace const& Place, std::string const& Data)> const& Take) const;
+
+  /// The value at `Place`, also one that is kept aside; null when there is none.
   std::string const* Find(TCPropertyPlace const& Place) const;
   TSValueCount get_Count() const { return {static_cast<std::int64_t>(m_Values.size()), m_Bytes}; }
 
@@ -59,12 +70,15 @@ class TCPropertyValues {
 
  private:
   void Remove(TCPropertyPlace const& Place);
+  std::string const* FindFor(TSNorvMailSender const& Reader, TCPropertyPlace const& Place) const;
   void AppendReadable(TCNorvMailBody::TCWriter& Writer, TSNorvMailSender const& Reader,
                       std::function<bool(TCMACAddress const&)> const& IsWanted);
 
   TCConfiguration const& m_Configuration;
   std::map<TCPropertyPlace, std::string> m_Values;
   std::int64_t m_Bytes = 0;  // of their texts
+  TCServerSchema const* m_Schema = nullptr;
+  std::set<int> m_Orphans;  // numbers in m_Values
   TCValueRecords m_Records;
   TCKeptAnswer m_All;    // for who may read all of them
   TCKeptAnswer m_Whole;  // the same, for who has missed changes

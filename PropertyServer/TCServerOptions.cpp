@@ -44,6 +44,7 @@ std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
   m_Address = kDefaultRouterAddress;
   m_Database = DefaultDatabase();
   m_Configuration = access(kDefaultConfiguration, F_OK) == 0 ? kDefaultConfiguration : "";
+  m_Schemas.clear();
   m_Durability = TEDurability::eFull;
   m_Trace = false;
   m_Check.clear();
@@ -70,6 +71,14 @@ std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
                  "(default: /etc/property/server.toml where it exists)")
       ->check(CheckFile)
       ->type_name("FILE");
+  App.add_option("--schema", m_Schemas,
+                 "Schema library, or folder of them, to refuse what it does not\n"
+                 "allow; may be repeated (default: those that PROPERTY_SCHEMA\n"
+                 "names, divided by colons, else the folder of installed ones)")
+      ->check(CheckFile)
+      ->expected(1)
+      ->take_all()
+      ->type_name("PATH");
   App.add_option("--durability", m_Durability,
                  "full: a change is published when it is on the disk;\n"
                  "relaxed: at once, and it is on the disk within 20 ms (default: full)")

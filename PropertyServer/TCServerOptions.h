@@ -4,6 +4,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "PropertyServer/TEDurability.h"
 
@@ -30,6 +31,9 @@ class TCServerOptions {
   std::string const& get_Database() const { return m_Database; }
   /// The file with access rules and limits; empty: the defaults hold.
   std::string const& get_Configuration() const { return m_Configuration; }
+  /// Files and folders with schema libraries; empty: those that the environment or the installation
+  /// says.
+  std::vector<std::string> const& get_Schemas() const { return m_Schemas; }
   /// When a change is published.
   TEDurability get_Durability() const { return m_Durability; }
   /// Whether every mail is printed.
@@ -48,6 +52,7 @@ class TCServerOptions {
   std::string m_Address;
   std::string m_Database;
   std::string m_Configuration;
+  std::vector<std::string> m_Schemas;
   TEDurability m_Durability = TEDurability::eFull;
   bool m_Trace = false;
   std::string m_Check;

@@ -27,6 +27,7 @@
 #include "PropertyServer/TCServerClient.h"
 #include "PropertyServer/TCServerConfiguration.h"
 #include "PropertyServer/TCServerOptions.h"
+#include "PropertyServer/TCServerSchema.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ using Property::TCPropertyDatabase;
 using Property::TCPropertyServer;
 using Property::TCServerConfiguration;
 using Property::TCServerOptions;
+using Property::TCServerSchema;
 
 // For people, whatever the texts from outside in the line hold.
 void PrintLine(std::FILE* File, std::string Line) {
@@ -61,16 +63,19 @@ int OnEndingSignal(sd_event_source* /*Source*/, signalfd_siginfo const* /*Info*/
 
 struct TSReload {
   TCPropertyServer& Server;
+  TCServerSchema& Schema;
   TCServerOptions const& Options;
 };
 
 // A bad file changes nothing.
 int OnReloadSignal(sd_event_source* /*Source*/, signalfd_siginfo const* /*Info*/, void* Reload) {
-  auto const& [Server, Options] = *static_cast<TSReload*>(Reload);
+  auto const& [Server, Schema, Options] = *static_cast<TSReload*>(Reload);
   sd_notify(0, "RELOADING=1");
   try {
     Server.SetConfiguration(LoadConfiguration(Options));
     SyslogWarning("The configuration was read again");
+    Schema.Load();
+    Server.OnSchemaLoaded();
   } catch (std::exception const& Failure) {
     SyslogError("The former configuration stays in force: %s", Failure.what());
   }
@@ -110,12 +115,14 @@ int Serve(TCServerOptions const& Options) {
   RaiseDescriptorLimit();
   KeepTemporaryFilesAt(Options.get_Database());
   auto const Configuration = LoadConfiguration(Options);
+  TCServerSchema Schema(Options.get_Schemas());
+  Schema.Load();
   TCPropertyDatabase Database(Options.get_Database());
   Database.ReserveLogIfPossible();
   TCNorvMailRouter Router(Options.get_Address());
   TCPropertyServer Server(Router, Database, Options.get_Durability(), Options.get_Trace(),
-                          Configuration);
-  TSReload Reload{Server, Options};
+                          Configuration, &Schema);
+  TSReload Reload{Server, Schema, Options};
   WatchSignals(Router, Reload);
   sd_event_set_watchdog(Router.get_Event(), 1);
   Server.SetStatusSink(

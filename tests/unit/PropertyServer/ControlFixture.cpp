@@ -15,6 +15,28 @@ TSNorvMailContent Control(Property::PropertyControl::TSSignal Signal,
   return {Property::Norv_ControlMail, Signal.Type, Signal.Name, Writer.Finish()};
 }
 
+TControlFiller Value(int Number, std::string const& Data) {
+  return [=](TControlRecord& Record) {
+    Record.m_ID = Number;
+    Record.m_Data.set_AsString(Data);
+  };
+}
+
+TControlFiller Place(int Number) {
+  return [=](TControlRecord& Record) { Record.m_ID = Number; };
+}
+
+TControlFiller Seconds(int Count) {
+  return [=](TControlRecord& Record) { Record.m_Seconds = Count; };
+}
+
+TControlFiller Transaction(std::string const& Number, bool Force) {
+  return [=](TControlRecord& Record) {
+    Record.m_Transaction.set_AsString(Number);
+    Record.m_Force.set_AsBool(Force);
+  };
+}
+
 TControlRecords Records(TSNorvMailContent const& Mail) {
   TControlRecords Records;
   for (int Index = 0; Index < Mail.Body->get_Count(); ++Index) {
@@ -55,4 +77,53 @@ std::string TControlFixture::Refusal(TSSignal Signal, TControlFiller const& Fill
     return Refused.get_Message();
   }
   return "answered";
+}
+
+std::string TControlFixture::Send(TSSignal Signal, std::vector<TControlFiller> const& Fillers) {
+  TPropertyProxy Sender;
+  Sender.Send(Control(Signal, Fillers));
+  EXPECT_TRUE(Sender.IsAcknowledged());
+  return Outcome(Sender);
+}
+
+std::string TControlFixture::Outcome(TPropertyProxy& Sender) {
+  auto const Content = Sender.AskFor(Control(Property::PropertyControl::kOutcome, {}));
+  TControlRecords const Answer = Content ? Records(*Content) : TControlRecords();
+  if (Answer.size() != 1) {
+    return "no mail";
+  }
+  if (Answer[0].m_Refused.get_AsBool()) {
+    return Answer[0].m_Text.get_AsString();
+  }
+  return Answer[0].m_Transaction.IsAssigned()
+             ? "transaction " + Answer[0].m_Transaction.get_AsString()
+             : "nothing";
+}
+
+std::string TControlFixture::SendAs(unsigned User, TSSignal Signal,
+                                    std::vector<TControlFiller> const& Fillers) {
+  TSNorvReceivedMail Mail{{}, 1, Control(Signal, Fillers)};
+  Mail.Sender.User = User;
+  Mail.Sender.Group = User;
+  Mail.Sender.Identity = "of user " + std::to_string(User);
+  std::string Result;
+  Execute([&] {
+    Mail.Number = m_Service->m_Server.get_LastTaken(Mail.Sender) + 1;
+    m_Service->m_Server.OnMail(Mail);
+    m_Service->m_Server.Commit();
+    auto const Last = m_Service->m_Database.FindLastMail(Mail.Sender);
+    Result =
+        Last.Outcome.Refusal.value_or("transaction " + std::to_string(Last.Outcome.Transaction));
+  });
+  return Result;
+}
+
+std::string TControlFixture::AllTexts() {
+  std::string const All = AllValues();
+  std::string Texts;
+  for (std::size_t Found = All.find("id="); Found != std::string::npos;
+       Found = All.find("id=", Found + 1)) {
+    Texts += All.substr(Found + 3, All.find(" mac", Found) - Found - 3) + ";";
+  }
+  return Texts;
 }

@@ -18,13 +18,20 @@ using TControlFiller = std::function<void(TControlRecord&)>;
 TSNorvMailContent Control(Property::PropertyControl::TSSignal Signal,
                           std::vector<TControlFiller> const& Fillers);
 
+// What a record of it says.
+TControlFiller Value(int Number, std::string const& Data);
+TControlFiller Place(int Number);
+TControlFiller Seconds(int Count);
+TControlFiller Transaction(std::string const& Number, bool Force = false);
+
 /// The records of such a mail.
 TControlRecords Records(TSNorvMailContent const& Mail);
 
 /// The server answers on its own thread, as to processes of any user.
 struct TControlFixture : TPropertyServiceFixture {
-  void Start(std::string const& Configuration = std::string()) {
-    TPropertyServiceFixture::Start(Property::TEDurability::eFull, Configuration);
+  void Start(std::string const& Configuration = std::string(),
+             Property::TCServerSchema* Schema = nullptr) {
+    TPropertyServiceFixture::Start(Property::TEDurability::eFull, Configuration, Schema);
   }
   /// Changes values, as one mail; returns when it is stored.
   void Set(std::vector<TPropertyRecord> const& Records);
@@ -39,6 +46,14 @@ struct TControlFixture : TPropertyServiceFixture {
   TControlRecords AskAs(
       unsigned User, TSSignal Signal, TControlFiller const& Filler = [](auto&) {});
   TControlRecords AskMany(TSSignal Signal, std::vector<TControlFiller> const& Fillers);
+  /// What becomes of a mail: "transaction N", "nothing" or why it is refused.
+  static std::string Send(TSSignal Signal, std::vector<TControlFiller> const& Fillers);
+  /// What has become of the last mail of a process.
+  static std::string Outcome(TPropertyProxy& Sender);
+  /// As Send(), for a process of that user, which has no group.
+  std::string SendAs(unsigned User, TSSignal Signal, std::vector<TControlFiller> const& Fillers);
+  /// Numbers and texts of the answer to a request for all values.
+  static std::string AllTexts();
   /// Why such a question is refused.
   std::string Refusal(
       TSSignal Signal, TControlFiller const& Filler = [](auto&) {});

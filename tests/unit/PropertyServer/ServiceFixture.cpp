@@ -90,9 +90,10 @@ void TPropertyProxy::OnServiceMail(TCNorvMessage const& Mail) {
 }
 
 TPropertyService::TPropertyService(std::string const& Database, Property::TEDurability Durability,
-                                   std::string const& Configuration)
+                                   std::string const& Configuration,
+                                   Property::TCServerSchema* Schema)
     : m_Database(Database),
-      m_Server(m_Router, m_Database, Durability, false, Configured(Configuration)),
+      m_Server(m_Router, m_Database, Durability, false, Configured(Configuration), Schema),
       m_Thread([this] { m_Router.Run(); }) {}
 
 TPropertyService::~TPropertyService() {

@@ -60,7 +60,7 @@ class TPropertyProxy : public TCNorvServiceProxy {
 class TPropertyService {
  public:
   TPropertyService(std::string const& Database, Property::TEDurability Durability,
-                   std::string const& Configuration);
+                   std::string const& Configuration, Property::TCServerSchema* Schema = nullptr);
   TPropertyService(TPropertyService const&) = delete;
   TPropertyService& operator=(TPropertyService const&) = delete;
   ~TPropertyService();
@@ -92,8 +92,9 @@ struct TPropertyServiceFixture : TMessagingFixture {
   /// Stores values while no server runs.
   void Store(std::vector<Property::TSPropertyRecord> const& Records) const;
   void Start(Property::TEDurability Durability = Property::TEDurability::eFull,
-             std::string const& Configuration = std::string()) {
-    m_Service.emplace(Path(), Durability, Configuration);
+             std::string const& Configuration = std::string(),
+             Property::TCServerSchema* Schema = nullptr) {
+    m_Service.emplace(Path(), Durability, Configuration, Schema);
   }
   void Stop() { m_Service.reset(); }
   /// Runs on the router's thread, where disk faults may change.
