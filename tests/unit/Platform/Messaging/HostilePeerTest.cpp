@@ -353,7 +353,9 @@ TEST_F(HostilePeer, MailsWithTheHighestNumberAreTaken) {
 // second are allowed.
 std::chrono::steady_clock::duration TimeOfTooMany(TTestServer& Server, TRouterPeer& Peer) {
   constexpr int kMails = 100;
-  Server.m_Router.SetLimits({1024, 256, 50, std::chrono::seconds(10)});
+  Server.m_Router.Execute([&Server] {
+    Server.m_Router.SetLimits({1024, 256, 50, std::chrono::seconds(10)});
+  });
   Peer.Greet("peer", 2);
   std::string Bytes;
   for (int Mail = 0; Mail < kMails; ++Mail) {
