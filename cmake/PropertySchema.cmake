@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-# Schemas as libraries that property-server and the property command load.
+# Schemas as libraries, for programs that know no property by themselves.
 include(GNUInstallDirs)
 
 # property_add_schema(NAME [NO_INSTALL] source...): builds NAME.so of sources that declare schema

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A schema of its own, for server and command.
+// A schema for programs that load it.
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyID.h"
 
