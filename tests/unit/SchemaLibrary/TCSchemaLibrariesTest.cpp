@@ -109,6 +109,20 @@ TEST_F(TCSchemaLibrariesTest, RefusesAFileInAFolderThatOthersCanWrite) {
             (TLines{"open/Good.so: the folder open can be written by other users"}));
 }
 
+TEST_F(TCSchemaLibrariesTest, RefusesAFileThatAnotherUserOwns) {
+  std::string const File = Copy("Good");
+  ASSERT_EQ(chown(File.c_str(), 4711, 4711), 0);
+  EXPECT_EQ(ToldAfterLoad({File}), (TLines{"Good.so: it is owned by the user 4711, not by root or "
+                                           "the user who loads it"}));
+}
+
+TEST_F(TCSchemaLibrariesTest, RefusesAFileThatAnotherGroupCanWrite) {
+  std::string const File = Copy("Good");
+  ASSERT_EQ(chown(File.c_str(), geteuid(), 4711), 0);
+  chmod(File.c_str(), 0664);
+  EXPECT_EQ(ToldAfterLoad({File}), (TLines{"Good.so: it can be written by other users"}));
+}
+
 TEST_F(TCSchemaLibrariesTest, LoadsFromAFolderWhereOnlyOwnersRemoveFiles) {
   std::string const File = Copy("Good", "sticky/Good");
   chmod((m_Folder / "sticky").c_str(), 01777);
