@@ -247,8 +247,7 @@ void TCPropertyServer::Take(TSTakenMail Taken) {
 }
 
 void TCPropertyServer::Queue(TSTakenMail Taken) {
-  TSTakenMail& Waiting =
-      Taken.Effects ? AddWithEffects(std::move(Taken)) : m_Queue.Add(std::move(Taken));
+  TSTakenMail& Waiting = AddToQueue(std::move(Taken));
   if (!Waiting.Refused) {
     m_Quota.Wait(Waiting.Growth);
     m_SecretTexts.OnSet(Waiting.Changes);
@@ -260,7 +259,10 @@ void TCPropertyServer::Queue(TSTakenMail Taken) {
 }
 
 // From now on others see the change wait, or wait no longer; on the disk that comes with the mail.
-TSTakenMail& TCPropertyServer::AddWithEffects(TSTakenMail Taken) {
+TSTakenMail& TCPropertyServer::AddToQueue(TSTakenMail Taken) {
+  if (!Taken.Effects) {
+    return m_Queue.Add(std::move(Taken));
+  }
   TSControlEffects& Effects = *Taken.Effects;
   if (Taken.Changes.empty()) {
     Effects.Pending.reset();  // nothing would be taken back

@@ -91,7 +91,7 @@ class TCPropertyServer : public TCNorvService {
   void LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason);
   void Take(TSTakenMail Taken);
   void Queue(TSTakenMail Taken);
-  TSTakenMail& AddWithEffects(TSTakenMail Taken);
+  TSTakenMail& AddToQueue(TSTakenMail Taken);
   std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken, TCTexts const& Former);
   TCTexts FindNewest(std::vector<TSPropertyRecord> const& Changes) const;
   std::string const* FindNewest(TCPropertyPlace const& Place) const;
