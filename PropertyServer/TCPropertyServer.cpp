@@ -227,7 +227,7 @@ bool TCPropertyServer::IsRepeated(TSNorvReceivedMail const& Mail) {
   return true;
 }
 
-void TCPropertyServer::Take(TSTakenMail Taken) {
+void TCPropertyServer::Take(TSTakenMail&& Taken) {
   TSNorvMailSender const& Sender = Taken.Mail.Sender;
   Taken.Origin = {CurrentTime(), Sender.User, Sender.Process, Sender.ProcessName};
   if (!Taken.Refused) {
@@ -246,7 +246,7 @@ void TCPropertyServer::Take(TSTakenMail Taken) {
   Queue(std::move(Taken));
 }
 
-void TCPropertyServer::Queue(TSTakenMail Taken) {
+void TCPropertyServer::Queue(TSTakenMail&& Taken) {
   TSTakenMail& Waiting = AddToQueue(std::move(Taken));
   if (!Waiting.Refused) {
     m_Quota.Wait(Waiting.Growth);
@@ -259,7 +259,7 @@ void TCPropertyServer::Queue(TSTakenMail Taken) {
 }
 
 // From now on others see the change wait, or wait no longer; on the disk that comes with the mail.
-TSTakenMail& TCPropertyServer::AddToQueue(TSTakenMail Taken) {
+TSTakenMail& TCPropertyServer::AddToQueue(TSTakenMail&& Taken) {
   if (!Taken.Effects) {
     return m_Queue.Add(std::move(Taken));
   }

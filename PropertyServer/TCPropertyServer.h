@@ -89,9 +89,9 @@ class TCPropertyServer : public TCNorvService {
   bool TakeBack(TSPendingChange const& Change);
   static void MarkRefused(TSTakenMail& Mail, std::string Reason);
   void LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason);
-  void Take(TSTakenMail Taken);
-  void Queue(TSTakenMail Taken);
-  TSTakenMail& AddToQueue(TSTakenMail Taken);
+  void Take(TSTakenMail&& Taken);
+  void Queue(TSTakenMail&& Taken);
+  TSTakenMail& AddToQueue(TSTakenMail&& Taken);
   std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken, TCTexts const& Former);
   TCTexts FindNewest(std::vector<TSPropertyRecord> const& Changes) const;
   std::string const* FindNewest(TCPropertyPlace const& Place) const;
