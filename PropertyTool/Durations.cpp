@@ -53,7 +53,8 @@ std::string TimeText(long long Microseconds) {
 }
 
 std::optional<long long> ReadTime(std::string const& Text) {
-  if (auto const Duration = ReadDuration(Text); Duration && Text.find('-') == std::string::npos) {
+  bool const HasUnit = !Text.empty() && Text.back() >= 'a' && Text.back() <= 'z';
+  if (auto const Duration = ReadDuration(Text); Duration && HasUnit) {
     auto const Now = std::chrono::system_clock::now().time_since_epoch();
     return std::chrono::duration_cast<std::chrono::microseconds>(Now - *Duration).count();
   }

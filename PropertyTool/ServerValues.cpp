@@ -60,7 +60,7 @@ std::optional<std::string> AskForOne(TCServerConnection& Server, TSPropertyPlace
   return Mail.GetMailRecord(0)->get_Record().m_Data.get_AsString();
 }
 
-void SendChange(TCServerConnection& Server, std::vector<TSPropertyValue> const& Values) {
+TSNorvMailContent ChangeMail(std::vector<TSPropertyValue> const& Values) {
   TCNorvPropertyObject::TCRecord Record;
   TCNorvMailBody::TCWriter Writer(Record.get_Signature());
   for (TSPropertyValue const& Value : Values) {
@@ -69,8 +69,8 @@ void SendChange(TCServerConnection& Server, std::vector<TSPropertyValue> const& 
     Record.m_Loaded.set_AsBool(false);
     Record.Encode(Writer);
   }
-  Server.Send({Norv_PropertyMail, PropertyProtocol::kChange.Type, PropertyProtocol::kChange.Name,
-               Writer.Finish()});
+  return {Norv_PropertyMail, PropertyProtocol::kChange.Type, PropertyProtocol::kChange.Name,
+          Writer.Finish()};
 }
 
 }  // namespace Property

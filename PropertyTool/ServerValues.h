@@ -28,7 +28,7 @@ void ReadValues(TCNorvMessage const& Mail, std::function<void(TSValueRecord cons
 void AskForAll(TCServerConnection& Server, std::function<void(TSValueRecord const&)> const& Take);
 /// Null when the server holds none, or none that this process may read.
 std::optional<std::string> AskForOne(TCServerConnection& Server, TSPropertyPlace const& Place);
-/// Sends a change of all `Values` at once: it takes effect as a whole or not at all.
-void SendChange(TCServerConnection& Server, std::vector<TSPropertyValue> const& Values);
+/// The mail that changes all `Values` at once: it takes effect as a whole or not at all.
+TSNorvMailContent ChangeMail(std::vector<TSPropertyValue> const& Values);
 
 }  // namespace Property

@@ -93,11 +93,11 @@ void TCFollowedValues::Apply(TCNorvMessage const& Mail) {
     }
   });
   if (Whole) {
-    TakeWhole(std::move(*Whole));
+    TakeWhole(*Whole);
   }
 }
 
-void TCFollowedValues::TakeWhole(TCValues Whole) {
+void TCFollowedValues::TakeWhole(TCValues const& Whole) {
   std::vector<TSPropertyPlace> Gone;
   for (auto const& [Place, Data] : m_Values) {
     if (Whole.count(Place) == 0) {

@@ -61,7 +61,7 @@ class TCFollowedValues {
   void OnState(bool Reachable);
   void Apply(TCNorvMessage const& Mail);
   void Take(TSPropertyPlace const& Place, std::optional<std::string> const& Data);
-  void TakeWhole(TCValues Whole);
+  void TakeWhole(TCValues const& Whole);
   void Guard(std::function<void()> const& Function);
 
   TCServerConnection& m_Server;

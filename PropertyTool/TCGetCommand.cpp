@@ -10,6 +10,13 @@
 #include "PropertyTool/TCToolFailure.h"
 
 namespace Property {
+namespace {
+
+std::string Named(std::string const& Name, std::string const& Text) {
+  return Name + ": " + Text;
+}
+
+}  // namespace
 
 struct TCGetCommand::TSFound {
   TSTarget Target;
@@ -70,7 +77,7 @@ void TCGetCommand::Write(TCToolContext& Context, std::vector<TSFound> const& All
     } else if (All.size() == 1) {
       Output.Value(Text);
     } else {
-      Output.Value(Name + ": " + Text);
+      Output.Value(Named(Name, Text));
     }
   }
   if (Output.get_Form() == TEForm::eJSON) {

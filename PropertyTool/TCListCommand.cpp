@@ -160,6 +160,17 @@ void TCListCommand::WriteTable(TCToolContext& Context, std::vector<TSRow> const&
   Table.Write(Context.get_Output());
 }
 
+// What stands behind the name; nothing where there is no text.
+std::string TCListCommand::Assigned(TCToolContext& Context, TSRow const& Row) {
+  std::string const Text = PrintableText(TextOf(Context, Row));
+  if (Text.empty()) {
+    return std::string();
+  }
+  return " = " + (Row.Value.IsDefault
+                      ? Context.get_Output().Styled(Text + "  (default)", TCOutput::TEStyle::eFaint)
+                      : Text);
+}
+
 // A container or group is named where the first row below it comes.
 void TCListCommand::WriteTree(TCToolContext& Context, std::vector<TSRow> const& Rows) {
   TCOutput& Output = Context.get_Output();
@@ -176,11 +187,7 @@ void TCListCommand::WriteTree(TCToolContext& Context, std::vector<TSRow> const& 
       auto const Depth = static_cast<std::size_t>(Part - Parts.begin());
       Output.Line(std::string(2 * Depth, ' ') + Output.Styled(*Part, TCOutput::TEStyle::eHeading));
     }
-    std::string const Text = PrintableText(TextOf(Context, Row));
-    std::string const Shown = Row.Value.IsDefault && !Text.empty()
-                                  ? Output.Styled(Text + "  (default)", TCOutput::TEStyle::eFaint)
-                                  : Text;
-    Output.Line(std::string(2 * Parts.size(), ' ') + Name + (Shown.empty() ? "" : " = ") + Shown);
+    Output.Line(std::string(2 * Parts.size(), ' ').append(Name).append(Assigned(Context, Row)));
     Above = std::move(Parts);
   }
 }

@@ -27,6 +27,7 @@ class TCListCommand : public TCToolCommand {
   void CollectField(TCToolContext& Context, TCPropertyID const& Field, TCStored& Stored,
                     std::vector<TSRow>& Rows) const;
   static std::string TextOf(TCToolContext& Context, TSRow const& Row);
+  static std::string Assigned(TCToolContext& Context, TSRow const& Row);
   static void WriteJSON(TCToolContext& Context, std::vector<TSRow> const& Rows);
   static void WritePlain(TCToolContext& Context, std::vector<TSRow> const& Rows);
   static void WriteTable(TCToolContext& Context, std::vector<TSRow> const& Rows);

@@ -96,6 +96,10 @@ void TCOutput::JSON(nlohmann::ordered_json const& Value, bool IsWhole) {
   Line(Value.dump(IsWhole ? kIndentation : -1, ' ', m_IsTerminal));
 }
 
+void TCOutput::JSONText(nlohmann::ordered_json const& Value) {
+  Raw(Value.dump(-1, ' ', m_IsTerminal));
+}
+
 std::string TCOutput::Styled(std::string const& Text, TEStyle Style) const {
   return m_HasColours && !Text.empty() ? CodeOf(Style) + Text + "\x1b[0m" : Text;
 }

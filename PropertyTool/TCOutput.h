@@ -36,6 +36,8 @@ class TCOutput {
   void Plain(std::vector<std::string> const& Columns);
   /// One JSON value: over several lines where `IsWhole`, else on a line of its own.
   void JSON(nlohmann::ordered_json const& Value, bool IsWhole = true);
+  /// The same on one line, without its end.
+  void JSONText(nlohmann::ordered_json const& Value);
   /// Text as it is, with nothing added.
   void Raw(std::string const& Text);
   /// What was written goes out now.

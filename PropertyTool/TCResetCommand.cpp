@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Stores the empty text, which stands for the default in every process.
+// Has values removed, so that every process has the default.
 #include "PropertyTool/TCResetCommand.h"
 
 #include <CLI/CLI.hpp>
 
+#include "PropertyTool/ControlMails.h"
 #include "PropertyTool/ServerValues.h"
 
 namespace Property {
@@ -24,18 +25,19 @@ CLI::App& TCResetCommand::Declare(CLI::App& Tool) {
 }
 
 TEExit TCResetCommand::Run(TCToolContext& Context) {
-  std::vector<TSPropertyValue> Values;
+  TCControlMail Mail(Norv_ControlMail, PropertyControl::kReset.Type, PropertyControl::kReset.Name);
   for (std::string const& Name : m_Names) {
     TSTarget Target = Context.get_Naming().Find(Name, m_Places);
     SettleDevice(Context, Target);
-    auto const Stored = AskForOne(Context.get_Server(), Target.Place);
-    if (Stored && !Stored->empty()) {
-      Values.push_back({Target.Place, std::string()});
+    if (AskForOne(Context.get_Server(), Target.Place)) {
+      SetPlace(Mail.CreateRecord()->get_Record(), Target.Place);
     }
   }
-  if (!Values.empty()) {
-    Change(Context, Values, m_Change);
+  std::string Transaction;
+  if (Mail.RecordCount() > 0) {
+    Transaction = SendChange(Context, Mail.get_Content(), m_Change);
   }
+  TellTransaction(Context, Transaction, m_Change);
   return TEExit::eDone;
 }
 

@@ -20,12 +20,14 @@ class TCSecrets {
   TCSecrets(TCServerConnection& Server, bool Shown) : m_Server(Server), m_Shown(Shown) {}
 
   bool IsSecret(int Number);
+  /// Nothing counts as a secret from now on.
+  void ShowAll() { m_Shown = true; }
 
  private:
   void Ask();
 
   TCServerConnection& m_Server;
-  bool const m_Shown;
+  bool m_Shown;
   std::optional<std::vector<std::pair<int, int>>> m_Ranges;  // first and last number of each
 };
 

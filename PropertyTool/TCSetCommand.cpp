@@ -20,7 +20,7 @@ CLI::App& TCSetCommand::Declare(CLI::App& Tool) {
       ->type_name("");
   m_Places.Declare(*Command);
   Command->add_flag("--stored", m_Stored, "Values are texts as they are stored");
-  m_Change.Declare(*Command);
+  m_Change.DeclareWithConfirmation(*Command);
   Command->footer(
       "Choices are given by name, text or number, truth values as true and false.\n"
       "Several properties change as one transaction.\n\n"
@@ -44,7 +44,7 @@ TEExit TCSetCommand::Run(TCToolContext& Context) {
     }
     Values.push_back({Wanted.Target.Place, Wanted.Data});
   }
-  Change(Context, Values, m_Change);
+  TellTransaction(Context, Change(Context, Values, m_Change), m_Change);
   return TEExit::eDone;
 }
 

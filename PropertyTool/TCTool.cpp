@@ -14,13 +14,23 @@
 #include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
+#include "PropertyTool/TCCompleteCommand.h"
+#include "PropertyTool/TCConfirmCommand.h"
+#include "PropertyTool/TCDescribeCommand.h"
+#include "PropertyTool/TCDiffCommand.h"
+#include "PropertyTool/TCDumpCommand.h"
+#include "PropertyTool/TCExplainCommand.h"
 #include "PropertyTool/TCGetCommand.h"
+#include "PropertyTool/TCHistoryCommand.h"
 #include "PropertyTool/TCListCommand.h"
+#include "PropertyTool/TCLoadCommand.h"
 #include "PropertyTool/TCResetCommand.h"
+#include "PropertyTool/TCSchemaCommand.h"
 #include "PropertyTool/TCSetCommand.h"
 #include "PropertyTool/TCStatusCommand.h"
 #include "PropertyTool/TCToolContext.h"
 #include "PropertyTool/TCToolFailure.h"
+#include "PropertyTool/TCUndoCommand.h"
 #include "PropertyTool/TCWaitCommand.h"
 #include "PropertyTool/TCWatchCommand.h"
 
@@ -45,8 +55,10 @@ std::vector<TSDeclared> Declare(CLI::App& Tool) {
 }
 
 std::vector<TSDeclared> DeclareCommands(CLI::App& Tool) {
-  return Declare<TCGetCommand, TCSetCommand, TCListCommand, TCWatchCommand, TCWaitCommand,
-                 TCResetCommand, TCStatusCommand>(Tool);
+  return Declare<TCGetCommand, TCSetCommand, TCResetCommand, TCListCommand, TCDescribeCommand,
+                 TCExplainCommand, TCWatchCommand, TCWaitCommand, TCDumpCommand, TCLoadCommand,
+                 TCDiffCommand, TCHistoryCommand, TCUndoCommand, TCConfirmCommand, TCSchemaCommand,
+                 TCStatusCommand, TCCompleteCommand>(Tool);
 }
 
 std::string CheckAddress(std::string const& Text) {

@@ -2,6 +2,9 @@
 // What the command says about itself and about command lines that are wrong.
 #include <gmock/gmock.h>
 
+#include <fstream>
+#include <sstream>
+
 #include "tests/tool/ToolFixture.h"
 
 namespace {
@@ -57,6 +60,28 @@ TEST_F(ToolCommandLine, SaysThatTheOutputTakesNothing) {
   TRun const Run = Shell("property status >/dev/full");
   EXPECT_EQ(Run.m_Exit, 1);
   EXPECT_EQ(Run.m_Errors, "property: cannot write the standard output: No space left on device\n");
+}
+
+TEST_F(ToolCommandLine, HasEveryCommandInTheManualPage) {
+  std::ifstream const Stream(MAN_PAGE);
+  std::ostringstream Page;
+  Page << Stream.rdbuf();
+  std::istringstream Commands(Tool({"complete", ""}).m_Output);
+  int Count = 0;
+  for (std::string Command; std::getline(Commands, Command); ++Count) {
+    EXPECT_THAT(Page.str(), HasSubstr("\n.B " + Command)) << Command;
+  }
+  EXPECT_GT(Count, 10);
+}
+
+TEST_F(ToolCommandLine, HasTheExamplesOfEveryCommandInItsHelp) {
+  std::istringstream Commands(Tool({"complete", ""}).m_Output);
+  for (std::string Command; std::getline(Commands, Command);) {
+    if (Command != "schema") {
+      EXPECT_THAT(Tool({Command, "--help"}).m_Output,
+                  HasSubstr("Examples:\n  property " + Command));
+    }
+  }
 }
 
 }  // namespace

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: MIT
+// property schema: what the schema libraries hold, and what is wrong with it.
+#pragma once
+
+#include <string>
+
+#include "PropertyTool/TCToolCommand.h"
+
+namespace Property {
+
+class TCSchemaCommand : public TCToolCommand {
+ public:
+  CLI::App& Declare(CLI::App& Tool) override;
+  TEExit Run(TCToolContext& Context) override;
+
+ private:
+  TEExit Check(TCToolContext& Context) const;
+  TEExit Export(TCToolContext& Context) const;
+
+  CLI::App* m_Check = nullptr;
+  std::string m_Earlier;
+  bool m_Table = false;
+};
+
+}  // namespace Property
