@@ -157,7 +157,8 @@ TEST_F(HostileBytes, ThatAnnounceAHugeMailTakeNoMemory) {
   ExpectServed();
   long const Before = ServerMemory();
   std::vector<TRawPeer> Peers;
-  constexpr int kPeers = kShare > 1 ? 2 : 50;
+  // A build that checks addresses touches what it allocates.
+  constexpr int kPeers = kShare > 1 ? 1 : 50;
   for (int Number = 0; Number < kPeers; ++Number) {
     Peers.emplace_back(Connect(SocketPath()));
     EXPECT_TRUE(Peers.back().Greet(std::to_string(Number)));
