@@ -57,14 +57,17 @@ std::string CheckConfirmation(std::string const& Text) {
 
 }  // namespace
 
-void TSChangeOptions::Declare(CLI::App& Command) {
-  auto* const Option = Command.add_flag("--no-wait", NoWait,
-                                        "Return when the change is sent, not when it is stored");
+void TSChangeOptions::DeclareTimeout(CLI::App& Command) {
   Command.add_option("--timeout", Timeout, "How long to wait for it to be stored, as 10s or 5m")
       ->check(CheckDuration)
-      ->excludes(Option)
       ->capture_default_str()
       ->type_name("DURATION");
+}
+
+void TSChangeOptions::Declare(CLI::App& Command) {
+  Command.add_flag("--no-wait", NoWait, "Return when the change is sent, not when it is stored");
+  DeclareTimeout(Command);
+  Command.get_option("--timeout")->excludes("--no-wait");
 }
 
 void TSChangeOptions::DeclareWithConfirmation(CLI::App& Command) {

@@ -23,6 +23,8 @@ struct TSChangeOptions {
   std::string ConfirmWithin;  ///< empty: the change stays by itself
 
   void Declare(CLI::App& Command);
+  /// For changes that are always waited for.
+  void DeclareTimeout(CLI::App& Command);
   /// Also --confirm-within, for what the server can take back.
   void DeclareWithConfirmation(CLI::App& Command);
   std::chrono::milliseconds get_Timeout() const;

@@ -4,15 +4,21 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <limits>
 #include <map>
+#include <optional>
 #include <set>
 #include <string_view>
 
 #include "CommonProperties/TCPropertyChoice.h"
+#include "PropertyTool/Orphans.h"
+#include "PropertyTool/TCToolFailure.h"
 #include "SchemaLibrary/ASCIICase.h"
 
 namespace Property {
 namespace {
+
+constexpr int kPatience = 300;  // milliseconds that somebody at a keyboard does not notice much
 
 std::set<std::string> const& CommandsOfProperties() {
   static auto const& Names = *new std::set<std::string>{"get",     "set",     "reset", "describe",
@@ -125,6 +131,22 @@ void TCCompleteCommand::OfferValues(TCToolContext& Context, std::string const& N
   }
 }
 
+void TCCompleteCommand::OfferForgettable(TCToolContext& Context) const {
+  Context.get_Server().set_Patience(kPatience);
+  std::optional<int> Last;
+  try {
+    AskForOrphans(Context.get_Server(), std::numeric_limits<int>::min(),
+                  [&](TSOrphan const& Orphan) {
+                    if (Last != Orphan.Place.Number) {
+                      Last = Orphan.Place.Number;
+                      Offer(Context, m_Words.back(), std::to_string(Orphan.Place.Number));
+                    }
+                    return true;
+                  });
+  } catch (TCToolFailure const&) {  // nothing can be offered
+  }
+}
+
 TEExit TCCompleteCommand::Run(TCToolContext& Context) {
   if (m_Words.empty()) {
     m_Words.emplace_back();
@@ -136,6 +158,8 @@ TEExit TCCompleteCommand::Run(TCToolContext& Context) {
     OfferOptions(Context, Command);
   } else if (!CommandsBelow(Command).empty()) {
     OfferCommands(Context, Command);
+  } else if (Command.get_name() == "forget") {
+    OfferForgettable(Context);
   } else if (CommandsOfProperties().count(Command.get_name()) > 0 &&
              Context.get_Schema().IsThere()) {
     bool const IsAssignment = IsOfAssignments(Command.get_name());

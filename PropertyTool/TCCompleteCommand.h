@@ -11,7 +11,8 @@
 namespace Property {
 
 /// Prints a candidate a line: commands, options, properties, choices. Knows the schema and asks no
-/// server. Names that a shell would have to quote are left out.
+/// server, but for the numbers that can be forgotten: only the server knows those, and it is not
+/// waited for. Names that a shell would have to quote are left out.
 class TCCompleteCommand : public TCToolCommand {
  public:
   CLI::App& Declare(CLI::App& Tool) override;
@@ -25,6 +26,8 @@ class TCCompleteCommand : public TCToolCommand {
   void OfferNames(TCToolContext& Context, bool IsAssignment) const;
   static void OfferValues(TCToolContext& Context, std::string const& Name,
                           std::string const& Before, std::string const& Begin);
+
+  void OfferForgettable(TCToolContext& Context) const;
 
   CLI::App* m_Tool = nullptr;
   std::vector<std::string> m_Words;

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: MIT
-// Checks and exports the loaded schema.
+// Checks and exports the loaded schema, and lists what the server's has no field for.
 #include "PropertyTool/TCSchemaCommand.h"
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <limits>
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "PropertyTool/ControlMails.h"
 #include "PropertyTool/InputFiles.h"
+#include "PropertyTool/Orphans.h"
 #include "PropertyTool/TCTextTable.h"
 #include "PropertyTool/TCToolContext.h"
 #include "SchemaLibrary/SchemaCheck.h"
@@ -22,7 +25,8 @@ constexpr std::size_t kLargestExport = std::size_t{256} << 20;
 }  // namespace
 
 CLI::App& TCSchemaCommand::Declare(CLI::App& Tool) {
-  CLI::App* const Command = Tool.add_subcommand("schema", "Check and export schema libraries");
+  CLI::App* const Command = Tool.add_subcommand(
+      "schema", "Check and export schema libraries, list what they no longer know");
   Command->require_subcommand(1);
   m_Check = Command->add_subcommand("check", "Find mistakes that initialisation lets pass");
   m_Check
@@ -40,6 +44,14 @@ CLI::App& TCSchemaCommand::Declare(CLI::App& Tool) {
       "Examples:\n"
       "  property schema export >released.json\n"
       "  property schema export --table");
+  m_Orphans = Command->add_subcommand(
+      "orphans", "List stored values that the server's schema no longer knows");
+  m_Orphans->footer(
+      "The server keeps them aside: no process is told of them, and they are back when a schema\n"
+      "knows them again. Only for who may administer the server.\n\n"
+      "Examples:\n"
+      "  property schema orphans\n"
+      "  property schema orphans --json");
   return *Command;
 }
 
@@ -78,7 +90,37 @@ TEExit TCSchemaCommand::Export(TCToolContext& Context) const {
   return TEExit::eDone;
 }
 
+TEExit TCSchemaCommand::Orphans(TCToolContext& Context) {
+  TCOutput& Output = Context.get_Output();
+  nlohmann::ordered_json Array = nlohmann::ordered_json::array();
+  TCTextTable Table({"NUMBER", "RECORD", "DEVICE", "VALUE", "REASON"});
+  AskForOrphans(Context.get_Server(), std::numeric_limits<int>::min(), [&](TSOrphan const& Orphan) {
+    if (Output.get_Form() == TEForm::eJSON) {
+      nlohmann::ordered_json Object = Context.get_Naming().JSONOf(Orphan.Place);
+      Object["secret"] = Orphan.IsSecret;
+      SetTextOrNull(Object, "value", Orphan.Data);
+      SetText(Object, "reason", Orphan.Reason);
+      Array.push_back(std::move(Object));
+      return true;
+    }
+    std::vector<std::string> const Row = {std::to_string(Orphan.Place.Number), Orphan.Place.Link,
+                                          Orphan.Place.MAC, Orphan.Data.value_or(kSecretMask),
+                                          Orphan.Reason};
+    Output.get_Form() == TEForm::ePlain ? Output.Plain(Row) : Table.Add(Row);
+    return true;
+  });
+  if (Output.get_Form() == TEForm::eJSON) {
+    Output.JSON(Array);
+  } else if (!Table.IsEmpty()) {
+    Table.Write(Output);
+  }
+  return TEExit::eDone;
+}
+
 TEExit TCSchemaCommand::Run(TCToolContext& Context) {
+  if (m_Orphans->parsed()) {
+    return Orphans(Context);
+  }
   Context.get_Schema().Require();
   return m_Check->parsed() ? Check(Context) : Export(Context);
 }

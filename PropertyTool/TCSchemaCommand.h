@@ -17,7 +17,10 @@ class TCSchemaCommand : public TCToolCommand {
   TEExit Check(TCToolContext& Context) const;
   TEExit Export(TCToolContext& Context) const;
 
+  static TEExit Orphans(TCToolContext& Context);
+
   CLI::App* m_Check = nullptr;
+  CLI::App* m_Orphans = nullptr;
   std::string m_Earlier;
   bool m_Table = false;
 };

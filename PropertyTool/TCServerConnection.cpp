@@ -13,9 +13,6 @@
 namespace Property {
 namespace {
 
-constexpr int kReachTime = 2000;    // milliseconds
-constexpr int kAnswerTime = 60000;  // what looks through very many values takes its time
-
 TCNorvServiceName const& Server() {
   static auto const& Name =
       *new TCNorvServiceName(TCNorvServiceName::MakeLocalProcess(PropertyProtocol::kMailbox, ""));
@@ -75,14 +72,14 @@ void TCServerConnection::ThrowUnreached() {
 }
 
 void TCServerConnection::Reach() {
-  if (!Proxy().WaitForMailRouter(kReachTime)) {
+  if (!Proxy().WaitForMailRouter(m_ReachTime)) {
     ThrowUnreached();
   }
 }
 
 void TCServerConnection::Ask(TCNorvMessage& Mail) {
   Reach();
-  if (Proxy().SendAndWait(Server(), Mail, kAnswerTime)) {
+  if (Proxy().SendAndWait(Server(), Mail, m_AnswerTime)) {
     return;
   }
   std::string const Refusal = Proxy().get_Refusal();

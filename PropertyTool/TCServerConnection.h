@@ -30,7 +30,10 @@ class TCServerConnection {
   /// Before the first use.
   void SetListener(TSListener Listener);
 
-  /// Waits for the server for 2 seconds at most.
+  /// For who would rather do without the server than wait: milliseconds until it has to be reached
+  /// and to have answered, instead of 2 seconds and a minute.
+  void set_Patience(int Milliseconds) { m_ReachTime = m_AnswerTime = Milliseconds; }
+  /// Waits until the server is there.
   void Reach();
   /// Sends a request; its answer replaces it.
   void Ask(TCNorvMessage& Mail);
@@ -55,6 +58,8 @@ class TCServerConnection {
   std::string const m_Address;
   TSListener m_Listener;
   std::unique_ptr<TCProxy> m_Proxy;
+  int m_ReachTime = 2000;    // milliseconds
+  int m_AnswerTime = 60000;  // what looks through very many values takes its time
 };
 
 }  // namespace Property

@@ -20,6 +20,7 @@
 #include "PropertyTool/TCDiffCommand.h"
 #include "PropertyTool/TCDumpCommand.h"
 #include "PropertyTool/TCExplainCommand.h"
+#include "PropertyTool/TCForgetCommand.h"
 #include "PropertyTool/TCGetCommand.h"
 #include "PropertyTool/TCHistoryCommand.h"
 #include "PropertyTool/TCListCommand.h"
@@ -57,8 +58,8 @@ std::vector<TSDeclared> Declare(CLI::App& Tool) {
 std::vector<TSDeclared> DeclareCommands(CLI::App& Tool) {
   return Declare<TCGetCommand, TCSetCommand, TCResetCommand, TCListCommand, TCDescribeCommand,
                  TCExplainCommand, TCWatchCommand, TCWaitCommand, TCDumpCommand, TCLoadCommand,
-                 TCDiffCommand, TCHistoryCommand, TCUndoCommand, TCConfirmCommand, TCSchemaCommand,
-                 TCStatusCommand, TCCompleteCommand>(Tool);
+                 TCDiffCommand, TCHistoryCommand, TCUndoCommand, TCConfirmCommand, TCForgetCommand,
+                 TCSchemaCommand, TCStatusCommand, TCCompleteCommand>(Tool);
 }
 
 std::string CheckAddress(std::string const& Text) {

@@ -65,7 +65,7 @@ TEST_F(ToolCompletion, OffersTheChoicesOfAProperty) {
 }
 
 TEST_F(ToolCompletion, OffersWhatStandsBelowACommand) {
-  EXPECT_EQ(Offered({"schema", ""}), "check\nexport\n");
+  EXPECT_EQ(Offered({"schema", ""}), "check\nexport\norphans\n");
 }
 
 TEST_F(ToolCompletion, LeavesOutNamesThatAShellWouldObey) {
@@ -77,18 +77,24 @@ TEST_F(ToolCompletion, CompletesInBash) {
   EXPECT_EQ(InBash("property get Mo"), "Mode\nMotto\n");
   EXPECT_EQ(InBash("property set Mod"), "Mode=\n");
   EXPECT_EQ(InBash("property set Mode=N"), "Night\n");
+  EXPECT_EQ(InBash("property schema o"), "orphans\n");
+  EXPECT_EQ(InBash("property forg"), "forget\n");
 }
 
 TEST_F(ToolCompletion, CompletesInFish) {
   EXPECT_EQ(InFish("property desc"), "describe\n");
   EXPECT_EQ(InFish("property get Mo"), "Mode\nMotto\n");
   EXPECT_EQ(InFish("property set Mode=N"), "Mode=Night\n");
+  EXPECT_EQ(InFish("property schema o"), "orphans\n");
+  EXPECT_EQ(InFish("property forg"), "forget\n");
 }
 
 TEST_F(ToolCompletion, CompletesInZsh) {
   EXPECT_EQ(InZsh("property desc", 2), "-- describe\n");
   EXPECT_EQ(InZsh("property get Mo", 3), "-- Mode Motto\n");
   EXPECT_EQ(InZsh("property set Mod", 3), "-S  -- Mode=\n");
+  EXPECT_EQ(InZsh("property schema o", 3), "-- orphans\n");
+  EXPECT_EQ(InZsh("property forg", 2), "-- forget\n");
   EXPECT_EQ(InZsh("property load x", 3), "files\n");
 }
 
