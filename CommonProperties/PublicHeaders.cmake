@@ -19,4 +19,5 @@ set(PUBLIC_HEADERS
   TCPropertyLink.h
   TCPropertyShowControl.h
   TCPropertyTransaction.h
+  TCReadGuard.h
   TCValidRegexPropertySettings.h)

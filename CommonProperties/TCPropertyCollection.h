@@ -9,12 +9,13 @@
 //  - the session callback, DoSetSession, DoDeleteSession and DoLoadPropertyList;
 //  - Notify's walk over the notifiers, and with it their OnPropQueued;
 //  - all of Notify for values that are updated or deleted;
-//  - OnPropertySet.
+//  - OnPropertySet;
+//  - all of one transaction, and all of one received mail, is put into the store.
 // It is left before these run:
 //  - OnFetchProperty and validators;
 //  - OnPropertyChanged, and Notify for values that are set or loaded; both get a copy.
-// Recursion means that "left" is relative: a set made inside a hook that runs with the lock held
-// holds it throughout.
+// Recursion means that "left" is relative: a set made inside a hook that runs with the lock held,
+// or by a thread that has a TCReadGuard, holds it throughout.
 //
 // The last that a notifier hears of a value is what is stored, whatever happens meanwhile: where a
 // value was told after the lock was left, or a hook has changed it while it was told, the value
@@ -280,6 +281,8 @@ class PROPERTY_EXPORT TCPropertyCollection {
   static TCCriticalSection m_CSection;
 
  private:
+  friend class TCReadGuard;  // holds m_CSection
+
   class TCProcessState;
   class TCThreadEnd;
   class TCTelling;

@@ -10,6 +10,7 @@
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyTransaction.h"
+#include "CommonProperties/TCReadGuard.h"
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "Platform/Utility/DebugOutput.h"
 #include "Platform/Utility/TCException.h"
@@ -105,6 +106,15 @@ struct TSReading {
   TCMACAddress Device;  // of LastMAC
 };
 
+// Who has a guard must not wait for the server, however long that is away: nobody else could use
+// the store.
+void ExpectNoGuard(std::string const& What) {
+  if (TCReadGuard::IsHeld()) {
+    throw TCException(kSource, __LINE__, "!TCReadGuard::IsHeld()")
+        .Format("%s: the server is not asked while this thread holds a read guard", What.c_str());
+  }
+}
+
 // A change that could not be sent is not on its way.
 struct TCMarkEnd {
   std::function<void()> m_Forget;
@@ -135,6 +145,7 @@ void TCPropertyCollectionDriver::Create(bool ownMACOnly) {
     if (m_Instance != nullptr) {
       throw TCException(kSource, 82, "m_Instance==__null");
     }
+    ExpectNoGuard("Create");
     {
       TCUnderConstruction const Marked;
       new TCPropertyCollectionDriver;  // registers itself and lives as long as the process
@@ -167,6 +178,7 @@ void TCPropertyCollectionDriver::Init() {
 }
 
 void TCPropertyCollectionDriver::Fetch() {
+  ExpectNoGuard("Fetch");
   TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, PropertyProtocol::kRequestAll.Type,
                       PropertyProtocol::kRequestAll.Name);
   Mail.CreateRecord()->get_Request().m_Action =
@@ -238,13 +250,23 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
   if (!IsAccepted(Mail)) {
     return;
   }
+  // By their keys: meanwhile another thread may have emptied the store.
+  for (auto const& [Key, IsGone] : TakeIn(Mail)) {
+    IsGone ? TellRemoved(Key) : TellChanged(Key);
+  }
+}
+
+// With the lock held throughout, so that who holds it meanwhile sees all of the mail or nothing.
+TCPropertyCollectionDriver::TCChangedKeys TCPropertyCollectionDriver::TakeIn(
+    TCNorvMessage const& Mail) {
   std::string const OwnMAC = m_OwnMACOnly ? TCMACAddress::Own("").get_AsString(':') : std::string();
   auto& [Record, MACBuffer, DataBuffer, LastMAC, Device] = TCPerThread<TSReading>::Get();
   std::shared_ptr<TCNorvMailBody const> const Body = Mail.get_Body(Record);
   bool const Notified = !IsBulkLoad(Mail);
-  std::vector<std::pair<TCPropertyKey, bool>> Changed;  // and whether it is gone
+  TCChangedKeys Changed;
   bool Whole = false;                // what the mail does not have, the server does not hold
   std::vector<TCPropertyKey> Named;  // in such a mail
+  TCCriticalSectionLock Lock(m_CSection);
   for (int Index = 0; Index < Body->get_Count(); ++Index) {
     Record.Decode(Body->get_Record(Index));
     if (!Record.m_ID.IsAssigned()) {
@@ -268,7 +290,6 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
     if (!IsWanted(*ID, Link, MAC, OwnMAC)) {
       continue;
     }
-    TCCriticalSectionLock const Lock(m_CSection);
     if (IsAnyOvertaken() && IsOvertaken(Record.get_Key())) {
       continue;  // by a change of this process
     }
@@ -280,19 +301,17 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
       Changed.emplace_back(Key, IsGone);
     }
   }
-  if (Body->get_Size() > kLargeMail) {
-    TCPerThread<TSReading>::Drop();
-  }
   if (Whole) {
     std::vector<TCPropertyKey> const Gone = RemoveAllBut(std::move(Named));
     for (TCPropertyKey const& Key : Gone) {
       Changed.emplace_back(Key, true);
     }
   }
-  // By their keys: meanwhile another thread may have emptied the store.
-  for (auto const& [Key, IsGone] : Changed) {
-    IsGone ? TellRemoved(Key) : TellChanged(Key);
+  Lock.Leave();
+  if (Body->get_Size() > kLargeMail) {
+    TCPerThread<TSReading>::Drop();
   }
+  return Changed;
 }
 
 // Leaves also those of which a change of this process is on its way. Returns what it has removed.
@@ -321,6 +340,8 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
     }
     return true;
   }
+  ExpectNoGuard("Property " + Object.get_ID().Viewname(false) + " of " +
+                Object.get_MAC().get_AsString(':'));
   TCPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, PropertyProtocol::kRequestOne.Type,
                       PropertyProtocol::kRequestOne.Name);
   Mail.CreateRecord()->RequestProperty(Object.get_ID().get_Number(), Object.get_Link(),

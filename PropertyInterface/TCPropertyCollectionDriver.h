@@ -6,6 +6,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "CommonProperties/PropertyExport.h"
@@ -20,9 +21,12 @@ namespace Property {
 /// the server publishes. Created once by the application's start-up code and never replaced; lives
 /// until the process ends.
 ///
-/// Published changes are applied on the proxy's thread, relying on the store's own locking. The
-/// store's lock is held during Create() (but for the waiting at its end), Init(), and the parts of
-/// Fetch() and CommitTransaction() that change the store; never while waiting for an answer.
+/// Published changes are applied on the proxy's thread. The store's lock is held during Create()
+/// (but for the waiting at its end), Init(), the parts of Fetch() and CommitTransaction() that
+/// change the store, and while one received mail is put into it; never while waiting for an answer.
+///
+/// A thread that holds a TCReadGuard is refused what the server has to be asked for: Create(),
+/// Fetch() and the fetching of a value throw TCException.
 ///
 /// A forked child of the process has a copy of the values that it can read. A set or a commit there
 /// throws TCException, with the values changed in the copy alone, and so does what the server would
@@ -76,11 +80,13 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
 
  private:
   using TCOwnValues = std::map<std::string, TCCommonPropertyObject>;  // by their keys in mails
+  using TCChangedKeys = std::vector<std::pair<TCPropertyKey, bool>>;  // and whether it is gone
 
   TCPropertyCollectionDriver();
 
   TCOwnValues ClearForAnswer();
   void LayOver(TCOwnValues const& Own);
+  TCChangedKeys TakeIn(TCNorvMessage const& Mail);
   std::vector<TCPropertyKey> RemoveAllBut(std::vector<TCPropertyKey> Held);
   bool IsWanted(TCPropertyID const& ID, Accessories::TCRecordID const& Link, std::string const& MAC,
                 std::string const& OwnMAC);

@@ -14,6 +14,7 @@
 #include "CommonProperties/TCCommonPropertyChangeNotifier.h"
 #include "CommonProperties/TCPropertyChoice.h"
 #include "CommonProperties/TCPropertyTransaction.h"
+#include "CommonProperties/TCReadGuard.h"
 #include "benchmarks/BenchmarkStore.h"
 #include "benchmarks/support/Measurement.h"
 
@@ -105,6 +106,15 @@ void ReadValidated(benchmark::State& State, int Values) {
   ForEach(State, Store.get_Validated(), [](TSTarget const& Value, std::size_t) {
     benchmark::DoNotOptimize(GetProperty(*Value.m_ID, Value.m_Link).get_AsInteger());
   });
+}
+
+// A guard around a read, which takes what the guard costs more than the read alone.
+void ReadGuarded(benchmark::State& State, int Values) {
+  ForEach(State, TCFilledStore::WithValues(Values).get_Integers(),
+          [](TSTarget const& Value, std::size_t) {
+            Property::TCReadGuard const Guard;
+            benchmark::DoNotOptimize(GetProperty(*Value.m_ID, Value.m_Link).get_AsInteger());
+          });
 }
 
 void Exist(benchmark::State& State, int Values) {
@@ -277,6 +287,7 @@ void RegisterReads(int Values) {
   Register("product/read_integer/system_wide", ReadInteger<&TCFilledStore::get_SystemWide>, Values);
   Register("product/read_integer/session", ReadInSession, Values);
   Register("product/read_integer/transaction", ReadInTransaction, Values);
+  Register("product/read_integer/guard", ReadGuarded, Values);
   Register("product/read_boolean/own_mac", ReadBoolean, Values);
   Register("product/read_string/own_mac", ReadText<&TCFilledStore::get_Texts>, Values);
   Register("product/read_choice/own_mac", ReadText<&TCFilledStore::get_Choices>, Values);

@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "CommonProperties/TCReadGuard.h"
 #include "benchmarks/BenchmarkStore.h"
 
 namespace {
@@ -40,6 +41,10 @@ int main() {
     Sum += static_cast<int>(GetProperty(*Value.m_ID, Value.m_Link).get_AsString().size());
   });
   Count("read_choice", Store.get_Choices(), [&Sum](TSTarget const& Value) {
+    Sum += GetProperty(*Value.m_ID, Value.m_Link).get_AsInteger();
+  });
+  Count("read_guarded", Store.get_Integers(), [&Sum](TSTarget const& Value) {
+    Property::TCReadGuard const Guard;
     Sum += GetProperty(*Value.m_ID, Value.m_Link).get_AsInteger();
   });
   Count("set_equal", Store.get_Integers(), [](TSTarget const& Value) {

@@ -5,12 +5,15 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <iostream>
 #include <map>
 #include <mutex>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include "CommonProperties/TCCommonPropertyChangeNotifier.h"
 #include "CommonProperties/TCPropertyChoice.h"
@@ -18,6 +21,7 @@
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyTransaction.h"
+#include "CommonProperties/TCReadGuard.h"
 #include "Platform/Utility/TCException.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 #include "tests/support/Hex.h"
@@ -194,6 +198,44 @@ std::string Rollback(std::istream& /*Words*/) {
   return "rolled back";
 }
 
+// Commits one transaction after the other, each of which counts two values on, of a device and of
+// the system.
+std::string CountPairs(std::istream& Words) {
+  int Last = 0;
+  Words >> Last;
+  for (int Number = 1; Number <= Last; ++Number) {
+    Property::TCPropertyTransaction Pair;
+    Pair.Begin();
+    SetProperty(Level, Number, TCRecordID(1));
+    SetProperty(Motto, Number);
+    Pair.Commit();
+  }
+  return "counted";
+}
+
+// Reads those two under a guard, on so many threads, until they are the last ones. Answers how
+// often one was of another transaction than the other.
+std::string Halves(std::istream& Words) {
+  int Threads = 0;
+  int Last = 0;
+  Words >> Threads >> Last;
+  std::atomic<int> Halves{0};
+  std::vector<std::thread> Readers;
+  for (int Thread = 0; Thread < Threads; ++Thread) {
+    Readers.emplace_back([&Halves, Last] {
+      for (int Number = 0; Number != Last;) {
+        Property::TCReadGuard const Guard;
+        Number = GetProperty(Level, TCRecordID(1)).get_AsInteger();
+        Halves += GetProperty(Motto).get_AsInteger() != Number ? 1 : 0;
+      }
+    });
+  }
+  for (std::thread& Reader : Readers) {
+    Reader.join();
+  }
+  return "halves " + std::to_string(Halves);
+}
+
 std::string Await(std::istream& /*Words*/) {
   return Queue().Take();
 }
@@ -221,6 +263,7 @@ std::string Obey(std::string const& Line) {
       {"begin", Begin},       {"commit", Commit},
       {"rollback", Rollback}, {"await", Await},
       {"until", Until},       {"acknowledged", Acknowledged},
+      {"pairs", CountPairs},  {"halves", Halves},
   };
   std::istringstream Words(Line);
   std::string Command;
