@@ -56,6 +56,14 @@ constexpr TSSignal kSecrets{eNorvRequest, 7};
 /// loaded; refused, whether it was tried and is not; text, why not.
 constexpr TSSignal kSchemas{eNorvRequest, 8};
 
+/// What the server publishes to the sender of a refused mail alone, before it acknowledges that.
+/// For each such mail, in their order: mail, refused; text, why; id, link and mac of the value that
+/// it is about, if it is about one. Further records of the same mail, without text, name further
+/// values. Of a value that is not what the mail has expected, and that its sender may read: held;
+/// data, where it is held, both as they are now. Who subscribes again is told what is remembered:
+/// then a first record that has nothing but mail says that others up to that mail are forgotten.
+constexpr TSSignal kRefusals{eNorvEvent, 1};
+
 // Mails, acknowledged when what they do is on the disk; kOutcome tells whether they were refused.
 
 /// Changes values and takes that back by itself unless it is confirmed in time. The first record:
@@ -76,8 +84,9 @@ constexpr TSSignal kForget{eNorvChange, 13};
 constexpr TSSignal kReset{eNorvChange, 14};
 
 /// All of them.
-constexpr TSSignal kSignals[] = {kHistory, kExplain, kOutcome, kOrphans, kPending, kSecrets,
-                                 kSchemas, kChange,  kUndo,    kConfirm, kForget,  kReset};
+constexpr TSSignal kSignals[] = {kHistory, kExplain, kOutcome, kOrphans, kPending,
+                                 kSecrets, kSchemas, kChange,  kUndo,    kConfirm,
+                                 kForget,  kReset,   kRefusals};
 
 constexpr int kPageEntries = 100;
 constexpr int kMostPageEntries = 1000;

@@ -12,11 +12,13 @@ std::string Describe(TCPropertyPlace const& Place) {
 }
 
 std::string TCChangeRules::ReasonAgainst(TSNorvMailSender const& Sender,
-                                         std::vector<TSPropertyRecord> const& Changes) const {
+                                         std::vector<TSPropertyRecord> const& Changes,
+                                         std::vector<TCPropertyPlace>& Places) const {
   std::size_t Bytes = 0;
   for (TSPropertyRecord const& Change : Changes) {
     std::string Reason = ReasonAgainst(Sender, Change);
     if (!Reason.empty()) {
+      Places.push_back(PlaceOf(Change));
       return Reason;
     }
     Bytes += Change.Data.size();

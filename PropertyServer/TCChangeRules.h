@@ -24,9 +24,11 @@ class TCChangeRules {
   TCChangeRules(TCConfiguration const& Configuration, TCServerSchema* Schema)
       : m_Configuration(Configuration), m_Schema(Schema) {}
 
-  /// Why the sender may not change these values together; empty when it may.
+  /// Why the sender may not change these values together; empty when it may. `Places` gets the
+  /// value that the reason is about, if it is about one.
   std::string ReasonAgainst(TSNorvMailSender const& Sender,
-                            std::vector<TSPropertyRecord> const& Changes) const;
+                            std::vector<TSPropertyRecord> const& Changes,
+                            std::vector<TCPropertyPlace>& Places) const;
 
  private:
   std::string ReasonAgainst(TSNorvMailSender const& Sender, TSPropertyRecord const& Change) const;

@@ -250,7 +250,8 @@ void TCControlMails::Check(TSTakenMail& Taken) const {
         .Format("it changes %zu values, at most %zu are allowed in one mail (mail_records)",
                 Taken.Changes.size(), Most);
   }
-  std::string const Reason = m_Rules.ReasonAgainst(Taken.Mail.Sender, Taken.Changes);
+  std::string const Reason =
+      m_Rules.ReasonAgainst(Taken.Mail.Sender, Taken.Changes, Taken.Outcome.Places);
   if (!Reason.empty()) {
     throw TCException(kSource, __LINE__).Format("%s", Reason.c_str());
   }

@@ -3,6 +3,7 @@
 #include "PropertyServer/TCGroupStoring.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 #include "PropertyServer/TCCommitQueue.h"
@@ -44,6 +45,7 @@ bool TCGroupStoring::Store(std::size_t Records) {
   }
   m_Transaction.CountTransaction(m_LastTransaction);
   m_Taken.Remember(m_Transaction, m_Senders, m_Outcomes);
+  StoreRefusals();
   m_Transaction.Commit();
   m_Taken.OnStored(m_Senders);
   return true;
@@ -57,6 +59,19 @@ void TCGroupStoring::StoreEffects(TSControlEffects const& Effects) {
   if (Effects.Pending) {
     m_Transaction.AddPending(*Effects.Pending);
     m_Transaction.AddFormer(Effects.Pending->Transaction, Effects.Former);
+  }
+}
+
+void TCGroupStoring::StoreRefusals() {
+  std::set<TSNorvSenderKey> Refused;
+  for (TSTakenMail const& Mail : m_Mails) {
+    if (Mail.HasSender() && Mail.Outcome.Refusal) {
+      m_Transaction.NoteRefusal(Mail.Mail.Sender, Mail.get_Refusal());
+      Refused.insert(Mail.Mail.Sender);
+    }
+  }
+  for (TSNorvSenderKey const& Sender : Refused) {
+    m_Transaction.ForgetOldRefusals(Sender);
   }
 }
 

@@ -39,6 +39,7 @@ class TCGroupStoring {
   static std::vector<T> TakeSlice(std::vector<T> const& All, std::size_t& Next, std::size_t Count);
 
   void StoreEffects(TSControlEffects const& Effects);
+  void StoreRefusals();
 
   TCTakenMails& m_Taken;
   TCMails const& m_Mails;

@@ -24,6 +24,7 @@
 #include "PropertyServer/TSPendingChange.h"
 #include "PropertyServer/TSPropertyRange.h"
 #include "PropertyServer/TSPropertyRecord.h"
+#include "PropertyServer/TSRefusal.h"
 
 struct sqlite3;
 struct sqlite3_file;
@@ -108,6 +109,8 @@ class TCPropertyDatabase {
   std::uint64_t LastMail(TSNorvSenderKey const& Sender) const;
   /// That mail and what has become of it.
   TSLastMail FindLastMail(TSNorvSenderKey const& Sender) const;
+  /// Which of its mails were refused, of the newest ones.
+  TSRefusals ReadRefusals(TSNorvSenderKey const& Sender) const;
 
   /// The counter `Name`; nothing when it was never set.
   std::optional<std::uint64_t> Meta(std::string const& Name) const;
@@ -194,6 +197,11 @@ class TCPropertyDatabase {
 
   using TCHandle = std::unique_ptr<sqlite3, TSSQLiteDeleter>;
   using TCStatement = std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter>;
+  // Forgets rows up to one, and first notes with their senders that it does.
+  struct TSForgetting {
+    TCStatement Note;
+    TCStatement Forget;
+  };
   struct TSStatements {
     TCStatement Begin;
     TCStatement Commit;
@@ -209,6 +217,13 @@ class TCPropertyDatabase {
     TCStatement RememberMail;
     TCStatement KeepSender;
     TCStatement ForgetSenders;
+    TCStatement Refusals;
+    TCStatement NoteRefusal;
+    TCStatement OldOfSender;
+    TCStatement OldOfUser;
+    TSForgetting ForgetOfSender;
+    TSForgetting ForgetOfUser;
+    TCStatement ForgetOfForgotten;
     TCStatement Meta;
     TCStatement SetMeta;
     TCStatement FindWriter;
@@ -237,6 +252,7 @@ class TCPropertyDatabase {
   static int Extend(sqlite3_file* File, std::int64_t Size);
   void StartWork();
   void PrepareStatements();
+  void PrepareRefusals();
   void TakePlace();
   void RestartLog();
   void WriteNewFile();
@@ -308,6 +324,10 @@ class TCPropertyDatabase::TCTransaction {
   /// Remembers `Number` as the last mail of `Sender`, which becomes the most recent one.
   void RememberMail(TSNorvSenderKey const& Sender, std::uint64_t Number,
                     TSMailOutcome const& Outcome = TSMailOutcome());
+  /// Remembers that a mail was refused, with its sender, which is remembered.
+  void NoteRefusal(TSNorvSenderKey const& Sender, TSRefusal const& Refusal);
+  /// Keeps the newest refusals of a sender and of its user, as many as either may have.
+  void ForgetOldRefusals(TSNorvSenderKey const& Sender);
   /// Counts on from there, also where the history has nothing of it.
   void CountTransaction(std::uint64_t Transaction);
   /// The change waits for its confirmation; its values follow, as they were before.
@@ -339,6 +359,9 @@ class TCPropertyDatabase::TCTransaction {
   std::string const& TextOf(TCMACAddress const& MAC);
   long long WriterOf(TSProvenance const& Origin);
   long long FindOrAddWriter(TSProvenance const& Origin);
+  long long FindOldRefusal(TCStatement const& Statement, TSNorvSenderKey const& Sender,
+                           long long Keep);
+  void ForgetRefusals(TSForgetting const& Forgetting, TSNorvSenderKey const& Sender, long long Row);
   friend class TCPropertyDatabase;
   void AppendHistory(std::vector<TSHistoryEntry const*> const& Entries, long long Counted);
   void ForgetHistory(sqlite3_stmt* Statement, long long LastId);

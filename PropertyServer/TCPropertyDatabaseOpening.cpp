@@ -156,6 +156,23 @@ constexpr char const* kMigrations[] = {
          former TEXT,
          PRIMARY KEY(turn, number, has_link, link, mac)) STRICT, WITHOUT ROWID;
        PRAGMA user_version=6;)",
+    // Refused mails, in their order, a row for each value that the reason is about, or one without
+    // a number. What a sender has `forgotten` is the last of its refused mails that has no row.
+    R"(CREATE TABLE refusal(
+         id INTEGER PRIMARY KEY,
+         user INTEGER NOT NULL,
+         identity TEXT NOT NULL,
+         mail INTEGER NOT NULL,
+         reason TEXT NOT NULL,
+         compared INTEGER NOT NULL,
+         number INTEGER,
+         has_link INTEGER,
+         link INTEGER,
+         mac TEXT) STRICT;
+       CREATE INDEX refusal_of_sender ON refusal(user, identity);
+       CREATE INDEX refusal_of_user ON refusal(user);
+       ALTER TABLE sender ADD COLUMN forgotten INTEGER NOT NULL DEFAULT 0;
+       PRAGMA user_version=7;)",
 };
 constexpr long long kSchemaVersion = std::size(kMigrations);
 
@@ -477,6 +494,7 @@ void TCPropertyDatabase::PrepareStatements() {
       "DELETE FROM sender WHERE (user, identity) IN (SELECT user, identity FROM "
       "(SELECT user, identity, turn, row_number() OVER (PARTITION BY user ORDER BY turn DESC) "
       "AS place FROM sender WHERE turn <= ?2) ORDER BY place, turn DESC LIMIT -1 OFFSET ?1)");
+  PrepareRefusals();
   m_Statements.Meta = Prepare("SELECT value FROM meta WHERE name = ?1");
   m_Statements.SetMeta = Prepare("INSERT OR REPLACE INTO meta(name, value) VALUES(?1, ?2)");
   m_Statements.FindWriter =
@@ -496,6 +514,37 @@ void TCPropertyDatabase::PrepareStatements() {
       "DELETE FROM history WHERE id < coalesce((SELECT id FROM history WHERE id > ?1 AND "
       "start >= ?2 AND counted >= ?3 ORDER BY id LIMIT 1), 9223372036854775807)");
   m_Statements.PageCount = Prepare("PRAGMA page_count");
+}
+
+// Rows of a sender and of a user are in the order of their ids, which is that of the mails.
+void TCPropertyDatabase::PrepareRefusals() {
+  m_Statements.Refusals = Prepare(
+      "SELECT sender.forgotten, coalesce(refusal.mail, 0), reason, compared, number, has_link, "
+      "link, mac FROM sender LEFT JOIN refusal ON refusal.user = sender.user AND "
+      "refusal.identity = sender.identity AND refusal.mail > sender.forgotten "
+      "WHERE sender.user = ?1 AND sender.identity = ?2 ORDER BY refusal.id");
+  m_Statements.NoteRefusal = Prepare(
+      "INSERT INTO refusal(user, identity, mail, reason, compared, number, has_link, link, mac) "
+      "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7, ?8, ?9)");
+  m_Statements.OldOfSender = Prepare(
+      "SELECT id FROM refusal WHERE user = ?1 AND identity = ?2 "
+      "ORDER BY id DESC LIMIT 1 OFFSET ?3");
+  m_Statements.OldOfUser = Prepare(
+      "SELECT id FROM refusal INDEXED BY refusal_of_user WHERE user = ?1 AND ?2 IS NOT NULL "
+      "ORDER BY id DESC LIMIT 1 OFFSET ?3");
+  m_Statements.ForgetOfSender = {
+      Prepare("UPDATE sender SET forgotten = (SELECT mail FROM refusal WHERE id = ?3) "
+              "WHERE user = ?1 AND identity = ?2"),
+      Prepare("DELETE FROM refusal WHERE user = ?1 AND identity = ?2 AND id <= ?3")};
+  m_Statements.ForgetOfUser = {
+      Prepare("UPDATE sender SET forgotten = (SELECT max(mail) FROM refusal WHERE "
+              "refusal.user = sender.user AND refusal.identity = sender.identity AND id <= ?3) "
+              "WHERE user = ?1 AND ?2 IS NOT NULL AND identity IN "
+              "(SELECT identity FROM refusal WHERE user = ?1 AND id <= ?3)"),
+      Prepare("DELETE FROM refusal WHERE user = ?1 AND ?2 IS NOT NULL AND id <= ?3")};
+  m_Statements.ForgetOfForgotten = Prepare(
+      "DELETE FROM refusal WHERE NOT EXISTS (SELECT 1 FROM sender WHERE "
+      "sender.user = refusal.user AND sender.identity = refusal.identity)");
 }
 
 std::size_t TCPropertyDatabase::MeasureRecent() const {

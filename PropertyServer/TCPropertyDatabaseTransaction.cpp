@@ -213,6 +213,10 @@ void TCPropertyDatabase::TCTransaction::ForgetSenders(
   if (Execution.Step() != SQLITE_DONE) {
     Fail("forget old mail senders in");
   }
+  TCExecution Refusals(m_Database.m_Statements.ForgetOfForgotten.get());
+  if (Refusals.Step() != SQLITE_DONE) {
+    Fail("forget the refused mails of old senders in");
+  }
   TCExecution Writers(m_Database.m_Statements.ForgetWriters.get());
   if (Writers.Step() != SQLITE_DONE) {
     Fail("forget old writers in");

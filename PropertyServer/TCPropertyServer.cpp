@@ -53,7 +53,8 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
           m_Configuration, m_Rules, Database, m_Values, m_Pending,
           [this](TCPropertyPlace const& Place) { return FindNewest(Place); },
           [this] { return m_Queue.get_WaitingCount() == 0 || m_Queue.Commit(); }),
-      m_ControlRequests(m_Configuration, m_Values, Database, m_Pending, Schema) {
+      m_ControlRequests(m_Configuration, m_Values, Database, m_Pending, Schema),
+      m_RefusalMails(m_Configuration, m_Values, Database) {
   m_Database.LoadAll([this](TSPropertyRecord Record) { m_Values.Load(std::move(Record)); });
   if (m_Schema != nullptr) {
     m_Values.SortOut(*m_Schema);
@@ -136,7 +137,7 @@ void TCPropertyServer::DecideChange(TSTakenMail& Taken) {
   }
   Taken.Changes = m_Records.ReadAll(Mail.Content);
   m_Trace.Print("received", Mail.Sender, Mail.Content, *m_Configuration);
-  std::string Reason = m_Rules.ReasonAgainst(Mail.Sender, Taken.Changes);
+  std::string Reason = m_Rules.ReasonAgainst(Mail.Sender, Taken.Changes, Taken.Outcome.Places);
   if (!Reason.empty()) {
     MarkRefused(Taken, std::move(Reason));
   }
@@ -385,6 +386,7 @@ void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
     if (!Taken.InEffect) {
       TakeEffect(Taken);
     }
+    TellRefusal(Taken);
   }
   m_EffectsWait = m_Queue.IsAnyWithoutEffect();
   std::map<TSNorvSenderKey, TSNorvReceivedMail const*> Last;
@@ -399,6 +401,15 @@ void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
   Stored.clear();
   if (!m_Queue.IsStoring()) {
     m_SecretTexts.EraseAgain();
+  }
+}
+
+// Once it is stored: told before, it might be decided again, and otherwise, after a restart. Comes
+// before the acknowledgement, and to the sender alone. May be repeated after it has thrown.
+void TCPropertyServer::TellRefusal(TSTakenMail& Taken) {
+  if (Taken.Refused && Taken.HasSender() && !Taken.RefusalTold) {
+    Restore(Taken.Mail, m_RefusalMails.Tell(Taken.Mail.Sender, Taken.get_Refusal()));
+    Taken.RefusalTold = true;
   }
 }
 
@@ -460,10 +471,14 @@ bool TCPropertyServer::OnRequest(TSNorvMailSender const& Sender, TSNorvMailConte
   return true;
 }
 
-// All values, as a change: those that the subscriber holds already tell nobody anything there, and
-// what it holds beside them is removed.
+// What was refused; or all values, as a change: those that the subscriber holds already tell nobody
+// anything there, and what it holds beside them is removed.
 bool TCPropertyServer::OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClassID const& MailClass,
                                  TSNorvMailContent& Content) {
+  if (MailClass == Norv_ControlMail) {
+    Content = m_RefusalMails.TellAll(Sender);
+    return true;
+  }
   if (MailClass != Norv_PropertyMail) {
     return false;
   }
@@ -474,7 +489,8 @@ bool TCPropertyServer::OnCatchUp(TSNorvMailSender const& Sender, TCNorvMailClass
 
 std::shared_ptr<TCNorvMailBody const> TCPropertyServer::OnForward(
     TSNorvMailSender const& Subscriber, TSNorvMailContent const& Content) {
-  return m_Values.SelectReadable(Subscriber, Content.Body);
+  bool const Refusal = Content.MailClass == Norv_ControlMail;  // which is for this one alone
+  return Refusal ? Content.Body : m_Values.SelectReadable(Subscriber, Content.Body);
 }
 
 }  // namespace Property

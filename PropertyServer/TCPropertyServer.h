@@ -20,6 +20,7 @@
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyRequests.h"
 #include "PropertyServer/TCPropertyValues.h"
+#include "PropertyServer/TCRefusalMails.h"
 #include "PropertyServer/TCSecretTexts.h"
 #include "PropertyServer/TCServerConfiguration.h"
 #include "PropertyServer/TCServerRequests.h"
@@ -35,7 +36,8 @@ namespace Property {
 ///
 /// A mail that was taken before is acknowledged again and nothing else. A malformed mail is refused
 /// and logged. So is one that the configuration forbids; its sender is then given the values that
-/// stand, so that its store comes back to them, and told of those that it does not hold.
+/// stand, so that its store comes back to them, and told of those that it does not hold. Why a mail
+/// was refused is told to its sender before the acknowledgement.
 ///
 /// Lives on the router's thread. Refers to router, database and schema, which must outlive it.
 class TCPropertyServer : public TCNorvService {
@@ -98,6 +100,7 @@ class TCPropertyServer : public TCNorvService {
   void TakeEffectAtOnce(TSTakenMail& Taken);
   void TakeEffect(TSTakenMail& Taken);
   void OnStored(std::list<TSTakenMail>& Stored);
+  void TellRefusal(TSTakenMail& Taken);
   void OnTrouble(bool Failing, char const* Reason);
   std::string Copy();
 
@@ -126,6 +129,7 @@ class TCPropertyServer : public TCNorvService {
   TCPendingChanges m_Pending;
   TCControlMails const m_ControlMails;
   TCControlRequests const m_ControlRequests;
+  TCRefusalMails const m_RefusalMails;
 };
 
 }  // namespace Property

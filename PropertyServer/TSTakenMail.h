@@ -4,6 +4,7 @@
 
 #include <memory>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "PropertyServer/TSMailOutcome.h"
 #include "PropertyServer/TSPendingChange.h"
 #include "PropertyServer/TSPropertyRecord.h"
+#include "PropertyServer/TSRefusal.h"
 
 namespace Property {
 
@@ -32,7 +34,8 @@ struct TSTakenMail {
   TSNorvReceivedMail Mail;
   std::vector<TSPropertyRecord> Changes;
   bool Refused = false;
-  bool InEffect = false;  ///< everybody has been told
+  bool InEffect = false;     ///< everybody has been told
+  bool RefusalTold = false;  ///< its sender has been told of it
   TSProvenance Origin;
   std::vector<TSHistoryEntry> History;
   TSValueCount Growth;
@@ -40,6 +43,10 @@ struct TSTakenMail {
   std::shared_ptr<TSControlEffects> Effects;  ///< null for none, as of usual changes
 
   bool HasSender() const { return Mail.Number != 0; }
+  /// What its sender is told when it was refused.
+  TSRefusal get_Refusal() const {
+    return {Mail.Number, Outcome.Refusal.value_or(std::string()), Outcome.Places, Outcome.Compared};
+  }
 };
 
 }  // namespace Property

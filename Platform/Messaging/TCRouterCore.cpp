@@ -29,10 +29,11 @@ constexpr std::uint64_t kTryAgain = kSecond / 10;  // after memory or descriptor
 constexpr std::uint64_t kAccuracy = kSecond / 100;
 
 // Different for every run of a router, so that positions of an earlier run are told apart.
+// Small ones are none: who subscribes may say with them that it knows of nothing.
 std::uint64_t NewEpoch() {
   sd_id128_t ID;
   MailWire::Require(sd_id128_randomize(&ID), "draw an epoch");
-  return ID.qwords[0];
+  return ID.qwords[0] | std::uint64_t{1} << 63U;
 }
 
 // The bus library does not look up the name of a peer without a bus, so it is asked by number.

@@ -112,7 +112,7 @@ class PowerCut : public DatabaseFixture {
       bool const IsChecked = VerifySchema(Path);
       VerifyContent(Path, Number);
       if (!IsChecked) {
-        EXPECT_THAT(TCPropertyDatabase::Check(Path), HasSubstr(" is sound: schema 6, "));
+        EXPECT_THAT(TCPropertyDatabase::Check(Path), HasSubstr(" is sound: schema 7, "));
       }
     } catch (TCException const& Error) {
       ADD_FAILURE() << Error.get_Message();
@@ -140,7 +140,7 @@ class PowerCut : public DatabaseFixture {
       return false;
     }
     EXPECT_THAT(TCPropertyDatabase::Check(Path),
-                AnyOf(HasSubstr(": schema 1, 4 values,"), HasSubstr(": schema 6, ")));
+                AnyOf(HasSubstr(": schema 1, 4 values,"), HasSubstr(": schema 7, ")));
     return true;
   }
 

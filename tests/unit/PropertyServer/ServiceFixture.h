@@ -68,6 +68,7 @@ class TPropertyService {
   /// The service, with the router's side of it open to tests. Used by Execute() only.
   class TOpenServer : public Property::TCPropertyServer {
    public:
+    using TCPropertyServer::OnCatchUp;
     using TCPropertyServer::OnForward;
     using TCPropertyServer::OnMail;
     using TCPropertyServer::OnRefused;

@@ -118,7 +118,7 @@ TEST_F(PropertyDatabaseOpening, MarksItsFileWithApplicationAndSchemaVersion) {
   MakeDatabase();
 
   EXPECT_EQ(QuerySQL(m_Path, "PRAGMA application_id"), std::to_string(0x50726f70));
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "6");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "7");
 }
 
 TEST_F(PropertyDatabaseOpening, RefusesAFileThatIsNoDatabase) {
@@ -155,12 +155,12 @@ TEST_F(PropertyDatabaseOpening, RefusesADatabaseOfNobody) {
 
 TEST_F(PropertyDatabaseOpening, RefusesANewerSchema) {
   MakeDatabase();
-  RunSQL(m_Path, "PRAGMA user_version=7");
+  RunSQL(m_Path, "PRAGMA user_version=8");
   std::string const Content = ReadFile(m_Path);
 
   EXPECT_EQ(OpeningMessage(m_Path),
             m_Path +
-                " was written by a newer version (schema 7, this program knows 6); "
+                " was written by a newer version (schema 8, this program knows 7); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(m_Path), Content);
 }
@@ -169,7 +169,7 @@ TEST_F(PropertyDatabaseOpening, LeavesTheLogOfARefusedFileAlone) {
   MakeDatabase();
   sqlite3* Newer = nullptr;
   ASSERT_EQ(sqlite3_open(m_Path.c_str(), &Newer), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(Newer, "PRAGMA user_version=7", nullptr, nullptr, nullptr), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(Newer, "PRAGMA user_version=8", nullptr, nullptr, nullptr), SQLITE_OK);
   std::string const Left = CopyAsLeft("left");
   sqlite3_close(Newer);
   std::string const Content = ReadFile(Left);
@@ -177,7 +177,7 @@ TEST_F(PropertyDatabaseOpening, LeavesTheLogOfARefusedFileAlone) {
 
   EXPECT_EQ(OpeningMessage(Left),
             Left +
-                " was written by a newer version (schema 7, this program knows 6); "
+                " was written by a newer version (schema 8, this program knows 7); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(Left), Content);
   EXPECT_EQ(ReadFile(Left + "-wal"), Log);
@@ -279,7 +279,7 @@ TEST_F(PropertyDatabaseOpening, WritesIntoADatabaseThatWasBroughtUpToDate) {
   }
 
   EXPECT_EQ(Values(TCPropertyDatabase(m_Path)).front(), "-5/-/=changed");
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "6");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "7");
 }
 
 TEST_F(PropertyDatabaseOpening, KnowsASenderOfNoKnownUserUntilItsUserSends) {

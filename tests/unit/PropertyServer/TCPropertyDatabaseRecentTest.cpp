@@ -212,5 +212,5 @@ TEST_F(PropertyDatabaseRecent, AreCountedOnceByACheck) {
   ASSERT_EQ(Recent(), "2");
 
   EXPECT_EQ(TCPropertyDatabase::Check(m_Path),
-            m_Path + " is sound: schema 6, 4 values, 0 history entries");
+            m_Path + " is sound: schema 7, 4 values, 0 history entries");
 }
