@@ -15,6 +15,17 @@ constexpr int kClassVersion = 1;
 
 using PropertyProtocol::TSSignal;
 
+/// What people mean, and what stands there. A record for each, at most kMostFound: text, which is a
+/// number, a name, a path or a beginning of these, also with "[record]"; or id. link, for what
+/// names no record itself; mac, whose value is meant; without it that of the asking process's
+/// device or of none, as the property's class says; secret, to have the texts of secrets, too.
+/// Answer, in their order: refused and text, why nothing is told; or id, link, mac; path, where the
+/// server's schema knows the property; secret; data, what is stored, or else the default, unless
+/// there is neither or it is secret (an empty text stands for the default); held, whether that is
+/// stored; text, where people read it as something else. No record at all where a text is asked for
+/// and the server has no schema.
+constexpr TSSignal kFind{eNorvRequest, 1};
+
 /// What has changed, the newest first. The request's one record narrows it: id, link, mac, user,
 /// program, transaction, time (not before it); place goes on where the answer before has ended;
 /// limit is the most entries (default kPageEntries, at most kMostPageEntries).
@@ -84,12 +95,13 @@ constexpr TSSignal kForget{eNorvChange, 13};
 constexpr TSSignal kReset{eNorvChange, 14};
 
 /// All of them.
-constexpr TSSignal kSignals[] = {kHistory, kExplain, kOutcome, kOrphans, kPending,
-                                 kSecrets, kSchemas, kChange,  kUndo,    kConfirm,
-                                 kForget,  kReset,   kRefusals};
+constexpr TSSignal kSignals[] = {kFind,    kHistory, kExplain, kOutcome, kOrphans,
+                                 kPending, kSecrets, kSchemas, kChange,  kUndo,
+                                 kConfirm, kForget,  kReset,   kRefusals};
 
 constexpr int kPageEntries = 100;
 constexpr int kMostPageEntries = 1000;
 constexpr int kMostExplained = 100;
+constexpr int kMostFound = 100;
 
 }  // namespace Property::PropertyControl

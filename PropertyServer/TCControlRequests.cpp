@@ -16,6 +16,7 @@ namespace {
 constexpr char kSource[] = "../PropertyServer/TCControlRequests";
 
 using PropertyControl::kExplain;
+using PropertyControl::kFind;
 using PropertyControl::kHistory;
 using PropertyControl::kOrphans;
 using PropertyControl::kOutcome;
@@ -69,7 +70,8 @@ TCControlRequests::TCControlRequests(TCConfiguration const& Configuration,
       m_Values(Values),
       m_Database(Database),
       m_Pending(Pending),
-      m_Schema(Schema) {}
+      m_Schema(Schema),
+      m_Find(Configuration, Values, Schema) {}
 
 bool TCControlRequests::IsKnown(TSNorvMailContent const& Request) {
   return Request.MailClass == Norv_ControlMail && Request.SignalType == eNorvRequest;
@@ -78,6 +80,8 @@ bool TCControlRequests::IsKnown(TSNorvMailContent const& Request) {
 TSNorvMailContent TCControlRequests::Answer(TSNorvMailSender const& Sender,
                                             TSNorvMailContent const& Request) const {
   switch (Request.SignalName) {
+    case kFind.Name:
+      return m_Find.Answer(Sender, Request);
     case kHistory.Name:
       return AnswerHistory(Sender, Request);
     case kExplain.Name:

@@ -7,6 +7,7 @@
 
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyServer/TCControlRecords.h"
+#include "PropertyServer/TCFindRequests.h"
 #include "PropertyServer/TCPendingChanges.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyValues.h"
@@ -54,6 +55,7 @@ class TCControlRequests {
   TCPropertyDatabase const& m_Database;
   TCPendingChanges const& m_Pending;
   TCServerSchema const* const m_Schema;
+  TCFindRequests const m_Find;
 };
 
 }  // namespace Property

@@ -35,6 +35,12 @@ class TCServerSchema {
   /// What is there in the place of a field.
   static std::string ReasonOf(int Number);
 
+  /// Whether any library is loaded.
+  bool HasSchema() const { return m_Known; }
+  // Once it is loaded:
+  TSNamedProperty Resolve(std::string const& Typed) const { return m_Names->Resolve(Typed); }
+  std::string const& PathOf(TCPropertyID const& Field) const { return m_Names->Path(Field); }
+
   std::vector<TSSchemaLibrary> const& get_Libraries() const { return m_Libraries.get_Libraries(); }
 
  private:

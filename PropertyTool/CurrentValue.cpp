@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Puts defaults in the place of values that are not stored.
+// Asks for values, also where nobody has said whose.
 #include "PropertyTool/CurrentValue.h"
 
 #include "PropertyTool/ServerValues.h"
@@ -26,18 +26,6 @@ std::optional<std::string> AskForOpen(TCToolContext& Context, TSTarget& Target) 
 }
 
 }  // namespace
-
-TSCurrentValue CurrentOf(TCPropertyID const* Field, std::optional<std::string> const& Stored) {
-  TSCurrentValue Current{Stored, false};
-  if (!Stored || Stored->empty()) {
-    std::optional<std::string> const Default =
-        Field != nullptr ? TCNaming::DefaultOf(*Field) : std::nullopt;
-    if (Default) {
-      Current = {Default, true};
-    }
-  }
-  return Current;
-}
 
 TSCurrentValue AskForCurrent(TCToolContext& Context, TSTarget& Target) {
   return CurrentOf(Target.Field, Target.IsDeviceOpen

@@ -13,6 +13,7 @@
 #include "PropertyTool/TCToolContext.h"
 #include "PropertyTool/Visibility.h"
 #include "SchemaLibrary/SchemaExport.h"
+#include "SchemaLibrary/TSCurrentValue.h"
 
 namespace Property {
 namespace {
@@ -119,7 +120,7 @@ TCDescribeCommand::TCLines TCDescribeCommand::Describe(TCToolContext& Context,
                                      "), value " + Choice->get_Value() + ": " +
                                      Choice->get_Description());
   }
-  if (auto const Default = TCNaming::DefaultOf(Field)) {
+  if (auto const Default = DefaultOf(Field)) {
     Lines.emplace_back("default", Context.get_Naming().TextOf(Field.get_Number(), *Default));
   }
   if (!PatternOf(Field).empty()) {
@@ -168,7 +169,7 @@ nlohmann::ordered_json TCDescribeCommand::AsJSON(TCToolContext& Context,
     Object["choices"].push_back(std::move(Entry));
   }
   Object["default"] = nullptr;
-  if (auto const Default = TCNaming::DefaultOf(Field)) {
+  if (auto const Default = DefaultOf(Field)) {
     Object.erase("default");
     SetText(Object, "default", *Default);
   }

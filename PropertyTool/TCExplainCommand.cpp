@@ -71,7 +71,7 @@ void TCExplainCommand::WriteLines(TCToolContext& Context, TSFound const& Found) 
                                     " s unless it is confirmed"});
   }
   if (Found.Target.Field != nullptr) {
-    Lines.push_back({"default", Shown(TCNaming::DefaultOf(*Found.Target.Field))});
+    Lines.push_back({"default", Shown(DefaultOf(*Found.Target.Field))});
     std::string const Hiding = ReasonOfHiding(*Found.Target.Field);
     Lines.push_back({"visibility", NameOf(VisibilityOf(*Found.Target.Field)) +
                                        (Hiding.empty() ? "" : ": " + Hiding)});
@@ -99,7 +99,7 @@ void TCExplainCommand::WriteJSON(TCToolContext& Context, TSFound const& Found) {
   if (Found.Target.Field != nullptr) {
     Object.erase("default");
     SetTextOrNull(Object, "default",
-                  Found.IsSecret ? std::nullopt : TCNaming::DefaultOf(*Found.Target.Field));
+                  Found.IsSecret ? std::nullopt : DefaultOf(*Found.Target.Field));
     Object["visibility"] = NameOf(VisibilityOf(*Found.Target.Field));
   }
   Context.get_Output().JSON(Object);

@@ -5,12 +5,12 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "CommonProperties/TCPropertyCollection.h"
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/TCMACAddress.h"
 #include "Platform/Utility/TextConversions.h"
 #include "PropertyTool/TCOutput.h"
 #include "PropertyTool/TCToolFailure.h"
+#include "SchemaLibrary/TSCurrentValue.h"
 
 namespace Property {
 namespace {
@@ -30,15 +30,6 @@ bool IsNumber(std::string const& Text) {
   bool OK = false;
   return !Text.empty() && Text.find_first_not_of("0123456789") == std::string::npos &&
          StringToLong(Text, OK) >= 0 && OK;
-}
-
-// A node without a class, which says whose its values are, belongs to no device.
-bool IsOfDevices(TCPropertyID const& Field) {
-  try {
-    return !TCPropertyCollection::IsSystemWideProperty(Field);
-  } catch (std::exception const&) {
-    return false;
-  }
 }
 
 }  // namespace
@@ -148,14 +139,6 @@ nlohmann::ordered_json TCNaming::JSONOf(TSPropertyPlace const& Place) {
 std::string TCNaming::TextOf(int Number, std::string const& Data) {
   TCPropertyID const* const Field = m_Schema.FindField(Number);
   return Field != nullptr ? TCValueRules::TextForPeople(*Field, Data) : Data;
-}
-
-std::optional<std::string> TCNaming::DefaultOf(TCPropertyID const& Field) {
-  auto const Default = Field.GetDefaultValue();
-  if (Default.IsNull()) {
-    return std::nullopt;
-  }
-  return Default.get_Value();
 }
 
 }  // namespace Property

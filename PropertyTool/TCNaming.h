@@ -47,8 +47,6 @@ class TCNaming {
   nlohmann::ordered_json JSONOf(TSPropertyPlace const& Place);
   /// A stored text as people read it.
   std::string TextOf(int Number, std::string const& Data);
-  /// The text of a value that is not stored; null without a default.
-  static std::optional<std::string> DefaultOf(TCPropertyID const& Field);
 
   /// This device's address, with ":"; empty for none.
   static std::string OwnMAC();

@@ -2,6 +2,7 @@
 // Capital and small letters that count as the same: those of ASCII, whatever the locale.
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <string_view>
 
@@ -20,7 +21,10 @@ inline std::string LowerCase(std::string_view Text) {
 }
 
 inline bool IsSameText(std::string_view Left, std::string_view Right, bool AnyCase) {
-  return AnyCase ? LowerCase(Left) == LowerCase(Right) : Left == Right;
+  return AnyCase ? Left.size() == Right.size() &&
+                       std::equal(Left.begin(), Left.end(), Right.begin(),
+                                  [](char A, char B) { return LowerCase(A) == LowerCase(B); })
+                 : Left == Right;
 }
 
 }  // namespace Property

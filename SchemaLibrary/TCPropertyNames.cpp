@@ -3,7 +3,6 @@
 #include "SchemaLibrary/TCPropertyNames.h"
 
 #include <algorithm>
-#include <iterator>
 #include <set>
 #include <utility>
 
@@ -28,16 +27,8 @@ constexpr std::size_t kLongestMistake = 3;  // bytes
 
 using TNodes = std::vector<TCBasicPropertyID const*>;
 
-std::vector<std::string_view> PartsOf(std::string_view Path) {
-  std::vector<std::string_view> Parts;
-  for (;;) {
-    std::size_t const End = Path.find('/');
-    Parts.push_back(Path.substr(0, End));
-    if (End == std::string_view::npos) {
-      return Parts;
-    }
-    Path.remove_prefix(End + 1);
-  }
+std::size_t CountParts(std::string_view Path) {
+  return 1 + static_cast<std::size_t>(std::count(Path.begin(), Path.end(), '/'));
 }
 
 // The last parts of a path, as many as are wanted, or nothing when it has less.
@@ -61,16 +52,29 @@ bool EndsWith(std::string_view Path, std::string_view Name, bool AnyCase) {
   return (Begin == 0 || Path[Begin - 1] == '/') && IsSameText(Path.substr(Begin), Name, AnyCase);
 }
 
-bool BeginsLike(std::string_view Path, std::vector<std::string_view> const& Wanted, bool AnyCase) {
-  std::vector<std::string_view> const Parts = PartsOf(Path);
-  if (Parts.size() < Wanted.size()) {
-    return false;
+// Takes the last part off, with the slash before it; what is left is null when it was the only one.
+std::string_view TakeLastPart(std::string_view& Path) {
+  std::size_t const Slash = Path.rfind('/');
+  if (Slash == std::string_view::npos) {
+    return std::exchange(Path, std::string_view());
   }
-  return std::equal(Wanted.rbegin(), Wanted.rend(), Parts.rbegin(),
-                    [AnyCase](std::string_view Beginning, std::string_view Part) {
-                      return !Beginning.empty() && Part.size() >= Beginning.size() &&
-                             IsSameText(Part.substr(0, Beginning.size()), Beginning, AnyCase);
-                    });
+  std::string_view const Part = Path.substr(Slash + 1);
+  Path = Path.substr(0, Slash);
+  return Part;
+}
+
+// Whether the last parts of the path begin with those that are wanted. Allocates nothing: one name
+// is compared with all fields of a schema.
+bool BeginsLike(std::string_view Path, std::string_view Wanted, bool AnyCase) {
+  while (Wanted.data() != nullptr && Path.data() != nullptr) {
+    std::string_view const Beginning = TakeLastPart(Wanted);
+    std::string_view const Part = TakeLastPart(Path);
+    if (Beginning.empty() || Part.size() < Beginning.size() ||
+        !IsSameText(Part.substr(0, Beginning.size()), Beginning, AnyCase)) {
+      return false;
+    }
+  }
+  return Wanted.data() == nullptr;
 }
 
 // Takes a record off the end of what was typed. False for brackets without a number.
@@ -179,6 +183,7 @@ void TCPropertyNames::Add(TSPropertyNode const& Place) {
   auto const* const Field = dynamic_cast<TCPropertyID const*>(Place.Node);
   if (Field != nullptr && Field->IsPropertyField()) {
     m_Fields.push_back(Field);
+    m_FieldPaths.push_back(Path(*Field));
   }
 }
 
@@ -220,15 +225,17 @@ TCPropertyNames::TFields TCPropertyNames::FindByName(std::string_view Name) cons
     return Found;
   }
   auto const Find = [&](auto const& Fits) {
-    std::copy_if(m_Fields.begin(), m_Fields.end(), std::back_inserter(Found),
-                 [&](TCPropertyID const* Field) { return Fits(std::string_view(Path(*Field))); });
+    for (std::size_t Place = 0; Place < m_Fields.size(); ++Place) {
+      if (Fits(m_FieldPaths[Place])) {
+        Found.push_back(m_Fields[Place]);
+      }
+    }
     return !Found.empty();
   };
-  std::vector<std::string_view> const Parts = PartsOf(Name);
   for (bool const AnyCase : {false, true}) {
     if (Find([&](std::string_view Path) { return IsSameText(Path, Name, AnyCase); }) ||
         Find([&](std::string_view Path) { return EndsWith(Path, Name, AnyCase); }) ||
-        Find([&](std::string_view Path) { return BeginsLike(Path, Parts, AnyCase); })) {
+        Find([&](std::string_view Path) { return BeginsLike(Path, Name, AnyCase); })) {
       break;
     }
   }
@@ -297,7 +304,7 @@ std::vector<std::string> TCPropertyNames::Similar(std::string_view Name) const {
     return Best;
   }
   std::string const Wanted = LowerCase(Name);
-  std::size_t const Count = PartsOf(Wanted).size();
+  std::size_t const Count = CountParts(Wanted);
   std::string const WantedLast(LastParts(Wanted, 1));
   std::size_t Limit = std::clamp<std::size_t>(WantedLast.size() / 3, 1, kLongestMistake);
   for (TCPropertyID const* Field : m_Fields) {

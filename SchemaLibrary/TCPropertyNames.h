@@ -39,6 +39,8 @@ struct TSNamedProperty {
 class TCPropertyNames {
  public:
   TCPropertyNames();
+  TCPropertyNames(TCPropertyNames const&) = delete;
+  TCPropertyNames& operator=(TCPropertyNames const&) = delete;
 
   /// Never throws for what was typed, whatever it is.
   TSNamedProperty Resolve(std::string const& Typed) const;
@@ -68,6 +70,8 @@ class TCPropertyNames {
   std::vector<TSPropertyNode> m_Nodes;
   std::vector<TCPropertyID const*> m_Fields;
   std::map<TCBasicPropertyID const*, std::string> m_Paths;
+  std::vector<std::string_view>
+      m_FieldPaths;  // those of m_Fields, which every name is compared with
 };
 
 }  // namespace Property
