@@ -12,6 +12,7 @@ set(PUBLIC_HEADERS
   TCPropertyContainer.h
   TCPropertyDBLookup.h
   TCPropertyDependency.h
+  TCPropertyEvents.h
   TCPropertyGroup.h
   TCPropertyID.h
   TCPropertyInitOverride.h

@@ -1,10 +1,13 @@
 # SPDX-License-Identifier: MIT
-"""The figures in the README are those of docs/performance.md."""
+"""The figures in the README are those of docs/performance.md, and samples those of programs."""
 
 from __future__ import annotations
 
+import re
+import textwrap
 import unittest
 from pathlib import Path
+from typing import Optional
 
 PROJECT = Path(__file__).resolve().parents[2]
 HEADER = "| what | beside | budget | ratio, 2 cores | ratio, 1 core | |"
@@ -21,6 +24,47 @@ def rows_below(header: str, text: str) -> list[str]:
             break
         rows.append(line)
     return rows
+
+
+def samples(text: str) -> list[str]:
+    """The C++ of a document, block by block."""
+    return re.findall(r"^```cpp\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)
+
+
+def holds(source: str, sample: str) -> bool:
+    """Whether a program has the lines of a sample, one after the other, further in or not."""
+    lines, wanted = source.splitlines(), sample.splitlines()
+    for start in range(len(lines) - len(wanted) + 1):
+        part = textwrap.dedent("\n".join(lines[start : start + len(wanted)]))
+        if part.splitlines() == wanted:
+            return True
+    return False
+
+
+class GuideTest(unittest.TestCase):
+    """Its samples are parts of the examples, which are compiled, and run by the tests."""
+
+    def find(self, sample: str) -> Optional[Path]:
+        """The example that has the sample."""
+        for source in sorted((PROJECT / "examples").glob("*/*.cpp")):
+            if holds(source.read_text(encoding="utf-8"), sample):
+                return source
+        return None
+
+    def test_each_sample_is_part_of_an_example(self) -> None:
+        found = samples((PROJECT / "docs/using.md").read_text(encoding="utf-8"))
+        self.assertTrue(found)
+        for sample in found:
+            with self.subTest(sample):
+                self.assertIsNotNone(self.find(sample))
+
+    def test_a_line_that_no_example_has_is_missed(self) -> None:
+        self.assertIsNone(self.find("nobody has written this;\n"))
+
+    def test_lines_are_found_wherever_they_are_indented(self) -> None:
+        sample = "if (A) {\n  B();\n}\n"
+        self.assertTrue(holds("void F() {\n  if (A) {\n    B();\n  }\n}\n", sample))
+        self.assertFalse(holds("if (A) {\nB();\n}\n", sample))
 
 
 class ReadmeTest(unittest.TestCase):
