@@ -54,6 +54,13 @@ void TCAccessRules::SetGroup(gid_t Group) {
   m_Unnamed.Write.AddGroup(Group);
 }
 
+void TCAccessRules::CountOwnersAsMembers() {
+  m_OwnersAreMembers = true;
+  if (!m_Group) {
+    SetGroup(getegid());
+  }
+}
+
 bool TCAccessRules::Add(std::vector<TSPropertyRange> const& Properties,
                         std::optional<TCAccessList> Read, std::optional<TCAccessList> Write) {
   std::size_t const Rule = m_Rules.size();
@@ -94,8 +101,17 @@ bool TCAccessRules::Cover(TSPropertyRange Range, std::size_t Rule) {
   return Covered;
 }
 
-bool TCAccessRules::IsOwner(TSNorvMailSender const& Sender) const {
+bool TCAccessRules::IsPrivileged(TSNorvMailSender const& Sender) const {
   return Sender.User == 0 || Sender.User == m_User;
+}
+
+bool TCAccessRules::IsOwner(TSNorvMailSender const& Sender) const {
+  return !m_OwnersAreMembers && IsPrivileged(Sender);
+}
+
+bool TCAccessRules::Grants(TCAccessList const& List, TSNorvMailSender const& Sender) const {
+  return List.Grants(Sender) ||
+         (m_OwnersAreMembers && IsPrivileged(Sender) && m_Group && List.GrantsGroup(*m_Group));
 }
 
 TCAccessRules::TSRule const& TCAccessRules::FindRule(int Number) const {
@@ -106,13 +122,13 @@ TCAccessRules::TSRule const& TCAccessRules::FindRule(int Number) const {
 
 bool TCAccessRules::MayConnect(TSNorvMailSender const& Sender) const {
   return MayAdminister(Sender) ||
-         std::any_of(m_Rules.begin(), m_Rules.end(), [&Sender](TSRule const& Rule) {
-           return Rule.Read.Grants(Sender) || Rule.Write.Grants(Sender);
+         std::any_of(m_Rules.begin(), m_Rules.end(), [this, &Sender](TSRule const& Rule) {
+           return Grants(Rule.Read, Sender) || Grants(Rule.Write, Sender);
          });
 }
 
 bool TCAccessRules::MayRead(TSNorvMailSender const& Sender, int Number) const {
-  return IsOwner(Sender) || FindRule(Number).Read.Grants(Sender);
+  return IsOwner(Sender) || Grants(FindRule(Number).Read, Sender);
 }
 
 // One rule, or none, decides on all numbers up to the end of a segment, or up to the next one.
@@ -137,18 +153,18 @@ std::vector<TSPropertyRange> TCAccessRules::Readable(TSNorvMailSender const& Sen
 }
 
 bool TCAccessRules::MayWrite(TSNorvMailSender const& Sender, int Number) const {
-  return IsOwner(Sender) || FindRule(Number).Write.Grants(Sender);
+  return IsOwner(Sender) || Grants(FindRule(Number).Write, Sender);
 }
 
 bool TCAccessRules::MayAdminister(TSNorvMailSender const& Sender) const {
-  return IsOwner(Sender) || m_Unnamed.Read.Grants(Sender);
+  return IsOwner(Sender) || Grants(m_Unnamed.Read, Sender);
 }
 
 bool TCAccessRules::ReadsEverything(TSNorvMailSender const& Sender) const {
-  return IsOwner(Sender) || (m_Unnamed.Read.Grants(Sender) &&
+  return IsOwner(Sender) || (Grants(m_Unnamed.Read, Sender) &&
                              std::all_of(m_ReadRestrictions.begin(), m_ReadRestrictions.end(),
                                          [this, &Sender](std::size_t Rule) {
-                                           return m_Rules[Rule].Read.Grants(Sender);
+                                           return Grants(m_Rules[Rule].Read, Sender);
                                          }));
 }
 

@@ -43,6 +43,11 @@ class TCAccessRules {
   /// The group that owns what no rule says otherwise. Comes before the first Add().
   void SetGroup(gid_t Group);
 
+  /// Root and the user that this process runs as count as members of the group from now on, and as
+  /// no more than that: for trying rules out as one of them. Without a group this process's own is
+  /// the group. Comes before the first Add().
+  void CountOwnersAsMembers();
+
   /// Appends a rule for properties of which each is named once. A list that is left out grants it
   /// to the group. Returns false, and adds nothing, when earlier rules name all the properties.
   [[nodiscard]] bool Add(std::vector<TSPropertyRange> const& Properties,
@@ -72,11 +77,14 @@ class TCAccessRules {
     std::size_t Rule = 0;
   };
 
+  bool IsPrivileged(TSNorvMailSender const& Sender) const;
   bool IsOwner(TSNorvMailSender const& Sender) const;
+  bool Grants(TCAccessList const& List, TSNorvMailSender const& Sender) const;
   TSRule const& FindRule(int Number) const;
   bool Cover(TSPropertyRange Range, std::size_t Rule);
 
   uid_t m_User;
+  bool m_OwnersAreMembers = false;
   TSRule m_Unnamed;  // holds the group
   std::optional<gid_t> m_Group;
   std::vector<TSRule> m_Rules;

@@ -138,9 +138,31 @@ void TCPropertyServer::DecideChange(TSTakenMail& Taken) {
   Taken.Changes = m_Records.ReadAll(Mail.Content);
   m_Trace.Print("received", Mail.Sender, Mail.Content, *m_Configuration);
   std::string Reason = m_Rules.ReasonAgainst(Mail.Sender, Taken.Changes, Taken.Outcome.Places);
+  if (Reason.empty()) {
+    Reason = OnDecide(Mail.Sender, Taken.Changes, Taken.Outcome.Places);
+  }
   if (!Reason.empty()) {
     MarkRefused(Taken, std::move(Reason));
   }
+}
+
+std::string TCPropertyServer::OnDecide(TSNorvMailSender const& /*Sender*/,
+                                       std::vector<TSPropertyRecord> const& /*Changes*/,
+                                       std::vector<TCPropertyPlace>& /*Places*/) {
+  return std::string();
+}
+
+void TCPropertyServer::OnSettled(TSNorvReceivedMail const& Mail) {
+  Acknowledge(Mail);
+}
+
+void TCPropertyServer::Change(std::vector<TSPropertyRecord> Changes, TSNorvMailSender const& As) {
+  TSNorvReceivedMail Mail = NewOwnMail();
+  Mail.Sender = As;
+  Mail.Content.MailClass = Norv_PropertyMail;
+  TSTakenMail Taken(std::move(Mail));
+  Taken.Changes = std::move(Changes);
+  Take(std::move(Taken));
 }
 
 // The time of a change is over. False when that has to wait.
@@ -223,7 +245,7 @@ bool TCPropertyServer::IsRepeated(TSNorvReceivedMail const& Mail) {
     return false;
   }
   if (!m_Taken.IsWaiting(Mail.Sender)) {
-    Acknowledge(Mail);
+    OnSettled(Mail);
   }
   return true;
 }
@@ -396,7 +418,7 @@ void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
     }
   }
   for (auto const& [Sender, Mail] : Last) {
-    Acknowledge(*Mail);
+    OnSettled(*Mail);
   }
   Stored.clear();
   if (!m_Queue.IsStoring()) {

@@ -71,6 +71,19 @@ class TCPropertyServer : public TCNorvService {
   std::uint64_t get_LastTaken(TSNorvSenderKey const& Sender) const override;
 
  protected:
+  /// Changes values by itself: what `As` says is kept of who did it. Stored and published like any
+  /// other change; no rule, limit or schema is asked.
+  void Change(std::vector<TSPropertyRecord> Changes, TSNorvMailSender const& As);
+  TCPropertyValues const& get_Values() const { return m_Values; }
+
+  /// Why changes that the rules allow are refused all the same; empty, as here, when they are not.
+  /// `Places` gets the value that the reason is about, if it is about one.
+  virtual std::string OnDecide(TSNorvMailSender const& Sender,
+                               std::vector<TSPropertyRecord> const& Changes,
+                               std::vector<TCPropertyPlace>& Places);
+  /// The mail, and all before it of its sender, are stored or refused: acknowledges it.
+  virtual void OnSettled(TSNorvReceivedMail const& Mail);
+
   void OnMail(TSNorvReceivedMail const& Mail) override;
   void OnRefused(TSNorvReceivedMail const& Mail) override;
   bool IsBusy() const override;

@@ -602,6 +602,14 @@ TCServerConfiguration TCServerConfiguration::Parse(std::string const& Text,
   return Configuration;
 }
 
+TCServerConfiguration TCServerConfiguration::ParseForMembers(std::string const& Text,
+                                                             std::string const& FileName) {
+  TCServerConfiguration Configuration;
+  Configuration.m_Rules.CountOwnersAsMembers();
+  TCReader(FileName, Configuration).Read(Text);
+  return Configuration;
+}
+
 TCServerConfiguration TCServerConfiguration::Load(std::string const& Path) {
   return Parse(TCFile(Path).Read(), Path);
 }

@@ -34,6 +34,10 @@ class TCServerConfiguration {
 
   /// Reads a file's text. Throws TCException with "FILE:LINE: " and what is wrong.
   static TCServerConfiguration Parse(std::string const& Text, std::string const& FileName);
+  /// The same, for trying rules out: root and the user that this process runs as are held to them,
+  /// as members of the group.
+  static TCServerConfiguration ParseForMembers(std::string const& Text,
+                                               std::string const& FileName);
   /// Reads a file. Throws TCException, also when it can not be read.
   static TCServerConfiguration Load(std::string const& Path);
 

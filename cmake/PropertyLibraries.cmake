@@ -30,16 +30,16 @@ target_link_libraries(property_property
 property_set_install_rpath(property_property "${CMAKE_INSTALL_FULL_LIBDIR}")
 
 # Only what a folder's PublicHeaders.cmake lists is installed; its other headers are its own.
-function(property_install_headers Folder)
+function(property_install_headers Folder Component)
   include("${PROJECT_SOURCE_DIR}/${Folder}/PublicHeaders.cmake")
   list(TRANSFORM PUBLIC_HEADERS PREPEND "${PROJECT_SOURCE_DIR}/${Folder}/")
   install(FILES ${PUBLIC_HEADERS}
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/property/${Folder}" COMPONENT development)
+    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/property/${Folder}" COMPONENT ${Component})
 endfunction()
 
 foreach(Folder IN ITEMS
     Platform Platform/Utility Platform/Messaging CommonProperties PropertyInterface)
-  property_install_headers(${Folder})
+  property_install_headers(${Folder} development)
 endforeach()
 
 set(PROPERTY_PACKAGE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/Property")
@@ -57,8 +57,12 @@ install(EXPORT PropertyTargets NAMESPACE Property::
 
 # The way from the pkg-config files up to the prefix: an installed tree may be moved.
 file(RELATIVE_PATH PROPERTY_PREFIX_FROM_PKGCONFIG "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
-foreach(Package IN ITEMS property-platform property)
-  configure_file(cmake/${Package}.pc.in "${PROJECT_BINARY_DIR}/${Package}.pc" @ONLY)
+function(property_install_pkgconfig Package Component)
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${Package}.pc.in"
+    "${PROJECT_BINARY_DIR}/${Package}.pc" @ONLY)
   install(FILES "${PROJECT_BINARY_DIR}/${Package}.pc"
-    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT development)
-endforeach()
+    DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig" COMPONENT ${Component})
+endfunction()
+
+property_install_pkgconfig(property-platform development)
+property_install_pkgconfig(property development)

@@ -45,6 +45,10 @@ std::size_t TCNorvMailRouter::get_ConnectionCount() const {
   return m_Core->get_ConnectionCount();
 }
 
+bool TCNorvMailRouter::IsBehind(pid_t Process) const {
+  return m_Core->IsBehind(Process);
+}
+
 std::vector<TSNorvSenderKey> TCNorvMailRouter::get_Senders() const {
   return m_Core->get_Senders();
 }

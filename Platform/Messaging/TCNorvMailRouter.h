@@ -2,6 +2,8 @@
 // The mail router: listens on a socket, hosts mailboxes, carries mails between processes.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -67,6 +69,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailRouter {
   /// The same for one subscriber, there or away.
   void BringUpToDate(TSNorvSenderKey const& Sender);
   std::size_t get_ConnectionCount() const;
+  /// Whether a subscriber in that process has not been sent all that was published for it.
+  bool IsBehind(pid_t Process) const;
   /// Who has greeted and is connected.
   std::vector<TSNorvSenderKey> get_Senders() const;
   /// Drawn anew for each router; what is published is numbered in it.

@@ -68,6 +68,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout, bool Held);
   void EndAnswer();
   bool WaitForAcknowledgements(int Timeout);
+  bool WaitForDelivery(int Timeout);
   /// Hands the oldest waiting mail to the owner; false when none waits.
   bool DeliverMail(bool Wait);
   void Close();
@@ -162,6 +163,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void Start();
   void Run();
   void Deliver(TEEvent Event);
+  void TellOfDelivery();
   void Signal(TEEvent Event);
   bool IsAnswerHeldHere() const;
   bool IsToBeHandedOver(TSReceived const& Received, std::set<std::string>& Held);
@@ -246,6 +248,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   std::deque<TSReceived> m_Inbox;
   bool m_Delivering = false;
   bool m_TurnedAway = false;                     // a thread that wanted to deliver meanwhile
+  unsigned m_DeliveryAwaited = 0;                // by so many threads
   std::vector<std::thread::id> m_AnswersInHand;  // threads that put an answer to use
   std::deque<TEEvent> m_Events;
 };

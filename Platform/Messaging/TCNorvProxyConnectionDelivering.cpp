@@ -97,6 +97,27 @@ void TCNorvProxyConnection::EndAnswer() {
   m_Changed.notify_all();
 }
 
+// With m_Mutex held, after the inbox has become shorter or a hook has returned.
+void TCNorvProxyConnection::TellOfDelivery() {
+  if (m_DeliveryAwaited > 0) {
+    Wake();  // whoever waits may be polling
+  }
+  m_Changed.notify_all();
+}
+
+bool TCNorvProxyConnection::WaitForDelivery(int Timeout) {
+  TCLock Lock(m_Mutex);
+  RequireOwnProcess();
+  if (ThreadDelivery.Connection == this || IsAnswerHeldHere()) {
+    return false;
+  }
+  ++m_DeliveryAwaited;
+  bool const Delivered = WaitUntil(
+      Lock, [this] { return m_Inbox.empty() && !m_Delivering; }, DeadlineAfter(Timeout));
+  --m_DeliveryAwaited;
+  return Delivered;
+}
+
 bool TCNorvProxyConnection::DeliverMail(bool Wait) {
   TCLock Lock(m_Mutex);
   for (;;) {
@@ -126,6 +147,7 @@ bool TCNorvProxyConnection::DeliverMail(bool Wait) {
       HandOver(Received, Held);
       return true;
     }
+    TellOfDelivery();
   }
 }
 
@@ -157,7 +179,7 @@ void TCNorvProxyConnection::HandOver(TSReceived const& Received,
       Signal(TEEvent::eMails);
       Wake();  // the proxy's thread may be polling
     }
-    m_Changed.notify_all();
+    TellOfDelivery();
   };
   ThreadDelivery = {this, &Received.Stream, &Held};
   std::unique_ptr<TSThreadDelivery, decltype(End)> const Ending(&ThreadDelivery, End);

@@ -124,6 +124,10 @@ bool TCNorvServiceProxy::WaitForAcknowledgements(int Timeout) {
   return m_Connection->WaitForAcknowledgements(Timeout);
 }
 
+bool TCNorvServiceProxy::WaitForDelivery(int Timeout) {
+  return m_Connection->WaitForDelivery(Timeout);
+}
+
 void TCNorvServiceProxy::ProcessProxy(int Limit, bool Wait) {
   for (int Delivered = 0; Limit < 0 || Delivered < Limit; ++Delivered) {
     if (!m_Connection->DeliverMail(Wait && Delivered == 0)) {

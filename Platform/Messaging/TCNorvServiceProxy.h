@@ -93,6 +93,12 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// Waits until every mail sent so far has been acknowledged; false when the time has passed.
   bool WaitForAcknowledgements(int Timeout = -1);
 
+  /// Waits up to `Timeout` milliseconds (-1: without limit) until no published mail that has
+  /// arrived waits to be delivered, and the hook that was handed the last one has returned. False
+  /// when the time has passed, the proxy is closing, or the calling thread is itself what would be
+  /// waited for: inside a hook, or with an answer in hand.
+  bool WaitForDelivery(int Timeout = -1);
+
   /// Delivers up to `Limit` waiting mails (-1: all of them) through OnServiceMail, in order. With
   /// `Wait` it first waits for one. Called from OnProxySignal. What OnServiceMail throws passes
   /// through; the mails behind it stay and are signalled again.

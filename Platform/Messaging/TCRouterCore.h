@@ -54,6 +54,7 @@ class TCRouterCore {
   void DropEnded();
   MailWire::TSPosition const& get_Position() const { return m_Position; }
   std::size_t get_ConnectionCount() const { return m_Connections.size(); }
+  bool IsBehind(pid_t Process) const;
   std::vector<TSNorvSenderKey> get_Senders() const;
 
  private:

@@ -135,6 +135,12 @@ void TCRouterCore::FallBehind(TCRouterConnection& Connection,
   });
 }
 
+bool TCRouterCore::IsBehind(pid_t Process) const {
+  return std::any_of(m_Connections.begin(), m_Connections.end(), [=](auto const& Connection) {
+    return Connection.m_Sender.Process == Process && Connection.IsBehind();
+  });
+}
+
 // Runs after every turn of the loop in which anything happened, such as a peer's reading.
 int TCRouterCore::OnProgress(sd_event_source* Source, void* Core) {
   auto& Self = *static_cast<TCRouterCore*>(Core);

@@ -207,4 +207,31 @@ TEST(TCAccessRulesTest, KnowThatTheGroupReadsEverythingUntilARuleTakesSome) {
   EXPECT_TRUE(Rules.ReadsEverything(Sender(kOther, kOwners)));
 }
 
+// ---- rules that hold for their owners, too ----
+
+TEST(TCAccessRulesTest, CountOwnersAsMembersOfTheGroupWhenTheyAreTriedOut) {
+  TCAccessRules Rules;
+  Rules.CountOwnersAsMembers();
+  Rules.SetGroup(kOwners);
+  ASSERT_TRUE(Rules.Add({{100, 100}}, User(kPanel), std::nullopt));
+  ASSERT_TRUE(Rules.Add({{101, 101}}, Group(kOperators), Group(kOwners)));
+  for (uid_t const Owner : {uid_t{0}, geteuid()}) {
+    EXPECT_EQ(Readable(Rules, Sender(Owner), 99, 102), (std::vector<int>{99, 102}));
+    EXPECT_TRUE(Rules.MayWrite(Sender(Owner), 101));
+    EXPECT_TRUE(Rules.MayConnect(Sender(Owner)));
+    EXPECT_TRUE(Rules.MayAdminister(Sender(Owner)));
+    EXPECT_FALSE(Rules.MayCopy(Sender(Owner)));
+    EXPECT_FALSE(Rules.ReadsEverything(Sender(Owner)));
+  }
+  EXPECT_FALSE(Rules.MayRead(Sender(kOther), 99));
+}
+
+TEST(TCAccessRulesTest, HaveTheProcesssOwnGroupWhenTheyAreTriedOutWithoutOne) {
+  TCAccessRules Rules;
+  Rules.CountOwnersAsMembers();
+  EXPECT_TRUE(Rules.MayWrite(Sender(0), 100));
+  EXPECT_TRUE(Rules.MayWrite(Sender(kOther, getegid()), 100));
+  EXPECT_FALSE(Rules.MayWrite(Sender(kOther), 100));
+}
+
 }  // namespace

@@ -783,6 +783,27 @@ TEST_F(ServerConfigurationFile, IsRefusedWhenTooLarge) {
 
 // ---- the example ----
 
+TEST(ServerConfigurationForMembers, HoldsForRootAsForAMemberOfTheGroup) {
+  auto const Configuration = TCServerConfiguration::ParseForMembers(
+      "group = \"operators\"\n[[rule]]\nproperties = [5]\nwrite = [\"user:panel\"]\n", "test.toml");
+  TSNorvMailSender Root;
+  Root.User = 0;
+  Root.Group = kNone;
+  EXPECT_TRUE(Configuration.MayWrite(Root, 4));
+  EXPECT_TRUE(Configuration.MayRead(Root, 5));
+  EXPECT_FALSE(Configuration.MayWrite(Root, 5));
+}
+
+TEST(ServerConfigurationForMembers, IsRefusedWithItsLine) {
+  try {
+    TCServerConfiguration::ParseForMembers("\ngroup = 5\n", "test.toml");
+    FAIL() << "nothing thrown";
+  } catch (TCException const& Refused) {
+    EXPECT_EQ(Refused.get_Message(),
+              "test.toml:2: group is 5, expected the name of a group as a text");
+  }
+}
+
 TEST(ExampleConfiguration, IsTheDefaults) {
   TCServerConfiguration const Configuration =
       TCServerConfiguration::Load(PROPERTY_EXAMPLE_CONFIGURATION);

@@ -48,6 +48,9 @@ TEST_F(ProxyFork, LeavesTheChildAProxyThatRefusesToWait) {
   EXPECT_EQ(TForkedChild([this] { return Refused([this] { m_Proxy.AskNumber(1, -1); }); }).Wait(),
             Refusal());
   EXPECT_EQ(
+      TForkedChild([this] { return Refused([this] { m_Proxy.WaitForDelivery(-1); }); }).Wait(),
+      Refusal());
+  EXPECT_EQ(
       TForkedChild([this] { return Refused([this] { m_Proxy.WaitForMailRouter(-1); }); }).Wait(),
       Refusal());
   EXPECT_EQ(TForkedChild([this] {

@@ -153,6 +153,20 @@ TEST_F(RouterSubscription, BringsUpToDateTheOneThatWasAway) {
 
 // ---- subscribers that do not keep up ----
 
+TEST_F(RouterSubscription, KnowsThatASubscriberIsBehindUntilItIsUpToDate) {
+  TCNorvMailRouter& Router = m_Server.m_Router;
+  m_Peer.Subscribe();
+  Router.Execute([&] {
+    EXPECT_FALSE(Router.IsBehind(getpid()));
+    Router.BringUpToDate([](auto const& /*Sender*/) { return true; });
+    EXPECT_TRUE(Router.IsBehind(getpid()));
+    EXPECT_FALSE(Router.IsBehind(getpid() + 1));
+  });
+  m_Peer.AwaitRouter();
+  m_Peer.AwaitRouter();
+  Router.Execute([&] { EXPECT_FALSE(Router.IsBehind(getpid())); });
+}
+
 TEST_F(RouterSubscription, KeepsTheHighestAcknowledgementForASubscriberThatIsBehind) {
   m_Peer.Subscribe();
   m_Server.m_Router.Execute([this] {
