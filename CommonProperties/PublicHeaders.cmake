@@ -21,4 +21,5 @@ set(PUBLIC_HEADERS
   TCPropertyShowControl.h
   TCPropertyTransaction.h
   TCReadGuard.h
-  TCValidRegexPropertySettings.h)
+  TCValidRegexPropertySettings.h
+  Typed.h)

@@ -15,6 +15,7 @@
 #include "CommonProperties/TCPropertyChoice.h"
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "CommonProperties/TCReadGuard.h"
+#include "CommonProperties/Typed.h"
 #include "benchmarks/BenchmarkStore.h"
 #include "benchmarks/support/Measurement.h"
 
@@ -29,8 +30,8 @@ using TTargets = std::vector<TSTarget>;
 using TValues = TTargets const& (TCFilledStore::*)() const;
 
 // Calls `Operation` with one value after the other, and with the number of the call.
-template <class TOperation>
-void ForEach(benchmark::State& State, TTargets const& Targets, TOperation Operation) {
+template <class TTarget, class TOperation>
+void ForEach(benchmark::State& State, std::vector<TTarget> const& Targets, TOperation Operation) {
   std::size_t Call = 0;
   std::size_t Next = 0;
   for (auto _ : State) {
@@ -108,6 +109,22 @@ void ReadValidated(benchmark::State& State, int Values) {
   });
 }
 
+// Handles of the integers, which are made before.
+std::vector<Property::Typed<int>> const& Handles(int Values) {
+  static std::vector<Property::Typed<int>> Made;
+  Made.clear();
+  for (TSTarget const& Value : TCFilledStore::WithValues(Values).get_Integers()) {
+    Made.emplace_back(*Value.m_ID, Value.m_Link);
+  }
+  return Made;
+}
+
+void ReadTyped(benchmark::State& State, int Values) {
+  ForEach(State, Handles(Values), [](Property::Typed<int> const& Value, std::size_t) {
+    benchmark::DoNotOptimize(Value.Get());
+  });
+}
+
 // A guard around a read, which takes what the guard costs more than the read alone.
 void ReadGuarded(benchmark::State& State, int Values) {
   ForEach(State, TCFilledStore::WithValues(Values).get_Integers(),
@@ -168,6 +185,11 @@ void SetChoice(benchmark::State& State, int Values) {
         Round % 2 == 0 ? Choices.front() : Choices.back();
     SetPropertyChoiceID(*Value.m_ID, Choice->get_Number());
   });
+}
+
+void SetTyped(benchmark::State& State, int Values) {
+  ForEach(State, Handles(Values),
+          [](Property::Typed<int> const& Value, std::size_t) { Value.Set(NewValue()); });
 }
 
 // One transaction an iteration.
@@ -288,6 +310,7 @@ void RegisterReads(int Values) {
   Register("product/read_integer/session", ReadInSession, Values);
   Register("product/read_integer/transaction", ReadInTransaction, Values);
   Register("product/read_integer/guard", ReadGuarded, Values);
+  Register("product/read_integer/typed", ReadTyped, Values);
   Register("product/read_boolean/own_mac", ReadBoolean, Values);
   Register("product/read_string/own_mac", ReadText<&TCFilledStore::get_Texts>, Values);
   Register("product/read_choice/own_mac", ReadText<&TCFilledStore::get_Choices>, Values);
@@ -308,6 +331,7 @@ void RegisterWrites(int Values) {
   Register("map/write/-", WriteMap, Values);
   Register("product/set_equal/-", SetEqual, Values);
   Register("product/set_changed/-", SetChanged, Values);
+  Register("product/set_changed/typed", SetTyped, Values);
   Register("product/set_choice/-", SetChoice, Values);
   for (std::size_t const Changes : {1U, 100U, 10000U}) {
     Register("product/transaction_" + std::to_string(Changes) + "/-", Transaction, Values, Changes);

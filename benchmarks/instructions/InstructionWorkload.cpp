@@ -5,9 +5,11 @@
 
 #include <functional>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "CommonProperties/TCReadGuard.h"
+#include "CommonProperties/Typed.h"
 #include "benchmarks/BenchmarkStore.h"
 
 namespace {
@@ -18,15 +20,30 @@ using Benchmark::TSTarget;
 constexpr int kValues = 10000;
 
 // Once unmeasured, so that what happens at a first call only does not count.
-void Count(std::string const& Name, std::vector<TSTarget> const& Targets,
-           std::function<void(TSTarget const&)> const& Operation) {
+template <class TTarget>
+void Count(std::string const& Name, std::vector<TTarget> const& Targets,
+           std::function<void(typename std::common_type<TTarget>::type const&)> const& Operation) {
   std::string const Trigger = Name + " " + std::to_string(Targets.size());
   Operation(Targets.front());
   CALLGRIND_ZERO_STATS;
-  for (TSTarget const& Target : Targets) {
+  for (TTarget const& Target : Targets) {
     Operation(Target);
   }
   CALLGRIND_DUMP_STATS_AT(Trigger.c_str());
+}
+
+// The same values through handles, which are made before.
+void CountTyped(TCFilledStore const& Store) {
+  std::vector<Property::Typed<int>> Handles;
+  for (TSTarget const& Value : Store.get_Integers()) {
+    Handles.emplace_back(*Value.m_ID, Value.m_Link);
+  }
+  int Sum = 0;
+  Count("read_typed", Handles, [&Sum](Property::Typed<int> const& Value) { Sum += Value.Get(); });
+  Count("set_typed_changed", Handles,
+        [](Property::Typed<int> const& Value) { Value.Set(Value.get_ID().get_Number() + 2); });
+  Count("set_typed_equal", Handles,
+        [](Property::Typed<int> const& Value) { Value.Set(Value.get_ID().get_Number() + 2); });
 }
 
 }  // namespace
@@ -53,5 +70,6 @@ int main() {
   Count("set_changed", Store.get_Integers(), [](TSTarget const& Value) {
     SetProperty(*Value.m_ID, Value.m_ID->get_Number() + 1, Value.m_Link);
   });
+  CountTyped(Store);
   return Sum == 0 ? 1 : 0;
 }

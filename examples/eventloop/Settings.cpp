@@ -7,22 +7,22 @@
 #include <iostream>
 #include <sstream>
 
-#include "CommonProperties/TCPropertyCollection.h"
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "CommonProperties/TCReadGuard.h"
+#include "Platform/Utility/TextConversions.h"
 #include "examples/gateway/GatewaySchema.h"
 
-using Accessories::TCRecordID;
-using Property::TCCommonPropertyObject;
-
-TCSettings::TCSettings() {
-  m_Brightness = m_Events.On(Gateway::Prop_DisplayBrightness, TCRecordID(), "",
-                             [](TCCommonPropertyObject const& Value, auto) {
-                               std::cout << "brightness " << Value.get_AsInteger() << std::endl;
-                             });
-  auto const Remember = [this](auto const&, auto) { m_AddressChanged = true; };
-  m_Address = m_Events.On(Gateway::Prop_IPAddress, TCRecordID(), "", Remember);
-  m_Mask = m_Events.On(Gateway::Prop_NetMask, TCRecordID(), "", Remember);
+TCSettings::TCSettings()
+    : m_Brightness(Gateway::Prop_DisplayBrightness),
+      m_Mode(Gateway::Prop_AddressMode),
+      m_Address(Gateway::Prop_IPAddress),
+      m_Mask(Gateway::Prop_NetMask) {
+  m_Subscriptions.push_back(m_Brightness.OnChange(
+      m_Events, [](int Percent) { std::cout << "brightness " << Percent << std::endl; }));
+  auto const Remember = [this](auto const&) { m_AddressChanged = true; };
+  m_Subscriptions.push_back(m_Mode.OnChange(m_Events, Remember));
+  m_Subscriptions.push_back(m_Address.OnChange(m_Events, Remember));
+  m_Subscriptions.push_back(m_Mask.OnChange(m_Events, Remember));
 }
 
 void TCSettings::OnChanges() {
@@ -35,14 +35,17 @@ void TCSettings::OnChanges() {
 
 // Address and mask belong together: another process's transaction does not come between the reads.
 void TCSettings::PrintAddress() {
+  TEAddressMode Mode = TEAddressMode::eAutomatic;
   std::string Address;
   std::string Mask;
   {
     Property::TCReadGuard const Guard;
-    Address = GetProperty(Gateway::Prop_IPAddress).get_AsString();
-    Mask = GetProperty(Gateway::Prop_NetMask).get_AsString();
+    Mode = m_Mode.Get();
+    Address = m_Address.Get();
+    Mask = m_Mask.Get();
   }
-  std::cout << "address " << Address << '/' << Mask << std::endl;
+  std::cout << (Mode == TEAddressMode::eStatic ? "static " : "automatic ") << Address << '/' << Mask
+            << std::endl;
 }
 
 bool TCSettings::OnInput() {
@@ -65,12 +68,13 @@ void TCSettings::Obey(std::string const& Line) {
   std::string Second;
   Words >> First >> Second;
   if (Second.empty()) {
-    SetProperty(Gateway::Prop_DisplayBrightness, First);
+    m_Brightness.Set(ToInt(First));
     return;
   }
   Property::TCPropertyTransaction Together;
   Together.Begin();
-  SetProperty(Gateway::Prop_IPAddress, First);
-  SetProperty(Gateway::Prop_NetMask, Second);
+  m_Mode.Set(TEAddressMode::eStatic);
+  m_Address.Set(First);
+  m_Mask.Set(Second);
   Together.Commit();
 }

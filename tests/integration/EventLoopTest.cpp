@@ -53,12 +53,12 @@ TEST_P(EventLoop, TellsATransactionOnce) {
   auto const First = StartLoop();
   auto const Second = StartLoop();
   First->Say("192.0.2.7 255.255.255.0");
-  EXPECT_EQ(First->Hear(), "address 192.0.2.7/255.255.255.0");
+  EXPECT_EQ(First->Hear(), "static 192.0.2.7/255.255.255.0");
   First->Say("70");
   EXPECT_EQ(First->Hear(), "brightness 70");
   std::string Line;
   while ((Line = Second->Hear()) != "brightness 70") {
-    EXPECT_EQ(Line, "address 192.0.2.7/255.255.255.0");  // whole also where it is told in two turns
+    EXPECT_EQ(Line, "static 192.0.2.7/255.255.255.0");  // whole also where it is told in two turns
   }
 }
 

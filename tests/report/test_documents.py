@@ -46,7 +46,7 @@ class GuideTest(unittest.TestCase):
 
     def find(self, sample: str) -> Optional[Path]:
         """The example that has the sample."""
-        for source in sorted((PROJECT / "examples").glob("*/*.cpp")):
+        for source in sorted((PROJECT / "examples").glob("*/*.[ch]*")):
             if holds(source.read_text(encoding="utf-8"), sample):
                 return source
         return None
