@@ -9,8 +9,8 @@
 //  - the session callback, DoSetSession, DoDeleteSession and DoLoadPropertyList;
 //  - Notify's walk over the notifiers, and with it their OnPropQueued;
 //  - all of Notify for values that are updated or deleted;
-//  - OnPropertySet;
-//  - all of one transaction, and all of one received mail, is put into the store.
+//  - OnPropertySet,
+// and while all of one transaction, or of one received mail, is put into the store.
 // It is left before these run:
 //  - OnFetchProperty and validators;
 //  - OnPropertyChanged, and Notify for values that are set or loaded; both get a copy.
