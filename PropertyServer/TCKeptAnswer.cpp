@@ -10,13 +10,13 @@ namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCKeptAnswer";
-constexpr std::uint64_t kAccuracy = 1000000;  // microseconds
+constexpr std::uint64_t kForgetAccuracy = 1000000;  // microseconds
 
 }  // namespace
 
 TCKeptAnswer::TCKeptAnswer(sd_event* Event, std::uint64_t KeepTime) : m_KeepTime(KeepTime) {
   sd_event_source* Source = nullptr;
-  if (sd_event_add_time(Event, &Source, CLOCK_MONOTONIC, 0, kAccuracy, OnTime, this) < 0) {
+  if (sd_event_add_time(Event, &Source, CLOCK_MONOTONIC, 0, kForgetAccuracy, OnTime, this) < 0) {
     throw TCException(kSource, __LINE__).Format("cannot prepare the keeping of answers");
   }
   m_Timer.reset(Source);

@@ -12,7 +12,7 @@ namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCPendingChanges";
-constexpr std::uint64_t kAccuracy = 1000;    // microseconds
+constexpr std::uint64_t kDeadlineAccuracy = 1000;    // microseconds
 constexpr std::int64_t kTryAgain = 1000000;  // microseconds
 
 }  // namespace
@@ -20,7 +20,7 @@ constexpr std::int64_t kTryAgain = 1000000;  // microseconds
 TCPendingChanges::TCPendingChanges(TCPropertyDatabase& Database, sd_event* Event, TCOnDue OnDue)
     : m_Database(Database), m_OnDue(std::move(OnDue)) {
   sd_event_source* Source = nullptr;
-  if (sd_event_add_time(Event, &Source, CLOCK_BOOTTIME, 0, kAccuracy, OnTime, this) < 0) {
+  if (sd_event_add_time(Event, &Source, CLOCK_BOOTTIME, 0, kDeadlineAccuracy, OnTime, this) < 0) {
     throw TCException(kSource, __LINE__).Format("cannot prepare the time of pending changes");
   }
   m_Timer.reset(Source);

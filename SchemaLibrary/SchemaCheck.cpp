@@ -73,11 +73,6 @@ class TCSchemaCheck {
   std::vector<TSSchemaFinding> m_Findings;
 };
 
-TCBasicPropertyID const* ParentOf(TCBasicPropertyID const& Node) {
-  return Node.get_Parent().IsNull() ? nullptr
-                                    : TCBasicPropertyID::Find(Node.get_Parent().get_Value());
-}
-
 void TCSchemaCheck::CheckName(TCBasicPropertyID const& Node) {
   std::string const& Name = Node.get_Name();
   auto const [Taken, Free] = m_Taken.emplace(TPlace(ParentOf(Node), Name), Node.get_Number());

@@ -18,7 +18,7 @@ namespace Property {
 namespace {
 
 constexpr std::size_t kColumns = 7;
-using TRow = std::array<std::string, kColumns>;
+using TTableRow = std::array<std::string, kColumns>;
 
 std::size_t Width(std::string const& Text) {
   return static_cast<std::size_t>(
@@ -49,8 +49,8 @@ char const* Level(TCPropertyID const& Field) {
   return kLevels.at(static_cast<std::size_t>(TCPropertyID::Find(Field.get_Number())->GetShow()));
 }
 
-TRow RowOf(TCPropertyID const& Field, TCPropertyNames const& Names) {
-  TRow Row = {ToString(Field.get_Number()),
+TTableRow RowOf(TCPropertyID const& Field, TCPropertyNames const& Names) {
+  TTableRow Row = {ToString(Field.get_Number()),
               Names.Path(Field),
               FieldTypeWord(Field),
               Default(Field),
@@ -66,18 +66,18 @@ TRow RowOf(TCPropertyID const& Field, TCPropertyNames const& Names) {
 
 std::string ExportSchemaAsTable() {
   TCPropertyNames const Names;
-  std::vector<TRow> Rows = {
+  std::vector<TTableRow> Rows = {
       {"NUMBER", "PATH", "TYPE", "DEFAULT", "LEVEL", "VALUES", "DESCRIPTION"}};
   std::transform(Names.get_Fields().begin(), Names.get_Fields().end(), std::back_inserter(Rows),
                  [&](TCPropertyID const* Field) { return RowOf(*Field, Names); });
   std::array<std::size_t, kColumns> Widths = {};
-  for (TRow const& Row : Rows) {
+  for (TTableRow const& Row : Rows) {
     for (std::size_t Column = 0; Column < kColumns; ++Column) {
       Widths[Column] = std::max(Widths[Column], Width(Row[Column]));
     }
   }
   std::string Text;
-  for (TRow const& Row : Rows) {
+  for (TTableRow const& Row : Rows) {
     for (std::size_t Column = 0; Column < kColumns; ++Column) {
       Text += Row[Column];
       Text.append(Column + 1 < kColumns ? Widths[Column] - Width(Row[Column]) + 2 : 0, ' ');

@@ -112,13 +112,12 @@ bool IsShown(TCBasicPropertyID const& Node) {
   return &Node != &UnassignedProperty() && Node.get_Type() != eComboChoice;
 }
 
-// Null for a node at the top.
+}  // namespace
+
 TCBasicPropertyID const* ParentOf(TCBasicPropertyID const& Node) {
   return Node.get_Parent().IsNull() ? nullptr
                                     : TCBasicPropertyID::Find(Node.get_Parent().get_Value());
 }
-
-}  // namespace
 
 // What lies in each node, in its order.
 class TCPropertyNames::TCTree {

@@ -19,6 +19,9 @@ struct TSPropertyNode {
   int Depth = 0;
 };
 
+/// What `Node` lies in; null for a node at the top.
+TCBasicPropertyID const* ParentOf(TCBasicPropertyID const& Node);
+
 /// What was meant by a text, or why that cannot be told.
 struct TSNamedProperty {
   TCPropertyID const* Field = nullptr;  ///< null when there is an error

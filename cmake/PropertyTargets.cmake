@@ -47,4 +47,18 @@ function(property_configure_target Target)
     CXX_VISIBILITY_PRESET hidden
     VISIBILITY_INLINES_HIDDEN ON
     POSITION_INDEPENDENT_CODE ON)
+  property_keep_sources_apart(${Target})
+endfunction()
+
+# Some presets compile several sources of a target at once (CMAKE_UNITY_BUILD), which saves reading
+# the same headers again. Each source keeps a kSource of its own then; what else stands in its
+# unnamed namespace needs a name that is unique in the target.
+function(property_keep_sources_apart Target)
+  set_target_properties(${Target} PROPERTIES
+    UNITY_BUILD_UNIQUE_ID PROPERTY_SOURCE
+    UNITY_BUILD_CODE_BEFORE_INCLUDE
+    "#undef kSource
+#define PROPERTY_PASTE(Left, Right) Left##Right
+#define PROPERTY_JOIN(Left, Right) PROPERTY_PASTE(Left, Right)
+#define kSource PROPERTY_JOIN(kSource_, PROPERTY_SOURCE)")
 endfunction()

@@ -4,10 +4,12 @@
 
 include(GoogleTest)
 
-# property_add_unit_test(NAME source... [LIBS library...] [LABEL label])
+# property_add_unit_test(NAME source... [LIBS library...] [LABEL label] [SEPARATE])
+# SEPARATE compiles each source alone in every preset, for tests that depend on it or that use one
+# name for different things.
 # A test's full name begins with the executable's, so that names are unique across executables.
 function(property_add_unit_test Name)
-  cmake_parse_arguments(ARG "" "LABEL" "LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "SEPARATE" "LABEL" "LIBS" ${ARGN})
   if(NOT ARG_LABEL)
     set(ARG_LABEL unit)
   endif()
@@ -17,6 +19,9 @@ function(property_add_unit_test Name)
   endif()
   add_executable(${Name} ${ARG_UNPARSED_ARGUMENTS})
   property_configure_target(${Name})
+  if(ARG_SEPARATE)
+    set_target_properties(${Name} PROPERTIES UNITY_BUILD OFF)
+  endif()
   # Only the tested code is optimised: optimising the tests doubles their build time.
   target_compile_options(${Name} PRIVATE -O0)
   target_link_libraries(${Name} PRIVATE ${ARG_LIBS} GTest::gmock_main)

@@ -17,7 +17,7 @@ namespace {
 constexpr std::uint64_t kQueuedLimit = 512;                     // messages
 constexpr std::size_t kQueuedByteLimit = std::size_t{1} << 20;  // and their records
 constexpr std::size_t kMessageOverhead = 256;
-constexpr std::uint64_t kSecond = 1000000;
+constexpr std::uint64_t kRatePeriod = 1000000;                  // microseconds
 
 }  // namespace
 
@@ -108,10 +108,10 @@ void TCRouterConnection::SendAcknowledgements() {
 }
 
 std::uint64_t TCRouterConnection::CountMails(std::size_t Mails, unsigned Limit, std::uint64_t Now) {
-  if (Now - m_SecondBegan >= kSecond) {
+  if (Now - m_SecondBegan >= kRatePeriod) {
     m_SecondBegan = Now;
     m_MailsInSecond = 0;
   }
   m_MailsInSecond += Mails;
-  return m_MailsInSecond > Limit ? kSecond * m_MailsInSecond / std::max(Limit, 1U) : 0;
+  return m_MailsInSecond > Limit ? kRatePeriod * m_MailsInSecond / std::max(Limit, 1U) : 0;
 }

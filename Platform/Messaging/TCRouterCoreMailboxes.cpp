@@ -14,7 +14,7 @@ namespace {
 constexpr char kSource[] = "../Platform/Messaging/TCRouterCoreMailboxes";
 constexpr std::size_t kParkedLimit = 1024;   // messages kept for mailboxes without owner
 constexpr std::size_t kParkedOfOne = 64;     // of them of one connection, which then has to wait
-constexpr std::uint64_t kAccuracy = 10000;   // microseconds
+constexpr std::uint64_t kPauseAccuracy = 10000;   // microseconds
 constexpr std::uint64_t kBusyPause = 10000;  // microseconds
 
 void RequireOwnName(TSNorvMailSender const& Sender, char const* Identity) {
@@ -214,7 +214,7 @@ void TCRouterCore::SlowDown(TCRouterConnection& Connection, std::uint64_t Pause,
   });
   sd_event_source* Source = nullptr;
   MailWire::Require(sd_event_add_time_relative(m_Loop.get_Event(), &Source, CLOCK_MONOTONIC, Pause,
-                                               kAccuracy, OnPauseOver, &Connection),
+                                               kPauseAccuracy, OnPauseOver, &Connection),
                     "slow a connection down");
   Connection.m_Pause.reset(Source);
   Connection.Detach();

@@ -12,7 +12,6 @@
 
 namespace {
 
-constexpr uid_t kNobody = 65534;
 constexpr int kConnections = 60;
 constexpr int kRepeats = 10;
 constexpr int kQuestions = 5;  // of others; where turns are taken, each waits for a whole round

@@ -2,6 +2,8 @@
 // A server, two processes that behave well, and the proof that nothing a third one does hurts them.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
 #include <csignal>
 #include <memory>
@@ -48,3 +50,6 @@ int CountLines(std::string const& Text, std::string const& Part);
 constexpr std::chrono::seconds kSoon{HOSTILE_SLOWNESS * 5};
 /// How much a flood is made smaller in a build where everything is slow.
 constexpr int kShare = HOSTILE_SLOWNESS;
+
+/// A user with no rights.
+constexpr uid_t kNobody = 65534;

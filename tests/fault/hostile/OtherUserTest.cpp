@@ -14,7 +14,6 @@
 
 namespace {
 
-constexpr uid_t kNobody = 65534;
 constexpr uid_t kAnother = 65533;
 
 struct OtherUser : THostileFixture {

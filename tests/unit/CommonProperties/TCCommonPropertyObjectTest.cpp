@@ -22,7 +22,6 @@ using ::testing::IsEmpty;
 
 namespace {
 
-char const* const kMAC = "00:11:22:33:44:55";
 char const* const kSource = "../CommonProperties/TCCommonPropertyObject";
 
 struct TCCommonPropertyObjectTest : ::testing::Test {

@@ -28,7 +28,6 @@ using Property::TCPropertyKey;
 
 namespace {
 
-char const* const kMAC = "00:11:22:33:44:55";
 
 struct TCCommonPropertyObjectUsage : ::testing::Test {
   TCCommonPropertyObject NewText(std::string const& Data) const {

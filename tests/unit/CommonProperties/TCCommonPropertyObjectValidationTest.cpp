@@ -23,7 +23,6 @@ using ::testing::IsEmpty;
 
 namespace {
 
-char const* const kMAC = "00:11:22:33:44:55";
 char const* const kSource = "../CommonProperties/TCCommonPropertyObject";
 
 /// The references stay in the process's registry, which does not own them.

@@ -24,10 +24,10 @@ namespace {
 
 constexpr int kRounds = 200;
 
-thread_local unsigned long CallersSession = 0;
+thread_local unsigned long ThreadsSession = 0;
 
-unsigned long AnswerSession() {
-  return CallersSession;
+unsigned long AnswerThreadsSession() {
+  return ThreadsSession;
 }
 
 /// Holds every thread back until all have come.
@@ -225,21 +225,21 @@ TEST_F(TCPropertyCollectionThreads, LeaveNoTransactionToLaterThreads) {
 }
 
 TEST_F(TCPropertyCollectionThreads, ActForTheirOwnSessionsDevices) {
-  TCPropertyCollection::SetSessionCallback(&AnswerSession);
+  TCPropertyCollection::SetSessionCallback(&AnswerThreadsSession);
   std::atomic<int> Strange{0};
 
   InParallel(4, [&](int Number) {
-    CallersSession = static_cast<unsigned long>(Number);
+    ThreadsSession = static_cast<unsigned long>(Number);
     std::string const MAC = "00:00:00:00:00:0" + std::to_string(Number);
     for (int Round = 0; Round < kRounds; ++Round) {
-      TCPropertyCollection::SetCurrentSession(CallersSession, MAC);
+      TCPropertyCollection::SetCurrentSession(ThreadsSession, MAC);
       m_Store.SetProperty(m_Schema.m_Name, 1, MAC + std::to_string(Round), "");
       TCCommonPropertyObject const Read = m_Store.GetProperty(m_Schema.m_Name, 1, "");
       if (Read.GetRealValue() != MAC + std::to_string(Round) ||
           Read.get_MAC() != TCMACAddress(MAC)) {
         ++Strange;
       }
-      TCPropertyCollection::DeleteSession(CallersSession);
+      TCPropertyCollection::DeleteSession(ThreadsSession);
     }
   });
 

@@ -26,7 +26,7 @@ struct TCPropertyTransactionTest : TStoreFixture {
 
 struct TCPropertyTransactionWithoutStore : TSchemaFixture {};
 
-void Shorten(TCCommonPropertyObject& Object) {
+void CutToThree(TCCommonPropertyObject& Object) {
   Object.set_Data(Object.GetRealValue().substr(0, 3));
 }
 
@@ -369,7 +369,7 @@ TEST_F(TCPropertyTransactionTest, DoesNotFetchAPendingValue) {
 
 TEST_F(TCPropertyTransactionTest, ReadsThroughTheValidatorAndWritesItsCorrectionBackAtOnce) {
   Store(m_Schema.m_SiteName, 5, "stored", "");
-  m_Store.AssignValidator(m_Schema.m_SiteName, &Shorten);
+  m_Store.AssignValidator(m_Schema.m_SiteName, &CutToThree);
   m_Transaction.Begin();
   m_Store.SetProperty(m_Schema.m_SiteName, 5, "pending", "");
 
@@ -381,7 +381,7 @@ TEST_F(TCPropertyTransactionTest, ReadsThroughTheValidatorAndWritesItsCorrection
 }
 
 TEST_F(TCPropertyTransactionTest, CanNotCorrectAPendingValueThatIsNotStored) {
-  m_Store.AssignValidator(m_Schema.m_SiteName, &Shorten);
+  m_Store.AssignValidator(m_Schema.m_SiteName, &CutToThree);
   m_Transaction.Begin();
   m_Store.SetProperty(m_Schema.m_SiteName, 5, "pending", "");
 

@@ -7,6 +7,9 @@
 #include "CommonProperties/TCPropertyID.h"
 #include "Platform/Utility/TCNullTypes.h"
 
+/// The device of the values that have one.
+inline constexpr char const* kMAC = "00:11:22:33:44:55";
+
 /// The nodes stay in the process's registry: one schema a process.
 struct TValueSchema {
   Accessories::TCNullTypes<int> m_NoParent;

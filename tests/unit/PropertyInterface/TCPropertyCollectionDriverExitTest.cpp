@@ -13,7 +13,7 @@ using ::testing::ElementsAre;
 
 namespace {
 
-constexpr char kOwnMAC[] = "00:11:22:33:44:55";
+constexpr char kDeviceMAC[] = "00:11:22:33:44:55";
 
 /// Runs the program that ends while its driver lives and returns its exit status.
 int RunProgram(std::string const& Way) {
@@ -21,7 +21,7 @@ int RunProgram(std::string const& Way) {
 }
 
 struct TCPropertyCollectionDriverExit : ::testing::TestWithParam<char const*> {
-  TCPropertyCollectionDriverExit() { setenv("PROPERTY_OWN_MAC", kOwnMAC, 1); }
+  TCPropertyCollectionDriverExit() { setenv("PROPERTY_OWN_MAC", kDeviceMAC, 1); }
 
   /// Makes the server publish `Count` changes once it has the program's first change.
   void PublishAfterTheFirstChange(int Count) {
@@ -30,7 +30,7 @@ struct TCPropertyCollectionDriverExit : ::testing::TestWithParam<char const*> {
         return;
       }
       for (int Number = 1; Number <= Count; ++Number) {
-        m_Server.PublishHere(4, 1, {{1002, std::to_string(Number), "", kOwnMAC}});
+        m_Server.PublishHere(4, 1, {{1002, std::to_string(Number), "", kDeviceMAC}});
       }
     });
   }

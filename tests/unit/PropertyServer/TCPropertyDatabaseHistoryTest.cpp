@@ -17,7 +17,7 @@ namespace {
 
 using TCTransaction = TCPropertyDatabase::TCTransaction;
 
-TCMACAddress const kDevice("00:11:22:AA:BB:CC");
+TCMACAddress const kChangedDevice("00:11:22:AA:BB:CC");
 constexpr std::chrono::hours kAge{24};
 TSProvenance const kOrigin{1234567890123456, 1000, 77, "gateway"};
 
@@ -100,7 +100,7 @@ TEST_F(PropertyDatabaseHistory, IsEmptyInANewDatabase) {
 TEST_F(PropertyDatabaseHistory, KeepsAnEntryWholeAcrossReopening) {
   {
     TCPropertyDatabase Database(m_Path);
-    Append(Database, {{3, kOrigin, -17, TCRecordID(4), kDevice, false, "off", "on"}});
+    Append(Database, {{3, kOrigin, -17, TCRecordID(4), kChangedDevice, false, "off", "on"}});
   }
 
   TCPropertyDatabase const Database(m_Path);
@@ -140,7 +140,7 @@ TEST_F(PropertyDatabaseHistory, KeepsManyThatAreAppendedAtOnce) {
   for (int Index = 0; Index < kCount; ++Index) {
     bool const Secret = Index % 3 == 1;
     Entries.push_back({1, kOrigin, Index, Index % 2 == 0 ? TCRecordID(Index) : TCRecordID(),
-                       Index % 5 == 0 ? kDevice : TCMACAddress(), Secret,
+                       Index % 5 == 0 ? kChangedDevice : TCMACAddress(), Secret,
                        Secret || Index % 4 == 0 ? std::nullopt : std::optional<std::string>("old"),
                        Secret ? "" : std::to_string(Index)});
   }
@@ -349,14 +349,14 @@ TEST_F(PropertyDatabaseHistory, KnowsWhoSetAValue) {
   {
     TCPropertyDatabase Database(m_Path);
     TCTransaction Transaction(Database);
-    Transaction.Put({5, TCRecordID(1), kDevice, "a"}, {10, 0, 1, "first"});
-    Transaction.Put({5, TCRecordID(1), kDevice, "b"}, kOrigin);
-    Transaction.Put({6, TCRecordID(1), kDevice, "c"}, {20, 0, 1, "first"});
+    Transaction.Put({5, TCRecordID(1), kChangedDevice, "a"}, {10, 0, 1, "first"});
+    Transaction.Put({5, TCRecordID(1), kChangedDevice, "b"}, kOrigin);
+    Transaction.Put({6, TCRecordID(1), kChangedDevice, "c"}, {20, 0, 1, "first"});
     Transaction.Commit();
   }
 
   TCPropertyDatabase const Database(m_Path);
-  auto const Origin = Database.Provenance(5, TCRecordID(1), kDevice);
+  auto const Origin = Database.Provenance(5, TCRecordID(1), kChangedDevice);
 
   ASSERT_TRUE(Origin.has_value());
   EXPECT_EQ(AsText(*Origin), "1234567890123456 1000 77 gateway");

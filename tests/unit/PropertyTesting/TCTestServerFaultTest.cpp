@@ -10,12 +10,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using TCTestServerFaultTest = TTestServerFixture;
 
-namespace {
-
-constexpr int kShort = 50;  // milliseconds, for what does not come
-
-}  // namespace
-
 // ---- refusals ----
 
 TEST_F(TCTestServerFaultTest, RefusesTheNextChangesForTheirReasonsAndNoMore) {

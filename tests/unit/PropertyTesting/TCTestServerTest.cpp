@@ -15,7 +15,6 @@ using TCTestServerTest = TTestServerFixture;
 
 namespace {
 
-constexpr int kShort = 50;  // milliseconds, for what does not come
 constexpr char kOther[] = "02:00:00:00:00:99";
 
 }  // namespace

@@ -19,6 +19,9 @@
 #include "tests/unit/CommonProperties/CapturedLog.h"
 #include "tests/unit/CommonProperties/StoreSchema.h"
 
+/// Milliseconds, for what does not come.
+constexpr int kShort = 50;
+
 /// The texts of the values that it is told of, those that are gone as "-".
 class TToldNotifier : public Property::TCCommonPropertyChangeNotifier {
  public:

@@ -11,7 +11,7 @@ namespace {
 using ::testing::ElementsAre;
 using ProxyThreads = TMessagingFixture;
 
-void Subscribe(TTestProxy& Proxy) {
+void AskAndSubscribe(TTestProxy& Proxy) {
   ASSERT_TRUE(Proxy.AskNumber(0));
   Proxy.ConnectService(TestClass(), 3, false);
 }
@@ -24,7 +24,7 @@ TEST_F(ProxyThreads, AHandlerMayAskAndSend) {
     Answers.Add(Proxy.SendNumber(5));
     Answers.Add(Proxy.AskNumber(6));
   };
-  Subscribe(Proxy);
+  AskAndSubscribe(Proxy);
   Server.Publish(1);
   EXPECT_THAT(Answers.WaitFor(2), ElementsAre(true, true));
   EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(1), ElementsAre(5));
@@ -37,7 +37,7 @@ TEST_F(ProxyThreads, TheSignalItselfMayAskBeforeItProcesses) {
     EXPECT_TRUE(Proxy.AskNumber(6));
     Proxy.ProcessProxy(-1, false);
   };
-  Subscribe(Proxy);
+  AskAndSubscribe(Proxy);
   Server.Publish(1);
   EXPECT_THAT(Proxy.m_Mails.WaitFor(1), ElementsAre(1));
 }
@@ -49,7 +49,7 @@ TEST_F(ProxyThreads, AHandlerMayWaitForAThreadThatAsks) {
   Proxy.m_OnMail = [&](TCNorvMessage const&) {
     Answers.Add(std::async(std::launch::async, [&] { return Proxy.AskNumber(6); }).get());
   };
-  Subscribe(Proxy);
+  AskAndSubscribe(Proxy);
   Server.Publish(1);
   EXPECT_THAT(Answers.WaitFor(1), ElementsAre(true));
 }
@@ -63,7 +63,7 @@ TEST_F(ProxyThreads, MailsThatArriveWhileAHandlerBlocksAreDeliveredAfterwards) {
     Entered.Set();
     EXPECT_TRUE(Release.Wait());
   };
-  Subscribe(Proxy);
+  AskAndSubscribe(Proxy);
   Server.Publish(1);
   ASSERT_TRUE(Entered.Wait());
   Server.Publish(2);
@@ -76,7 +76,7 @@ TEST_F(ProxyThreads, MailsThatArriveWhileAHandlerBlocksAreDeliveredAfterwards) {
 TEST_F(ProxyThreads, ManyThreadsGetTheirOwnAnswers) {
   TTestServer Server;
   TTestProxy Proxy;
-  Subscribe(Proxy);
+  AskAndSubscribe(Proxy);
   std::vector<std::future<int>> Threads;
   for (int Thread = 0; Thread < 8; ++Thread) {
     Threads.push_back(std::async(std::launch::async, [&Proxy, Thread] {

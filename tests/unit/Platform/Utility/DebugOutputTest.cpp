@@ -31,12 +31,12 @@ __attribute__((constructor(101))) void ForgetCallersEnvironment() {
 std::mutex TracesMutex;
 TCTraces Traces;
 
-void Collect(TCDebugChannel const& Channel, std::string const& Text) {
+void CollectText(TCDebugChannel const& Channel, std::string const& Text) {
   std::lock_guard<std::mutex> Lock(TracesMutex);
   Traces.emplace_back(Channel.get_Name(), Text);
 }
 
-void CollectNothing(TCDebugChannel const&, std::string const&) {}
+void CollectNoText(TCDebugChannel const&, std::string const&) {}
 
 // Sends the standard error stream into a pipe while it lives.
 class TCStandardErrorPipe {
@@ -149,7 +149,7 @@ TEST(DebugOutput, WritesOneLineToTheStandardErrorStream) {
 
 TEST(DebugOutput, HandsTracesToTheSinkInstead) {
   DEBUG_COMMON.set_Enabled(true);
-  SetDebugSink(Collect);
+  SetDebugSink(CollectText);
   TCStandardErrorPipe Pipe;
   SendDebugOutput(DEBUG_COMMON, "%s", "100%s");
   EXPECT_EQ(Traces, (TCTraces{{"COMMON", "100%s"}}));
@@ -162,16 +162,16 @@ TEST(DebugOutput, HandsTracesToTheSinkInstead) {
 TEST(DebugOutput, IsSilentWhileTheChannelIsOff) {
   DEBUG_PROPERTY.set_Enabled(false);
   DEBUG_COMMON.set_Enabled(true);
-  SetDebugSink(Collect);
+  SetDebugSink(CollectText);
   SendDebugOutput(DEBUG_PROPERTY, "unheard");
   SendDebugOutput(DEBUG_COMMON, "heard");
   EXPECT_EQ(Traces, (TCTraces{{"COMMON", "heard"}}));
 }
 
 TEST(DebugOutput, ReturnsTheFormerSink) {
-  EXPECT_EQ(SetDebugSink(Collect), nullptr);
-  EXPECT_EQ(SetDebugSink(CollectNothing), &Collect);
-  EXPECT_EQ(SetDebugSink(nullptr), &CollectNothing);
+  EXPECT_EQ(SetDebugSink(CollectText), nullptr);
+  EXPECT_EQ(SetDebugSink(CollectNoText), &CollectText);
+  EXPECT_EQ(SetDebugSink(nullptr), &CollectNoText);
 }
 
 TEST(DebugOutput, TakesTracesOfManyThreadsWhileTheChannelIsSwitched) {
@@ -181,7 +181,7 @@ TEST(DebugOutput, TakesTracesOfManyThreadsWhileTheChannelIsSwitched) {
   static TCDebugChannel Switched("SWITCHED");
   static TCDebugChannel Steady("STEADY");
   Steady.set_Enabled(true);
-  SetDebugSink(Collect);
+  SetDebugSink(CollectText);
   std::vector<std::thread> Threads;
   for (int Thread = 0; Thread < kThreads; ++Thread) {
     Threads.emplace_back([] {
@@ -193,7 +193,7 @@ TEST(DebugOutput, TakesTracesOfManyThreadsWhileTheChannelIsSwitched) {
   }
   for (int Round = 0; Round < kRounds; ++Round) {
     Switched.set_Enabled(Round % 2 == 0);
-    EXPECT_EQ(SetDebugSink(Collect), &Collect);
+    EXPECT_EQ(SetDebugSink(CollectText), &CollectText);
   }
   for (std::thread& Thread : Threads) {
     Thread.join();
