@@ -28,7 +28,6 @@ using Property::TCPropertyKey;
 
 namespace {
 
-
 struct TCCommonPropertyObjectUsage : ::testing::Test {
   TCCommonPropertyObject NewText(std::string const& Data) const {
     TCCommonPropertyObject Result(m_Schema.m_String, 3, kMAC);
