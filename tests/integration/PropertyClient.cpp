@@ -199,11 +199,13 @@ std::string Rollback(std::istream& /*Words*/) {
 }
 
 // Commits one transaction after the other, each of which counts two values on, of a device and of
-// the system.
+// the system. Under a guard: a set is not recorded where another process's equal value has arrived,
+// and must not be so for one of the two alone.
 std::string CountPairs(std::istream& Words) {
   int Last = 0;
   Words >> Last;
   for (int Number = 1; Number <= Last; ++Number) {
+    Property::TCReadGuard const Guard;
     Property::TCPropertyTransaction Pair;
     Pair.Begin();
     SetProperty(Level, Number, TCRecordID(1));
