@@ -39,8 +39,16 @@ void TCTestService::ChangeNow(std::vector<TSPropertyRecord> Changes) {
   bool const Stored = Commit();
   m_Arrivals.Add();
   if (!Stored) {
-    throw TCException(kSource, __LINE__, "Commit()").Format("the test server can store nothing");
+    throw TCException(kSource, __LINE__, "Commit()")
+        .Format("the test server can store nothing: %s", FindTrouble().c_str());
   }
+}
+
+std::string TCTestService::FindTrouble() const {
+  TCStatus const Status = get_Status();
+  auto const Trouble = std::find_if(Status.begin(), Status.end(),
+                                    [](auto const& Entry) { return Entry.first == "trouble"; });
+  return Trouble != Status.end() ? Trouble->second : std::string();
 }
 
 std::optional<std::string> TCTestService::FindValue(TCPropertyPlace const& Place) const {

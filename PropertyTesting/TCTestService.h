@@ -43,6 +43,8 @@ class TCTestService : public TCPropertyServer {
   void OnSettled(TSNorvReceivedMail const& Mail) override;
 
  private:
+  std::string FindTrouble() const;
+
   TSTestFaults& m_Faults;
   TCTestArrivals& m_Arrivals;
   std::map<TSNorvSenderKey, TSNorvReceivedMail> m_Held;  // of each sender the last

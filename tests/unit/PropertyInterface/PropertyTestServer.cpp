@@ -53,7 +53,6 @@ class TPropertyTestServer::TService : public TCNorvService {
   int m_OneName = PropertyProtocol::kOneValue.Name;
   bool m_Refuses = false;
   std::function<void()> m_RequestHook;
-  std::function<void()> m_MailHook;
   std::vector<std::string> m_Requests;
   std::vector<std::string> m_Mails;
 
@@ -70,13 +69,7 @@ class TPropertyTestServer::TService : public TCNorvService {
 
  protected:
   void OnMail(TSNorvReceivedMail const& Mail) override {
-    auto const Hook = Locked([&] {
-      m_Mails.push_back(AsText(Mail.Content));
-      return m_MailHook;
-    });
-    if (Hook) {
-      Hook();
-    }
+    Locked([&] { m_Mails.push_back(AsText(Mail.Content)); });
     if (m_Holds) {
       m_Held.push_back(Mail);
     } else {
@@ -161,10 +154,6 @@ void TPropertyTestServer::OnRequest(std::function<void()> Hook) {
   m_Service->Locked([&] { m_Service->m_RequestHook = std::move(Hook); });
 }
 
-void TPropertyTestServer::OnMail(std::function<void()> Hook) {
-  m_Service->Locked([&] { m_Service->m_MailHook = std::move(Hook); });
-}
-
 void TPropertyTestServer::PublishMails() {
   m_Router->Execute([&] { m_Service->m_Publishes = true; });
 }
@@ -179,15 +168,10 @@ void TPropertyTestServer::ReleaseMails() {
 
 void TPropertyTestServer::Publish(int SignalType, int SignalName,
                                   std::vector<TRecord> const& Records) {
-  m_Router->Execute([&] { PublishHere(SignalType, SignalName, Records); });
-}
-
-void TPropertyTestServer::PublishHere(int SignalType, int SignalName,
-                                      std::vector<TRecord> const& Records) {
   TPropertyMail Mail(TCNorvPropertyObject::m_MailClassID, SignalType, SignalName);
   Fill(Mail, Records);
   TSNorvMailContent const Content = Mail.get_Content();
-  m_Service->Publish(Content, {{}, 0, Content});
+  m_Router->Execute([&] { m_Service->Publish(Content, {{}, 0, Content}); });
 }
 
 std::vector<std::string> TPropertyTestServer::get_Requests() const {

@@ -52,8 +52,6 @@ class TPropertyTestServer {
   void Refuse(bool Refuses = true);
   /// Runs on the router's thread before each request is answered.
   void OnRequest(std::function<void()> Hook);
-  /// Runs on the router's thread after each mail was taken; may call PublishHere.
-  void OnMail(std::function<void()> Hook);
 
   /// Publishes each mail from now on, before it is acknowledged.
   void PublishMails();
@@ -64,8 +62,6 @@ class TPropertyTestServer {
 
   /// Sends a mail to every subscribed process.
   void Publish(int SignalType, int SignalName, std::vector<TRecord> const& Records);
-  /// The same, on the router's thread.
-  void PublishHere(int SignalType, int SignalName, std::vector<TRecord> const& Records);
 
   /// The texts of what arrived so far, in order.
   std::vector<std::string> get_Requests() const;

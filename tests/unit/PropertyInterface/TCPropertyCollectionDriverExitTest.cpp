@@ -1,64 +1,52 @@
 // SPDX-License-Identifier: MIT
 // The end of a process whose driver lives and is busy.
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <atomic>
 #include <cstdlib>
+#include <future>
 
-#include "PropertyTestServer.h"
+#include "PropertyTesting/TCTestServer.h"
 #include "tests/support/ChildProcess.h"
+#include "tests/unit/CommonProperties/StoreSchema.h"
 
-using ::testing::ElementsAre;
+using Property::Testing::TCTestServer;
 
 namespace {
 
-constexpr char kDeviceMAC[] = "00:11:22:33:44:55";
-
-/// Runs the program that ends while its driver lives and returns its exit status.
-int RunProgram(std::string const& Way) {
-  return TChildProcess({{DRIVER_EXIT_PROGRAM, Way}, {}, STDERR_FILENO, "", nullptr}).End();
-}
-
 struct TCPropertyCollectionDriverExit : ::testing::TestWithParam<char const*> {
-  TCPropertyCollectionDriverExit() { setenv("PROPERTY_OWN_MAC", kDeviceMAC, 1); }
+  TCPropertyCollectionDriverExit() { setenv("PROPERTY_OWN_MAC", TCTestServer::kDevice, 1); }
 
-  /// Makes the server publish `Count` changes once it has the program's first change.
-  void PublishAfterTheFirstChange(int Count) {
-    m_Server.OnMail([this, Count] {
-      if (m_Published.exchange(true)) {
-        return;
-      }
-      for (int Number = 1; Number <= Count; ++Number) {
-        m_Server.PublishHere(4, 1, {{1002, std::to_string(Number), "", kDeviceMAC}});
-      }
+  /// Runs the program that ends while its driver lives, changes a value `Count` times once it has
+  /// set one, and returns its exit status.
+  int RunProgramAndChange(int Count) {
+    auto Status = std::async(std::launch::async, [] {
+      return TChildProcess({{DRIVER_EXIT_PROGRAM, GetParam()}, {}, STDERR_FILENO, "", nullptr})
+          .End();
     });
+    m_Server.WaitForValue(m_Schema.m_Name, "last words");
+    for (int Number = 1; Number <= Count; ++Number) {
+      m_Server.SetValue(m_Schema.m_Count, Number);
+    }
+    return Status.get();
   }
 
-  std::atomic<bool> m_Published{false};
-  TPropertyTestServer m_Server;
+  TStoreSchema m_Schema;
+  TCTestServer m_Server;
 };
 
 }  // namespace
 
 TEST_P(TCPropertyCollectionDriverExit, IsCleanAndDeliversWhatWasSent) {
-  PublishAfterTheFirstChange(1);
+  EXPECT_EQ(RunProgramAndChange(1), 0);
 
-  EXPECT_EQ(RunProgram(GetParam()), 0);
-
-  EXPECT_THAT(m_Server.get_Mails(),
-              ElementsAre("property v2 Change 3: {id=1001 data=\"last words\" "
-                          "mac=\"00:11:22:33:44:55\" loaded=0}",
-                          "property v2 Change 3: {id=1001 data=\"afterthought\" "
-                          "mac=\"00:11:22:33:44:55\" loaded=0}"));
+  EXPECT_EQ(m_Server.FindValue(m_Schema.m_Name), "afterthought");
 }
 
 TEST_P(TCPropertyCollectionDriverExit, IsCleanWhileChangesArrive) {
-  PublishAfterTheFirstChange(2000);
+  EXPECT_EQ(RunProgramAndChange(2000), 0);
 
-  EXPECT_EQ(RunProgram(GetParam()), 0);
-
-  EXPECT_EQ(m_Server.get_Mails().size(), 2u);
+  EXPECT_EQ(m_Server.FindValue(m_Schema.m_Name), "afterthought");
 }
 
 INSTANTIATE_TEST_SUITE_P(Ways, TCPropertyCollectionDriverExit, ::testing::Values("return", "exit"),

@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <optional>
 
 #include "Platform/Utility/TCMACAddress.h"
@@ -101,6 +102,31 @@ TEST(TCTestServerUseTest, MeetsTheStoreOfTheOneBeforeWithoutItsValues) {
   SetProperty(Schema.m_Name, "present");
   Server->WaitUntilArrived();
   EXPECT_EQ(Server->FindValue(Schema.m_Name), "present");
+}
+
+TEST(TCTestServerUseTest, SaysThatItsFolderIsTaken) {
+  std::filesystem::path Folder;
+  {
+    TCTestServer const Server;
+    Folder = FolderOf(Server.get_Address());
+  }
+  std::ofstream(Folder) << "another's";
+  EXPECT_EQ(RefusalOf(TCTestServer::kDevice),
+            "cannot make the folder " + Folder.string() + " again for a test server: File exists");
+  std::filesystem::remove(Folder);
+  EXPECT_EQ(RefusalOf(TCTestServer::kDevice), "made");
+}
+
+TEST(TCTestServerUseTest, SaysThatItCanStoreNothing) {
+  TCapturedLog const Log;
+  TStoreSchema const Schema;
+  TCTestServer Server;
+  std::filesystem::path const Database = FolderOf(Server.get_Address()) / "values.db";
+  std::filesystem::rename(Database, Database.string() + ".away");
+  std::ofstream(Database) << "another's";
+  EXPECT_THAT(ThrownText<TCException>([&] { Server.SetValue(Schema.m_Count, 1); }),
+              ::testing::StartsWith("the test server can store nothing: cannot store in " +
+                                    Database.string() + ": another file is in its place"));
 }
 
 // ---- forks ----
