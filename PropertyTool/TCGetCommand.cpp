@@ -5,8 +5,6 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "PropertyTool/CurrentValue.h"
-#include "PropertyTool/TCToolContext.h"
 #include "PropertyTool/TCToolFailure.h"
 
 namespace Property {
@@ -16,12 +14,17 @@ std::string Named(std::string const& Name, std::string const& Text) {
   return Name + ": " + Text;
 }
 
-}  // namespace
+void RequireShown(TSFoundValue const& Found) {
+  if (Found.IsSecret) {
+    throw TCToolFailure(TEExit::eRefused, Found.get_Name() + " is secret; --show-secrets shows it");
+  }
+  if (!Found.Value.Data) {
+    throw TCToolFailure(TEExit::eRefused,
+                        Found.get_Name() + " has no value, and no default is known");
+  }
+}
 
-struct TCGetCommand::TSFound {
-  TSTarget Target;
-  TSCurrentValue Value;
-};
+}  // namespace
 
 CLI::App& TCGetCommand::Declare(CLI::App& Tool) {
   CLI::App* const Command = Tool.add_subcommand("get", "Print the values of properties");
@@ -40,36 +43,20 @@ CLI::App& TCGetCommand::Declare(CLI::App& Tool) {
   return *Command;
 }
 
-TCGetCommand::TSFound TCGetCommand::Find(TCToolContext& Context, std::string const& Name) const {
-  TSFound Found{Context.get_Naming().Find(Name, m_Places), {}};
-  if (Context.get_Secrets().IsSecret(Found.Target.Place.Number)) {
-    throw TCToolFailure(TEExit::eRefused, Context.get_Naming().NameOf(Found.Target.Place) +
-                                              " is secret; --show-secrets shows it");
-  }
-  Found.Value = AskForCurrent(Context, Found.Target);
-  if (!Found.Value.Data) {
-    throw TCToolFailure(TEExit::eRefused, Context.get_Naming().NameOf(Found.Target.Place) +
-                                              " has no value, and no default is known");
-  }
-  return Found;
+std::string TCGetCommand::TextOf(TSFoundValue const& Found) const {
+  return m_Stored ? *Found.Value.Data : Found.Text;
 }
 
-std::string TCGetCommand::TextOf(TCToolContext& Context, TSFound const& Found) const {
-  return m_Stored ? *Found.Value.Data
-                  : Context.get_Naming().TextOf(Found.Target.Place.Number, *Found.Value.Data);
-}
-
-void TCGetCommand::Write(TCToolContext& Context, std::vector<TSFound> const& All) const {
+void TCGetCommand::Write(TCToolContext& Context, std::vector<TSFoundValue> const& All) const {
   TCOutput& Output = Context.get_Output();
   nlohmann::ordered_json Array = nlohmann::ordered_json::array();
-  for (TSFound const& Found : All) {
-    std::string const Text = TextOf(Context, Found);
-    std::string const Name = Context.get_Naming().NameOf(Found.Target.Place);
+  for (TSFoundValue const& Found : All) {
+    std::string const Text = TextOf(Found);
+    std::string const Name = Found.get_Name();
     if (Output.get_Form() == TEForm::eJSON) {
-      auto Object = Context.get_Naming().JSONOf(Found.Target.Place);
+      auto Object = TCNaming::JSONOf(Found.Place, Found.Path);
       SetText(Object, "value", *Found.Value.Data);
-      SetText(Object, "text",
-              Context.get_Naming().TextOf(Found.Target.Place.Number, *Found.Value.Data));
+      SetText(Object, "text", Found.Text);
       Object["source"] = Found.Value.IsDefault ? "default" : "server";
       Array.push_back(std::move(Object));
     } else if (Output.get_Form() == TEForm::ePlain) {
@@ -86,10 +73,9 @@ void TCGetCommand::Write(TCToolContext& Context, std::vector<TSFound> const& All
 }
 
 TEExit TCGetCommand::Run(TCToolContext& Context) {
-  std::vector<TSFound> All;
-  All.reserve(m_Names.size());
-  for (std::string const& Name : m_Names) {
-    All.push_back(Find(Context, Name));
+  std::vector<TSFoundValue> const All = FindValues(Context, m_Names, m_Places);
+  for (TSFoundValue const& Found : All) {
+    RequireShown(Found);
   }
   Write(Context, All);
   return TEExit::eDone;

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "PropertyTool/TCNaming.h"
+#include "PropertyTool/FoundValues.h"
 #include "PropertyTool/TCToolCommand.h"
 
 namespace Property {
@@ -16,11 +16,8 @@ class TCGetCommand : public TCToolCommand {
   TEExit Run(TCToolContext& Context) override;
 
  private:
-  struct TSFound;
-
-  TSFound Find(TCToolContext& Context, std::string const& Name) const;
-  void Write(TCToolContext& Context, std::vector<TSFound> const& All) const;
-  std::string TextOf(TCToolContext& Context, TSFound const& Found) const;
+  void Write(TCToolContext& Context, std::vector<TSFoundValue> const& All) const;
+  std::string TextOf(TSFoundValue const& Found) const;
 
   std::vector<std::string> m_Names;
   TSPlaceOptions m_Places;

@@ -106,8 +106,17 @@ TSTarget TCNaming::Find(std::string const& Typed, TSPlaceOptions const& Options)
   return Target;
 }
 
+std::optional<std::string> TCNaming::PathOf(int Number) {
+  TCPropertyID const* const Field = m_Schema.FindField(Number);
+  return Field != nullptr ? std::optional(m_Schema.Names().Path(*Field)) : std::nullopt;
+}
+
 std::string TCNaming::NameOf(TSPropertyPlace const& Place) {
-  std::string Name = m_Schema.NameOf(Place.Number);
+  return NameOf(Place, PathOf(Place.Number));
+}
+
+std::string TCNaming::NameOf(TSPropertyPlace const& Place, std::optional<std::string> const& Path) {
+  std::string Name = Path.value_or(std::to_string(Place.Number));
   if (!Place.Link.empty()) {
     Name += "[" + Place.Link + "]";
   }
@@ -118,10 +127,15 @@ std::string TCNaming::NameOf(TSPropertyPlace const& Place) {
 }
 
 nlohmann::ordered_json TCNaming::JSONOf(TSPropertyPlace const& Place) {
+  return JSONOf(Place, PathOf(Place.Number));
+}
+
+nlohmann::ordered_json TCNaming::JSONOf(TSPropertyPlace const& Place,
+                                        std::optional<std::string> const& Path) {
   nlohmann::ordered_json Object;
   Object["number"] = Place.Number;
-  if (TCPropertyID const* const Field = m_Schema.FindField(Place.Number)) {
-    SetText(Object, "path", m_Schema.Names().Path(*Field));
+  if (Path) {
+    SetText(Object, "path", *Path);
   } else {
     Object["path"] = nullptr;
   }

@@ -43,8 +43,12 @@ class TCNaming {
   TSTarget Find(std::string const& Typed, TSPlaceOptions const& Options);
   /// "Path", "Path[7]", and with " @02:00:00:00:00:01" the value of another device. For people.
   std::string NameOf(TSPropertyPlace const& Place);
+  /// The same where the path is known; null for a number that no schema knows.
+  static std::string NameOf(TSPropertyPlace const& Place, std::optional<std::string> const& Path);
   /// The members number, path, record and device; null for what there is none of.
   nlohmann::ordered_json JSONOf(TSPropertyPlace const& Place);
+  static nlohmann::ordered_json JSONOf(TSPropertyPlace const& Place,
+                                       std::optional<std::string> const& Path);
   /// A stored text as people read it.
   std::string TextOf(int Number, std::string const& Data);
 
@@ -54,6 +58,7 @@ class TCNaming {
   static std::string DeviceOf(std::string const& Option);
 
  private:
+  std::optional<std::string> PathOf(int Number);
   TSTarget FindByNumber(std::string const& Typed);
   static void ChooseDevice(TSTarget& Target, std::string const& Option);
 

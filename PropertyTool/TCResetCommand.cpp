@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 
 #include "PropertyTool/ControlMails.h"
+#include "PropertyTool/FoundValues.h"
 #include "PropertyTool/ServerValues.h"
 
 namespace Property {
@@ -26,11 +27,10 @@ CLI::App& TCResetCommand::Declare(CLI::App& Tool) {
 
 TEExit TCResetCommand::Run(TCToolContext& Context) {
   TCControlMail Mail(Norv_ControlMail, PropertyControl::kReset.Type, PropertyControl::kReset.Name);
-  for (std::string const& Name : m_Names) {
-    TSTarget Target = Context.get_Naming().Find(Name, m_Places);
-    SettleDevice(Context, Target);
-    if (AskForOne(Context.get_Server(), Target.Place)) {
-      SetPlace(Mail.CreateRecord()->get_Record(), Target.Place);
+  std::vector<TSFoundValue> const All = FindValues(Context, m_Names, m_Places);
+  for (TSFoundValue const& Found : All) {
+    if (AskForOne(Context.get_Server(), Found.Place)) {
+      SetPlace(Mail.CreateRecord()->get_Record(), Found.Place);
     }
   }
   std::string Transaction;

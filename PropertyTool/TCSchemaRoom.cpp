@@ -14,7 +14,7 @@ void TCSchemaRoom::Load() {
     return;
   }
   m_Libraries = std::make_unique<TCSchemaLibraries>(m_Paths);
-  m_Libraries->Load();
+  m_Libraries->Load(m_AskVerdicts());
   for (TSSchemaLibrary const& Library : m_Libraries->get_Libraries()) {
     if (!Library.Loaded) {
       std::string const Line =

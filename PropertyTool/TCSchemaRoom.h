@@ -2,8 +2,10 @@
 // What the command knows of the schema.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "SchemaLibrary/TCPropertyNames.h"
@@ -16,9 +18,15 @@ namespace Property {
 /// What is wrong with one is told on the standard error, once. Not synchronised.
 class TCSchemaRoom {
  public:
-  /// `Paths` as TCSchemaLibraries takes them.
-  explicit TCSchemaRoom(std::vector<std::string> Paths) : m_Paths(std::move(Paths)) {}
+  /// Answers what another process has found out about libraries; nothing where none is there.
+  using TCAskVerdicts = std::function<std::vector<TSSchemaLibrary>()>;
 
+  /// `Paths` as TCSchemaLibraries takes them.
+  TCSchemaRoom(std::vector<std::string> Paths, TCAskVerdicts AskVerdicts)
+      : m_Paths(std::move(Paths)), m_AskVerdicts(std::move(AskVerdicts)) {}
+
+  /// Whether the user has said which libraries are meant. Loads none.
+  bool AreNamed() const { return TCSchemaLibraries::AreNamed(m_Paths); }
   /// Whether any library is loaded.
   bool IsThere();
   TCPropertyNames const& Names();
@@ -36,6 +44,7 @@ class TCSchemaRoom {
   void Load();
 
   std::vector<std::string> const m_Paths;
+  TCAskVerdicts const m_AskVerdicts;
   std::unique_ptr<TCSchemaLibraries> m_Libraries;
   std::unique_ptr<TCPropertyNames> m_Names;
   TCValueRules m_Rules;

@@ -2,6 +2,7 @@
 // Requests and mails to the property server, and what their failures mean.
 #include "PropertyTool/TCServerConnection.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <utility>
 
@@ -12,6 +13,9 @@
 
 namespace Property {
 namespace {
+
+constexpr int kGreetingTime = 1000;  // milliseconds, of a server that takes the connection
+constexpr int kGlanceTime = 20;      // until it is known that there is none
 
 TCNorvServiceName const& Server() {
   static auto const& Name =
@@ -75,6 +79,17 @@ void TCServerConnection::Reach() {
   if (!Proxy().WaitForMailRouter(m_ReachTime)) {
     ThrowUnreached();
   }
+}
+
+// The proxy would try again and again; the first failure is enough here.
+bool TCServerConnection::IsThere() {
+  int const Longest = std::min(kGreetingTime, m_ReachTime);
+  for (int Waited = 0; Waited < Longest && Proxy().get_Failure().empty(); Waited += kGlanceTime) {
+    if (Proxy().WaitForMailRouter(kGlanceTime)) {
+      return true;
+    }
+  }
+  return false;
 }
 
 void TCServerConnection::Ask(TCNorvMessage& Mail) {

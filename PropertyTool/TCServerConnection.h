@@ -35,6 +35,8 @@ class TCServerConnection {
   void set_Patience(int Milliseconds) { m_ReachTime = m_AnswerTime = Milliseconds; }
   /// Waits until the server is there.
   void Reach();
+  /// Whether a server is there now. Waits for its greeting only, for a second at most.
+  bool IsThere();
   /// Sends a request; its answer replaces it.
   void Ask(TCNorvMessage& Mail);
   /// Sends a mail without waiting for it to be stored.

@@ -2,6 +2,7 @@
 // What a running command works with.
 #pragma once
 
+#include "PropertyTool/SchemaVerdicts.h"
 #include "PropertyTool/TCNaming.h"
 #include "PropertyTool/TCOutput.h"
 #include "PropertyTool/TCSchemaRoom.h"
@@ -18,7 +19,7 @@ class TCToolContext {
       : m_Options(Options),
         m_Output(stdout, Options.Form),
         m_Server(Options.Address),
-        m_Schema(Options.Schemas),
+        m_Schema(Options.Schemas, [this] { return AskForVerdicts(m_Server); }),
         m_Naming(m_Schema),
         m_Secrets(m_Server, Options.ShowSecrets) {}
   TCToolContext(TCToolContext const&) = delete;

@@ -68,12 +68,16 @@ TCSchemaLibraries::TCSchemaLibraries(std::vector<std::string> Paths, TSSchemaTri
 void TCSchemaLibraries::Load(std::vector<TSSchemaLibrary> const& Known) {
   FindLibraries();
   TakeVerdicts(m_Earlier);
-  bool const AllKnown = TakeVerdicts(Known) && AreAllLoaded(Known);
+  bool const AllKnown = AreAllHere(Known) && TakeVerdicts(Known) && AreAllLoaded(Known);
   if (!AllKnown) {
     TryLibraries();
   }
   LoadAccepted();
   m_Earlier = m_Libraries;
+}
+
+bool TCSchemaLibraries::AreNamed(std::vector<std::string> const& Paths) {
+  return !Paths.empty() || !PathsOfEnvironment().empty();
 }
 
 bool TCSchemaLibraries::HasSchema() const {
@@ -132,6 +136,12 @@ bool TCSchemaLibraries::TakeVerdicts(std::vector<TSSchemaLibrary> const& Known) 
 bool TCSchemaLibraries::AreAllLoaded(std::vector<TSSchemaLibrary> const& Known) const {
   return std::all_of(m_Libraries.begin(), m_Libraries.end(), [&](TSSchemaLibrary const& Library) {
     return !Library.Loaded || FindSame(Known, Library) != nullptr;
+  });
+}
+
+bool TCSchemaLibraries::AreAllHere(std::vector<TSSchemaLibrary> const& Known) const {
+  return std::all_of(Known.begin(), Known.end(), [&](TSSchemaLibrary const& Library) {
+    return !Library.Loaded || FindSame(m_Libraries, Library) != nullptr;
   });
 }
 

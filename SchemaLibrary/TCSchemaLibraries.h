@@ -33,11 +33,15 @@ class TCSchemaLibraries {
   /// Looks for files, tries those that are new, loads the good ones and completes the schema. What
   /// is wrong with a library is found in get_Libraries() and nowhere else.
   /// `Known` is what another process found out: where it has a verdict of the very same content for
-  /// every file here, nothing is tried again. Where these files lie is looked at all the same.
+  /// every file here, nothing is tried again. It counts only where all that it has loaded is here,
+  /// too: a library may be good or bad because of those beside it. Where these files lie is looked
+  /// at all the same.
   /// May be called again, for what was added meanwhile; a file that has changed since it was loaded
   /// has to wait for the next start.
   void Load(std::vector<TSSchemaLibrary> const& Known = {});
 
+  /// Whether somebody has said which libraries are meant: `Paths`, or else the environment.
+  static bool AreNamed(std::vector<std::string> const& Paths);
   /// All files that were found, in the order of loading, and named ones that were not.
   std::vector<TSSchemaLibrary> const& get_Libraries() const { return m_Libraries; }
   /// Whether any library is loaded: without one, nothing is known about any number.
@@ -49,6 +53,7 @@ class TCSchemaLibraries {
   void FindLibraries();
   bool TakeVerdicts(std::vector<TSSchemaLibrary> const& Known);
   bool AreAllLoaded(std::vector<TSSchemaLibrary> const& Known) const;
+  bool AreAllHere(std::vector<TSSchemaLibrary> const& Known) const;
   void TryLibraries();
   bool AreLoadedFilesTheSame() const;
   void RefuseUntried(std::string const& Reason);

@@ -63,9 +63,10 @@ std::unique_ptr<TProcess> TToolFixture::StartTool(std::vector<std::string> const
   return std::make_unique<TProcess>(Command, Environment());
 }
 
-std::unique_ptr<TProcess> TToolFixture::StartFilledServer() const {
+std::unique_ptr<TProcess> TToolFixture::StartFilledServer(std::vector<std::string> Options) const {
   WriteFile("server.toml", kSecretMotto);
-  auto Server = StartServer({"--config", File("server.toml")});
+  Options.insert(Options.end(), {"--config", File("server.toml")});
+  auto Server = StartServer(Options);
   TRun const Own = Tool({"set", "Brightness=60", "Mode=night", "Motto=kept", "UserName[7]=Anna"});
   EXPECT_EQ(Own.m_Exit, 0) << Own;
   TRun const Other = Tool({"set", "Brightness=10", "--mac", kOtherDevice});

@@ -40,7 +40,7 @@ class TToolFixture : public TProcessFixture {
   std::map<std::string, std::string> Environment() const;
   /// A server with secret property 212, and with values: brightness 60, mode night, motto "kept",
   /// the name of user 7, and a brightness of another device.
-  std::unique_ptr<TProcess> StartFilledServer() const;
+  std::unique_ptr<TProcess> StartFilledServer(std::vector<std::string> Options = {}) const;
   static constexpr char kSecretMotto[] = "secret = [212]\n";
   /// Whatever a test adds to the environment.
   std::map<std::string, std::string> m_Set;

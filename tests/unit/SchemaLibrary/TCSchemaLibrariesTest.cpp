@@ -269,6 +269,16 @@ TEST_F(SchemaVerdictTest, TriesAllWhenOneIsUnknown) {
                     "Brightness(101) Integer Field"}));
 }
 
+TEST_F(SchemaVerdictTest, TriesAgainWhatWasTriedBesideOthers) {
+  std::string const Good = Copy("Good");
+  TSSchemaLibrary const Beside = Looked(Copy("Other"), true);
+  TSSchemaLibrary Known = Looked(Good, false);
+  Known.Reason = "it does not go with the other";
+  TCSchemaLibraries Libraries({Good}, Settings());
+  Libraries.Load({Beside, Known});
+  EXPECT_EQ(Told(Libraries), (TLines{"Good.so: loaded"}));
+}
+
 TEST_F(SchemaVerdictTest, LooksAtTheOwnerOfWhatIsKnownToBeGood) {
   std::string const File = Copy("Good");
   TSSchemaLibrary const Known = Looked(File, true);
