@@ -17,7 +17,11 @@ from typing import IO, Callable, Iterator
 
 from measurements import Measurement, MeasurementError, read_google_benchmark, read_lines
 
-SERVER = "PropertyServer/property-server"
+PLACES = {
+    "{server}": "PropertyServer/property-server",
+    "{tool}": "PropertyTool/property",
+    "{schema}": "examples/gateway/gateway.so",
+}
 TRIES = 3
 LAST_MESSAGES = 5
 
@@ -26,7 +30,8 @@ LAST_MESSAGES = 5
 class Program:
     """A measuring program in the build folder. A Google Benchmark writes one document, not lines.
 
-    An argument "{server}" stands for the path of the property server.
+    The arguments "{server}", "{tool}" and "{schema}" stand for paths in the build folder: of the
+    property server, the command and a schema library.
     """
 
     path: str
@@ -42,8 +47,8 @@ class Program:
     def command(self, build: Path, quick: bool) -> list[str]:
         """What to execute."""
         arguments = [*(self.quick_arguments if quick else ()), *self.arguments]
-        server = str(build / SERVER)
-        return [str(build / self.path), *(server if a == "{server}" else a for a in arguments)]
+        paths = (str(build / PLACES[a]) if a in PLACES else a for a in arguments)
+        return [str(build / self.path), *paths]
 
 
 GOOGLE_ARGUMENTS = ("--benchmark_format=json", "--benchmark_min_time=0.05")
@@ -61,6 +66,7 @@ PROGRAMS = (
     Program("benchmarks/store_memory"),
     Program("benchmarks/schema_benchmark"),
     Program("benchmarks/process_benchmark", arguments=("{server}",)),
+    Program("benchmarks/command_benchmark", arguments=("{server}", "{tool}", "{schema}")),
     Program("benchmarks/peers/sqlite_peer"),
     Program("benchmarks/peers/redis_peer"),
     Program("benchmarks/peers/lmdb_peer"),

@@ -123,6 +123,18 @@ class CommandTest(unittest.TestCase):
         self.assertEqual(program.command(build, False), ["/build/folder/measure", server])
         self.assertEqual(program.command(build, True), ["/build/folder/measure", "--quick", server])
 
+    def test_each_path_of_the_product_is_named(self) -> None:
+        program = Program("measure", arguments=("{server}", "{tool}", "{schema}"))
+        self.assertEqual(
+            program.command(Path("/b"), False),
+            [
+                "/b/measure",
+                "/b/PropertyServer/property-server",
+                "/b/PropertyTool/property",
+                "/b/examples/gateway/gateway.so",
+            ],
+        )
+
     def test_names_are_different(self) -> None:
         self.assertEqual(len({program.name for program in PROGRAMS}), len(PROGRAMS))
 
