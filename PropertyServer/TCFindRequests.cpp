@@ -17,7 +17,7 @@ constexpr char kSource[] = "../PropertyServer/TCFindRequests";
 using PropertyControl::kFind;
 using PropertyControl::kMostFound;
 
-constexpr std::size_t kMostTexts = std::size_t{64} << 20;  // bytes of an answer
+constexpr std::size_t kMostFoundTexts = std::size_t{64} << 20;  // bytes of an answer
 
 }  // namespace
 
@@ -61,10 +61,10 @@ TSNorvMailContent TCFindRequests::Answer(TSNorvMailSender const& Sender,
       return TCControlWriter().Finish(kFind.Name);
     }
     Texts += Write(Find(Sender, Asked), Writer);
-    if (Texts > kMostTexts && Reader.get_Count() > 1) {
+    if (Texts > kMostFoundTexts && Reader.get_Count() > 1) {
       throw TCException(kSource, __LINE__)
           .Format("the values have more than %zu MiB together; ask for fewer at once",
-                  kMostTexts >> 20U);
+                  kMostFoundTexts >> 20U);
     }
   }
   return Writer.Finish(kFind.Name);
