@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Prints the mails of the property protocol, for who looks for a fault.
+// Prints the mails about properties and their changes, for who looks for a fault.
 #pragma once
 
 #include "Platform/Messaging/TCNorvService.h"

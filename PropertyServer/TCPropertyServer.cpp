@@ -116,6 +116,7 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
   RequireRoom();
   TSTakenMail Taken(Mail);
   if (TCControlMails::IsKnown(Mail.Content)) {
+    m_Trace.Print("received", Mail.Sender, Mail.Content, *m_Configuration);
     m_ControlMails.Decide(Taken);
   } else {
     DecideChange(Taken);
@@ -480,15 +481,12 @@ bool TCPropertyServer::OnRequest(TSNorvMailSender const& Sender, TSNorvMailConte
     Answer = m_ServerRequests.Answer(Sender, Request);
     return true;
   }
-  if (TCControlRequests::IsKnown(Request)) {
-    Answer = m_ControlRequests.Answer(Sender, Request);
-    return true;
-  }
-  if (!TCPropertyRequests::IsKnown(Request)) {
+  bool const Control = TCControlRequests::IsKnown(Request);
+  if (!Control && !TCPropertyRequests::IsKnown(Request)) {
     return false;
   }
   m_Trace.Print("received", Sender, Request, *m_Configuration);
-  Answer = m_Requests.Answer(Sender, Request);
+  Answer = Control ? m_ControlRequests.Answer(Sender, Request) : m_Requests.Answer(Sender, Request);
   m_Trace.Print("answered", Sender, Answer, *m_Configuration);
   return true;
 }
