@@ -31,8 +31,9 @@ std::string ReadInput() {
 TCAssignment Split(std::string const& Word) {
   std::size_t const Place = Word.find('=');
   if (Place == std::string::npos || Place == 0) {
-    throw TCToolFailure(TEExit::eUsage,
-                        "'" + Word.substr(0, 256) + "' is no NAME=VALUE; see property set --help");
+    throw TCToolFailure(TEExit::eUsage, "'" + Word.substr(0, 256) +
+                                            "' is no NAME=VALUE; the value stands behind "
+                                            "the sign =, or alone as a second word");
   }
   return {Word.substr(0, Place), Word.substr(Place + 1)};
 }

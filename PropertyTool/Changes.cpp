@@ -18,7 +18,7 @@ constexpr std::chrono::hours kLongestPending{7 * 24};
 
 // The number of the transaction that this process's last mail was taken with; empty when it has
 // changed nothing.
-std::string RequireTaken(TCToolContext& Context) {
+std::string RequireTaken(TCToolContext& Context, std::string const& Advice) {
   TCControlMail Mail(Norv_ControlMail, PropertyControl::kOutcome.Type,
                      PropertyControl::kOutcome.Name);
   Context.get_Server().Ask(Mail);
@@ -27,8 +27,9 @@ std::string RequireTaken(TCToolContext& Context) {
   }
   TCControlRecord const& Record = Mail.GetMailRecord(0)->get_Record();
   if (Record.m_Refused.get_AsBool()) {
-    throw TCToolFailure(TEExit::eRefused,
-                        "the property server refuses: " + Record.m_Text.get_AsString());
+    std::string const Reason = "the property server refuses: " + Record.m_Text.get_AsString();
+    throw Advice.empty() ? TCToolFailure(TEExit::eRefused, Reason)
+                         : TCToolFailure(TEExit::eRefused, Reason, Advice);
   }
   return Record.m_Transaction.get_AsString();
 }
@@ -118,7 +119,7 @@ std::string SendChange(TCToolContext& Context, TSNorvMailContent const& Mail,
     return std::string();
   }
   Context.get_Server().WaitUntilStored(static_cast<int>(Options.get_Timeout().count()));
-  return RequireTaken(Context);
+  return RequireTaken(Context, Options.Advice);
 }
 
 nlohmann::ordered_json NumberOf(std::string const& Transaction) {

@@ -21,6 +21,7 @@ struct TSChangeOptions {
   bool NoWait = false;
   std::string Timeout = "60s";
   std::string ConfirmWithin;  ///< empty: the change stays by itself
+  std::string Advice;         ///< for who reads that the server refuses; empty: none
 
   void Declare(CLI::App& Command);
   /// For changes that are always waited for.

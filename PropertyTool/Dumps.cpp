@@ -4,11 +4,13 @@
 
 #include <cstdio>
 #include <iterator>
+#include <limits>
 #include <nlohmann/json.hpp>
 
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/TCMACAddress.h"
 #include "PropertyTool/InputFiles.h"
+#include "PropertyTool/TCProgress.h"
 #include "PropertyTool/TCToolFailure.h"
 
 namespace Property {
@@ -20,8 +22,16 @@ constexpr std::size_t kLargestDump = std::size_t{512} << 20;
 constexpr std::size_t kMostProblems = 100;  // that are told
 constexpr char kFormat[] = "property-dump";
 constexpr int kVersion = 1;
+constexpr int kLeast = std::numeric_limits<int>::min();
+constexpr int kGreatest = std::numeric_limits<int>::max();
 
-// Characters of a text, with the line of the one that was read last.
+// How far a text was read.
+struct TSReached {
+  std::size_t Line = 1;
+  std::size_t Bytes = 0;
+};
+
+// Characters of a text, which tell how far they were read.
 class TCCharacters {
  public:
   using iterator_category = std::input_iterator_tag;
@@ -30,11 +40,12 @@ class TCCharacters {
   using pointer = char const*;
   using reference = char const&;
 
-  TCCharacters(char const* Place, std::size_t* Line) : m_Place(Place), m_Line(Line) {}
+  TCCharacters(char const* Place, TSReached* Reached) : m_Place(Place), m_Reached(Reached) {}
 
   reference operator*() const { return *m_Place; }
   TCCharacters& operator++() {
-    *m_Line += *m_Place == '\n' ? 1U : 0U;
+    m_Reached->Line += *m_Place == '\n' ? 1U : 0U;
+    ++m_Reached->Bytes;
     ++m_Place;
     return *this;
   }
@@ -43,7 +54,7 @@ class TCCharacters {
 
  private:
   char const* m_Place;
-  std::size_t* m_Line;
+  TSReached* m_Reached;
 };
 
 std::optional<std::string> FromHexadecimal(std::string const& Text) {
@@ -84,7 +95,7 @@ class TCEntries {
   int NumberOf(TCJSON const& Entry) {
     if (Entry.contains("number")) {
       TCJSON const& Number = Entry["number"];
-      if (!Number.is_number_integer() || Number < 1 || Number > 2147483647) {
+      if (!Number.is_number_integer() || Number < 1 || Number > kGreatest) {
         throw TCBadEntry("number is no property's number");
       }
       return Number.get<int>();
@@ -95,7 +106,7 @@ class TCEntries {
     try {
       return m_Context.get_Naming().Find(Entry["path"].get<std::string>(), {}).Place.Number;
     } catch (TCToolFailure const& Failure) {
-      throw TCBadEntry(Failure.what());
+      throw TCBadEntry(Failure.get_Reason());
     }
   }
 
@@ -103,7 +114,8 @@ class TCEntries {
     TSPropertyPlace Place;
     Place.Number = NumberOf(Entry);
     if (Entry.contains("record") && !Entry["record"].is_null()) {
-      if (!Entry["record"].is_number_integer()) {
+      TCJSON const& Record = Entry["record"];
+      if (!Record.is_number_integer() || Record < kLeast || Record > kGreatest) {
         throw TCBadEntry("record is neither a number nor null");
       }
       Place.Link = std::to_string(Entry["record"].get<int>());
@@ -152,13 +164,25 @@ class TCEntries {
   TSDump& m_Dump;
 };
 
+// Without the parser's own name of the error and the line, which is told anyway.
+std::string ReasonOf(std::string const& Error) {
+  constexpr char kPlace[] = "column ";
+  std::size_t const Column = Error.find(kPlace);
+  std::size_t const Name = Error.find("] ");
+  if (Column != std::string::npos) {
+    return Error.substr(Column);
+  }
+  return Name != std::string::npos ? Error.substr(Name + 2) : Error;
+}
+
 // Follows the parser. Entries are the objects of the top's array "values".
 class TCDumpParser : public nlohmann::json_sax<TCJSON> {
  public:
-  TCDumpParser(TCEntries& Entries, std::vector<TSDumpProblem>& Problems, std::size_t const& Line)
-      : m_Entries(Entries), m_Problems(Problems), m_Line(Line) {}
+  TCDumpParser(TCEntries& Entries, std::vector<TSDumpProblem>& Problems, TSReached const& Reached,
+               TCProgress& Progress)
+      : m_Entries(Entries), m_Problems(Problems), m_Reached(Reached), m_Progress(Progress) {}
 
-  bool IsDump() const { return m_Format == kFormat && m_Version == kVersion && m_HasValues; }
+  bool IsDump() const { return m_Format == kFormat && m_HasVersion && m_HasValues; }
   std::string const& get_Error() const { return m_Error; }
 
   bool null() override { return Scalar(nullptr); }
@@ -184,6 +208,7 @@ class TCDumpParser : public nlohmann::json_sax<TCJSON> {
   bool end_object() override {
     if (--m_Depth == kEntryDepth - 1 && m_InValues) {
       m_Entries.Take(m_Entry, m_EntryLine);
+      m_Progress.Reach(m_Reached.Bytes);
     }
     return true;
   }
@@ -193,7 +218,7 @@ class TCDumpParser : public nlohmann::json_sax<TCJSON> {
   }
   bool parse_error(std::size_t /*Place*/, std::string const& /*Token*/,
                    nlohmann::detail::exception const& Error) override {
-    m_Error = Error.what();
+    m_Error = ReasonOf(Error.what());
     return false;
   }
 
@@ -208,7 +233,7 @@ class TCDumpParser : public nlohmann::json_sax<TCJSON> {
     }
     if (m_InValues && m_Depth == kEntryDepth) {
       m_Entry = TCJSON::object();
-      m_EntryLine = m_Line;
+      m_EntryLine = m_Reached.Line;
     } else if (m_InValues && m_Depth == kEntryDepth + 1) {
       m_Entry[m_Key] = TCJSON::array();  // no member of an entry is a list or an object
     }
@@ -219,18 +244,19 @@ class TCDumpParser : public nlohmann::json_sax<TCJSON> {
     if (m_Depth == 1 && m_Key == "format" && Value.is_string()) {
       m_Format = Value.get<std::string>();
     } else if (m_Depth == 1 && m_Key == "version" && Value.is_number_integer()) {
-      m_Version = Value.get<int>();
+      m_HasVersion = Value == kVersion;
     } else if (m_InValues && m_Depth == kEntryDepth) {
       m_Entry[m_Key] = Value;
     } else if (m_InValues && m_Depth == kEntryDepth - 1) {
-      m_Problems.push_back({m_Line, "an entry that is no object"});
+      m_Problems.push_back({m_Reached.Line, "an entry that is no object"});
     }
     return true;
   }
 
   TCEntries& m_Entries;
   std::vector<TSDumpProblem>& m_Problems;
-  std::size_t const& m_Line;
+  TSReached const& m_Reached;
+  TCProgress& m_Progress;
   int m_Depth = 0;
   bool m_InValues = false;
   bool m_HasValues = false;
@@ -238,7 +264,7 @@ class TCDumpParser : public nlohmann::json_sax<TCJSON> {
   TCJSON m_Entry;
   std::size_t m_EntryLine = 0;
   std::string m_Format;
-  int m_Version = 0;
+  bool m_HasVersion = false;
   std::string m_Error;
 };
 
@@ -246,19 +272,21 @@ class TCDumpParser : public nlohmann::json_sax<TCJSON> {
 
 TSDump ReadDump(TCToolContext& Context, std::string const& Name) {
   std::string const Text = ReadInputFile(Name, kLargestDump);
-  TSDump Dump{Name, {}, {}};
-  std::size_t Line = 1;
+  TSDump Dump{Name == "-" ? "standard input" : Name, {}, {}};
+  TSReached Reached;
   TCEntries Entries(Context, Dump);
-  TCDumpParser Parser(Entries, Dump.Problems, Line);
+  TCProgress Progress(stderr, Context.get_Output().get_Form() == TEForm::ePeople, "read",
+                      Text.size());
+  TCDumpParser Parser(Entries, Dump.Problems, Reached, Progress);
   char const* const Begin = Text.data();
-  if (!TCJSON::sax_parse(TCCharacters(Begin, &Line), TCCharacters(Begin + Text.size(), &Line),
+  if (!TCJSON::sax_parse(TCCharacters(Begin, &Reached), TCCharacters(Begin + Text.size(), &Reached),
                          &Parser)) {
-    throw TCToolFailure(TEExit::eRefused, Name + ":" + std::to_string(Line) +
+    throw TCToolFailure(TEExit::eRefused, Dump.Name + ":" + std::to_string(Reached.Line) +
                                               ": no valid JSON: " + Parser.get_Error());
   }
   if (!Parser.IsDump()) {
     throw TCToolFailure(TEExit::eRefused,
-                        Name + ": no dump of version 1, as property dump writes it");
+                        Dump.Name + ": no dump of version 1, as property dump writes it");
   }
   return Dump;
 }
@@ -273,9 +301,10 @@ void RequireSound(TSDump const& Dump) {
     }
   }
   if (!Dump.Problems.empty()) {
-    throw TCToolFailure(TEExit::eRefused, Dump.Name + " has " +
-                                              std::to_string(Dump.Problems.size()) +
-                                              " entries that cannot be used; nothing is changed");
+    std::string const Count =
+        Dump.Problems.size() == 1 ? "an entry" : std::to_string(Dump.Problems.size()) + " entries";
+    throw TCToolFailure(TEExit::eRefused,
+                        Dump.Name + " has " + Count + " that cannot be used; nothing is changed");
   }
 }
 

@@ -36,7 +36,9 @@ std::optional<std::chrono::milliseconds> ReadDuration(std::string const& Text) {
 }
 
 std::string CheckDuration(std::string const& Text) {
-  return ReadDuration(Text) ? "" : "\"" + Text + "\" is no duration such as 10s or 5m";
+  return ReadDuration(Text)
+             ? ""
+             : "\"" + Text + "\" is no duration such as 10s or 5m, of ten years at most";
 }
 
 std::string TimeText(long long Microseconds) {

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "CommonProperties/TCPropertyChoice.h"
+#include "PropertyTool/CommandLines.h"
 #include "PropertyTool/Orphans.h"
 #include "PropertyTool/TCToolFailure.h"
 #include "SchemaLibrary/ASCIICase.h"
@@ -39,10 +40,6 @@ bool IsWord(std::string const& Text) {
   });
 }
 
-std::vector<CLI::App const*> CommandsBelow(CLI::App const& App) {
-  return App.get_subcommands([](CLI::App const* Command) { return !Command->get_name().empty(); });
-}
-
 }  // namespace
 
 CLI::App& TCCompleteCommand::Declare(CLI::App& Tool) {
@@ -56,11 +53,9 @@ CLI::App& TCCompleteCommand::Declare(CLI::App& Tool) {
 CLI::App const& TCCompleteCommand::FindCommand() const {
   CLI::App const* Command = m_Tool;
   for (std::size_t Place = 0; Place + 1 < m_Words.size(); ++Place) {
-    for (CLI::App const* const Below : CommandsBelow(*Command)) {
-      if (Below->get_name() == m_Words[Place]) {
-        Command = Below;
-        break;
-      }
+    std::vector<std::string> const Below = CommandsBelow(*Command);
+    if (std::find(Below.begin(), Below.end(), m_Words[Place]) != Below.end()) {
+      Command = Command->get_subcommand(m_Words[Place]);
     }
   }
   return *Command;
@@ -76,28 +71,14 @@ void TCCompleteCommand::Offer(TCToolContext& Context, std::string const& Begin,
 }
 
 void TCCompleteCommand::OfferOptions(TCToolContext& Context, CLI::App const& Command) const {
-  std::set<std::string> Names;
-  for (CLI::App const* App = &Command; App != nullptr; App = App == m_Tool ? nullptr : m_Tool) {
-    for (CLI::App const* const Group :
-         App->get_subcommands([](CLI::App const* Below) { return Below->get_name().empty(); })) {
-      for (CLI::Option const* const Option : Group->get_options()) {
-        Names.insert(Option->get_lnames().begin(), Option->get_lnames().end());
-      }
-    }
-    for (CLI::Option const* const Option : App->get_options()) {
-      Names.insert(Option->get_lnames().begin(), Option->get_lnames().end());
-    }
-  }
-  for (std::string const& Name : Names) {
-    Offer(Context, m_Words.back(), "--" + Name);
+  for (std::string const& Name : OptionsOf(*m_Tool, Command)) {
+    Offer(Context, m_Words.back(), Name);
   }
 }
 
 void TCCompleteCommand::OfferCommands(TCToolContext& Context, CLI::App const& Command) const {
-  for (CLI::App const* const Below : CommandsBelow(Command)) {
-    if (!Below->get_group().empty()) {
-      Offer(Context, m_Words.back(), Below->get_name());
-    }
+  for (std::string const& Name : CommandsBelow(Command)) {
+    Offer(Context, m_Words.back(), Name);
   }
 }
 

@@ -60,6 +60,7 @@ TEExit TCConfirmCommand::Run(TCToolContext& Context) {
   TCControlMail Mail(Norv_ControlMail, PropertyControl::kConfirm.Type,
                      PropertyControl::kConfirm.Name);
   Mail.CreateRecord()->get_Record().m_Transaction.set_AsString(m_Transaction);
+  m_Change.Advice = "property confirm lists those that wait";
   TellTransaction(Context, SendChange(Context, Mail.get_Content(), m_Change), m_Change);
   return TEExit::eDone;
 }

@@ -27,7 +27,8 @@ CLI::App& TCDumpCommand::Declare(CLI::App& Tool) {
 
 TEExit TCDumpCommand::Run(TCToolContext& Context) {
   TCOutput& Output = Context.get_Output();
-  TCProgress Progress("values", 0);
+  TCProgress Progress(stderr, Output.get_Form() == TEForm::ePeople && !Output.IsTerminal(),
+                      "values", 0);
   bool IsFirst = true;
   Context.get_Schema().IsThere();
   Context.get_Secrets().IsSecret(0);

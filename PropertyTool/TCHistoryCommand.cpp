@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "PropertyTool/Changes.h"
+#include "PropertyTool/CommandLines.h"
 #include "PropertyTool/Durations.h"
 #include "PropertyTool/TCTextTable.h"
 #include "PropertyTool/TCToolContext.h"
@@ -20,7 +21,10 @@ bool IsDigits(std::string const& Text) {
 }
 
 std::string CheckTime(std::string const& Text) {
-  return ReadTime(Text) ? "" : "\"" + Text + "\" is neither a time such as 2026-01-31T12:00 nor 2h";
+  return ReadTime(Text)
+             ? ""
+             : "\"" + Text +
+                   "\" is neither a time such as 2026-01-31T12:00 nor a duration such as 2h";
 }
 
 // A user of the system by name or number; else a program.
@@ -63,9 +67,11 @@ struct TCHistoryCommand::TSEntry {
 CLI::App& TCHistoryCommand::Declare(CLI::App& Tool) {
   CLI::App* const Command = Tool.add_subcommand("history", "Show who has changed what, and when");
   Command->add_option("PROPERTY,--property", m_Name, "Only changes of this property")
+      ->check(CheckName)
       ->type_name("");
   m_Places.Declare(*Command);
   Command->add_option("--writer", m_Writer, "Only changes by this user or program")
+      ->check(CheckName)
       ->type_name("NAME");
   Command
       ->add_option("--since", m_Since, "Only changes since a time (UTC), or of the last 2h or 7d")
@@ -75,7 +81,7 @@ CLI::App& TCHistoryCommand::Declare(CLI::App& Tool) {
       ->check(CheckTransaction)
       ->type_name("NUMBER");
   Command->add_option("--limit", m_Limit, "So many changes at most")
-      ->check(CLI::PositiveNumber)
+      ->check(CheckCount)
       ->capture_default_str()
       ->type_name("NUMBER");
   Command->footer(

@@ -194,6 +194,11 @@ void TCListCommand::WriteTree(TCToolContext& Context, std::vector<TSRow> const& 
 
 TEExit TCListCommand::Run(TCToolContext& Context) {
   std::vector<TSRow> const Rows = Collect(Context);
+  if (Rows.empty() && !m_Filters.empty()) {
+    std::fputs(m_All ? "property: nothing fits; property list --all shows what there is\n"
+                     : "property: nothing fits; --all also looks at what is hidden or advanced\n",
+               stderr);
+  }
   switch (Context.get_Output().get_Form()) {
     case TEForm::eJSON:
       WriteJSON(Context, Rows);

@@ -90,6 +90,10 @@ TSTarget TCNaming::Find(std::string const& Typed, TSPlaceOptions const& Options)
   TSTarget Target;
   if (m_Schema.IsThere()) {
     TSNamedProperty const Named = m_Schema.Names().Resolve(Typed);
+    if (Named.Field == nullptr && Named.IsUnknown) {
+      throw TCToolFailure(TEExit::eRefused, Named.Error,
+                          "property list --all shows those that there are");
+    }
     if (Named.Field == nullptr) {
       throw TCToolFailure(TEExit::eRefused, Named.Error);
     }

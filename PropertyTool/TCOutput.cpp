@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <nlohmann/json.hpp>
 #include <string_view>
@@ -13,18 +12,12 @@
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/UTF8.h"
 #include "PropertyTool/TCToolFailure.h"
+#include "PropertyTool/Terminals.h"
 
 namespace Property {
 namespace {
 
 constexpr int kIndentation = 2;
-
-bool WantsColours() {
-  char const* const NoColour = std::getenv("NO_COLOR");
-  char const* const Terminal = std::getenv("TERM");
-  return (NoColour == nullptr || *NoColour == '\0') &&
-         (Terminal == nullptr || std::string_view(Terminal) != "dumb");
-}
 
 char const* CodeOf(TCOutput::TEStyle Style) {
   switch (Style) {
@@ -58,7 +51,7 @@ TCOutput::TCOutput(std::FILE* File, TEForm Form)
     : m_File(File),
       m_Form(Form),
       m_IsTerminal(isatty(fileno(File)) == 1),
-      m_HasColours(m_IsTerminal && Form == TEForm::ePeople && WantsColours()) {}
+      m_HasColours(m_IsTerminal && Form == TEForm::ePeople && WantsControlSequences()) {}
 
 void TCOutput::Raw(std::string const& Text) {
   if (std::fwrite(Text.data(), 1, Text.size(), m_File) != Text.size()) {

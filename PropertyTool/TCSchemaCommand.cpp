@@ -8,11 +8,13 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "Platform/Utility/TCException.h"
 #include "PropertyTool/ControlMails.h"
 #include "PropertyTool/InputFiles.h"
 #include "PropertyTool/Orphans.h"
 #include "PropertyTool/TCTextTable.h"
 #include "PropertyTool/TCToolContext.h"
+#include "PropertyTool/TCToolFailure.h"
 #include "SchemaLibrary/SchemaCheck.h"
 #include "SchemaLibrary/SchemaComparison.h"
 #include "SchemaLibrary/SchemaExport.h"
@@ -55,11 +57,20 @@ CLI::App& TCSchemaCommand::Declare(CLI::App& Tool) {
   return *Command;
 }
 
+std::vector<TSSchemaFinding> TCSchemaCommand::Compare() const {
+  std::string const Text = ReadInputFile(m_Earlier, kLargestExport);
+  try {
+    return CompareSchema(Text);
+  } catch (TCException const& Failure) {
+    throw TCToolFailure(TEExit::eRefused, m_Earlier + ": " + Failure.get_Message(),
+                        "property schema export writes one");
+  }
+}
+
 TEExit TCSchemaCommand::Check(TCToolContext& Context) const {
   std::vector<TSSchemaFinding> Findings = CheckSchema();
   if (!m_Earlier.empty()) {
-    std::vector<TSSchemaFinding> const Changes =
-        CompareSchema(ReadInputFile(m_Earlier, kLargestExport));
+    std::vector<TSSchemaFinding> const Changes = Compare();
     Findings.insert(Findings.end(), Changes.begin(), Changes.end());
   }
   TCOutput& Output = Context.get_Output();

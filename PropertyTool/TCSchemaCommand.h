@@ -3,8 +3,10 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "PropertyTool/TCToolCommand.h"
+#include "SchemaLibrary/TSSchemaFinding.h"
 
 namespace Property {
 
@@ -14,6 +16,7 @@ class TCSchemaCommand : public TCToolCommand {
   TEExit Run(TCToolContext& Context) override;
 
  private:
+  std::vector<TSSchemaFinding> Compare() const;
   TEExit Check(TCToolContext& Context) const;
   TEExit Export(TCToolContext& Context) const;
 

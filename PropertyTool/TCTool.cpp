@@ -14,6 +14,7 @@
 #include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
+#include "PropertyTool/CommandLines.h"
 #include "PropertyTool/TCCompleteCommand.h"
 #include "PropertyTool/TCConfirmCommand.h"
 #include "PropertyTool/TCDescribeCommand.h"
@@ -63,7 +64,10 @@ std::vector<TSDeclared> DeclareCommands(CLI::App& Tool) {
 }
 
 std::string CheckAddress(std::string const& Text) {
-  return Text.compare(0, 5, "unix:") == 0 ? "" : "\"" + Text + "\" does not begin with unix:";
+  bool const IsGood = Text.compare(0, 5, "unix:") == 0 && Text.find('=') < Text.size() - 1;
+  return IsGood ? ""
+                : "\"" + Text + "\", given here or in " + kRouterAddressVariable +
+                      ", is no address such as " + kDefaultRouterAddress;
 }
 
 void DeclareOptions(CLI::App& Tool, TSToolOptions& Options) {
@@ -84,13 +88,13 @@ void DeclareOptions(CLI::App& Tool, TSToolOptions& Options) {
       ->type_name("PATH");
   Tool.add_flag("--show-secrets", Options.ShowSecrets, "Show also the texts of secret properties");
   auto* const Form = Tool.add_option_group("Form of the output");
-  Form->add_flag_callback(
+  auto* const JSON = Form->add_flag_callback(
       "--json", [&Options] { Options.Form = TEForm::eJSON; },
       "JSON, as docs/property-tool.md describes it");
   Form->add_flag_callback(
-      "--plain", [&Options] { Options.Form = TEForm::ePlain; },
-      "One line an entry, its parts separated by tabs");
-  Form->require_option(0, 1);
+          "--plain", [&Options] { Options.Form = TEForm::ePlain; },
+          "One line an entry, its parts separated by tabs")
+      ->excludes(JSON);
 }
 
 // Lines of the library for the log: what matters to the user, the commands say themselves.
@@ -129,7 +133,7 @@ int Run(int Count, char const* const* Arguments) {
   } catch (CLI::Success const& Success) {  // the help or the version
     return Tool.exit(Success) == 0 ? 0 : static_cast<int>(TEExit::eUsage);
   } catch (CLI::ParseError const& Error) {
-    return Fail(TEExit::eUsage, (std::string(Error.what()) + "; see property --help").c_str());
+    return Fail(TEExit::eUsage, ReasonAgainst(Tool, Error).c_str());
   }
   return RunParsed(Commands, Options);
 }

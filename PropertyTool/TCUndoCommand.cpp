@@ -31,6 +31,10 @@ TEExit TCUndoCommand::Run(TCToolContext& Context) {
   TCControlRecord& Record = Mail.CreateRecord()->get_Record();
   Record.m_Transaction.set_AsString(m_Transaction);
   Record.m_Force.set_AsBool(m_Force);
+  m_Change.Advice = "property history shows what can be taken back";
+  if (!m_Force) {
+    m_Change.Advice += ", and --force takes back also what was changed since";
+  }
   TellTransaction(Context, SendChange(Context, Mail.get_Content(), m_Change), m_Change);
   return TEExit::eDone;
 }

@@ -3,7 +3,6 @@
 #include "PropertyTool/TCWaitCommand.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 
 #include "PropertyTool/CurrentValue.h"
 #include "PropertyTool/Durations.h"
@@ -46,19 +45,26 @@ bool TCWaitCommand::IsMet(TSWanted const& Wanted, TCFollowedValues::TCValues con
              .Data == Wanted.Data;
 }
 
+// What does not hold by now; nothing is told of the values any more.
 std::string TCWaitCommand::Unmet(TCToolContext& Context) const {
   std::string Names;
-  for (TSWanted const& Wanted : m_Wanted) {
-    Names += (Names.empty() ? "" : ", ") + Context.get_Naming().NameOf(Wanted.Target.Place);
+  for (TSWanted const* const Wanted : m_Unmet) {
+    Names += (Names.empty() ? "" : ", ") + Context.get_Naming().NameOf(Wanted->Target.Place);
   }
-  return Names;
+  return Names + (m_Unmet.size() == 1 ? " has another value; property get shows it"
+                                      : " have other values; property get shows them");
 }
 
 TEExit TCWaitCommand::Run(TCToolContext& Context) {
   TCFollowedValues* Following = nullptr;
   auto const Look = [&](TCFollowedValues::TCValues const& Values) {
-    if (std::all_of(m_Wanted.begin(), m_Wanted.end(),
-                    [&Values](TSWanted const& Wanted) { return IsMet(Wanted, Values); })) {
+    m_Unmet.clear();
+    for (TSWanted const& Wanted : m_Wanted) {
+      if (!IsMet(Wanted, Values)) {
+        m_Unmet.push_back(&Wanted);
+      }
+    }
+    if (m_Unmet.empty()) {
       Following->Finish();
     }
   };
@@ -70,8 +76,12 @@ TEExit TCWaitCommand::Run(TCToolContext& Context) {
   }
   Values.Begin();
   if (!Values.Wait(ReadDuration(m_Timeout))) {
-    throw TCToolFailure(TEExit::eTimeOut, "not all of " + Unmet(Context) +
-                                              " had the values waited for within " + m_Timeout);
+    Context.get_Server().Close();  // nobody else looks at what is unmet from here on
+    if (m_Unmet.empty()) {
+      return TEExit::eDone;  // just so
+    }
+    throw TCToolFailure(TEExit::eTimeOut,
+                        "the time is over after " + m_Timeout + ": " + Unmet(Context));
   }
   return TEExit::eDone;
 }

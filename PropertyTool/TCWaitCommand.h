@@ -24,6 +24,7 @@ class TCWaitCommand : public TCToolCommand {
   TSPlaceOptions m_Places;
   std::string m_Timeout;
   std::vector<TSWanted> m_Wanted;
+  std::vector<TSWanted const*> m_Unmet;  // the connection's thread fills it until that is closed
 };
 
 }  // namespace Property

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include "Platform/Utility/PrintableText.h"
+#include "PropertyTool/CommandLines.h"
 #include "PropertyTool/Durations.h"
 #include "PropertyTool/TCToolContext.h"
 #include "PropertyTool/TCToolFailure.h"
@@ -29,7 +30,7 @@ CLI::App& TCWatchCommand::Declare(CLI::App& Tool) {
   m_Places.Declare(*Command);
   Command->add_flag("--initial", m_Initial, "Begin with the values that there are");
   Command->add_option("--count", m_Count, "End after so many changes")
-      ->check(CLI::PositiveNumber)
+      ->check(CheckCount)
       ->type_name("NUMBER");
   Command->add_option("--timeout", m_Timeout, "End after this time, with exit code 4")
       ->check(CheckDuration)

@@ -205,13 +205,14 @@ TSNamedProperty TCPropertyNames::Resolve(std::string const& Typed) const {
   long const Number = StringToLong(std::string(Name.substr(0, kLongestName)), IsNumber);
   if (IsNumber) {
     Result.Field = TCValueRules::FindField(static_cast<int>(Number), Result.Error);
+    Result.IsUnknown = TCBasicPropertyID::Find(static_cast<int>(Number)) == nullptr;
     return Result;
   }
   TFields const Found = FindByName(Name);
   if (Found.size() == 1) {
     Result.Field = Found.front();
   } else if (Found.empty()) {
-    Result.Error = NoSuchName(Name);
+    SetNoSuchName(Result, Name);
   } else {
     Result.Error = Ambiguous(Name, Found);
   }
@@ -271,18 +272,22 @@ std::string TCPropertyNames::Ambiguous(std::string_view Name, TFields const& Fou
          "; name one by its number: " + Alternatives(Numbers);
 }
 
-std::string TCPropertyNames::NoSuchName(std::string_view Name) const {
+void TCPropertyNames::SetNoSuchName(TSNamedProperty& Result, std::string_view Name) const {
   for (TSPropertyNode const& Place : m_Nodes) {
     bool const IsMeant =
         !Place.Node->IsPropertyField() && !Name.empty() && EndsWith(Path(*Place.Node), Name, false);
     if (IsMeant) {
-      return Quoted(Name) + " is no property but a " + LowerCase(Place.Node->get_Typename()) +
-             NodeContent(*Place.Node);
+      Result.Error = Quoted(Name) + " is no property but a " +
+                     LowerCase(Place.Node->get_Typename()) + NodeContent(*Place.Node);
+      return;
     }
   }
   std::vector<std::string> const Suggestions = Similar(Name);
-  std::string const Text = "no property " + Quoted(Name);
-  return Suggestions.empty() ? Text : Text + "; did you mean " + Alternatives(Suggestions) + "?";
+  Result.IsUnknown = Suggestions.empty();
+  Result.Error = "no property " + Quoted(Name);
+  if (!Suggestions.empty()) {
+    Result.Error += "; did you mean " + Alternatives(Suggestions) + "?";
+  }
 }
 
 std::string TCPropertyNames::NodeContent(TCBasicPropertyID const& Node) const {

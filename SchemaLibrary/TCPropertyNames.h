@@ -27,7 +27,8 @@ struct TSNamedProperty {
   TCPropertyID const* Field = nullptr;  ///< null when there is an error
   Accessories::TCRecordID Link;         ///< of "Field[7]"; null when none was given
   bool HasLink = false;
-  std::string Error;  ///< what to tell the user; fit for a terminal
+  bool IsUnknown = false;  ///< nothing in the schema is called so, nor anything like it
+  std::string Error;       ///< what to tell the user; fit for a terminal
 };
 
 /// The names of a completed schema, as it was at construction. Refers to its nodes.
@@ -66,7 +67,7 @@ class TCPropertyNames {
   TFields FindByName(std::string_view Name) const;
   std::string Listed(TFields const& Fields) const;
   std::string Ambiguous(std::string_view Name, TFields const& Found) const;
-  std::string NoSuchName(std::string_view Name) const;
+  void SetNoSuchName(TSNamedProperty& Result, std::string_view Name) const;
   std::string NodeContent(TCBasicPropertyID const& Node) const;
   std::vector<std::string> Similar(std::string_view Name) const;
 

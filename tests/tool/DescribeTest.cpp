@@ -88,6 +88,15 @@ TEST_F(ToolDescribe, SaysThatAnExportCannotBeRead) {
                   "property: cannot read " + File("none.json") + ": No such file or directory\n"}));
 }
 
+TEST_F(ToolDescribe, SaysThatAFileIsNoExport) {
+  WriteFile("other.json", "[]");
+  EXPECT_EQ(Tool({"schema", "check", "--against", File("other.json")}),
+            (TRun{1, "",
+                  "property: " + File("other.json") +
+                      ": this is no export of a schema: it is no JSON object; property schema "
+                      "export writes one\n"}));
+}
+
 TEST_F(ToolDescribe, ExportsATable) {
   EXPECT_THAT(Tool({"schema", "export", "--table"}).m_Output,
               HasSubstr("Device/Display/Brightness"));

@@ -104,6 +104,7 @@ TEST_F(ToolDump, ListsEveryEntryThatCannotBeUsedAndChangesNothing) {
 {"number": 113, "value": 7},
 {"number": 113, "value": "a", "record": "x"},
 {"number": 113, "value": "a", "device": "x"},
+{"number": 113, "value": "a", "record": 4294967303},
 {"value": "a"},
 {"path": "Volume", "value": "a"},
 {"number": 0, "value": "a"},
@@ -123,21 +124,32 @@ TEST_F(ToolDump, ListsEveryEntryThatCannotBeUsedAndChangesNothing) {
                 Problem("7: Device/Display/Name: value is no text") +
                 Problem("8: record is neither a number nor null") +
                 Problem("9: device is neither a MAC address nor null") +
-                Problem("10: an entry without number and path") +
-                Problem("11: no property 'Volume'") +
-                Problem("12: number is no property's number") +
-                Problem("13: an entry that is no object") +
-                Problem("14: 100 is no property but the container Device") +
-                Problem("15: Device/Display/Name: value is no text") +
-                Problem("17: Policy/Access/PinLength has an entry already") + Unusable(13)}));
+                Problem("10: record is neither a number nor null") +
+                Problem("11: an entry without number and path") +
+                Problem("12: no property 'Volume'") +
+                Problem("13: number is no property's number") +
+                Problem("14: an entry that is no object") +
+                Problem("15: 100 is no property but the container Device") +
+                Problem("16: Device/Display/Name: value is no text") +
+                Problem("18: Policy/Access/PinLength has an entry already") + Unusable(14)}));
   EXPECT_EQ(Stored("Brightness"), "60\n");
 }
 
+TEST_F(ToolDump, SaysThatOneEntryCannotBeUsed) {
+  WriteDump(R"({"number": 999, "value": "1"})");
+  EXPECT_THAT(Load().m_Errors,
+              HasSubstr(" has an entry that cannot be used; nothing is changed\n"));
+}
+
 TEST_F(ToolDump, RefusesWhatIsNoDump) {
-  for (std::string const Text : {"{}", "[]", "7", R"({"format": "other", "values": []})",
-                                 R"({"format": "property-dump", "version": 2, "values": []})"}) {
-    EXPECT_EQ(Tool({"load", "-"}, Text),
-              (TRun{1, "", "property: -: no dump of version 1, as property dump writes it\n"}))
+  for (std::string const Text :
+       {"{}", "[]", "7", R"({"format": "property-dump", "version": 4294967297, "values": []})",
+        R"({"format": "other", "values": []})",
+        R"({"format": "property-dump", "version": 2, "values": []})"}) {
+    EXPECT_EQ(
+        Tool({"load", "-"}, Text),
+        (TRun{1, "",
+              "property: standard input: no dump of version 1, as property dump writes it\n"}))
         << Text;
   }
 }
@@ -145,13 +157,14 @@ TEST_F(ToolDump, RefusesWhatIsNoDump) {
 TEST_F(ToolDump, SaysWhereTheJSONIsWrong) {
   TRun const Run = Tool({"load", "-"}, "{\"format\":\n\"property-dump\",\n");
   EXPECT_EQ(Run.m_Exit, 1);
-  EXPECT_THAT(Run.m_Errors, HasSubstr("property: -:3: no valid JSON: "));
+  EXPECT_THAT(Run.m_Errors,
+              HasSubstr("property: standard input:3: no valid JSON: column 1: syntax error"));
 }
 
 TEST_F(ToolDump, RefusesJSONThatIsNestedVeryDeep) {
   TRun const Run = Tool({"load", "-"}, std::string(1000000, '['));
   EXPECT_EQ(Run.m_Exit, 1);
-  EXPECT_EQ(Run.m_Errors, "property: -:1: no valid JSON: it is nested too deep\n");
+  EXPECT_EQ(Run.m_Errors, "property: standard input:1: no valid JSON: it is nested too deep\n");
 }
 
 TEST_F(ToolDump, SpellsOutWhatATerminalWouldObeyInADump) {

@@ -71,6 +71,16 @@ TEST_F(ToolGet, SuggestsANameForAMistypedOne) {
   EXPECT_EQ(Tool({"get", "Brighness"}),
             (TRun{1, "",
                   "property: no property 'Brighness'; did you mean Device/Display/Brightness?\n"}));
+  for (std::string const Name : {"'Nonsens'", "'99999999999'", "''"}) {
+    EXPECT_EQ(Tool({"get", Name.substr(1, Name.size() - 2)}),
+              (TRun{1, "",
+                    "property: no property " + Name +
+                        "; property list --all shows those that there are\n"}));
+  }
+  EXPECT_EQ(Tool({"get", "4711"}),
+            (TRun{1, "",
+                  "property: no property has the number 4711; property list --all shows those that "
+                  "there are\n"}));
 }
 
 TEST_F(ToolGet, SaysThatThereIsNoValue) {

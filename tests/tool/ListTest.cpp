@@ -66,6 +66,14 @@ TEST_F(ToolList, TakesAPatternForAWholePath) {
             "113\tDevice/Display/Name\tUnit\tdefault\n");
 }
 
+TEST_F(ToolList, SaysThatNothingFits) {
+  EXPECT_EQ(
+      Tool({"list", "Contrast"}),
+      (TRun{0, "", "property: nothing fits; --all also looks at what is hidden or advanced\n"}));
+  EXPECT_EQ(Tool({"list", "Nonsens", "--all", "--json"}),
+            (TRun{0, "[]\n", "property: nothing fits; property list --all shows what there is\n"}));
+}
+
 TEST_F(ToolList, ShowsTheValuesOfAllDevices) {
   EXPECT_EQ(Tool({"list", "bright", "--mac", "all", "--plain"}).m_Output,
             "111\tDevice/Display/Brightness\t60\tserver\n"

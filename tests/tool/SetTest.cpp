@@ -90,8 +90,11 @@ TEST_F(ToolSet, ReadsOnlyOneValueFromTheStandardInput) {
 }
 
 TEST_F(ToolSet, RefusesAWordThatIsNoAssignment) {
-  EXPECT_EQ(Tool({"set", "Name=a", "Host"}),
-            (TRun{2, "", "property: 'Host' is no NAME=VALUE; see property set --help\n"}));
+  EXPECT_EQ(
+      Tool({"set", "Name=a", "Host"}),
+      (TRun{2, "",
+            "property: 'Host' is no NAME=VALUE; the value stands behind the sign =, or alone as "
+            "a second word\n"}));
 }
 
 TEST_F(ToolSet, RefusesTwoValuesOfOneProperty) {

@@ -6,6 +6,7 @@
 
 namespace {
 
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
@@ -14,6 +15,14 @@ struct ToolTerminal : TToolFixture {
 
   ToolTerminal() { m_Set["TERM"] = "xterm"; }
 
+  void WriteManyEntries() const {
+    std::string Entries;
+    for (int Record = 1; Record <= 300000; ++Record) {
+      Entries += (Record > 1 ? ",\n" : "") + std::string(R"({"number":311,"record":)") +
+                 std::to_string(Record) + R"(,"value":"name"})";
+    }
+    WriteFile("many.json", R"({"format":"property-dump","version":1,"values":[)" + Entries + "]}");
+  }
   // What the command writes when a pseudo-terminal is its input, output and errors.
   std::string AtTerminal(std::string const& Line) const {
     TRun const Run = Shell("script -qec '" + Line + "' /dev/null");
@@ -47,6 +56,27 @@ TEST_F(ToolTerminal, SpellsOutAHostileValueInEveryForm) {
 TEST_F(ToolTerminal, HasColoursAtATerminalOnly) {
   EXPECT_THAT(AtTerminal("property list"), HasSubstr("\x1b[1mDevice\x1b[0m"));
   EXPECT_THAT(Tool({"list"}).m_Output, Not(HasSubstr("\x1b")));
+}
+
+// So many that reading them takes longer than the moment in which nothing is drawn.
+TEST_F(ToolTerminal, ShowsHowFarALongLoadIsAndLeavesNothingOfIt) {
+  WriteManyEntries();
+  std::string const Written =
+      AtTerminal("property load " + File("many.json") + " --dry-run >" + File("differences"));
+  EXPECT_THAT(Written, HasSubstr("\r\x1b[K["));
+  EXPECT_THAT(Written, HasSubstr(" % read\r\x1b[K"));
+  EXPECT_THAT(Written, EndsWith("\r\x1b[K"));
+}
+
+TEST_F(ToolTerminal, ShowsNothingOfALongLoadWhereItIsNotWanted) {
+  WriteManyEntries();
+  std::string const Load = "property load " + File("many.json") + " --dry-run";
+  std::string const Away = " >" + File("differences");
+  for (std::string const& Line : {Load + " --plain" + Away, Load + " --json" + Away,
+                                  "NO_COLOR=1 " + Load + Away, "TERM=dumb " + Load + Away}) {
+    EXPECT_EQ(AtTerminal(Line), "") << Line;
+  }
+  EXPECT_EQ(Shell(Load + Away).m_Errors, "");
 }
 
 TEST_F(ToolTerminal, HasNoColoursWhereTheyAreNotWanted) {

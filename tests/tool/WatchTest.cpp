@@ -124,8 +124,12 @@ TEST_F(ToolWatch, WaitsForAValueThatComes) {
 TEST_F(ToolWatch, SaysWhatItHasWaitedForInVain) {
   EXPECT_EQ(Tool({"wait", "Brightness=70", "--timeout", "10ms"}),
             (TRun{4, "",
-                  "property: not all of Device/Display/Brightness had the values waited for within "
-                  "10ms\n"}));
+                  "property: the time is over after 10ms: Device/Display/Brightness has another "
+                  "value; property get shows it\n"}));
+  EXPECT_EQ(Tool({"wait", "Brightness=70", "Mode=night", "PinLength=7", "--timeout", "10ms"}),
+            (TRun{4, "",
+                  "property: the time is over after 10ms: Device/Display/Brightness, "
+                  "Policy/Access/PinLength have other values; property get shows them\n"}));
 }
 
 TEST_F(ToolWatch, DoesNotWaitForAValueThatCanNotCome) {

@@ -30,7 +30,8 @@ TEST(Durations, ReadsNothingElse) {
 
 TEST(Durations, SaysWhatIsWrong) {
   EXPECT_EQ(Property::CheckDuration("10s"), "");
-  EXPECT_EQ(Property::CheckDuration("soon"), "\"soon\" is no duration such as 10s or 5m");
+  EXPECT_EQ(Property::CheckDuration("soon"),
+            "\"soon\" is no duration such as 10s or 5m, of ten years at most");
 }
 
 TEST(Durations, WritesATime) {

@@ -40,6 +40,10 @@ class TCPropertyNamesTest : public ::testing::Test {
     AddChoice("Viewer", "Viewer", 3121, true, Role, "viewer");
   }
 
+  static TSNamedProperty Named(std::string const& Typed) {
+    TCBasicPropertyID::Initialize();
+    return TCPropertyNames().Resolve(Typed);
+  }
   /// The path of what `Typed` means, with its record, or the error.
   static std::string Meant(std::string const& Typed) {
     TCBasicPropertyID::Initialize();
@@ -119,6 +123,15 @@ TEST_F(TCPropertyNamesTest, SuggestsWhatWasMeant) {
 
 TEST_F(TCPropertyNamesTest, SuggestsNothingThatIsFarAway) {
   EXPECT_EQ(Meant("Temperature"), "no property 'Temperature'");
+}
+
+TEST_F(TCPropertyNamesTest, SaysOfWhatNothingIsKnown) {
+  for (std::string const Typed : {"Temperature", "99", "99999999999", ""}) {
+    EXPECT_TRUE(Named(Typed).IsUnknown) << Typed;
+  }
+  for (std::string const Typed : {"Brightness", "Brighness", "111", "100", "Device", "Pin[x]"}) {
+    EXPECT_FALSE(Named(Typed).IsUnknown) << Typed;
+  }
 }
 
 TEST_F(TCPropertyNamesTest, FindsTheRecord) {
