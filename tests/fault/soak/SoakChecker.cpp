@@ -62,6 +62,7 @@ void TSoakChecker::Check() {
   CheckComplaints();
   CheckHistory();
   CheckFormer();
+  CheckKept();
   m_Counts.Checked += m_Record.History.size();
   for (TSSoakLife const& Life : m_Record.Lives) {
     if (Life.Listens) {
@@ -177,6 +178,49 @@ void TSoakChecker::CheckFormer() const {
            ", the database holds " +
            (Held == m_Record.Values.end() ? "nothing" : ToText(Held->second)));
     }
+  }
+}
+
+// ---- what keepers have taken back, reset and confirmed ----
+
+void TSoakChecker::CheckKept() const {
+  std::map<int, std::string> Values;
+  std::map<std::uint64_t, std::uint64_t> Undone;  // by what each transaction takes back
+  for (TSSoakKeptEntry const& Entry : m_Record.KeptHistory) {
+    std::string& Value = Values.try_emplace(Entry.Stream, kNoValue).first->second;
+    std::string const What = "transaction " + std::to_string(Entry.Transaction) + " of keeper " +
+                             std::to_string(Entry.Stream);
+    if (Entry.From != Value) {
+      Fail("the history says that " + What + " replaced " + Entry.From + ", it replaced " + Value);
+    }
+    if (Entry.Undoes != 0 && !Undone.try_emplace(Entry.Undoes, Entry.Transaction).second) {
+      Fail("doubled: " + What + " takes back " + std::to_string(Entry.Undoes) +
+           ", as another has before");
+    }
+    Value = Entry.To;
+  }
+  for (TSSoakLife const& Life : m_Record.Lives) {
+    for (auto const& [Stream, Kept] : Life.Journal.Kept) {
+      CheckKept(Life, Stream, Kept, Values.try_emplace(Stream, kNoValue).first->second);
+    }
+  }
+}
+
+void TSoakChecker::CheckKept(TSSoakLife const& Life, int Stream, TSSoakKept const& Kept,
+                             std::string const& Last) const {
+  auto const Found = m_Record.Kept.find(Stream);
+  std::string const Held = Found == m_Record.Kept.end() ? kNoValue : Found->second;
+  if (Held != Last) {
+    Fail("the history of keeper " + std::to_string(Stream) + " ends with " + Last +
+         ", the database holds " + Held);
+  }
+  bool const IsInStep = Kept.Before != Kept.After;
+  if (IsInStep && !Life.Killed) {
+    Fail(Life.Name + " ended in the middle of a step of keeper " + std::to_string(Stream));
+  }
+  if (Held != Kept.Before && Held != Kept.After) {
+    Fail("lost: keeper " + std::to_string(Stream) + " of " + Life.Name + " has left " +
+         Kept.Before + (IsInStep ? " or " + Kept.After : "") + ", the database holds " + Held);
   }
 }
 

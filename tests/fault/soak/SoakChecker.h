@@ -49,6 +49,9 @@ class TSoakChecker {
   void CheckTransaction(std::size_t First, std::size_t Behind, std::map<int, int>& Last) const;
   void CheckEnds(std::map<int, int> const& Last) const;
   void CheckFormer() const;
+  void CheckKept() const;
+  void CheckKept(TSSoakLife const& Life, int Stream, TSSoakKept const& Kept,
+                 std::string const& Last) const;
   void CheckStores() const;
 
   void CheckListener(TSSoakLife const& Life);

@@ -203,6 +203,63 @@ TEST_F(SoakChecker, FindsAStoreThatDiffersFromTheDatabase) {
             "2002 1  cc");
 }
 
+// ---- keepers ----
+
+class SoakCheckerKept : public SoakChecker {
+ protected:
+  // Keeper 1 has set a value, another, and has taken the second back.
+  SoakCheckerKept() {
+    m_Record.KeptHistory = {
+        {2, 0, 1, "-", "1.1"}, {4, 0, 1, "1.1", "1.2"}, {6, 4, 1, "1.2", "1.1"}};
+    m_Record.Kept[1] = "1.1";
+    First().Kept[1] = {"1.1", "1.1"};
+  }
+};
+
+TEST_F(SoakCheckerKept, PassesWhatWasTakenBack) {
+  EXPECT_EQ(Check(), "");
+}
+
+TEST_F(SoakCheckerKept, PassesAStepOfAKilledKeeperWhetherItWasTakenOrNot) {
+  m_Record.Lives[kFirstWriter].Killed = true;
+  First().Kept[1] = {"1.2", "1.1"};
+  EXPECT_EQ(Check(), "");
+  First().Kept[1] = {"1.1", "1.4"};
+  EXPECT_EQ(Check(), "");
+}
+
+TEST_F(SoakCheckerKept, PassesAKeeperOfWhichNothingWasTaken) {
+  m_Record.Lives[kFirstWriter].Killed = true;
+  First().Kept[2] = {"-", "2.1"};
+  EXPECT_EQ(Check(), "");
+}
+
+TEST_F(SoakCheckerKept, FindsAStepThatWasLost) {
+  First().Kept[1] = {"1.2", "1.2"};
+  EXPECT_EQ(Check(), "lost: keeper 1 of first has left 1.2, the database holds 1.1");
+}
+
+TEST_F(SoakCheckerKept, FindsAKeeperThatEndedInTheMiddleOfAStep) {
+  First().Kept[1] = {"1.2", "1.1"};
+  EXPECT_EQ(Check(), "first ended in the middle of a step of keeper 1");
+}
+
+TEST_F(SoakCheckerKept, FindsWhatWasTakenBackTwice) {
+  m_Record.KeptHistory.push_back({7, 4, 1, "1.1", "1.1"});
+  EXPECT_EQ(Check(), "doubled: transaction 7 of keeper 1 takes back 4, as another has before");
+}
+
+TEST_F(SoakCheckerKept, FindsAWrongFormerValue) {
+  m_Record.KeptHistory[2].From = "1.1";
+  EXPECT_EQ(Check(),
+            "the history says that transaction 6 of keeper 1 replaced 1.1, it replaced 1.2");
+}
+
+TEST_F(SoakCheckerKept, FindsADatabaseThatDoesNotHoldWhatTheHistoryEndsWith) {
+  m_Record.Kept.clear();
+  EXPECT_EQ(Check(), "the history of keeper 1 ends with 1.1, the database holds -");
+}
+
 // ---- listeners ----
 
 TEST_F(SoakChecker, FindsANotificationThatIsMissing) {

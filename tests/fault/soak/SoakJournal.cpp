@@ -43,6 +43,11 @@ void ReadLine(std::string const& Text, TSSoakJournal& Journal) {
       Words >> Key.Number >> Key.Link;
       Journal.Seen.push_back({Key, Stamp});
       break;
+    case 'k': {
+      TSSoakKept& Kept = Journal.Kept[Stamp.Stream];
+      Words >> Kept.Before >> Kept.After;
+      break;
+    }
     case '!':
       Journal.Complaints.push_back(Text.substr(1));
       break;
@@ -92,6 +97,15 @@ void TSoakJournalWriter::Seen(std::vector<TSSoakNotice> const& Notices) {
     Text += Line('s', Notice.Stamp) + Line(Notice.Key) + "\n";
   }
   Append(Text);
+}
+
+void TSoakJournalWriter::Keeping(TSSoakStamp const& Step, std::string const& Before,
+                                 std::string const& After) {
+  Append(Line('k', Step) + " " + Before + " " + After + "\n");
+}
+
+void TSoakJournalWriter::Kept(TSSoakStamp const& Step, std::string const& Value) {
+  Keeping(Step, Value, Value);
 }
 
 void TSoakJournalWriter::Complain(std::string const& Text) {

@@ -20,11 +20,18 @@ struct TSSoakNotice {
   TSSoakStamp Stamp;
 };
 
+/// What a keeper's value may be: one of both while it takes a step, else both are the same.
+struct TSSoakKept {
+  std::string Before;
+  std::string After;
+};
+
 /// A journal as it was read.
 struct TSSoakJournal {
   std::map<int, std::vector<TSSoakChange>> Written;  // by stream, in order
   std::map<int, int> Acknowledged;                   // by stream: the last known one's counter
   std::vector<TSSoakNotice> Seen;
+  std::map<int, TSSoakKept> Kept;  // by the keeper's stream
   std::vector<std::string> Complaints;
 
   /// A line that its process was killed in is left out.
@@ -43,6 +50,9 @@ class TSoakJournalWriter {
   void Writing(TSSoakChange const& Change);
   void Acknowledged(TSSoakStamp const& Last);
   void Seen(std::vector<TSSoakNotice> const& Notices);
+  /// Before a keeper's step is taken, and behind it.
+  void Keeping(TSSoakStamp const& Step, std::string const& Before, std::string const& After);
+  void Kept(TSSoakStamp const& Step, std::string const& Value);
   void Complain(std::string const& Text);
 
  private:

@@ -30,13 +30,24 @@ struct TSSoakEntry {
   std::optional<TSSoakStamp> Former;
 };
 
+/// One change of a keeper's value in the server's history.
+struct TSSoakKeptEntry {
+  std::uint64_t Transaction = 0;
+  std::uint64_t Undoes = 0;  // the transaction that it takes back; 0 for none
+  int Stream = 0;
+  std::string From;
+  std::string To;
+};
+
 struct TSSoakRecord {
   bool Relaxed = false;
   std::vector<TSSoakLife> Lives;
   std::vector<TSSoakEntry> History;   // oldest first
   std::vector<std::uint64_t> Deaths;  // the last transaction on the disk at each server's death
   std::set<std::string> Database;     // its values, in the form of a client's store
-  std::map<TSSoakKey, TSSoakStamp> Values;  // those of them with stamps
+  std::map<TSSoakKey, TSSoakStamp> Values;   // those of them with stamps
+  std::vector<TSSoakKeptEntry> KeptHistory;  // oldest first
+  std::map<int, std::string> Kept;           // the keepers' values, by stream
 };
 
 struct TSSoakCounts {

@@ -280,6 +280,9 @@ void TSoakRound::ReadDatabase() {
   Database.LoadAll([this](Property::TSPropertyRecord const& Value) {
     m_Record.Database.insert(std::to_string(Value.Number) + " " + Value.Link.get_AsString() + " " +
                              Value.MAC.get_AsString(':') + " " + Hex(Value.Data));
+    if (Value.Number == kKept) {
+      m_Record.Kept[Value.Link.get_AsInteger()] = Value.Data;
+    }
     if (IsStamped(Value.Number)) {
       m_Record.Values[{Value.Number, Value.Link.get_AsInteger()}] =
           StampOf(Value.Number, Value.Data);
@@ -288,6 +291,11 @@ void TSoakRound::ReadDatabase() {
   auto const History = Database.ReadHistory(std::numeric_limits<std::int64_t>::max());
   for (auto Entry = History.rbegin(); Entry != History.rend(); ++Entry) {
     int const Number = Entry->Number;
+    if (Number == kKept) {
+      m_Record.KeptHistory.push_back({Entry->Transaction, Entry->Undoes,
+                                      Entry->Link.get_AsInteger(), Entry->From.value_or(kNoValue),
+                                      Entry->Removed ? kNoValue : Entry->To});
+    }
     if (IsStamped(Number)) {
       m_Record.History.push_back(
           {Entry->Transaction,

@@ -10,6 +10,7 @@
 #include <list>
 #include <map>
 #include <mutex>
+#include <optional>
 #include <random>
 #include <set>
 #include <sstream>
@@ -26,6 +27,7 @@
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 #include "tests/fault/soak/SoakJournal.h"
+#include "tests/fault/soak/SoakKeeper.h"
 #include "tests/fault/soak/SoakValues.h"
 #include "tests/support/Hex.h"
 
@@ -49,6 +51,7 @@ Property::TCPropertyContainer const Shared("Shared", 2000, "", 2);
 Property::TCPropertyID const SharedText("Text", kSharedText, "", 2000, 0x20);
 Property::TCPropertyID const SharedNumber("Number", kSharedNumber, "", 2000, 0x10);
 Property::TCPropertyID SharedMode("Mode", kSharedMode, "", 2000, 0x10);
+Property::TCPropertyID const Kept("Kept", kKept, "", 2000, 0x20);
 Property::TCPropertyID const LastOfAll("Fence", kFence, "", 2000, 0x20);
 
 void AddChoices(Property::TCPropertyID& Mode, int First) {
@@ -306,7 +309,7 @@ class TCWriter {
 void WriteStore(std::string const& Path) {
   std::set<std::string> Lines;
   for (int Number :
-       {kOwnText, kOwnNumber, kOwnMode, kSharedText, kSharedNumber, kSharedMode, kFence}) {
+       {kOwnText, kOwnNumber, kOwnMode, kSharedText, kSharedNumber, kSharedMode, kFence, kKept}) {
     for (auto const& Value : TCPropertyCollectionDriver::get()->GetProperties(Definition(Number))) {
       Lines.insert(std::to_string(Number) + " " + Value.get_Link().get_AsString() + " " +
                    Value.get_MAC().get_AsString(':') + " " + Hex(Value.GetRealValue()));
@@ -350,6 +353,11 @@ void Work(TSSettings const& Settings) {
         Writers.emplace_back(Journal, Settings.FirstStream + Index, Settings.FirstPlace + Index,
                              Settings.Seed + static_cast<unsigned>(Index));
     Threads.emplace_back([&Writer, &Ending] { Writer.Run(Ending); });
+  }
+  std::optional<TSoakKeeper> Keeper;
+  if (Settings.Streams > 0) {
+    Keeper.emplace(Journal, Settings.FirstStream, Settings.Seed);
+    Threads.emplace_back([&Keeper, &Ending] { Keeper->Run(Ending); });
   }
   std::string Line;
   std::getline(std::cin, Line);  // "stop"
