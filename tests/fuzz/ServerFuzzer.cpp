@@ -19,6 +19,7 @@
 #include "Platform/Messaging/TCNorvServiceProxy.h"
 #include "Platform/Utility/SystemLog.h"
 #include "PropertyInterface/PropertyProtocol.h"
+#include "PropertyInterface/TCNorvControlObject.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyServer.h"
@@ -26,6 +27,7 @@
 #include "tests/support/RawPeer.h"
 #include "tests/support/UnixSocket.h"
 
+namespace PropertyControl = Property::PropertyControl;
 namespace PropertyProtocol = Property::PropertyProtocol;
 
 namespace {
@@ -86,7 +88,7 @@ class TWorld {
     {
       TCFileDescriptor const Socket = Connect();
       Send(Socket.get(), Authentication());
-      Send(Socket.get(), Bytes);
+      Send(Socket.get(), AsNewSender(Bytes));
     }
     m_Server->Turn();
     if (++m_Runs % kRunsBetweenProofs == 0) {
@@ -96,6 +98,21 @@ class TWorld {
   }
 
  private:
+  // The corpus' peer is called "fuzz". Were it the same one in every run, its mails would be
+  // repeats, which nobody looks at.
+  std::string AsNewSender(std::string Bytes) const {
+    constexpr char kName[] = "fuzz";
+    std::string Name;
+    for (unsigned Rest = m_Runs; Name.size() < sizeof(kName) - 1; Rest /= 26) {
+      Name += static_cast<char>('a' + Rest % 26);
+    }
+    for (std::size_t Place = 0; (Place = Bytes.find(kName, Place)) != std::string::npos;
+         Place += Name.size()) {
+      Bytes.replace(Place, Name.size(), Name);
+    }
+    return Bytes;
+  }
+
   void Renew() {
     m_Server.reset();
     std::filesystem::remove(m_Folder + "/values.db");
@@ -133,10 +150,15 @@ class TWorld {
                                                                 PropertyProtocol::kRequestOne.Type,
                                                                 PropertyProtocol::kRequestOne.Name);
       Request.CreateRecord()->RequestProperty(1, Accessories::TCRecordID(), "");
+      TCNorvMailMessage<Property::TCNorvControlObject> Outcome(Property::Norv_ControlMail,
+                                                               PropertyControl::kOutcome.Type,
+                                                               PropertyControl::kOutcome.Name);
       return Proxy.WaitForMailRouter(kPatience) && Change.Send(Mailbox, &Proxy, 0) &&
              Proxy.WaitForAcknowledgements(kPatience) &&
              Proxy.SendAndWait(Mailbox, Request, kPatience) && Request.RecordCount() == 1 &&
-             Request.GetMailRecord(0)->get_Record().m_Data.get_AsString() == "sound";
+             Request.GetMailRecord(0)->get_Record().m_Data.get_AsString() == "sound" &&
+             Proxy.SendAndWait(Mailbox, Outcome, kPatience) && Outcome.RecordCount() == 1 &&
+             !Outcome.GetMailRecord(0)->get_Record().m_Refused.get_AsBool();
     });
     m_Server->TurnUntil(Served);
     Require(const_cast<std::future<bool>&>(Served).get());
