@@ -2,15 +2,12 @@
 // Finds who is told of a change.
 #include "CommonProperties/TCChangeHandlers.h"
 
+#include "CommonProperties/KeyOf.h"
 #include "CommonProperties/TCPropertyID.h"
 
 namespace Property {
 
 namespace {
-
-TCPropertyKey KeyOf(TCCommonPropertyObject const& Value) {
-  return TCPropertyKey(Value.get_ID(), Value.get_Link(), Value.get_MAC());
-}
 
 template <class TKey>
 void EraseFrom(std::multimap<TKey, TCChangeHandlers::TCHandler>& Handlers, TKey const& Key,

@@ -6,6 +6,7 @@
 #include <new>
 #include <utility>
 
+#include "CommonProperties/KeyOf.h"
 #include "CommonProperties/TCBasicPropertyID.h"
 #include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyContainer.h"
@@ -26,10 +27,6 @@ namespace Property {
 namespace {
 
 char const* const kSource = "../CommonProperties/TCPropertyCollection";
-
-TCPropertyKey KeyOf(TCCommonPropertyObject const& Object) {
-  return TCPropertyKey(Object.get_ID(), Object.get_Link(), Object.get_MAC());
-}
 
 TCCommonPropertyObject EmptyValue(TCPropertyKey const& Key) {
   return TCCommonPropertyObject(Key.get_ID(), Key.get_Link(), Key.get_MAC());

@@ -13,10 +13,10 @@
 #include <vector>
 
 #include "CommonProperties/TCChangeHandlers.h"
-#include "CommonProperties/TCPendingChanges.h"
 #include "CommonProperties/TCPropertyCollection.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyKey.h"
+#include "CommonProperties/TCUntoldChanges.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCMACAddress.h"
 
@@ -37,7 +37,7 @@ int NewDescriptor() {
 
 // Calls all; returns what the first of those that throw has thrown.
 std::exception_ptr CallAll(std::vector<TCChangeHandlers::TCHandler> const& Handlers,
-                           TCPendingChanges::TCChanges::value_type const& Change, bool& Called) {
+                           TCUntoldChanges::TCChanges::value_type const& Change, bool& Called) {
   std::exception_ptr Thrown;
   for (TCChangeHandlers::TCHandler const& Handler : Handlers) {
     if (!Handler->Active) {
@@ -86,7 +86,7 @@ class TCPropertyEvents::TCQueue : public TCCommonPropertyChangeNotifier {
   bool IsInParent() const noexcept { return m_Process == getpid(); }
   std::size_t CountPending();
   /// The oldest change, and who is to be told; false when there is none.
-  bool Take(TCPendingChanges::TCChanges& Change, std::vector<TCChangeHandlers::TCHandler>& Told);
+  bool Take(TCUntoldChanges::TCChanges& Change, std::vector<TCChangeHandlers::TCHandler>& Told);
   void SetReadable() const noexcept;
   void SetUnreadable() const noexcept;
 
@@ -94,7 +94,7 @@ class TCPropertyEvents::TCQueue : public TCCommonPropertyChangeNotifier {
   pid_t const m_Process = getpid();
 
   // guarded by m_Lock
-  TCPendingChanges m_Pending;
+  TCUntoldChanges m_Pending;
   TCChangeHandlers m_Handlers;
 };
 
@@ -120,7 +120,7 @@ std::size_t TCPropertyEvents::TCQueue::CountPending() {
   return m_Pending.get_Count();
 }
 
-bool TCPropertyEvents::TCQueue::Take(TCPendingChanges::TCChanges& Change,
+bool TCPropertyEvents::TCQueue::Take(TCUntoldChanges::TCChanges& Change,
                                      std::vector<TCChangeHandlers::TCHandler>& Told) {
   TCCriticalSectionLock const Lock(m_Lock);
   if (m_Pending.IsEmpty()) {
@@ -153,7 +153,7 @@ std::size_t TCPropertyEvents::TCQueue::Dispatch() {
   }
   std::size_t Count = 0;
   for (std::size_t Left = CountPending(); Left > 0; --Left) {
-    TCPendingChanges::TCChanges Change;
+    TCUntoldChanges::TCChanges Change;
     std::vector<TCChangeHandlers::TCHandler> Told;
     if (!Take(Change, Told)) {
       break;  // taken by another call
@@ -171,7 +171,7 @@ std::size_t TCPropertyEvents::TCQueue::Dispatch() {
 void TCPropertyEvents::TCQueue::Close() noexcept {
   TCPropertyCollection::DelNotifier(this);
   TCChangeHandlers Handlers;
-  TCPendingChanges Pending;
+  TCUntoldChanges Pending;
   TCCriticalSectionLock const Lock(m_Lock);  // left before those two are destroyed
   std::swap(m_Handlers, Handlers);
   std::swap(m_Pending, Pending);

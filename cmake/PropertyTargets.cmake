@@ -53,7 +53,11 @@ endfunction()
 # Some presets compile several sources of a target at once (CMAKE_UNITY_BUILD), which saves reading
 # the same headers again. Each source keeps a kSource of its own then; what else stands in its
 # unnamed namespace needs a name that is unique in the target.
+# To g++ such a source is a header, in which a type with a base in an unnamed namespace is a mistake.
 function(property_keep_sources_apart Target)
+  if(CMAKE_UNITY_BUILD AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    target_compile_options(${Target} PRIVATE -Wno-subobject-linkage)
+  endif()
   set_target_properties(${Target} PROPERTIES
     UNITY_BUILD_UNIQUE_ID PROPERTY_SOURCE
     UNITY_BUILD_CODE_BEFORE_INCLUDE

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What is kept of changes that nobody has asked for yet.
-#include "CommonProperties/TCPendingChanges.h"
+#include "CommonProperties/TCUntoldChanges.h"
 
 #include "StoreFixture.h"
 
@@ -8,17 +8,17 @@ using Accessories::TCRecordID;
 using Property::eNotifyChanged;
 using Property::eNotifyDeleted;
 using Property::TCCommonPropertyObject;
-using Property::TCPendingChanges;
+using Property::TCUntoldChanges;
 using Property::TENotificationType;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
 
-struct TCPendingChangesTest : TSchemaFixture {
+struct TCUntoldChangesTest : TSchemaFixture {
   void Keep(Property::TCPropertyID const& ID, std::string const& Text,
             TENotificationType Type = eNotifyChanged, int Link = 0) {
-    TCPendingChanges::TCChanges One;
+    TCUntoldChanges::TCChanges One;
     One.emplace_back(TCCommonPropertyObject(ID, TCRecordID(Link), kOwnMAC), Type);
     One.front().first.SetRealValue(Text);
     m_Pending.Keep(One);
@@ -27,7 +27,7 @@ struct TCPendingChangesTest : TSchemaFixture {
 
   /// All that waits, oldest first, removals with a minus.
   std::vector<std::string> TakeAll() {
-    TCPendingChanges::TCChanges Taken;
+    TCUntoldChanges::TCChanges Taken;
     while (!m_Pending.IsEmpty()) {
       m_Pending.Take(Taken);
     }
@@ -38,12 +38,12 @@ struct TCPendingChangesTest : TSchemaFixture {
     return Texts;
   }
 
-  TCPendingChanges m_Pending;
+  TCUntoldChanges m_Pending;
 };
 
 }  // namespace
 
-TEST_F(TCPendingChangesTest, KeepsTheChangesOfSeveralValuesInTheirOrder) {
+TEST_F(TCUntoldChangesTest, KeepsTheChangesOfSeveralValuesInTheirOrder) {
   Keep(m_Schema.m_Name, "name");
   Keep(m_Schema.m_Count, "1");
   Keep(m_Schema.m_Count, "2", eNotifyChanged, 7);
@@ -52,34 +52,34 @@ TEST_F(TCPendingChangesTest, KeepsTheChangesOfSeveralValuesInTheirOrder) {
   EXPECT_THAT(TakeAll(), ElementsAre("name", "1", "2"));
 }
 
-TEST_F(TCPendingChangesTest, KeepsTheLastChangeOfAValueInTheLastOnesPlace) {
+TEST_F(TCUntoldChangesTest, KeepsTheLastChangeOfAValueInTheLastOnesPlace) {
   Keep(m_Schema.m_Name, "first");
   Keep(m_Schema.m_Count, "1");
   Keep(m_Schema.m_Name, "last");
   EXPECT_THAT(TakeAll(), ElementsAre("1", "last"));
 }
 
-TEST_F(TCPendingChangesTest, KeepsOfAValueThatIsGoneTheRemovalAlone) {
+TEST_F(TCUntoldChangesTest, KeepsOfAValueThatIsGoneTheRemovalAlone) {
   Keep(m_Schema.m_Name, "changed");
   Keep(m_Schema.m_Name, "gone", eNotifyDeleted);
   EXPECT_THAT(TakeAll(), ElementsAre("-gone"));
 }
 
-TEST_F(TCPendingChangesTest, KeepsARemovalBeforeTheChangeThatBroughtTheValueBack) {
+TEST_F(TCUntoldChangesTest, KeepsARemovalBeforeTheChangeThatBroughtTheValueBack) {
   Keep(m_Schema.m_Name, "gone", eNotifyDeleted);
   Keep(m_Schema.m_Name, "back");
   Keep(m_Schema.m_Name, "changed");
   EXPECT_THAT(TakeAll(), ElementsAre("-gone", "changed"));
 }
 
-TEST_F(TCPendingChangesTest, KeepsOneRemovalOfSeveral) {
+TEST_F(TCUntoldChangesTest, KeepsOneRemovalOfSeveral) {
   Keep(m_Schema.m_Name, "gone", eNotifyDeleted);
   Keep(m_Schema.m_Name, "back");
   Keep(m_Schema.m_Name, "gone again", eNotifyDeleted);
   EXPECT_THAT(TakeAll(), ElementsAre("-gone again"));
 }
 
-TEST_F(TCPendingChangesTest, HoldsNoMoreThanTwoOfAValue) {
+TEST_F(TCUntoldChangesTest, HoldsNoMoreThanTwoOfAValue) {
   for (int Round = 0; Round < 1000; ++Round) {
     Keep(m_Schema.m_Name, "changed");
     Keep(m_Schema.m_Name, "gone", eNotifyDeleted);
@@ -88,7 +88,7 @@ TEST_F(TCPendingChangesTest, HoldsNoMoreThanTwoOfAValue) {
   }
 }
 
-TEST_F(TCPendingChangesTest, ForgetsAValueThatWasTaken) {
+TEST_F(TCUntoldChangesTest, ForgetsAValueThatWasTaken) {
   Keep(m_Schema.m_Name, "first");
   EXPECT_THAT(TakeAll(), ElementsAre("first"));
   EXPECT_THAT(TakeAll(), IsEmpty());
@@ -96,10 +96,10 @@ TEST_F(TCPendingChangesTest, ForgetsAValueThatWasTaken) {
   EXPECT_THAT(TakeAll(), ElementsAre("second"));
 }
 
-TEST_F(TCPendingChangesTest, KeepsAChangeWhoseRemovalWasTaken) {
+TEST_F(TCUntoldChangesTest, KeepsAChangeWhoseRemovalWasTaken) {
   Keep(m_Schema.m_Name, "gone", eNotifyDeleted);
   Keep(m_Schema.m_Name, "back");
-  TCPendingChanges::TCChanges Taken;
+  TCUntoldChanges::TCChanges Taken;
   m_Pending.Take(Taken);
   EXPECT_EQ(Taken.front().second, eNotifyDeleted);
   Keep(m_Schema.m_Name, "changed");

@@ -15,7 +15,7 @@
 namespace Property {
 
 /// Bounded by the number of values. Not synchronised.
-class TCPendingChanges {
+class TCUntoldChanges {
  public:
   using TCChanges = std::list<std::pair<TCCommonPropertyObject, TENotificationType>>;
 

@@ -1,30 +1,24 @@
 // SPDX-License-Identifier: MIT
 // Drops what is outdated while it waits.
-#include "CommonProperties/TCPendingChanges.h"
+#include "CommonProperties/TCUntoldChanges.h"
+
+#include "CommonProperties/KeyOf.h"
 
 namespace Property {
 
-namespace {
-
-TCPropertyKey KeyOf(TCCommonPropertyObject const& Value) {
-  return TCPropertyKey(Value.get_ID(), Value.get_Link(), Value.get_MAC());
-}
-
-}  // namespace
-
-std::optional<TCPendingChanges::TCChanges::iterator>& TCPendingChanges::PlaceOf(
+std::optional<TCUntoldChanges::TCChanges::iterator>& TCUntoldChanges::PlaceOf(
     TSPlaces& Places, TENotificationType Type) {
   return Type == eNotifyDeleted ? Places.Removal : Places.Change;
 }
 
-void TCPendingChanges::Drop(std::optional<TCChanges::iterator>& Place) {
+void TCUntoldChanges::Drop(std::optional<TCChanges::iterator>& Place) {
   if (Place) {
     m_Changes.erase(*Place);
     Place.reset();
   }
 }
 
-void TCPendingChanges::Keep(TCChanges& From) {
+void TCUntoldChanges::Keep(TCChanges& From) {
   auto const New = From.begin();
   TSPlaces& Places = m_Places[KeyOf(New->first)];
   Drop(Places.Change);
@@ -35,7 +29,7 @@ void TCPendingChanges::Keep(TCChanges& From) {
   PlaceOf(Places, New->second) = New;
 }
 
-void TCPendingChanges::Take(TCChanges& To) {
+void TCUntoldChanges::Take(TCChanges& To) {
   auto const Oldest = m_Changes.begin();
   auto const Entry = m_Places.find(KeyOf(Oldest->first));
   PlaceOf(Entry->second, Oldest->second).reset();
