@@ -17,8 +17,8 @@ using ::testing::IsEmpty;
 
 namespace {
 
-constexpr int kRecords = 5000;  // as many as take long to put in, one after the other
-constexpr int kRounds = 5;
+constexpr int kGuardedRecords = 5000;  // as many as take long to put in, one after the other
+constexpr int kGuardedMails = 5;
 
 struct TCPropertyCollectionDriverGuard : TDriverFixture {
   int Count(int Link) { return GetProperty(m_Schema.m_Count, TCRecordID(Link)).get_AsInteger(); }
@@ -30,7 +30,7 @@ struct TCPropertyCollectionDriverGuard : TDriverFixture {
     for (int First = -1; First != Last;) {
       TCReadGuard const Guard;
       First = Count(0);
-      Halves += Count(kRecords - 1) != First ? 1 : 0;
+      Halves += Count(kGuardedRecords - 1) != First ? 1 : 0;
     }
     return Halves;
   }
@@ -43,13 +43,13 @@ struct TCPropertyCollectionDriverGuardAtStart : TSchemaFixture {};
 TEST_F(TCPropertyCollectionDriverGuard, SeesAReceivedMailWhole) {
   Start();
   std::vector<TRecord> Records;
-  for (int Link = 0; Link < kRecords; ++Link) {
+  for (int Link = 0; Link < kGuardedRecords; ++Link) {
     Records.push_back({1002, "0", std::to_string(Link), kOwnMAC});
   }
   Receive(4, 1, Records);
 
-  auto Halves = std::async(std::launch::async, [this] { return CountHalves(kRounds); });
-  for (int Round = 1; Round <= kRounds; ++Round) {
+  auto Halves = std::async(std::launch::async, [this] { return CountHalves(kGuardedMails); });
+  for (int Round = 1; Round <= kGuardedMails; ++Round) {
     for (TRecord& Record : Records) {
       Record.m_Data = std::to_string(Round);
     }
@@ -61,13 +61,14 @@ TEST_F(TCPropertyCollectionDriverGuard, SeesAReceivedMailWhole) {
 
 TEST_F(TCPropertyCollectionDriverGuard, SeesACommitWhole) {
   Start();
-  Receive(4, 1, {{1002, "0", "0", kOwnMAC}, {1002, "0", std::to_string(kRecords - 1), kOwnMAC}});
+  Receive(4, 1,
+          {{1002, "0", "0", kOwnMAC}, {1002, "0", std::to_string(kGuardedRecords - 1), kOwnMAC}});
 
-  auto Halves = std::async(std::launch::async, [this] { return CountHalves(kRounds); });
-  for (int Round = 1; Round <= kRounds; ++Round) {
+  auto Halves = std::async(std::launch::async, [this] { return CountHalves(kGuardedMails); });
+  for (int Round = 1; Round <= kGuardedMails; ++Round) {
     TCPropertyTransaction Transaction;
     Transaction.Begin();
-    for (int Link = 0; Link < kRecords; ++Link) {
+    for (int Link = 0; Link < kGuardedRecords; ++Link) {
       SetProperty(m_Schema.m_Count, Round, TCRecordID(Link));
     }
     Transaction.Commit();
