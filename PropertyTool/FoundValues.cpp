@@ -103,6 +103,7 @@ TSFoundValue FoundAs(TCToolContext& Context, TSTarget const& Target, TSFoundValu
 std::vector<TSTarget> FindTargets(TCToolContext& Context, std::vector<std::string> const& Names,
                                   TSPlaceOptions const& Options) {
   std::vector<TSTarget> Targets;
+  Targets.reserve(Names.size());
   for (std::string const& Name : Names) {
     Targets.push_back(Context.get_Naming().Find(Name, Options));
   }
