@@ -94,10 +94,17 @@ constexpr TSSignal kForget{eNorvChange, 13};
 /// Removes values, so that everybody has the default. A record for each: id, link, mac.
 constexpr TSSignal kReset{eNorvChange, 14};
 
+/// Changes values, all or none, if others, or the same, are what is expected. A record for each:
+/// id, link, mac and, of what is expected, held: false where there is to be no value, else true
+/// with data, the value's stored text; of what is changed, data, without which the value is
+/// removed. Who expects something of a value has to have the right to read it. What it changes its
+/// sender is sent as what brings it up to date with this mail.
+constexpr TSSignal kChangeIf{eNorvChange, 15};
+
 /// All of them.
-constexpr TSSignal kSignals[] = {kFind,    kHistory, kExplain, kOutcome, kOrphans,
-                                 kPending, kSecrets, kSchemas, kChange,  kUndo,
-                                 kConfirm, kForget,  kReset,   kRefusals};
+constexpr TSSignal kSignals[] = {kFind,    kHistory, kExplain, kOutcome,  kOrphans,
+                                 kPending, kSecrets, kSchemas, kChange,   kUndo,
+                                 kConfirm, kForget,  kReset,   kChangeIf, kRefusals};
 
 constexpr int kPageEntries = 100;
 constexpr int kMostPageEntries = 1000;

@@ -2,4 +2,7 @@
 # The headers that programs built with the library include.
 set(PUBLIC_HEADERS
   TCNorvPropertyObject.h
-  TCPropertyCollectionDriver.h)
+  TCPropertyCollectionDriver.h
+  TCPropertyReceipt.h
+  TCScopedTransaction.h
+  TSPropertyRefusal.h)

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -18,7 +19,11 @@
 #include "Platform/Utility/TCPerThread.h"
 #include "Platform/Utility/TextConversions.h"
 #include "PropertyInterface/PropertyProtocol.h"
+#include "PropertyInterface/TCConditionalMail.h"
+#include "PropertyInterface/TCNorvControlObject.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
+#include "PropertyInterface/TCRefusalLedger.h"
+#include "PropertyInterface/TCRefusalTelling.h"
 
 namespace Property {
 namespace {
@@ -126,9 +131,11 @@ struct TCMarkEnd {
 std::atomic<TCPropertyCollectionDriver*> TCPropertyCollectionDriver::m_Instance{nullptr};
 std::atomic<bool> TCPropertyCollectionDriver::m_Created{false};
 
-TCPropertyCollectionDriver::TCPropertyCollectionDriver() : m_MailFunctions(this) {
+TCPropertyCollectionDriver::TCPropertyCollectionDriver()
+    : m_MailFunctions(this), m_Refusals(std::make_shared<TCRefusalLedger>()) {
   SetMailParse(m_MailFunctions);
   m_MailFunctions.Add(Norv_PropertyMail.get_ID(), &TCPropertyCollectionDriver::OnPropertyMail);
+  m_MailFunctions.Add(Norv_ControlMail.get_ID(), &TCPropertyCollectionDriver::OnControlMail);
   TCBasicPropertyID::Initialize();
   m_Instance = this;  // last: nothing can fail any more
 }
@@ -170,6 +177,10 @@ void TCPropertyCollectionDriver::Init() {
     m_OwnMACOnly = false;
     m_Created = true;
   }
+  SubscribeFirst(Norv_ControlMail, [Refusals = m_Refusals](TSNorvMailContent const& Content,
+                                                           std::uint64_t Acknowledged) {
+    Refusals->Take(Content, Acknowledged);
+  });
   if (!get_Instance()->WaitForMailRouter(kWithoutLimit)) {
     throw TCException(kSource, 100, "m_Instance->WaitForMailRouter() == true")
         .Format("Mail router is not available");
@@ -331,6 +342,94 @@ std::vector<TCPropertyKey> TCPropertyCollectionDriver::RemoveAllBut(
   return Gone;
 }
 
+// ---- what the server refuses ----
+
+void TCPropertyCollectionDriver::SetRefusalHandler(TCRefusalHandler Handler) {
+  TCRefusalTelling::Get().SetHandler(std::move(Handler));
+}
+
+void TCPropertyCollectionDriver::OnControlMail(TCNorvMessage const& Mail) {
+  if (!IsSignal(Mail, PropertyControl::kRefusals)) {
+    return;
+  }
+  for (TCRefusalLedger::TSRefusedMail const& Refused :
+       TCRefusalLedger::Read(Mail.get_Content()).Mails) {
+    if (Refused.Number > m_LastRefusal) {
+      m_LastRefusal = Refused.Number;
+      TCRefusalTelling::Get().Tell(TCRefusalLedger::Resolve(Refused));
+    }
+  }
+}
+
+TCPropertyCollectionDriver& TCPropertyCollectionDriver::Require() {
+  if (m_Instance == nullptr) {
+    throw TCException(kSource, __LINE__, "m_Instance!=nullptr")
+        .Format("there is no store that sends changes to a server");
+  }
+  return *m_Instance;
+}
+
+TCPropertyReceipt TCPropertyCollectionDriver::ReceiptOfAll() const {
+  return TCPropertyReceipt(1, get_LastSent(PropertyServer()));
+}
+
+TCPropertyReceipt TCPropertyCollectionDriver::ReceiptOfLast() const {
+  std::uint64_t const Last = get_LastSentHere(PropertyServer());
+  return Last == 0 ? TCPropertyReceipt() : TCPropertyReceipt(Last, Last);
+}
+
+TSPropertyReceipt TCPropertyCollectionDriver::WaitFor(TCPropertyReceipt const& Receipt,
+                                                      int Timeout) const {
+  TENorvWait const Ended = WaitForMail(PropertyServer(), Receipt.m_Last, Timeout);
+  TSPropertyReceipt Result = m_Refusals->Look(Receipt.m_First, Receipt.m_Last);
+  if (Ended != eNorvAcknowledged) {
+    Result.Outcome = Ended == eNorvClosed ? eReceiptClosed : eReceiptTimedOut;
+    Result.Complete = false;
+  }
+  return Result;
+}
+
+// ---- what the server decides ----
+
+// Nothing when the store is closed.
+std::optional<TCPropertyReceipt> TCPropertyCollectionDriver::SendConditional(
+    TCPropertyTransaction const& Transaction, TCExpectations const& Expected) const {
+  TCConditionalMail Mail;
+  for (auto const& [Key, Data] : Expected) {
+    Mail.Expect(Key, Data);
+  }
+  for (auto const& [Key, Change] : Transaction.get_Changes()) {
+    Mail.Change(Key, Change->GetRealValue());
+  }
+  if (!Post(PropertyServer(), Mail.Finish())) {
+    return std::nullopt;
+  }
+  return ReceiptOfLast();
+}
+
+// What the server has decided on comes as a published mail, too, before or after this.
+void TCPropertyCollectionDriver::ApplyDecided(TCPropertyTransaction const& Transaction,
+                                              TCPropertyReceipt const& Receipt) {
+  std::vector<std::string> Keys;
+  for (auto const& [Key, Change] : Transaction.get_Changes()) {
+    Keys.push_back(MailKey(*Change));
+  }
+  TCCriticalSectionLock const Lock(m_CSection);
+  std::vector<std::string> const Taken =
+      TakeDecided(PropertyServer(), Norv_PropertyMail, Receipt.m_Last, Keys);
+  std::set<std::string> const Here(Taken.begin(), Taken.end());
+  std::vector<TCPropertyKey> Changed;
+  for (auto const& [Key, Change] : Transaction.get_Changes()) {
+    if (Here.count(MailKey(*Change)) != 0 &&
+        UpdateProperty(Key, Change->GetRealValue()) != nullptr) {
+      Changed.push_back(Key);
+    }
+  }
+  for (TCPropertyKey const& Key : Changed) {
+    TellChanged(Key);
+  }
+}
+
 // ---- what the store asks for and reports ----
 
 bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object) {
@@ -388,6 +487,12 @@ void TCPropertyCollectionDriver::OnPropertyChanged(TCCommonPropertyObject const&
 }
 
 void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transaction) {
+  Commit(Transaction, nullptr);
+}
+
+// `Receipt`, unless it is null, is taken before notifiers may set something, too.
+void TCPropertyCollectionDriver::Commit(TCPropertyTransaction* Transaction,
+                                        TCPropertyReceipt* Receipt) {
   TCMarkEnd const End{[this] { ForgetMark(); }};
   TCChangeMail Mail;
   unsigned ChangeCount = 0;
@@ -407,6 +512,9 @@ void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transa
     ChangeCount = get_ChangeCount();
   }
   Mail.Send(*this);
+  if (Receipt != nullptr) {
+    *Receipt = ReceiptOfLast();
+  }
   for (auto const& [Key, Change] : Transaction->get_Changes()) {
     Notify(eNotifyChanged, *Change);
     TellLaterChange(*Change, ChangeCount);

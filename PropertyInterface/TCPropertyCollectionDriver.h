@@ -3,8 +3,12 @@
 #pragma once
 
 #include <atomic>
+#include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -13,8 +17,12 @@
 #include "CommonProperties/TCPropertyCollection.h"
 #include "Platform/Messaging/TCNorvMailFunctions.h"
 #include "Platform/Messaging/TCNorvServiceProxy.h"
+#include "PropertyInterface/TCPropertyReceipt.h"
+#include "PropertyInterface/TSPropertyRefusal.h"
 
 namespace Property {
+
+class TCRefusalLedger;
 
 /// The one concrete store: loads all values from the server at start, fetches single values of
 /// other devices, sends every change and every committed transaction, and applies the changes that
@@ -61,6 +69,18 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   /// Null until Create() has made the driver.
   static TCPropertyCollectionDriver* get_Instance() { return m_Instance; }
 
+  // ---- what the server refuses ----
+  //
+  // When and whether a change is stored, a TCPropertyReceipt says.
+
+  using TCRefusalHandler = std::function<void(TSPropertyRefusal const&)>;
+  /// Has `Handler` called for each refused change of this process, once, in their order, on the
+  /// proxy's thread and with no lock held; from the next one on. What it throws is logged. Without
+  /// one, as in the beginning and with null, each is written to the system's log, some 20 at a time
+  /// and then one a second; not so a conditional commit that was refused because values were not as
+  /// expected. May be called before Create().
+  static void SetRefusalHandler(TCRefusalHandler Handler);
+
   /// Applies a received mail: published changes with notifications, a bulk load without. A record
   /// without data says that the server holds no value, and removes it here. A first record without
   /// a number says so of all values that the mail does not have. Records of unknown properties are
@@ -82,8 +102,21 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   using TCOwnValues = std::map<std::string, TCCommonPropertyObject>;  // by their keys in mails
   using TCChangedKeys = std::vector<std::pair<TCPropertyKey, bool>>;  // and whether it is gone
 
+  friend class TCPropertyReceipt;
+  friend class TCScopedTransaction;
+
   TCPropertyCollectionDriver();
 
+  static TCPropertyCollectionDriver& Require();
+  void Commit(TCPropertyTransaction* Transaction, TCPropertyReceipt* Receipt);
+  TCPropertyReceipt ReceiptOfAll() const;
+  TCPropertyReceipt ReceiptOfLast() const;
+  TSPropertyReceipt WaitFor(TCPropertyReceipt const& Receipt, int Timeout) const;
+  using TCExpectations = std::map<TCPropertyKey, std::optional<std::string>>;
+  std::optional<TCPropertyReceipt> SendConditional(TCPropertyTransaction const& Transaction,
+                                                   TCExpectations const& Expected) const;
+  void ApplyDecided(TCPropertyTransaction const& Transaction, TCPropertyReceipt const& Receipt);
+  void OnControlMail(TCNorvMessage const& Mail);
   TCOwnValues ClearForAnswer();
   void LayOver(TCOwnValues const& Own);
   TCChangedKeys TakeIn(TCNorvMessage const& Mail);
@@ -94,6 +127,8 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   std::atomic<bool> m_Connected{false};
   TCNorvMailFunctions<TCPropertyCollectionDriver> m_MailFunctions;
   std::atomic<bool> m_OwnMACOnly{true};
+  std::shared_ptr<TCRefusalLedger> const m_Refusals;  // shared with the connection
+  std::uint64_t m_LastRefusal = 0;  // told; of who is being handed a mail, one at a time
 
   // Beside the base's, which may be a store of another class.
   // cppcheck-suppress duplInheritedMember

@@ -96,6 +96,9 @@ void TCControlMails::DecideSignal(TSTakenMail& Taken) const {
     case PropertyControl::kForget.Name:
       DecideForget(Taken);
       break;
+    case PropertyControl::kChangeIf.Name:
+      DecideChangeIf(Taken);
+      break;
     case PropertyControl::kReset.Name:
       DecideReset(Taken);
       break;
@@ -134,6 +137,53 @@ void TCControlMails::DecideReset(TSTakenMail& Taken) const {
     Taken.Changes.push_back(RecordAt(TCControlReader::PlaceIn(Reader.Read(Index)), nullptr));
   }
   Check(Taken);
+}
+
+// Rights come before what stands, so that no refusal tells of a value that is not for the sender.
+void TCControlMails::DecideChangeIf(TSTakenMail& Taken) const {
+  TSNorvMailSender const& Sender = Taken.Mail.Sender;
+  TCControlReader Reader(Taken.Mail.Content);
+  TCExpectations Expected;
+  for (int Index = 0; Index < Reader.get_Count(); ++Index) {
+    TCNorvControlObject::TCRecord const& Record = Reader.Read(Index);
+    TCPropertyPlace const Place = TCControlReader::PlaceIn(Record);
+    std::string const Data = Record.m_Data.get_AsString();
+    if (!Record.m_Held.IsAssigned()) {
+      Taken.Changes.push_back(RecordAt(Place, Record.m_Data.IsAssigned() ? &Data : nullptr));
+      continue;
+    }
+    if (!m_Configuration->MayRead(Sender, std::get<int>(Place))) {
+      Taken.Outcome.Places = {Place};
+      throw TCException(kSource, __LINE__)
+          .Format("user %u may not read property %d and so expect nothing of it", Sender.User,
+                  std::get<int>(Place));
+    }
+    Expected[Place] = Record.m_Held.get_AsBool() ? std::optional<std::string>(Data) : std::nullopt;
+  }
+  Check(Taken);
+  RequireExpected(Taken, Expected);
+}
+
+void TCControlMails::RequireExpected(TSTakenMail& Taken, TCExpectations const& Expected) const {
+  std::string List;
+  std::size_t Count = 0;
+  for (auto const& [Place, Data] : Expected) {
+    std::string const* const Now =
+        m_Values.IsOrphan(std::get<int>(Place)) ? nullptr : m_FindNewest(Place);
+    bool const Same = Now == nullptr ? !Data : Data && *Data == *Now;
+    if (!Same && ++Count <= kMostListed) {
+      Taken.Outcome.Places.push_back(Place);
+      List += (List.empty() ? "" : ", ") + Describe(Place);
+    }
+  }
+  if (Count > 0) {
+    Taken.Outcome.Compared = true;
+    throw TCException(kSource, __LINE__)
+        .Format("not as expected: %s%s", List.c_str(),
+                Count > kMostListed
+                    ? (" and " + std::to_string(Count - kMostListed) + " others").c_str()
+                    : "");
+  }
 }
 
 void TCControlMails::DecideConfirm(TSTakenMail& Taken) const {

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -19,9 +21,9 @@
 
 namespace Property {
 
-/// Makes changes of mails of the class "propertycontrol": resets, changes to be confirmed, their
-/// confirmation, what takes a transaction back, and what removes values that are kept aside. A mail
-/// that is refused changes nothing.
+/// Makes changes of mails of the class "propertycontrol": resets, changes on conditions, changes to
+/// be confirmed, their confirmation, what takes a transaction back, and what removes values that
+/// are kept aside. A mail that is refused changes nothing.
 ///
 /// A user is told nothing of a transaction of which it may not read and write every value.
 ///
@@ -47,9 +49,13 @@ class TCControlMails {
   [[nodiscard]] bool TakeBack(TSPendingChange const& Change, TSTakenMail& Taken) const;
 
  private:
+  using TCExpectations = std::map<TCPropertyPlace, std::optional<std::string>>;
+
   void DecideSignal(TSTakenMail& Taken) const;
   void DecideChange(TSTakenMail& Taken) const;
   void DecideReset(TSTakenMail& Taken) const;
+  void DecideChangeIf(TSTakenMail& Taken) const;
+  void RequireExpected(TSTakenMail& Taken, TCExpectations const& Expected) const;
   void DecideUndo(TSTakenMail& Taken) const;
   void DecideConfirm(TSTakenMail& Taken) const;
   void DecideForget(TSTakenMail& Taken) const;

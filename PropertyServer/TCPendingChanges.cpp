@@ -12,8 +12,8 @@ namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCPendingChanges";
-constexpr std::uint64_t kDeadlineAccuracy = 1000;    // microseconds
-constexpr std::int64_t kTryAgain = 1000000;  // microseconds
+constexpr std::uint64_t kDeadlineAccuracy = 1000;  // microseconds
+constexpr std::int64_t kTryAgain = 1000000;        // microseconds
 
 }  // namespace
 

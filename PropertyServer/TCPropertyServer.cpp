@@ -389,8 +389,14 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
     if (Taken.Refused) {
       Restore(Taken.Mail, Published);
     } else {
-      // The sender of a control mail does not hold what it has led to.
-      Publish(Published, Control ? NewOwnMail() : Taken.Mail);
+      // The sender of a control mail does not hold what it has led to. Where it waits to hear
+      // whether something was done, it has to know at which place of the order that was.
+      bool const Decided =
+          Control && Taken.Mail.Content.SignalName == PropertyControl::kChangeIf.Name;
+      Publish(Published, Control && !Decided ? NewOwnMail() : Taken.Mail);
+      if (Decided) {
+        Restore(Taken.Mail, Published);
+      }
     }
   }
   m_Taken.TakeEffect(Taken.Mail.Sender, Taken.Mail.Number);

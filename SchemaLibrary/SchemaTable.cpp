@@ -51,12 +51,12 @@ char const* Level(TCPropertyID const& Field) {
 
 TTableRow RowOf(TCPropertyID const& Field, TCPropertyNames const& Names) {
   TTableRow Row = {ToString(Field.get_Number()),
-              Names.Path(Field),
-              FieldTypeWord(Field),
-              Default(Field),
-              Level(Field),
-              Values(Field),
-              Field.get_Description()};
+                   Names.Path(Field),
+                   FieldTypeWord(Field),
+                   Default(Field),
+                   Level(Field),
+                   Values(Field),
+                   Field.get_Description()};
   std::transform(Row.begin(), Row.end(), Row.begin(),
                  [](std::string const& Text) { return PrintableText(Text); });
   return Row;

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <utility>
 
@@ -98,6 +99,19 @@ void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
   Transmit();
 }
 
+// Epoch 1 is none: what the service remembers comes first.
+void TCNorvProxyConnection::SubscribeFirst(TCNorvMailClassID const& MailClass,
+                                           TCNorvServiceProxy::TCWitness Witness) {
+  TCLock const Lock(m_Mutex);
+  RequireOwnProcess();
+  Start();
+  m_Witness = {MailClass, MailWire::ClassInterface(MailClass), std::move(Witness)};
+  TSSubscription& Subscription = m_Subscriptions[m_Witness->Interface];
+  Subscription.Subscribed = true;
+  Subscription.Received.Epoch = 1;
+  Transmit();
+}
+
 void TCNorvProxyConnection::MarkChange(std::string const& Mailbox,
                                        TCNorvMailClassID const& MailClass,
                                        std::vector<std::string> Keys) {
@@ -119,7 +133,8 @@ std::size_t TCNorvProxyConnection::KeptSize(TSNorvMailContent const& Content) {
 
 bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent const& Content) {
   std::string const Stream = StreamName(Mailbox, MailWire::ClassInterface(Content.MailClass));
-  TCOwnChanges::TCMark Mark = TCPerThread<TCThreadMark>::Get().Take(m_OwnChanges);
+  TCThreadMark& Here = TCPerThread<TCThreadMark>::Get();
+  TCOwnChanges::TCMark Mark = Here.Take(m_OwnChanges);
   if (Mark == 0) {
     Mark = m_OwnChanges->Mark(Stream, {});
   }
@@ -148,6 +163,7 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
   }
   static_cast<void>(Unsent.release());
   ++Outbox.LastNumber;
+  Here.NoteSent(Outbox.Serial, Outbox.LastNumber);
   m_UnacknowledgedBytes += KeptSize(Content);
   if (!HoldBack(Outbox)) {
     Transmit();
@@ -173,6 +189,54 @@ bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailConte
   Pending.Reply.reset();
   Refusal = {weak_from_this(), std::move(Pending.Refusal)};
   return Ended && *Pending.Answered;
+}
+
+std::uint64_t TCNorvProxyConnection::TSOutbox::NewSerial() {
+  static std::atomic<std::uint64_t> Last{0};
+  return ++Last;
+}
+
+std::uint64_t TCNorvProxyConnection::get_LastSent(std::string const& Mailbox) {
+  TCLock const Lock(m_Mutex);
+  RequireOwnProcess();
+  return m_Outboxes[Mailbox].LastNumber;
+}
+
+std::uint64_t TCNorvProxyConnection::get_LastSentHere(std::string const& Mailbox) {
+  TCLock const Lock(m_Mutex);
+  RequireOwnProcess();
+  return TCPerThread<TCThreadMark>::Get().get_LastSent(m_Outboxes[Mailbox].Serial);
+}
+
+TENorvWait TCNorvProxyConnection::WaitForMail(std::string const& Mailbox, std::uint64_t Number,
+                                              int Timeout) {
+  TCLock Lock(m_Mutex);
+  RequireOwnProcess();
+  Transmit();
+  TSOutbox const& Outbox = m_Outboxes[Mailbox];
+  auto const IsKnown = [&] {
+    return Outbox.get_LastAcknowledged() >= Number && !(m_Witness && m_Witness->Missing);
+  };
+  if (WaitUntil(Lock, IsKnown, DeadlineAfter(Timeout))) {
+    return eNorvAcknowledged;
+  }
+  return m_Closing ? eNorvClosed : eNorvTimePassed;
+}
+
+// What has been decided is on its way until its copy is delivered, which is among what waits, or
+// was. Where nobody has it any more, the acknowledgement ends its way.
+std::vector<std::string> TCNorvProxyConnection::TakeDecided(std::string const& Mailbox,
+                                                            TCNorvMailClassID const& MailClass,
+                                                            std::uint64_t Number,
+                                                            std::vector<std::string> const& Keys) {
+  std::string const& Stream = StreamOf(Mailbox, MailClass);
+  TCLock const Lock(m_Mutex);
+  bool const InDelivery = m_Delivering && m_InDelivery == std::make_pair(Stream, Number);
+  std::vector<std::string> Taken = m_OwnChanges->TakeDecided(Stream, Number, Keys, InDelivery);
+  if (m_OwnChanges->HasUpTo(Stream, Number)) {
+    Receive({TEKind::eAcknowledged, Stream, Number, {TCNorvMailClassID("", 0), 0, 0, nullptr}});
+  }
+  return Taken;
 }
 
 bool TCNorvProxyConnection::WaitForAcknowledgements(int Timeout) {

@@ -34,10 +34,9 @@
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/TCNorvMessage.h"
+#include "Platform/Messaging/TCNorvServiceProxy.h"
 #include "Platform/Messaging/TCOwnChanges.h"
 #include "Platform/Messaging/TCRouterWait.h"
-
-class TCNorvServiceProxy;
 
 class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyConnection> {
  public:
@@ -69,6 +68,14 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void EndAnswer();
   bool WaitForAcknowledgements(int Timeout);
   bool WaitForDelivery(int Timeout);
+  /// See TCNorvServiceProxy.
+  std::uint64_t get_LastSent(std::string const& Mailbox);
+  std::uint64_t get_LastSentHere(std::string const& Mailbox);
+  TENorvWait WaitForMail(std::string const& Mailbox, std::uint64_t Number, int Timeout);
+  void SubscribeFirst(TCNorvMailClassID const& MailClass, TCNorvServiceProxy::TCWitness Witness);
+  std::vector<std::string> TakeDecided(std::string const& Mailbox,
+                                       TCNorvMailClassID const& MailClass, std::uint64_t Number,
+                                       std::vector<std::string> const& Keys);
   /// Hands the oldest waiting mail to the owner; false when none waits.
   bool DeliverMail(bool Wait);
   void Close();
@@ -101,6 +108,12 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
     std::size_t HeldBytes = 0;
     bool Delayed = false;  // the first of them could not be sent and is tried again
     std::uint64_t LastNumber = 0;
+    std::uint64_t const Serial = NewSerial();  // among all outboxes of the process
+
+    static std::uint64_t NewSerial();
+    std::uint64_t get_LastAcknowledged() const {
+      return Mails.empty() ? LastNumber : Mails.front().Number - 1;
+    }
   };
 
   // A request that a thread waits for; lives on that thread's stack.
@@ -141,11 +154,20 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
     std::string Stream;
     std::uint64_t Number;  // of the own mail that it is or includes
     TSNorvMailContent Content;
+    bool Whole = false;  // it stands for all before it
   };
 
   enum class TEEvent { eReachable, eLost, eMails };
 
   static constexpr std::chrono::milliseconds kFirstRetryDelay{5};
+
+  // Hears of the published mails of a class when they arrive.
+  struct TSWitness {
+    TCNorvMailClassID MailClass;
+    std::string Interface;
+    TCNorvServiceProxy::TCWitness Hear;
+    bool Missing = false;  // a mail was missed: what is acknowledged may be news to it
+  };
 
   static std::size_t KeptSize(TSNorvMailContent const& Content);
   bool IsClosed();
@@ -209,6 +231,8 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void OnPublishedOwn(sd_bus_message* Message, TSSource const& Source);
   bool Admit(TSSubscription& Subscription, MailWire::TSPosition Position, std::uint64_t Previous,
              TEKind Kind);
+  bool IsWitnessed(TSSource const& Source) const;
+  void NoteMissing(TSSource const& Source, bool Missing);
   void Receive(TSReceived Received);
   void ReadAnswer(TSExchange& Exchange, sd_bus_message* Message);
 
@@ -244,9 +268,12 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   std::size_t m_UnacknowledgedBytes = 0;
   std::list<TSExchange*> m_Exchanges;
   std::map<std::string, TSSubscription> m_Subscriptions;  // by class interface
+  std::optional<TSWitness> m_Witness;
   std::optional<TSSource> m_LastSource;  // the next published mail comes from there, too
   std::deque<TSReceived> m_Inbox;
   bool m_Delivering = false;
+  // The mail that is being delivered, where it is what one own mail has led to.
+  std::pair<std::string, std::uint64_t> m_InDelivery;
   bool m_TurnedAway = false;                     // a thread that wanted to deliver meanwhile
   unsigned m_DeliveryAwaited = 0;                // by so many threads
   std::vector<std::thread::id> m_AnswersInHand;  // threads that put an answer to use

@@ -143,6 +143,8 @@ bool TCNorvProxyConnection::DeliverMail(bool Wait) {
     std::set<std::string> Held;
     if (IsToBeHandedOver(Received, Held)) {
       m_Delivering = true;
+      bool const OfOne = Received.Kind == TEKind::eCatchUp && !Received.Whole;
+      m_InDelivery = {OfOne ? Received.Stream : std::string(), Received.Number};
       Lock.unlock();
       HandOver(Received, Held);
       return true;

@@ -141,18 +141,45 @@ void TCNorvProxyConnection::OnPublished(sd_bus_message* Message, TSSource const&
   TSSubscription& Subscription = m_Subscriptions[Source.Interface];
   MailWire::TSPosition const Former = Subscription.Received;
   if (!Admit(Subscription, Position, Previous, Kind)) {
+    NoteMissing(Source, Subscription.Missing);
     return;
   }
   try {
     TSNorvMailContent Content = MailWire::ReadMail(Message, Source.MailClass);
+    if (IsWitnessed(Source)) {
+      m_Witness->Hear(Content, m_Outboxes[Source.Path].get_LastAcknowledged());
+    }
     if (Kind != TEKind::eForeign) {
       m_Outboxes[Source.Path].Streams[Source.Stream] = Number;
     }
-    Receive({Kind, Source.Stream, Number, std::move(Content)});
+    bool const Whole = Kind == TEKind::eCatchUp && Previous == 0;
+    Receive({Kind, Source.Stream, Number, std::move(Content), Whole});
+    NoteMissing(Source, false);
   } catch (std::bad_alloc const&) {
     Subscription.Received = Former;  // it is missing, and will be asked for
+    NoteMissing(Source, true);
     throw;
   }
+}
+
+bool TCNorvProxyConnection::IsWitnessed(TSSource const& Source) const {
+  return m_Witness && m_Witness->MailClass == Source.MailClass;
+}
+
+// What the witness has missed it has to hear before acknowledgements count again: it is asked for
+// now, or has been.
+void TCNorvProxyConnection::NoteMissing(TSSource const& Source, bool Missing) {
+  if (!IsWitnessed(Source) || m_Witness->Missing == Missing) {
+    return;
+  }
+  m_Witness->Missing = Missing;
+  TSSubscription& Subscription = m_Subscriptions[Source.Interface];
+  if (Missing && !Subscription.Missing) {
+    Subscription.Missing = true;
+    Subscription.Requested = false;
+    Transmit();
+  }
+  m_Changed.notify_all();
 }
 
 // Mails of this process were published, up to one of them, and nothing else in between. They are

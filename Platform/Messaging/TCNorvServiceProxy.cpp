@@ -128,6 +128,31 @@ bool TCNorvServiceProxy::WaitForDelivery(int Timeout) {
   return m_Connection->WaitForDelivery(Timeout);
 }
 
+std::uint64_t TCNorvServiceProxy::get_LastSent(TCNorvServiceName const& Service) const {
+  return m_Connection->get_LastSent(MailWire::MailboxPath(Service.get_Mailbox()));
+}
+
+std::uint64_t TCNorvServiceProxy::get_LastSentHere(TCNorvServiceName const& Service) const {
+  return m_Connection->get_LastSentHere(MailWire::MailboxPath(Service.get_Mailbox()));
+}
+
+TENorvWait TCNorvServiceProxy::WaitForMail(TCNorvServiceName const& Service, std::uint64_t Number,
+                                           int Timeout) const {
+  return m_Connection->WaitForMail(MailWire::MailboxPath(Service.get_Mailbox()), Number, Timeout);
+}
+
+void TCNorvServiceProxy::SubscribeFirst(TCNorvMailClassID const& MailClass, TCWitness Witness) {
+  m_Connection->SubscribeFirst(MailClass, std::move(Witness));
+}
+
+std::vector<std::string> TCNorvServiceProxy::TakeDecided(TCNorvServiceName const& Service,
+                                                         TCNorvMailClassID const& MailClass,
+                                                         std::uint64_t Number,
+                                                         std::vector<std::string> const& Keys) {
+  return m_Connection->TakeDecided(MailWire::MailboxPath(Service.get_Mailbox()), MailClass, Number,
+                                   Keys);
+}
+
 void TCNorvServiceProxy::ProcessProxy(int Limit, bool Wait) {
   for (int Delivered = 0; Limit < 0 || Delivered < Limit; ++Delivered) {
     if (!m_Connection->DeliverMail(Wait && Delivered == 0)) {

@@ -2,6 +2,8 @@
 // A process's end of the mail router: sends mails, waits for answers, receives published mails.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -13,6 +15,13 @@
 
 class TCNorvBasicMailFunctions;
 class TCNorvProxyConnection;
+
+/// How waiting for a mail has ended.
+enum TENorvWait : int {
+  eNorvAcknowledged,
+  eNorvTimePassed,
+  eNorvClosed,  ///< the proxy is closing: nobody will know
+};
 
 /// Connects to the mail router at the address in MAILROUTER_ADDRESS (default
 /// "unix:path=/run/mailrouter/socket") when it is first used, and again whenever the connection is
@@ -90,7 +99,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// proxy is closed. Throws TCException, nothing queued, when 64 MiB of mail are unacknowledged.
   bool Post(TCNorvServiceName const& Service, TSNorvMailContent const& Content) const;
 
-  /// Waits until every mail sent so far has been acknowledged; false when the time has passed.
+  /// Waits until every mail sent so far has been acknowledged; false when the time has passed. A
+  /// service acknowledges what it has refused, too.
   bool WaitForAcknowledgements(int Timeout = -1);
 
   /// Waits up to `Timeout` milliseconds (-1: without limit) until no published mail that has
@@ -98,6 +108,15 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// when the time has passed, the proxy is closing, or the calling thread is itself what would be
   /// waited for: inside a hook, or with an answer in hand.
   bool WaitForDelivery(int Timeout = -1);
+
+  /// The number of the last mail to `Service`, of all threads or of the calling one; 0 for none.
+  /// Throws TCException in a forked child.
+  std::uint64_t get_LastSent(TCNorvServiceName const& Service) const;
+  std::uint64_t get_LastSentHere(TCNorvServiceName const& Service) const;
+  /// Waits up to `Timeout` milliseconds (-1: without limit) until the mail with that number, and
+  /// all before it, have been acknowledged, and all has arrived that the service has sent of them
+  /// before to a subscription of SubscribeFirst(). Throws TCException in a forked child.
+  TENorvWait WaitForMail(TCNorvServiceName const& Service, std::uint64_t Number, int Timeout) const;
 
   /// Delivers up to `Limit` waiting mails (-1: all of them) through OnServiceMail, in order. With
   /// `Wait` it first waits for one. Called from OnProxySignal. What OnServiceMail throws passes
@@ -140,8 +159,26 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// by them, and their published copies are delivered.
   void GiveUpChanges(TCNorvServiceName const& Service, TCNorvMailClassID const& MailClass,
                      std::vector<std::string> const& Keys);
+  /// The service has decided to make a change that mail `Number` has asked for, of another class,
+  /// and that the state does not have yet; it was acknowledged. Returns which of `Keys` are to be
+  /// changed now, before the lock is left: not those that a later change of this process has
+  /// overtaken, nor any when the published copy has been delivered already. The copy is sent to
+  /// this process as what brings it up to date with that mail.
+  std::vector<std::string> TakeDecided(TCNorvServiceName const& Service,
+                                       TCNorvMailClassID const& MailClass, std::uint64_t Number,
+                                       std::vector<std::string> const& Keys);
+
+  /// Hears of a published mail as soon as it arrives, before an acknowledgement that was sent later
+  /// counts, and of the last mail that was acknowledged by then. Called by any thread, with the
+  /// proxy locked: it only takes note, and calls nothing of the proxy.
+  using TCWitness = std::function<void(TSNorvMailContent const&, std::uint64_t Acknowledged)>;
+  /// Subscribes to one class before anything is sent, from what the service remembers for this
+  /// proxy on. Its mails are delivered as any others, too.
+  void SubscribeFirst(TCNorvMailClassID const& MailClass, TCWitness Witness);
 
  private:
+  friend class TCNorvProxyConnection;
+
   TCAnswerInHand const* AnswerInHand() const;
 
   TCNorvBasicMailFunctions* m_MailFunctions = nullptr;

@@ -34,6 +34,7 @@ TCOwnChanges::TCOwnChanges(TCOwnChanges const& Other) {
   for (auto const& [Name, Stream] : Other.m_Streams) {
     TSStream& Copy = m_Streams[Name];
     Copy.Keys = Stream.Keys;
+    Copy.UpTo = Stream.UpTo;
     for (auto const& [Number, Places] : Stream.Mails) {
       Copy.Mails.emplace(Number, Here(Copy, Places));
     }
@@ -218,6 +219,7 @@ void TCOwnChanges::MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>:
 void TCOwnChanges::CatchUp(std::string const& Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
+  Known.UpTo = std::max(Known.UpTo, Number);
   while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
     MoveToCome(Known, Known.Mails.begin());
   }
@@ -225,6 +227,59 @@ void TCOwnChanges::CatchUp(std::string const& Stream, std::uint64_t Number) {
        Lost = Known.Come.upper_bound(Number)) {
     MoveBack(Known, Lost);
   }
+}
+
+// ---- changes that the service has decided on ----
+
+std::vector<std::string> TCOwnChanges::TakeDecided(std::string const& Stream, std::uint64_t Number,
+                                                   std::vector<std::string> const& Keys,
+                                                   bool InDelivery) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSStream& Known = m_Streams[Stream];
+  std::vector<std::string> Taken;
+  bool const HasCome = Known.UpTo >= Number;
+  if (HasCome && !InDelivery) {
+    return Taken;
+  }
+  for (std::string const& Key : Keys) {
+    if (!IsChangedAfter(Known, Number, Key)) {
+      Taken.push_back(Key);
+    }
+  }
+  if (HasCome || Taken.empty()) {
+    return Taken;
+  }
+  TCPlaces Places;
+  Places.reserve(Taken.size());
+  ++m_LastMark;
+  for (std::string const& Key : Taken) {
+    auto const Place = Known.Keys.try_emplace(Key).first;
+    ++Place->second.Changes;
+    Place->second.GivenUp = false;
+    Place->second.LastSent = m_LastMark;
+    Place->second.Inverted = false;
+    Places.push_back(Place);
+    ++m_OnWay;
+  }
+  Known.Mails[Number] = std::move(Places);
+  return Taken;
+}
+
+// Whether a change of `Key` is on its way that is not in a mail up to `Number`.
+bool TCOwnChanges::IsChangedAfter(TSStream const& Stream, std::uint64_t Number,
+                                  std::string const& Key) const {
+  auto const IsOfKey = [&Key](TCPlaces const& Places) {
+    return std::any_of(Places.begin(), Places.end(),
+                       [&Key](auto const& Place) { return Place->first == Key; });
+  };
+  for (auto Mail = Stream.Mails.upper_bound(Number); Mail != Stream.Mails.end(); ++Mail) {
+    if (IsOfKey(Mail->second)) {
+      return true;
+    }
+  }
+  return std::any_of(m_Marked.begin(), m_Marked.end(), [&](auto const& Marked) {
+    return Marked.second.Stream == &Stream && IsOfKey(Marked.second.Places);
+  });
 }
 
 void TCOwnChanges::Acknowledge(std::string const& Stream, std::uint64_t Number) {

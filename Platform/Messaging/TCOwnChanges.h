@@ -69,6 +69,12 @@ class TCOwnChanges {
   void CatchUp(std::string const& Stream, std::uint64_t Number);
   /// Mails up to `Number` will not be lost, and copies that have not come will not.
   void Acknowledge(std::string const& Stream, std::uint64_t Number);
+  /// The service makes a change of `Keys` that mail `Number` of another stream has asked for, and
+  /// the process makes it now. It is on its way until its copy comes, which CatchUp() tells.
+  /// Returns those that the process is to change: not those of which a later change is on its way,
+  /// nor any whose copy has come, unless that is being applied now (`InDelivery`).
+  std::vector<std::string> TakeDecided(std::string const& Stream, std::uint64_t Number,
+                                       std::vector<std::string> const& Keys, bool InDelivery);
   /// Whether Acknowledge() would do anything.
   bool HasUpTo(std::string const& Stream, std::uint64_t Number) const;
 
@@ -94,6 +100,7 @@ class TCOwnChanges {
     TCKeys Keys;
     std::map<std::uint64_t, TCPlaces> Mails;  // on their way, by number
     std::map<std::uint64_t, TCPlaces> Come;   // whose copies have come, until they are acknowledged
+    std::uint64_t UpTo = 0;                   // of CatchUp()
   };
   struct TSMarked {
     TSStream* Stream;
@@ -102,6 +109,7 @@ class TCOwnChanges {
 
   static bool IsToBeApplied(TSKey const& Key) { return Key.Inverted || Key.GivenUp; }
   static bool IsAnyToBeApplied(TCPlaces const& Places);
+  bool IsChangedAfter(TSStream const& Stream, std::uint64_t Number, std::string const& Key) const;
   TSKey const* Find(std::string const& Stream, std::string const& Key) const;
   static void EraseIfUnused(TSStream& Stream, TCKeys::iterator Place);
   void EndChange(TSKey& Key);

@@ -17,7 +17,7 @@ namespace {
 constexpr std::uint64_t kQueuedLimit = 512;                     // messages
 constexpr std::size_t kQueuedByteLimit = std::size_t{1} << 20;  // and their records
 constexpr std::size_t kMessageOverhead = 256;
-constexpr std::uint64_t kRatePeriod = 1000000;                  // microseconds
+constexpr std::uint64_t kRatePeriod = 1000000;  // microseconds
 
 }  // namespace
 

@@ -12,10 +12,10 @@
 namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCRouterCoreMailboxes";
-constexpr std::size_t kParkedLimit = 1024;   // messages kept for mailboxes without owner
-constexpr std::size_t kParkedOfOne = 64;     // of them of one connection, which then has to wait
-constexpr std::uint64_t kPauseAccuracy = 10000;   // microseconds
-constexpr std::uint64_t kBusyPause = 10000;  // microseconds
+constexpr std::size_t kParkedLimit = 1024;  // messages kept for mailboxes without owner
+constexpr std::size_t kParkedOfOne = 64;    // of them of one connection, which then has to wait
+constexpr std::uint64_t kPauseAccuracy = 10000;  // microseconds
+constexpr std::uint64_t kBusyPause = 10000;      // microseconds
 
 void RequireOwnName(TSNorvMailSender const& Sender, char const* Identity) {
   if (Sender.Identity != Identity) {

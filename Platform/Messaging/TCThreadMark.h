@@ -2,6 +2,7 @@
 // What a thread is about to send.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <utility>
@@ -9,8 +10,8 @@
 
 #include "Platform/Messaging/TCOwnChanges.h"
 
-/// The calling thread's change that it has not sent yet. A thread that ends without sending it, or
-/// makes another first, gives the mark back.
+/// The calling thread's change that it has not sent yet, and the last mail that it has sent. A
+/// thread that ends without sending its change, or makes another first, gives the mark back.
 class TCThreadMark {
  public:
   TCThreadMark() = default;
@@ -34,6 +35,18 @@ class TCThreadMark {
     return m_Mark;
   }
 
+  /// The thread has sent mail `Number` of an outbox, which has that number among all there ever
+  /// were.
+  void NoteSent(std::uint64_t Outbox, std::uint64_t Number) {
+    m_Outbox = Outbox;
+    m_Number = Number;
+  }
+
+  /// The last one of the thread, if it went to that outbox; 0 for none.
+  std::uint64_t get_LastSent(std::uint64_t Outbox) const {
+    return m_Outbox == Outbox ? m_Number : 0;
+  }
+
   void Clear() {
     if (auto const Changes = m_Changes.lock()) {
       Changes->Unmark(m_Mark);
@@ -44,4 +57,6 @@ class TCThreadMark {
  private:
   std::weak_ptr<TCOwnChanges> m_Changes;
   TCOwnChanges::TCMark m_Mark = 0;
+  std::uint64_t m_Outbox = 0;
+  std::uint64_t m_Number = 0;
 };

@@ -24,6 +24,8 @@
 #include "CommonProperties/TCReadGuard.h"
 #include "Platform/Utility/TCException.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
+#include "PropertyInterface/TCPropertyReceipt.h"
+#include "PropertyInterface/TCScopedTransaction.h"
 #include "tests/support/Hex.h"
 
 namespace {
@@ -256,6 +258,49 @@ std::string Acknowledged(std::istream& /*Words*/) {
   return "acknowledged";
 }
 
+// Counts a value on so many times, whoever else does meanwhile.
+std::string Count(std::istream& Words) {
+  TSKey const Key(Words);
+  int Times = 0;
+  Words >> Times;
+  for (int Done = 0; Done < Times;) {
+    Property::TCScopedTransaction Transaction;
+    auto const Value = GetProperty(*Key.ID, Key.Link, Key.MAC);
+    Transaction.Expect(Value);
+    Transaction.Set(*Key.ID, std::to_string(Value.get_AsInteger() + 1), Key.Link, Key.MAC);
+    auto const Result = Transaction.CommitIfUnchanged();
+    if (Result.Outcome == Property::eCommitDone) {
+      ++Done;
+    } else if (Result.Outcome != Property::eCommitConflict) {
+      return "failed: " + Result.Refusal.Reason;
+    }
+  }
+  return "counted";
+}
+
+// Sets a value so many times, every other time to a text of so many bytes, and waits for each.
+// Answers how many were stored and how many were refused.
+std::string SetAndWait(std::istream& Words) {
+  TSKey const Key(Words);
+  int Times = 0;
+  std::size_t Bytes = 0;
+  Words >> Times >> Bytes;
+  int Stored = 0;
+  int Refused = 0;
+  for (int Turn = 0; Turn < Times; ++Turn) {
+    bool const IsLarge = Turn % 2 == 1;
+    std::string const Text = std::to_string(Turn);
+    SetProperty(*Key.ID, IsLarge ? Text + std::string(Bytes, 'x') : Text, Key.Link, Key.MAC);
+    auto const Result = Property::TCPropertyReceipt::OfLast().Wait();
+    auto const Expected = IsLarge ? Property::eReceiptRefused : Property::eReceiptDurable;
+    if (Result.Outcome != Expected || !Result.Complete) {
+      return "turn " + std::to_string(Turn) + " ended with " + std::to_string(Result.Outcome);
+    }
+    ++(IsLarge ? Refused : Stored);
+  }
+  return std::to_string(Stored) + " stored, " + std::to_string(Refused) + " refused";
+}
+
 std::string Obey(std::string const& Line) {
   static std::map<std::string, std::string (*)(std::istream&)> const Commands = {
       {"become", Become},     {"create", Create},
@@ -265,6 +310,7 @@ std::string Obey(std::string const& Line) {
       {"begin", Begin},       {"commit", Commit},
       {"rollback", Rollback}, {"await", Await},
       {"until", Until},       {"acknowledged", Acknowledged},
+      {"count", Count},       {"wait", SetAndWait},
       {"pairs", CountPairs},  {"halves", Halves},
   };
   std::istringstream Words(Line);

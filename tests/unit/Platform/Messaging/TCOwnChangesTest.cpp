@@ -151,3 +151,60 @@ TEST(OwnChanges, OfOneMailAreAppliedEachForItself) {
   EXPECT_TRUE(Changes.EndOwn(kStream, 1, Held));
   EXPECT_THAT(Held, ElementsAre("held"));
 }
+
+// ---- changes that the service has decided on ----
+
+TEST(OwnChanges, ThatWereDecidedAreOnTheirWayUntilWhatBringsUpToDate) {
+  TCOwnChanges Changes;
+  EXPECT_THAT(Changes.TakeDecided(kStream, 3, {kKey}, false), ElementsAre(kKey));
+  EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
+  EXPECT_TRUE(Changes.IsHeld(kStream, kKey));
+  Changes.CatchUp(kStream, 2);
+  EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
+  Changes.CatchUp(kStream, 3);
+  EXPECT_FALSE(Changes.IsOnWay(kStream, kKey));
+}
+
+TEST(OwnChanges, ThatWereDecidedEndTheirWayWithTheAcknowledgementAtTheLatest) {
+  TCOwnChanges Changes;
+  Changes.TakeDecided(kStream, 3, {kKey}, false);
+  EXPECT_TRUE(Changes.HasUpTo(kStream, 3));
+  Changes.Acknowledge(kStream, 3);
+  EXPECT_TRUE(Changes.IsEmpty());
+  EXPECT_FALSE(Changes.HasUpTo(kStream, 3));
+}
+
+TEST(OwnChanges, ThatWereDecidedAreNotTakenOnceTheirCopyHasCome) {
+  TCOwnChanges Changes;
+  Changes.CatchUp(kStream, 3);
+  EXPECT_THAT(Changes.TakeDecided(kStream, 3, {kKey}, false), IsEmpty());
+  EXPECT_TRUE(Changes.IsEmpty());
+}
+
+TEST(OwnChanges, ThatWereDecidedAreTakenButNotOnTheirWayWhileTheirCopyIsApplied) {
+  TCOwnChanges Changes;
+  Changes.CatchUp(kStream, 3);
+  EXPECT_THAT(Changes.TakeDecided(kStream, 3, {kKey}, true), ElementsAre(kKey));
+  EXPECT_TRUE(Changes.IsEmpty());
+}
+
+TEST(OwnChanges, ThatWereDecidedLeaveLaterOnesAlone) {
+  TCOwnChanges Changes;
+  Send(Changes, 4, "sent later");
+  Send(Changes, 2, "sent before");
+  TCOwnChanges::TCMark const Mark = Changes.Mark(kStream, {"not sent"});
+  EXPECT_THAT(
+      Changes.TakeDecided(kStream, 3, {"sent later", "sent before", "not sent", kKey}, false),
+      ElementsAre("sent before", kKey));
+  Changes.Unmark(Mark);
+}
+
+TEST(OwnChanges, ThatWereDecidedHoldTheCopyOfAnEarlierOne) {
+  TCOwnChanges Changes;
+  Send(Changes, 2);
+  Changes.TakeDecided(kStream, 3, {kKey}, false);
+  EXPECT_FALSE(EndOwn(Changes, 2));
+  EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
+  Changes.CatchUp(kStream, 3);
+  EXPECT_FALSE(Changes.IsOnWay(kStream, kKey));
+}

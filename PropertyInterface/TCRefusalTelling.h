@@ -1,0 +1,34 @@
+// SPDX-License-Identifier: MIT
+// Hands refusals to the application, or to the log.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <string>
+
+#include "Platform/Messaging/TCLogBudget.h"
+#include "PropertyInterface/TSPropertyRefusal.h"
+
+namespace Property {
+
+/// The handler of the application, and what is logged without one. Lives as long as the process.
+/// Every operation is safe on every thread; the handler is called with no lock held.
+class TCRefusalTelling {
+ public:
+  using TCHandler = std::function<void(TSPropertyRefusal const&)>;
+
+  static TCRefusalTelling& Get();
+
+  void SetHandler(TCHandler Handler);
+  void Tell(TSPropertyRefusal const& Refusal);
+  /// The refused change in one line, as it may stand in a log.
+  static std::string Describe(TSPropertyRefusal const& Refusal);
+
+ private:
+  std::mutex m_Mutex;
+  // guarded by m_Mutex
+  TCHandler m_Handler;
+  TCLogBudget m_Budget;
+};
+
+}  // namespace Property
