@@ -2,6 +2,7 @@
 # The headers that programs built with the library include.
 set(PUBLIC_HEADERS
   DebugOutput.h
+  PrintableText.h
   SystemLog.h
   TCCriticalSection.h
   TCException.h
