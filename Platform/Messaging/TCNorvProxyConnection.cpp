@@ -96,6 +96,10 @@ void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
   RequireOwnProcess();
   Start();
   m_Subscriptions[MailWire::ClassInterface(MailClass)].Subscribed = true;
+  if (!m_Inbox.empty()) {
+    Signal(TEEvent::eMails);  // a hook may have left them until now
+    Wake();                   // the proxy's thread may be polling
+  }
   Transmit();
 }
 

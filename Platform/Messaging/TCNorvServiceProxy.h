@@ -67,7 +67,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   void SetMailParse(TCNorvBasicMailFunctions& Functions);
 
   /// Subscribes to the published mails of a class, from the last mail that this proxy knows of;
-  /// stays subscribed across reconnections. Does not wait. The other arguments are reserved.
+  /// stays subscribed across reconnections. Signals mails that wait. The other arguments: reserved.
   void ConnectService(TCNorvMailClassID const& MailClass, int Reserved, bool ReservedFlag);
 
   /// Sends `Mail` and waits up to `Timeout` milliseconds (-1: without limit, also for the router

@@ -2,7 +2,9 @@
 // Sending and asking from handlers and from many threads at once.
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <future>
+#include <memory>
 
 #include "MessagingFixture.h"
 
@@ -96,6 +98,26 @@ TEST_F(ProxyThreads, ManyThreadsGetTheirOwnAnswers) {
   }
   EXPECT_EQ(Proxy.m_Mails.WaitFor(50), Numbers(1, 50));
   EXPECT_EQ(Server.m_Service.m_Mails.WaitFor(400).size(), 400U);
+}
+
+TEST_F(ProxyThreads, MailsThatASignalHasLeftAreSignalledAgainWithTheNextSubscription) {
+  auto Server = std::make_unique<TTestServer>();
+  TTestProxy Proxy;
+  std::atomic<bool> Ready{false};
+  TLog<bool> Signals;
+  Proxy.m_OnSignal = [&] {
+    Signals.Add(Ready);
+    if (Ready) {
+      Proxy.ProcessProxy(-1, false);
+    }
+  };
+  AskAndSubscribe(Proxy);
+  Server->Publish(1);
+  EXPECT_THAT(Signals.WaitFor(1), ElementsAre(false));
+  Server.reset();  // nothing else comes
+  Ready = true;
+  Proxy.ConnectService(TestClass(), 3, false);
+  EXPECT_THAT(Proxy.m_Mails.WaitFor(1), ElementsAre(1));
 }
 
 TEST_F(ProxyThreads, TheRouterExecutesForManyThreadsWhetherItRunsOrNot) {
