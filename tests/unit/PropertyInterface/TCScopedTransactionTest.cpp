@@ -177,10 +177,11 @@ TEST_F(ScopedTransaction, IsAnExceptionOnceItHasEnded) {
   StartBoth();
   TCScopedTransaction Transaction;
   Transaction.Commit();
-  for (auto const& Use : std::vector<std::function<void()>>{
-           [&] { Transaction.Commit(); }, [&] { Transaction.CommitIfUnchanged(); },
-           [&] { Transaction.ExpectMissing(m_Schema.m_SiteName); },
-           [&] { Transaction.Set(m_Schema.m_SiteName, "x"); }}) {
+  std::vector<std::function<void()>> const Uses = {
+      [&] { Transaction.Commit(); }, [&] { Transaction.CommitIfUnchanged(); },
+      [&] { Transaction.ExpectMissing(m_Schema.m_SiteName); },
+      [&] { Transaction.Set(m_Schema.m_SiteName, "x"); }};
+  for (auto const& Use : Uses) {
     EXPECT_EQ(CaughtException(Use).get_Message(), "the transaction has ended");
   }
 }
