@@ -44,12 +44,12 @@ class PropertyDatabaseRecent : public DatabaseFixture {
 };
 
 TEST_F(PropertyDatabaseRecent, ChangeFewPagesAlthoughTheyLieFarApart) {
-  constexpr int kValues = 10000;
+  constexpr int kScattered = 10000;
   constexpr std::uintmax_t kPage = 4096;
   auto const PutEach = [this](int Step) {
     TCPropertyDatabase Database(m_Path);
     TCTransaction Transaction(Database);
-    for (int Number = 0; Number < kValues; Number += Step) {
+    for (int Number = 0; Number < kScattered; Number += Step) {
       Transaction.Put(Value(Number, "present"), By("a"));
     }
     Transaction.Commit();
