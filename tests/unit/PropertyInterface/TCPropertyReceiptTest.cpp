@@ -229,6 +229,8 @@ TEST_F(PropertyReceipt, HasTheNewestRefusalsOfMany) {
   EXPECT_EQ(Result.Outcome, eReceiptRefused);
   EXPECT_THAT(Result.Refusals, SizeIs(1000));
   EXPECT_FALSE(Result.Complete);
+  EXPECT_THAT(m_Heard.WaitFor(1001), SizeIs(1001));  // the last is told before the test ends
+  TCPropertyCollectionDriver::SetRefusalHandler(nullptr);
 }
 
 TEST_F(PropertyReceipt, IsAnExceptionInAForkedChild) {
