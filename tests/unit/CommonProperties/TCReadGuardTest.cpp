@@ -163,10 +163,14 @@ TEST_F(TCReadGuardTest, IsTheForkedChildsAsWell) {
 TEST_F(TCReadGuardTest, OfAnotherThreadDelaysAForkAndIsGoneInTheChild) {
   std::promise<void> Taken;
   std::promise<void> Forking;
+  std::promise<void> Forked;
   std::thread Reader([&] {
-    TCReadGuard const Guard;
-    Taken.set_value();
-    Forking.get_future().wait();
+    {
+      TCReadGuard const Guard;
+      Taken.set_value();
+      Forking.get_future().wait();
+    }
+    Forked.get_future().wait();  // the child misses no thread that has ended
   });
   Taken.get_future().wait();
   Forking.set_value();
@@ -177,6 +181,7 @@ TEST_F(TCReadGuardTest, OfAnotherThreadDelaysAForkAndIsGoneInTheChild) {
   });
 
   EXPECT_EQ(Child.Wait(), "taken");
+  Forked.set_value();
   Reader.join();
 }
 
