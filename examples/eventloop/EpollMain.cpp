@@ -10,7 +10,7 @@
 #include <system_error>
 
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
-#include "examples/eventloop/Settings.h"
+#include "Settings.h"
 
 namespace {
 

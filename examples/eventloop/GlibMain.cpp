@@ -7,7 +7,7 @@
 #include <iostream>
 
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
-#include "examples/eventloop/Settings.h"
+#include "Settings.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Subscribes to changes, tells them, and makes some.
-#include "examples/eventloop/Settings.h"
+#include "Settings.h"
 
 #include <unistd.h>
 
@@ -9,8 +9,8 @@
 
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "CommonProperties/TCReadGuard.h"
+#include "GatewaySchema.h"
 #include "Platform/Utility/TextConversions.h"
-#include "examples/gateway/GatewaySchema.h"
 
 TCSettings::TCSettings()
     : m_Brightness(Gateway::Prop_DisplayBrightness),

@@ -15,10 +15,14 @@
 #include "PropertyTesting/TCTestServer.h"
 #include "TCFanControl.h"
 
+using Fan::Choice_On;
 using Fan::Prop_Limit;
+using Fan::Prop_Mode;
 using Fan::Prop_Running;
+using Fan::Prop_SensorName;
 using Fan::Prop_Temperature;
 using Fan::TCFanControl;
+using Property::TCPropertyCollection;
 using Property::TCPropertyCollectionDriver;
 using Property::Testing::TCTestServer;
 
@@ -79,6 +83,38 @@ void ReadsWhatStandsAfterARefusal() {
   Check(!GetProperty(Prop_Running).get_AsBool(), "the refused value stands");
 }
 
+void RunsWhenItIsSwitchedOn() {
+  TCTestServer Server;
+  TCPropertyCollectionDriver::Create(true);
+  TCFanControl Control;
+  Server.SetValue(Prop_Mode, Choice_On);
+  Server.WaitUntilArrived();
+  Control.get_Events().Dispatch();
+  Check(GetProperty(Prop_Running).get_AsBool(), "the fan stands still");
+}
+
+void ReadsALimitThatMakesSense() {
+  TCTestServer Server;
+  Server.SetValue(Prop_Limit, 200);
+  TCPropertyCollectionDriver::Create(true);
+  Fan::InstallValidators();
+  Check(GetProperty(Prop_Limit).get_AsInteger() == 80, "the limit is read as it is stored");
+  Server.WaitUntilArrived();
+  Check(Server.FindValue(Prop_Limit) == "200", "the correction was sent");
+}
+
+void NamesItsSensors() {
+  TCTestServer Server;
+  TCPropertyCollectionDriver::Create(true);
+  SetProperty(Prop_SensorName, "door", 1);
+  SetProperty(Prop_SensorName, "roof", 2);
+  std::string Names;
+  for (auto const& Name : TCPropertyCollection::get()->GetProperties(Prop_SensorName)) {
+    Names += Name.get_Link().get_AsString() + ' ' + Name.get_AsString() + '\n';
+  }
+  Check(Names == "1 door\n2 roof\n", "the list of names is another");
+}
+
 }  // namespace
 
 int main(int Count, char** Arguments) {
@@ -86,7 +122,10 @@ int main(int Count, char** Arguments) {
       {"RunsWhenItIsHot", RunsWhenItIsHot},
       {"StopsWhenTheLimitIsRaised", StopsWhenTheLimitIsRaised},
       {"RunsWhileTheServerIsAway", RunsWhileTheServerIsAway},
-      {"ReadsWhatStandsAfterARefusal", ReadsWhatStandsAfterARefusal}};
+      {"ReadsWhatStandsAfterARefusal", ReadsWhatStandsAfterARefusal},
+      {"RunsWhenItIsSwitchedOn", RunsWhenItIsSwitchedOn},
+      {"ReadsALimitThatMakesSense", ReadsALimitThatMakesSense},
+      {"NamesItsSensors", NamesItsSensors}};
   auto const Case = Cases.find(Count == 2 ? Arguments[1] : "");
   if (Case == Cases.end()) {
     std::fputs("usage: fan-test CASE\n", stderr);

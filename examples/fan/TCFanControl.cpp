@@ -9,16 +9,17 @@
 namespace Fan {
 
 TCFanControl::TCFanControl() {
-  Accessories::TCRecordID const NoRecord;
-  auto const OnChange = [](auto const& /*Value*/, auto /*Type*/) { Decide(); };
-  m_Temperature = m_Events.On(Prop_Temperature, NoRecord, "", OnChange);
-  m_Limit = m_Events.On(Prop_Limit, NoRecord, "", OnChange);
+  for (Property::TCPropertyID const* const ID : {&Prop_Temperature, &Prop_Limit, &Prop_Mode}) {
+    m_Subscriptions.push_back(m_Events.On(*ID, {}, "", [](auto const&, auto) { Decide(); }));
+  }
   Decide();
 }
 
 void TCFanControl::Decide() {
-  int const Temperature = GetProperty(Prop_Temperature).get_AsInteger();
-  SetProperty(Prop_Running, Temperature >= GetProperty(Prop_Limit).get_AsInteger() ? 1 : 0);
+  bool const IsHot =
+      GetProperty(Prop_Temperature).get_AsInteger() >= GetProperty(Prop_Limit).get_AsInteger();
+  bool const IsOn = GetProperty(Prop_Mode) == Choice_On;
+  SetProperty(Prop_Running, IsHot || IsOn ? 1 : 0);
 }
 
 }  // namespace Fan

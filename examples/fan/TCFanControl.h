@@ -2,6 +2,8 @@
 // Switches a fan as the temperature says.
 #pragma once
 
+#include <vector>
+
 #include "CommonProperties/TCPropertyEvents.h"
 
 namespace Fan {
@@ -18,8 +20,7 @@ class TCFanControl {
   static void Decide();
 
   Property::TCPropertyEvents m_Events;
-  Property::TCPropertyEvents::TCSubscription m_Temperature;
-  Property::TCPropertyEvents::TCSubscription m_Limit;
+  std::vector<Property::TCPropertyEvents::TCSubscription> m_Subscriptions;
 };
 
 }  // namespace Fan

@@ -16,8 +16,8 @@
 
 #include "CommonProperties/TCCommonPropertyChangeNotifier.h"
 #include "CommonProperties/TCPropertyCollection.h"
+#include "GatewaySchema.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
-#include "examples/gateway/GatewaySchema.h"
 
 using Accessories::TCRecordID;
 using Property::TCBasicPropertyID;

@@ -8,9 +8,9 @@
 #include <string>
 
 #include "CommonProperties/TCPropertyCollection.h"
+#include "GatewaySchema.h"
 #include "Platform/Utility/TCMACAddress.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
-#include "examples/gateway/GatewaySchema.h"
 
 using Accessories::TCRecordID;
 using Property::TCPropertyCollection;

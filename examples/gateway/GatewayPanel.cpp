@@ -11,9 +11,9 @@
 
 #include "CommonProperties/TCPropertyCollection.h"
 #include "CommonProperties/TCPropertyDependency.h"
-#include "CommonProperties/TCPropertyTransaction.h"
+#include "GatewaySchema.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
-#include "examples/gateway/GatewaySchema.h"
+#include "PropertyInterface/TCScopedTransaction.h"
 
 using Accessories::TCRecordID;
 using Property::TCBasicPropertyID;
@@ -21,7 +21,7 @@ using Property::TCPropertyChoiceID;
 using Property::TCPropertyCollectionDriver;
 using Property::TCPropertyDependency;
 using Property::TCPropertyID;
-using Property::TCPropertyTransaction;
+using Property::TCScopedTransaction;
 
 namespace {
 
@@ -107,9 +107,8 @@ void EnterStaticAddress(std::istream& Arguments) {
 
 // Settings that only make sense together reach the other processes together.
 void SetStaticAddress(std::istream& Arguments) {
-  TCPropertyTransaction Transaction;
-  Transaction.Begin();
-  EnterStaticAddress(Arguments);
+  TCScopedTransaction Transaction;
+  EnterStaticAddress(Arguments);  // sets four values
   Transaction.Commit();
   ShowNetwork("network");
 }
@@ -118,8 +117,7 @@ void SetStaticAddress(std::istream& Arguments) {
 // exception, is rolled back by its destructor.
 void PreviewStaticAddress(std::istream& Arguments) {
   {
-    TCPropertyTransaction Transaction;
-    Transaction.Begin();
+    TCScopedTransaction const Transaction;
     EnterStaticAddress(Arguments);
     ShowNetwork("preview");
   }
@@ -142,8 +140,7 @@ void SetWhatGoesWith(TCPropertyChoiceID const& Choice) {
 }
 
 void UseMailTLS(std::istream& /*Arguments*/) {
-  TCPropertyTransaction Transaction;
-  Transaction.Begin();
+  TCScopedTransaction Transaction;
   SetProperty(Gateway::Prop_MailSecurity, Gateway::Choice_MailTLS);
   SetWhatGoesWith(Gateway::Choice_MailTLS);
   Transaction.Commit();

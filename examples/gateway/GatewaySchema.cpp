@@ -3,7 +3,7 @@
 //
 // Within this file objects are constructed from top to bottom, so each one stands below those that
 // it names: a group below its container, a field below its group, a choice below its field.
-#include "examples/gateway/GatewaySchema.h"
+#include "GatewaySchema.h"
 
 #include <algorithm>
 

@@ -5,11 +5,11 @@
 #include <string>
 
 #include "CommonProperties/TCPropertyCollection.h"
+#include "GatewaySchema.h"
 #include "Platform/Utility/PrintableText.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 #include "PropertyInterface/TCPropertyReceipt.h"
 #include "PropertyInterface/TCScopedTransaction.h"
-#include "examples/gateway/GatewaySchema.h"
 
 using Gateway::Prop_DisplayBrightness;
 

@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: MIT
-"""The figures in the README are those of docs/performance.md, and samples those of programs."""
+"""The figures in the README are those of docs/performance.md, and samples those of the examples."""
 
 from __future__ import annotations
 
@@ -26,9 +26,10 @@ def rows_below(header: str, text: str) -> list[str]:
     return rows
 
 
-def samples(text: str) -> list[str]:
-    """The C++ of a document, block by block."""
-    return re.findall(r"^```cpp\n(.*?)^```$", text, re.MULTILINE | re.DOTALL)
+def samples(text: str) -> list[tuple[str, str]]:
+    """The blocks of a document, each with its language; further in or not."""
+    blocks = re.findall(r"^( *)```(\w*)\n(.*?)^\1```$", text, re.MULTILINE | re.DOTALL)
+    return [(language, textwrap.dedent(lines)) for _, language, lines in blocks]
 
 
 def holds(source: str, sample: str) -> bool:
@@ -44,27 +45,54 @@ def holds(source: str, sample: str) -> bool:
 class GuideTest(unittest.TestCase):
     """Its samples are parts of the examples, which are compiled, and run by the tests."""
 
-    def find(self, sample: str) -> Optional[Path]:
+    FILES = {"cpp": "*/*.[ch]*", "cmake": "*/CMakeLists.txt"}
+    RUN = ("console",)  # by the test package.guide
+    SHOWN = ("sh",)  # how this project is installed, which each test of packages does
+
+    def find(self, language: str, sample: str) -> Optional[Path]:
         """The example that has the sample."""
-        for source in sorted((PROJECT / "examples").glob("*/*.[ch]*")):
+        for source in sorted((PROJECT / "examples").glob(self.FILES[language])):
             if holds(source.read_text(encoding="utf-8"), sample):
                 return source
         return None
 
-    def test_each_sample_is_part_of_an_example(self) -> None:
-        found = samples((PROJECT / "docs/using.md").read_text(encoding="utf-8"))
+    def check(self, document: str, other_languages: tuple[str, ...]) -> None:
+        """Each sample of the document is part of an example, or in a language that is run."""
+        found = samples((PROJECT / "docs" / document).read_text(encoding="utf-8"))
         self.assertTrue(found)
-        for sample in found:
+        for language, sample in found:
             with self.subTest(sample):
-                self.assertIsNotNone(self.find(sample))
+                if language not in other_languages:
+                    self.assertIn(language, self.FILES)
+                    self.assertIsNotNone(self.find(language, sample))
+
+    def test_each_sample_is_part_of_an_example_or_run(self) -> None:
+        self.check("using.md", self.RUN + self.SHOWN)
+
+    def test_each_sample_of_a_further_document_is_part_of_an_example(self) -> None:
+        for document in ("event-loops.md", "testing.md", "transactions.md", "typed-handles.md"):
+            with self.subTest(document):
+                self.check(document, ())
+
+    def test_only_the_installation_is_not_run(self) -> None:
+        found = samples((PROJECT / "docs/using.md").read_text(encoding="utf-8"))
+        shown = [sample for language, sample in found if language in self.SHOWN]
+        self.assertEqual(len(shown), 1)
+        self.assertIn("cmake --install", shown[0])
 
     def test_a_line_that_no_example_has_is_missed(self) -> None:
-        self.assertIsNone(self.find("nobody has written this;\n"))
+        self.assertIsNone(self.find("cpp", "nobody has written this;\n"))
 
     def test_lines_are_found_wherever_they_are_indented(self) -> None:
         sample = "if (A) {\n  B();\n}\n"
         self.assertTrue(holds("void F() {\n  if (A) {\n    B();\n  }\n}\n", sample))
         self.assertFalse(holds("if (A) {\nB();\n}\n", sample))
+
+    def test_samples_further_in_are_seen(self) -> None:
+        text = "- text\n\n  ```cpp\n  if (A) {\n    B();\n  }\n  ```\n\n```sh\nls\n```\n"
+        self.assertEqual(
+            samples(text), [("cpp", "if (A) {\n  B();\n}\n"), ("sh", "ls\n")]
+        )
 
 
 class ReadmeTest(unittest.TestCase):
