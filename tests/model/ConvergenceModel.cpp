@@ -52,7 +52,7 @@ std::vector<TConvergenceModel::TStep> TConvergenceModel::Steps() const {
       if (MayReplay(Index)) {
         Result.push_back({TKind::eConnect, Index, 0});
       }
-    } else if (m_CutsLeft > 0) {
+    } else if (m_CutsLeft > 0 && (Index == 0 || !m_Plan->m_CutFirstOnly)) {
       Result.push_back({TKind::eCut, Index, 0});
     }
     if (Process.m_Behind) {
@@ -74,10 +74,18 @@ std::vector<TConvergenceModel::TStep> TConvergenceModel::Steps() const {
 void TConvergenceModel::AddThreadSteps(std::size_t Process, std::vector<TStep>& Steps) const {
   auto const& Threads = m_Processes[Process].m_Threads;
   for (std::size_t Thread = 0; Thread < Threads.size(); ++Thread) {
-    if (Threads[Thread].m_Marked) {
+    auto const& Program = m_Plan->m_Processes[Process][Thread];
+    std::size_t const Done = Threads[Thread].m_Done;
+    if (std::uint64_t const Awaited = Threads[Thread].m_Awaited; Awaited != 0) {
+      auto const& Outbox = m_Processes[Process].m_Outbox;
+      if (Outbox.empty() || Outbox.front().m_Number > Awaited) {
+        Steps.push_back({TStep::TKind::eDecide, Process, Thread});
+      }
+    } else if (Threads[Thread].m_Marked) {
       Steps.push_back({TStep::TKind::eSend, Process, Thread});
-    } else if (Threads[Thread].m_Done < m_Plan->m_Processes[Process][Thread].size()) {
-      Steps.push_back({TStep::TKind::eSet, Process, Thread});
+    } else if (Done < Program.size()) {
+      Steps.push_back(
+          {Program[Done].m_IfUnchanged ? TStep::TKind::eAsk : TStep::TKind::eSet, Process, Thread});
     }
   }
 }
@@ -98,15 +106,24 @@ void TConvergenceModel::Step(std::size_t Index) {
   TStep const Step = Steps().at(Index);
   TProcess& Process = m_Processes[Step.m_Process];
   switch (Step.m_Kind) {
-    case TKind::eSet: {
+    case TKind::eSet:
+    case TKind::eAsk: {
       TThread& Thread = Process.m_Threads[Step.m_Thread];
       auto const& Program = m_Plan->m_Processes[Step.m_Process][Step.m_Thread];
       // Unique: says who set it, and as its how-manieth change.
       int const Value =
           static_cast<int>(100 * Step.m_Process + 10 * Step.m_Thread + Thread.m_Done + 1);
-      Set(Step.m_Process, Thread, Program[Thread.m_Done], Value);
+      if (Step.m_Kind == TKind::eSet) {
+        Set(Step.m_Process, Thread, Program[Thread.m_Done], Value);
+      } else {
+        Ask(Process, Thread, Program[Thread.m_Done], Value);
+      }
+      ++Thread.m_Done;
       break;
     }
+    case TKind::eDecide:
+      Decide(Step.m_Process, Process.m_Threads[Step.m_Thread]);
+      break;
     case TKind::eSend:
       Send(Process, Process.m_Threads[Step.m_Thread]);
       break;
@@ -155,24 +172,78 @@ void TConvergenceModel::Set(std::size_t Process, TThread& Thread, TModelPlan::TS
   std::vector<std::string> Keys;
   for (int const Key : Set.m_Keys) {
     m_Processes[Process].m_Store[Key] = Value;
+    NoteExclusive(m_Processes[Process], Key, Value);
     Thread.m_Values[Key] = Value;
     Keys.push_back(std::to_string(Key));
   }
   Thread.m_Mark = m_Processes[Process].m_Own.Mark(kStream, Keys);
   Thread.m_Fate = Set.m_Fate;
   Thread.m_Marked = true;
-  ++Thread.m_Done;
 }
 
 void TConvergenceModel::Send(TProcess& Process, TThread& Thread) {
   TMail const Mail{++Process.m_LastNumber, Thread.m_Values, Thread.m_Fate};
   Process.m_Own.Sent(Thread.m_Mark, Mail.m_Number);
+  Post(Process, Mail);
+  Thread.m_Values.clear();
+  Thread.m_Marked = false;
+}
+
+void TConvergenceModel::Post(TProcess& Process, TMail const& Mail) {
   Process.m_Outbox.push_back(Mail);
   if (Process.m_Connected) {
     Process.m_ToServer.push_back(Mail);
   }
-  Thread.m_Values.clear();
-  Thread.m_Marked = false;
+}
+
+// Reads the values, and has the server change them if they still are what was read.
+void TConvergenceModel::Ask(TProcess& Process, TThread& Thread, TModelPlan::TSet const& Set,
+                            int Value) {
+  TMail Mail{++Process.m_LastNumber, {}, Set.m_Fate, true};
+  for (int const Key : Set.m_Keys) {
+    auto const Held = Process.m_Store.find(Key);
+    Mail.m_Expected[Key] = Held == Process.m_Store.end() ? kNone : Held->second;
+    Mail.m_Values[Key] = Value;
+  }
+  Thread.m_Values = Mail.m_Values;
+  Thread.m_Awaited = Mail.m_Number;
+  Post(Process, Mail);
+}
+
+// The acknowledgement has come, and with it, whether the mail was refused.
+void TConvergenceModel::Decide(std::size_t Index, TThread& Thread) {
+  TProcess& Process = m_Processes[Index];
+  TValues const Values = std::exchange(Thread.m_Values, TValues());
+  std::uint64_t const Number = std::exchange(Thread.m_Awaited, 0);
+  if (m_Disk.m_Refused.count({Index, Number}) != 0) {
+    return;
+  }
+  std::vector<std::string> Keys;
+  for (auto const& [Key, Value] : Values) {
+    Keys.push_back(std::to_string(Key));
+  }
+  bool const InDelivery = Process.m_Delivery.m_Active && Process.m_Delivery.m_OfOne == Number;
+  for (std::string const& Key : Process.m_Own.TakeDecided(kStream, Number, Keys, InDelivery)) {
+    Process.m_Store[std::stoi(Key)] = Values.at(std::stoi(Key));
+  }
+  if (Process.m_Own.HasUpTo(kStream, Number)) {
+    ReceiveAcknowledgement(Process, {TPublished::TKind::eAcknowledged, Index, Number, {}});
+  }
+  // The whole that has this mail may be about to be applied, and nobody knows how far that is.
+  bool const InWhole =
+      Process.m_Delivery.m_Active && Process.m_Delivery.m_Whole && Process.m_UpTo >= Number;
+  for (auto const& [Key, Value] : Values) {
+    if (Key == m_Plan->m_ExclusiveKey && !InWhole && Process.m_Store[Key] != Value) {
+      throw std::logic_error("a process does not read what it has changed on a condition");
+    }
+    NoteExclusive(Process, Key, InWhole ? Process.m_Exclusive : Value);
+  }
+}
+
+void TConvergenceModel::NoteExclusive(TProcess& Process, int Key, int Value) const {
+  if (Key == m_Plan->m_ExclusiveKey) {
+    Process.m_Exclusive = Value;
+  }
 }
 
 void TConvergenceModel::Receive(std::size_t Index) {
@@ -187,7 +258,8 @@ void TConvergenceModel::Receive(std::size_t Index) {
   Process.m_Seen = Received.m_Position;
   if (Received.m_Kind == TKind::eOwnMails) {
     for (TMail const& Mail : Process.m_Outbox) {
-      if (Mail.m_Number > Process.m_OwnPublished && Mail.m_Number <= Received.m_Number) {
+      if (Mail.m_Number > Process.m_OwnPublished && Mail.m_Number <= Received.m_Number &&
+          !Mail.m_Conditional) {  // which is of another class
         ReceiveMail(Index, {TKind::eMail, Index, Mail.m_Number, Mail.m_Values});
       }
     }
@@ -238,6 +310,8 @@ void TConvergenceModel::Begin(std::size_t Index) {
   bool const Whole = Received.m_Kind == TPublished::TKind::eWhole;
   if (Whole || Received.m_Kind == TPublished::TKind::eStanding) {
     Process.m_Own.CatchUp(kStream, Received.m_Number);
+    Process.m_UpTo = std::max(Process.m_UpTo, Received.m_Number);
+    Process.m_Delivery.m_OfOne = Whole ? 0 : Received.m_Number;
   } else if (Received.m_Origin == Index &&
              !Process.m_Own.EndOwn(kStream, Received.m_Number, Process.m_Delivery.m_Held)) {
     return;
@@ -263,7 +337,7 @@ void TConvergenceModel::Apply(std::size_t Index) {
     Process.m_Store.erase(Key);
     return;
   }
-  int const Former = Process.m_Store[Key];
+  int const Former = Process.m_Exclusive;
   if (Key == m_Plan->m_ExclusiveKey && Former > Value && Former / 100 == Value / 100) {
     throw std::logic_error("a process reads an older value than it has set");
   }
@@ -326,10 +400,13 @@ void TConvergenceModel::Take(std::size_t Index) {
   bool const IsForbidden = std::any_of(
       Mail.m_Values.begin(), Mail.m_Values.end(),
       [&Process](auto const& Record) { return Process.m_Hidden.count(Record.first) != 0; });
-  if (IsForbidden || Mail.m_Fate != TModelPlan::TFate::eTaken) {
+  if (IsForbidden || Mail.m_Fate != TModelPlan::TFate::eTaken || !IsAsExpected(Mail)) {
     Refuse(Index, Mail);
   } else {
     Publish(Index, Mail);
+    if (Mail.m_Conditional) {
+      Restore(Index, Mail);  // its place in the order, which its sender has to know
+    }
   }
   if (!m_Plan->m_Relaxed) {
     Store();
@@ -343,6 +420,22 @@ void TConvergenceModel::Refuse(std::size_t Index, TMail const& Mail) {
     FallBehind(Process, Index);
     return;
   }
+  if (Mail.m_Conditional) {
+    m_Server.m_Refused.emplace(Index, Mail.m_Number);
+  }
+  Restore(Index, Mail);
+}
+
+bool TConvergenceModel::IsAsExpected(TMail const& Mail) const {
+  return std::all_of(Mail.m_Expected.begin(), Mail.m_Expected.end(), [this](auto const& Expected) {
+    auto const Held = m_Server.m_Values.find(Expected.first);
+    return (Held == m_Server.m_Values.end() ? kNone : Held->second) == Expected.second;
+  });
+}
+
+// Sends what stands to who has sent the mail.
+void TConvergenceModel::Restore(std::size_t Index, TMail const& Mail) {
+  TProcess& Process = m_Processes[Index];
   TValues Standing;
   TValues const Held = Readable(Process);
   for (auto const& [Key, Value] : Mail.m_Values) {

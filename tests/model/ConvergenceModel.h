@@ -19,6 +19,7 @@ struct TModelPlan {
   struct TSet {
     std::vector<int> m_Keys;  ///< all set in one mail
     TFate m_Fate = TFate::eTaken;
+    bool m_IfUnchanged = false;  ///< the server sets them if they are what the thread has read
   };
   struct THiding {
     std::size_t m_Process;  ///< that may neither read nor write from some moment on
@@ -28,6 +29,7 @@ struct TModelPlan {
   std::vector<std::vector<TProgram>> m_Processes;  ///< programs of the threads of each process
   std::vector<THiding> m_Hidings;                  ///< in their order
   int m_Cuts = 0;                                  ///< connections that may break
+  bool m_CutFirstOnly = false;                     ///< those of the first process alone
   int m_Crashes = 0;                               ///< of the server
   bool m_Relaxed = false;                          ///< published before it is stored
   int m_ExclusiveKey = -1;  ///< set by one thread only, which must never see it go back
@@ -40,7 +42,9 @@ struct TModelPlan {
 ///    mails that were missed or by the whole state, and sends again what was not acknowledged;
 ///  - a server that takes each mail once, in order, and remembers that with the data;
 ///  - mails that it refuses, after which their senders are sent what stands, or the whole;
-///  - rights that are taken from a process, which is sent the whole that it may still read.
+///  - rights that are taken from a process, which is sent the whole that it may still read;
+///  - changes on conditions, which the server decides on, and which a process makes when it has
+///    heard of that: what was refused, it hears with the acknowledgement.
 class TConvergenceModel {
  public:
   explicit TConvergenceModel(TModelPlan const& Plan);
@@ -60,10 +64,12 @@ class TConvergenceModel {
     std::uint64_t m_Number;
     std::map<int, int> m_Values;
     TModelPlan::TFate m_Fate;
+    bool m_Conditional = false;
+    std::map<int, int> m_Expected = {};
   };
-  // From the server: a mail; what stands after a refused one; the whole; that own mails were
-  // published, or acknowledged. Among those kept, that who returns from before has to have the
-  // whole.
+  // From the server: a mail; what stands after a refused or a decided one; the whole; that own
+  // mails were published, or acknowledged. Among those kept, that who returns from before has to
+  // have the whole.
   struct TPublished {
     enum class TKind { eMail, eStanding, eWhole, eOwnMails, eAcknowledged, eNeedsWhole } m_Kind;
     std::size_t m_Origin;  // kEverybody: of eNeedsWhole only
@@ -77,17 +83,20 @@ class TConvergenceModel {
     TCOwnChanges::TCMark m_Mark = 0;
     std::map<int, int> m_Values;  // set and not yet sent
     TModelPlan::TFate m_Fate = TModelPlan::TFate::eTaken;
+    std::uint64_t m_Awaited = 0;  // mail that the server decides on, with m_Values
   };
   struct TDelivery {
     bool m_Active = false;
     std::map<int, int> m_Values;   // not yet applied
     std::set<std::string> m_Held;  // keys that are left alone
     bool m_Whole = false;
-    std::set<int> m_Named;  // in the whole
+    std::set<int> m_Named;      // in the whole
+    std::uint64_t m_OfOne = 0;  // of what stands after this mail
   };
   struct TProcess {
     std::vector<TThread> m_Threads;
     std::map<int, int> m_Store;
+    int m_Exclusive = 0;  // what it has set, or heard that it has changed, of the exclusive key
     TCOwnChanges m_Own;
     std::uint64_t m_LastNumber = 0;
     std::deque<TMail> m_Outbox;
@@ -102,17 +111,21 @@ class TConvergenceModel {
     std::uint64_t m_ToAcknowledge = 0;  // behind that
     std::set<int> m_Hidden;             // what it may not read and write
     std::deque<TPublished> m_Inbox;
+    std::uint64_t m_UpTo = 0;  // mails that what stands, or the whole, has included
     TDelivery m_Delivery;
   };
   struct TServer {
     std::map<int, int> m_Values;
-    std::vector<std::uint64_t> m_Last;                         // taken mail of each process
-    std::vector<std::pair<std::size_t, std::uint64_t>> m_Log;  // mails in the order taken
+    std::vector<std::uint64_t> m_Last;                          // taken mail of each process
+    std::vector<std::pair<std::size_t, std::uint64_t>> m_Log;   // mails in the order taken
+    std::set<std::pair<std::size_t, std::uint64_t>> m_Refused;  // of those on conditions
   };
   struct TStep {
     enum class TKind {
       eSet,
       eSend,
+      eAsk,
+      eDecide,
       eTake,
       eStore,
       eReceive,
@@ -134,9 +147,15 @@ class TConvergenceModel {
   void AddThreadSteps(std::size_t Process, std::vector<TStep>& Steps) const;
   void Set(std::size_t Process, TThread& Thread, TModelPlan::TSet const& Set, int Value);
   void Send(TProcess& Process, TThread& Thread);
+  void Ask(TProcess& Process, TThread& Thread, TModelPlan::TSet const& Set, int Value);
+  void Decide(std::size_t Process, TThread& Thread);
+  void NoteExclusive(TProcess& Process, int Key, int Value) const;
+  static void Post(TProcess& Process, TMail const& Mail);
   void Take(std::size_t Process);
   void Refuse(std::size_t Process, TMail const& Mail);
   void Publish(std::size_t Process, TMail const& Mail);
+  void Restore(std::size_t Process, TMail const& Mail);
+  bool IsAsExpected(TMail const& Mail) const;
   std::map<int, int> Readable(TProcess const& Process) const;
   static std::optional<TPublished> Forwarded(std::size_t Index, TProcess const& Process,
                                              TPublished Published);
@@ -150,7 +169,7 @@ class TConvergenceModel {
   static void TellOfOwn(TProcess& Process);
   void Receive(std::size_t Process);
   void ReceiveMail(std::size_t Process, TPublished const& Received);
-  void ReceiveAcknowledgement(TProcess& Process, TPublished const& Received);
+  static void ReceiveAcknowledgement(TProcess& Process, TPublished const& Received);
   void Begin(std::size_t Process);
   void Apply(std::size_t Process);
   static void End(TProcess& Process);

@@ -31,6 +31,9 @@ std::string TConvergenceModel::Fingerprint() const {
     for (std::uint64_t const Last : Server->m_Last) {
       Text += std::to_string(Last) + ' ';
     }
+    for (auto const& [Process, Number] : Server->m_Refused) {
+      Text += std::to_string(Process) + '/' + std::to_string(Number) + ' ';
+    }
   }
   if (m_CutsLeft > 0 || std::any_of(m_Processes.begin(), m_Processes.end(),
                                     [](TProcess const& Process) { return !Process.m_Connected; })) {
@@ -42,6 +45,10 @@ std::string TConvergenceModel::Fingerprint() const {
     for (TThread const& Thread : Process.m_Threads) {
       Text += std::to_string(Thread.m_Done) + (Thread.m_Marked ? "m" : "-");
       AppendTo(Text, Thread.m_Values);
+      if (Thread.m_Awaited != 0) {
+        Text += std::to_string(Thread.m_Awaited);
+        Text += Process.m_UpTo >= Thread.m_Awaited ? "come " : "awaited ";
+      }
       if (Thread.m_Marked) {
         Marks.push_back(Thread.m_Mark);
       }
@@ -51,6 +58,7 @@ std::string TConvergenceModel::Fingerprint() const {
           std::count_if(Marks.begin(), Marks.end(), [Mark](auto Other) { return Other < Mark; }));
     }
     AppendTo(Text, Process.m_Store);
+    Text += std::to_string(Process.m_Exclusive) + ' ';
     Text += Process.m_Own.get_AsText();
     Text += Process.m_Connected ? "\nconnected " : "\napart ";
     Text += Process.m_Behind ? "behind " + std::to_string(Process.m_ToAcknowledge) + ' ' : "";
@@ -63,6 +71,7 @@ std::string TConvergenceModel::Fingerprint() const {
     for (TMail const& Mail : Process.m_Outbox) {
       Text += std::to_string(Mail.m_Number) + ':';
       AppendTo(Text, Mail.m_Values);  // they say which set it was, and so its fate
+      AppendTo(Text, Mail.m_Expected);
     }
     Text += " from ";
     std::for_each(Process.m_FromServer.begin(), Process.m_FromServer.end(), AppendPublished);
@@ -78,6 +87,7 @@ std::string TConvergenceModel::Fingerprint() const {
         Text += Key + ' ';
       }
       Text += Process.m_Delivery.m_Whole ? "whole " : "";
+      Text += std::to_string(Process.m_Delivery.m_OfOne) + ' ';
       for (int const Key : Process.m_Delivery.m_Named) {
         Text += std::to_string(Key) + ' ';
       }
