@@ -20,8 +20,7 @@ constexpr std::size_t kGroupByteLimit = std::size_t{4} << 20;
 constexpr std::chrono::milliseconds kFullWait{2};      // while other things are to do
 constexpr std::chrono::milliseconds kRelaxedWait{10};  // leaves time for the commit itself
 constexpr std::chrono::milliseconds kTryAgain{500};
-constexpr std::size_t kSlice = 500;       // records that are stored without serving anything else
-constexpr std::uint64_t kAccuracy = 100;  // microseconds
+constexpr std::size_t kSlice = 500;  // records that are stored without serving anything else
 
 // As little as a record has, it is kept as a change, an entry of the history and a part of a map.
 std::size_t MemoryOf(TSTakenMail const& Mail) {
@@ -36,12 +35,6 @@ std::size_t MemoryOf(TSTakenMail const& Mail) {
     }
   }
   return Memory;
-}
-
-void RequireSource(int Result) {
-  if (Result < 0) {
-    throw TCException(kSource, __LINE__).Format("cannot prepare the storing of changes");
-  }
 }
 
 // Moves the entries of `New` into `Map`, where they replace those of the same keys.
@@ -63,28 +56,19 @@ std::int64_t CurrentTime() {
       .count();
 }
 
-TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, TCTakenMails& Taken, sd_event* Event,
-                             TEDurability Durability, TCOnStored OnStored, TCOnTrouble OnTrouble)
+TCCommitQueue::TCCommitQueue(TCPropertyDatabase& Database, TCTakenMails& Taken,
+                             TCNorvEventLoop& Loop, TEDurability Durability, TCOnStored OnStored,
+                             TCOnTrouble OnTrouble)
     : m_Database(Database),
       m_Taken(Taken),
       m_History(Database),
       m_Durability(Durability),
       m_OnStored(std::move(OnStored)),
-      m_OnTrouble(std::move(OnTrouble)) {
-  sd_event_source* Source = nullptr;
-  RequireSource(sd_event_add_defer(Event, &Source, OnIdle, this));
-  m_Idle.reset(Source);
-  RequireSource(sd_event_source_set_priority(Source, SD_EVENT_PRIORITY_IDLE));
-  RequireSource(sd_event_source_set_enabled(Source, SD_EVENT_OFF));
-  // A timer takes its turn among all that is ready; what is deferred would always come first.
-  RequireSource(sd_event_add_time(Event, &Source, CLOCK_MONOTONIC, 0, 1, OnTime, this));
-  m_Slices.reset(Source);
-  RequireSource(sd_event_source_set_enabled(Source, SD_EVENT_OFF));
-  RequireSource(sd_event_add_time(Event, &Source, CLOCK_MONOTONIC, 0, kAccuracy, OnTime, this));
-  m_Timer.reset(Source);
-  RequireSource(sd_event_source_set_priority(Source, SD_EVENT_PRIORITY_IMPORTANT));
-  RequireSource(sd_event_source_set_enabled(Source, SD_EVENT_OFF));
-}
+      m_OnTrouble(std::move(OnTrouble)),
+      m_Idle(Loop, TCNorvLoopWork::TEWhen::eIdle, [this] { StoreSlices(); }),
+      m_Slices(Loop, CLOCK_MONOTONIC, [this] { StoreSlices(); }),
+      m_Timer(
+          Loop, CLOCK_MONOTONIC, [this] { StoreSlices(); }, TCNorvLoopTimer::TEOrder::eImportant) {}
 
 TSPropertyRecord const* TCCommitQueue::Find(TCPropertyPlace const& Place) const {
   for (auto const* Values : {&m_Values, &m_GroupValues}) {
@@ -141,8 +125,12 @@ TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
 void TCCommitQueue::WakeForWaiting() {
   if (!m_Failing && !m_Storing) {
     bool const Full = m_Durability == TEDurability::eFull;
-    WakeAfter(Full ? kFullWait : kRelaxedWait);
-    sd_event_source_set_enabled(m_Idle.get(), Full ? SD_EVENT_ONESHOT : SD_EVENT_OFF);
+    m_Timer.SetAfter(Full ? kFullWait : kRelaxedWait);
+    if (Full) {
+      m_Idle.Schedule();
+    } else {
+      m_Idle.Cancel();
+    }
   }
 }
 
@@ -155,26 +143,15 @@ void TCCommitQueue::CommitIfMuch() {
 
 void TCCommitQueue::CommitWhenIdle() {
   if (!m_Failing && !m_Storing) {
-    sd_event_source_set_enabled(m_Idle.get(), SD_EVENT_ONESHOT);
+    m_Idle.Schedule();
   }
-}
-
-int TCCommitQueue::OnIdle(sd_event_source* /*Source*/, void* Queue) {
-  static_cast<TCCommitQueue*>(Queue)->StoreSlices();
-  return 0;
-}
-
-int TCCommitQueue::OnTime(sd_event_source* /*Source*/, std::uint64_t /*Time*/, void* Queue) {
-  static_cast<TCCommitQueue*>(Queue)->StoreSlices();
-  return 0;
 }
 
 // Stores the next slice, which for nearly every group is all of it.
 void TCCommitQueue::StoreSlices() {
   Try([this] { Store(kSlice); });
   if (m_Storing) {
-    sd_event_source_set_time_relative(m_Slices.get(), 0);
-    sd_event_source_set_enabled(m_Slices.get(), SD_EVENT_ONESHOT);
+    m_Slices.SetAfter(std::chrono::microseconds::zero());
   } else if (!m_Waiting.empty()) {
     WakeForWaiting();
   }
@@ -190,9 +167,9 @@ bool TCCommitQueue::Commit() {
 
 template <class TStore>
 bool TCCommitQueue::Try(TStore const& Store) {
-  for (TCEventSource const* Source : {&m_Idle, &m_Timer, &m_Slices}) {
-    sd_event_source_set_enabled(Source->get(), SD_EVENT_OFF);
-  }
+  m_Idle.Cancel();
+  m_Timer.SwitchOff();
+  m_Slices.SwitchOff();
   try {
     Store();
     m_OnStored(m_Stored);
@@ -296,15 +273,10 @@ void TCCommitQueue::PutBack() {
 }
 
 void TCCommitQueue::TryLater(char const* Reason) {
-  WakeAfter(kTryAgain);
+  m_Timer.SetAfter(kTryAgain);
   if (!std::exchange(m_Failing, true)) {
     m_OnTrouble(true, Reason);
   }
-}
-
-void TCCommitQueue::WakeAfter(std::chrono::microseconds Delay) {
-  sd_event_source_set_time_relative(m_Timer.get(), static_cast<std::uint64_t>(Delay.count()));
-  sd_event_source_set_enabled(m_Timer.get(), SD_EVENT_ONESHOT);
 }
 
 }  // namespace Property

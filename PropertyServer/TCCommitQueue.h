@@ -10,7 +10,8 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/TCNorvLoopTimer.h"
+#include "Platform/Messaging/TCNorvLoopWork.h"
 #include "PropertyServer/TCGroupStoring.h"
 #include "PropertyServer/TCHistoryKeeper.h"
 #include "PropertyServer/TCPropertyDatabase.h"
@@ -38,7 +39,7 @@ class TCCommitQueue {
   /// throws nothing.
   using TCOnTrouble = std::function<void(bool Failing, char const* Reason)>;
 
-  TCCommitQueue(TCPropertyDatabase& Database, TCTakenMails& Taken, sd_event* Event,
+  TCCommitQueue(TCPropertyDatabase& Database, TCTakenMails& Taken, TCNorvEventLoop& Loop,
                 TEDurability Durability, TCOnStored OnStored, TCOnTrouble OnTrouble);
   TCCommitQueue(TCCommitQueue const&) = delete;
   TCCommitQueue& operator=(TCCommitQueue const&) = delete;
@@ -76,8 +77,6 @@ class TCCommitQueue {
   std::int64_t get_LastCommit() const { return m_LastCommit; }
 
  private:
-  static int OnIdle(sd_event_source* Source, void* Queue);
-  static int OnTime(sd_event_source* Source, std::uint64_t Time, void* Queue);
   void Begin();
   void WakeForWaiting();
   void StoreSlices();
@@ -90,7 +89,6 @@ class TCCommitQueue {
   TCHistoryKeeper::TCEntries CollectHistory() const;
   void PutBack();
   void TryLater(char const* Reason);
-  void WakeAfter(std::chrono::microseconds Delay);
 
   TCPropertyDatabase& m_Database;
   TCTakenMails& m_Taken;
@@ -98,9 +96,10 @@ class TCCommitQueue {
   TEDurability const m_Durability;
   TCOnStored const m_OnStored;
   TCOnTrouble const m_OnTrouble;
-  TCEventSource m_Idle;
-  TCEventSource m_Slices;
-  TCEventSource m_Timer;
+  TCNorvLoopWork m_Idle;
+  // Takes its turn among all that is ready; work for the next turn would always come first.
+  TCNorvLoopTimer m_Slices;
+  TCNorvLoopTimer m_Timer;
   std::list<TSTakenMail> m_Waiting;
   std::map<TCPropertyPlace, TSValueToStore> m_Values;       // parts of m_Waiting
   std::list<TSTakenMail> m_Group;                           // being stored

@@ -2,11 +2,11 @@
 // The encoded values that one starting process after the other asks for.
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 #include <functional>
 #include <memory>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/TCNorvLoopTimer.h"
 #include "Platform/Messaging/TCNorvMailBody.h"
 
 namespace Property {
@@ -18,10 +18,9 @@ class TCKeptAnswer {
  public:
   using TCBody = std::shared_ptr<TCNorvMailBody const>;
 
-  static constexpr std::uint64_t kUsualTime = 10000000;  // microseconds
+  static constexpr std::chrono::microseconds kUsualTime = std::chrono::seconds(10);
 
-  /// Throws TCException when the loop takes no more sources.
-  explicit TCKeptAnswer(sd_event* Event, std::uint64_t KeepTime = kUsualTime);
+  explicit TCKeptAnswer(TCNorvEventLoop& Loop, std::chrono::microseconds KeepTime = kUsualTime);
   TCKeptAnswer(TCKeptAnswer const&) = delete;
   TCKeptAnswer& operator=(TCKeptAnswer const&) = delete;
 
@@ -31,11 +30,9 @@ class TCKeptAnswer {
   void Drop() { m_Answer.reset(); }
 
  private:
-  static int OnTime(sd_event_source* Source, std::uint64_t Time, void* Answer);
-
-  std::uint64_t const m_KeepTime;
+  std::chrono::microseconds const m_KeepTime;
   TCBody m_Answer;
-  TCEventSource m_Timer;
+  TCNorvLoopTimer m_Timer;
 };
 
 }  // namespace Property

@@ -3,28 +3,23 @@
 #include "PropertyServer/TCPendingChanges.h"
 
 #include <algorithm>
+#include <chrono>
 #include <ctime>
 
-#include "Platform/Utility/TCException.h"
 #include "PropertyServer/TCChangeRules.h"
 
 namespace Property {
 namespace {
 
-constexpr char kSource[] = "../PropertyServer/TCPendingChanges";
-constexpr std::uint64_t kDeadlineAccuracy = 1000;  // microseconds
-constexpr std::int64_t kTryAgain = 1000000;        // microseconds
+constexpr std::int64_t kTryAgain = 1000000;  // microseconds
 
 }  // namespace
 
-TCPendingChanges::TCPendingChanges(TCPropertyDatabase& Database, sd_event* Event, TCOnDue OnDue)
-    : m_Database(Database), m_OnDue(std::move(OnDue)) {
-  sd_event_source* Source = nullptr;
-  if (sd_event_add_time(Event, &Source, CLOCK_BOOTTIME, 0, kDeadlineAccuracy, OnTime, this) < 0) {
-    throw TCException(kSource, __LINE__).Format("cannot prepare the time of pending changes");
-  }
-  m_Timer.reset(Source);
-  sd_event_source_set_enabled(Source, SD_EVENT_OFF);
+TCPendingChanges::TCPendingChanges(TCPropertyDatabase& Database, TCNorvEventLoop& Loop,
+                                   TCOnDue OnDue)
+    : m_Database(Database),
+      m_OnDue(std::move(OnDue)),
+      m_Timer(Loop, CLOCK_BOOTTIME, [this] { TakeBackDue(); }) {
   Load();
   Wake();
 }
@@ -99,11 +94,6 @@ TSPendingChange const* TCPendingChanges::FindOf(TCPropertyPlace const& Place) co
   return Known != m_Places.end() ? Find(Known->second) : nullptr;
 }
 
-int TCPendingChanges::OnTime(sd_event_source* /*Source*/, std::uint64_t /*Time*/, void* Changes) {
-  static_cast<TCPendingChanges*>(Changes)->TakeBackDue();
-  return 0;
-}
-
 void TCPendingChanges::TakeBackDue() {
   TSClockReading const Now = TSClockReading::Now();
   std::vector<TSPendingChange> Due;
@@ -125,7 +115,7 @@ void TCPendingChanges::TakeBackDue() {
 
 void TCPendingChanges::Wake() {
   if (m_Changes.empty()) {
-    sd_event_source_set_enabled(m_Timer.get(), SD_EVENT_OFF);
+    m_Timer.SwitchOff();
     return;
   }
   TSClockReading const Now = TSClockReading::Now();
@@ -134,8 +124,7 @@ void TCPendingChanges::Wake() {
     Left = std::min(Left, Change.LeftAt(Now));
   }
   Left = m_TryLater ? std::max(Left, kTryAgain) : Left;
-  sd_event_source_set_time(m_Timer.get(), static_cast<std::uint64_t>(Now.Moment + Left));
-  sd_event_source_set_enabled(m_Timer.get(), SD_EVENT_ONESHOT);
+  m_Timer.SetAt(std::chrono::microseconds(Now.Moment + Left));
 }
 
 }  // namespace Property

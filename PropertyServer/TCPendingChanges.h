@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/TCNorvLoopTimer.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TSPendingChange.h"
 #include "PropertyServer/TSPropertyRecord.h"
@@ -31,9 +31,9 @@ class TCPendingChanges {
   /// The time of a change is over. Returns false to be asked again a second later.
   using TCOnDue = std::function<bool(TSPendingChange const& Change)>;
 
-  /// Throws TCException when the loop takes no more sources or the database can not be read or
-  /// written.
-  TCPendingChanges(TCPropertyDatabase& Database, sd_event* Event, TCOnDue OnDue);
+  /// Throws TCException when the system has no descriptors left or the database can not be read
+  /// or written.
+  TCPendingChanges(TCPropertyDatabase& Database, TCNorvEventLoop& Loop, TCOnDue OnDue);
   TCPendingChanges(TCPendingChanges const&) = delete;
   TCPendingChanges& operator=(TCPendingChanges const&) = delete;
 
@@ -53,13 +53,12 @@ class TCPendingChanges {
 
  private:
   void Load();
-  static int OnTime(sd_event_source* Source, std::uint64_t Time, void* Changes);
   void TakeBackDue();
   void Wake();
 
   TCPropertyDatabase& m_Database;
   TCOnDue const m_OnDue;
-  TCEventSource m_Timer;
+  TCNorvLoopTimer m_Timer;
   std::map<std::uint64_t, TSPendingChange> m_Changes;
   std::map<TCPropertyPlace, std::uint64_t> m_Places;
   bool m_TryLater = false;

@@ -35,7 +35,7 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
       m_Schema(Schema),
       m_Configuration(std::move(Configuration)),
       m_Trace(Trace),
-      m_Values(Router.get_Event(), m_Configuration),
+      m_Values(Router.get_Loop(), m_Configuration),
       m_Requests(m_Values),
       m_ServerRequests(
           m_Configuration, [this] { return get_Status(); }, [this] { return Copy(); }),
@@ -43,11 +43,11 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
       m_SecretTexts(Database),
       m_LastTransaction(Database.get_LastTransaction()),
       m_Queue(
-          Database, m_Taken, Router.get_Event(), Durability,
+          Database, m_Taken, Router.get_Loop(), Durability,
           [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
           [this](bool Failing, char const* Reason) { OnTrouble(Failing, Reason); }),
       m_Rules(m_Configuration, Schema),
-      m_Pending(Database, Router.get_Event(),
+      m_Pending(Database, Router.get_Loop(),
                 [this](TSPendingChange const& Change) { return TakeBack(Change); }),
       m_ControlMails(
           m_Configuration, m_Rules, Database, m_Values, m_Pending,

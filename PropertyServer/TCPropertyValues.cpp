@@ -7,8 +7,8 @@
 
 namespace Property {
 
-TCPropertyValues::TCPropertyValues(sd_event* Event, TCConfiguration const& Configuration)
-    : m_Configuration(Configuration), m_All(Event), m_Whole(Event) {}
+TCPropertyValues::TCPropertyValues(TCNorvEventLoop& Loop, TCConfiguration const& Configuration)
+    : m_Configuration(Configuration), m_All(Loop), m_Whole(Loop) {}
 
 void TCPropertyValues::Load(TSPropertyRecord Record) {
   m_Bytes += static_cast<std::int64_t>(Record.Data.size());

@@ -29,8 +29,7 @@ class TCPropertyValues {
   using TCBody = std::shared_ptr<TCNorvMailBody const>;
   using TCConfiguration = std::shared_ptr<TCServerConfiguration const>;
 
-  /// Throws TCException when the loop takes no more sources.
-  TCPropertyValues(sd_event* Event, TCConfiguration const& Configuration);
+  TCPropertyValues(TCNorvEventLoop& Loop, TCConfiguration const& Configuration);
   TCPropertyValues(TCPropertyValues const&) = delete;
   TCPropertyValues& operator=(TCPropertyValues const&) = delete;
 

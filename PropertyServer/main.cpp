@@ -4,12 +4,13 @@
 #include <sys/stat.h>
 #include <syslog.h>
 #include <systemd/sd-daemon.h>
-#include <systemd/sd-event.h>
 #include <unistd.h>
 
-#include <csignal>
+#include <chrono>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
 #include <filesystem>
 #include <memory>
@@ -17,10 +18,11 @@
 #include <string>
 #include <utility>
 
+#include "Platform/Messaging/TCNorvLoopTimer.h"
 #include "Platform/Messaging/TCNorvMailRouter.h"
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
-#include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 #include "Platform/Utility/TextConversions.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyServer.h"
@@ -28,6 +30,7 @@
 #include "PropertyServer/TCServerConfiguration.h"
 #include "PropertyServer/TCServerOptions.h"
 #include "PropertyServer/TCServerSchema.h"
+#include "PropertyServer/TCServerSignals.h"
 
 namespace {
 
@@ -36,6 +39,7 @@ using Property::TCPropertyServer;
 using Property::TCServerConfiguration;
 using Property::TCServerOptions;
 using Property::TCServerSchema;
+using Property::TCServerSignals;
 
 // For people, whatever the texts from outside in the line hold.
 void PrintLine(std::FILE* File, std::string Line) {
@@ -56,20 +60,8 @@ TCPropertyServer::TCConfiguration LoadConfiguration(TCServerOptions const& Optio
       File.empty() ? TCServerConfiguration() : TCServerConfiguration::Load(File));
 }
 
-int OnEndingSignal(sd_event_source* /*Source*/, signalfd_siginfo const* /*Info*/, void* Router) {
-  static_cast<TCNorvMailRouter*>(Router)->Stop();
-  return 0;
-}
-
-struct TSReload {
-  TCPropertyServer& Server;
-  TCServerSchema& Schema;
-  TCServerOptions const& Options;
-};
-
 // A bad file changes nothing.
-int OnReloadSignal(sd_event_source* /*Source*/, signalfd_siginfo const* /*Info*/, void* Reload) {
-  auto const& [Server, Schema, Options] = *static_cast<TSReload*>(Reload);
+void Reload(TCPropertyServer& Server, TCServerSchema& Schema, TCServerOptions const& Options) {
   sd_notify(0, "RELOADING=1");
   try {
     Server.SetConfiguration(LoadConfiguration(Options));
@@ -80,21 +72,37 @@ int OnReloadSignal(sd_event_source* /*Source*/, signalfd_siginfo const* /*Info*/
     SyslogError("The former configuration stays in force: %s", Failure.what());
   }
   sd_notify(0, "READY=1");
-  return 0;
 }
 
-// Signals are handled between two mails, so that no mail is half done.
-void WatchSignals(TCNorvMailRouter& Router, TSReload& Reload) {
-  sigset_t Signals;
-  sigemptyset(&Signals);
-  for (int const Signal : {SIGTERM, SIGINT, SIGHUP}) {
-    sigaddset(&Signals, Signal);
+// On the socket that the service manager hands over, if it does.
+std::unique_ptr<TCNorvMailRouter> NewRouter(TCServerOptions const& Options) {
+  if (sd_listen_fds(0) > 0) {
+    return std::make_unique<TCNorvMailRouter>(TCFileDescriptor(SD_LISTEN_FDS_START),
+                                              Options.get_Address());
   }
-  sigprocmask(SIG_BLOCK, &Signals, nullptr);
-  sd_event_add_signal(Router.get_Event(), nullptr, SIGTERM, OnEndingSignal, &Router);
-  sd_event_add_signal(Router.get_Event(), nullptr, SIGINT, OnEndingSignal, &Router);
-  sd_event_add_signal(Router.get_Event(), nullptr, SIGHUP, OnReloadSignal, &Reload);
+  return std::make_unique<TCNorvMailRouter>(Options.get_Address());
 }
+
+// Tells the service manager, where that wants to hear of it, that the loop turns.
+class TCWatchdog {
+ public:
+  explicit TCWatchdog(TCNorvEventLoop& Loop) : m_Timer(Loop, CLOCK_MONOTONIC, [this] { Tell(); }) {
+    std::uint64_t Limit = 0;  // microseconds
+    if (sd_watchdog_enabled(0, &Limit) > 0) {
+      m_Interval = std::chrono::microseconds(static_cast<std::int64_t>(Limit / 2));
+      Tell();
+    }
+  }
+
+ private:
+  void Tell() {
+    sd_notify(0, "WATCHDOG=1");
+    m_Timer.SetAfter(m_Interval);
+  }
+
+  std::chrono::microseconds m_Interval{};
+  TCNorvLoopTimer m_Timer;
+};
 
 // Each peer is a descriptor; the limit on connections counts on as many as the system allows.
 void RaiseDescriptorLimit() {
@@ -119,12 +127,13 @@ int Serve(TCServerOptions const& Options) {
   Schema.Load();
   TCPropertyDatabase Database(Options.get_Database());
   Database.ReserveLogIfPossible();
-  TCNorvMailRouter Router(Options.get_Address());
+  std::unique_ptr<TCNorvMailRouter> const Owned = NewRouter(Options);
+  TCNorvMailRouter& Router = *Owned;
   TCPropertyServer Server(Router, Database, Options.get_Durability(), Options.get_Trace(),
                           Configuration, &Schema);
-  TSReload Reload{Server, Schema, Options};
-  WatchSignals(Router, Reload);
-  sd_event_set_watchdog(Router.get_Event(), 1);
+  TCServerSignals const Signals(
+      Router.get_Loop(), [&] { Router.Stop(); }, [&] { Reload(Server, Schema, Options); });
+  TCWatchdog const Watchdog(Router.get_Loop());
   Server.SetStatusSink(
       [](std::string const& Text) { sd_notifyf(0, "STATUS=%s", PrintableLine(Text).c_str()); });
   PrintLine(stdout, "ready: " + std::to_string(Server.get_ValueCount()) + " values of " +

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 #include "SchemaLibrary/TCSchemaTrial.h"
 
 namespace Property {

@@ -14,6 +14,7 @@
 #include "Platform/Messaging/LittleEndian.h"
 #include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 #include "Platform/Utility/TCPerThread.h"
 #include "Platform/Utility/TextConversions.h"
 #include "Platform/Utility/UTF8.h"

@@ -1,7 +1,10 @@
 # SPDX-License-Identifier: MIT
 # The headers that programs built with the library include.
 set(PUBLIC_HEADERS
+  TCNorvEventLoop.h
   TCNorvField.h
+  TCNorvLoopTimer.h
+  TCNorvLoopWork.h
   TCNorvMailBody.h
   TCNorvMailClassID.h
   TCNorvMailFunctions.h
@@ -13,4 +16,5 @@ set(PUBLIC_HEADERS
   TCNorvService.h
   TCNorvServiceName.h
   TCNorvServiceProxy.h
+  TCNorvWatchedFile.h
   TSNorvSenderKey.h)

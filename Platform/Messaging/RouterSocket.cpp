@@ -7,10 +7,10 @@
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <systemd/sd-daemon.h>
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Utility/TCException.h"
@@ -62,6 +62,13 @@ TCFileDescriptor NewSocket() {
   return File;
 }
 
+// -1 where the file is no socket.
+int OptionOf(int File, int Option) {
+  int Value = -1;
+  socklen_t Size = sizeof(Value);
+  return getsockopt(File, SOL_SOCKET, Option, &Value, &Size) == 0 ? Value : -1;
+}
+
 // A socket file without a listener refuses; a full queue (EAGAIN) means somebody listens.
 bool IsServed(sockaddr_un const& Address) {
   TCFileDescriptor const Probe = NewSocket();
@@ -111,16 +118,18 @@ class TCListenLock {
 
 }  // namespace
 
-TCRouterSocket::TCRouterSocket(std::string const& Address) {
-  if (sd_listen_fds(0) > 0) {
-    if (sd_is_socket_unix(SD_LISTEN_FDS_START, SOCK_STREAM, 1, nullptr, 0) <= 0) {
-      throw TCException(kSource, __LINE__)
-          .Format("the socket handed over by the init system is no listening Unix stream socket");
-    }
-    m_File = TCFileDescriptor(SD_LISTEN_FDS_START);
-    fcntl(m_File.get(), F_SETFL, fcntl(m_File.get(), F_GETFL) | O_NONBLOCK);
-    return;
+TCRouterSocket::TCRouterSocket(TCFileDescriptor Listening) : m_File(std::move(Listening)) {
+  if (OptionOf(m_File.get(), SO_DOMAIN) != AF_UNIX ||
+      OptionOf(m_File.get(), SO_TYPE) != SOCK_STREAM ||
+      OptionOf(m_File.get(), SO_ACCEPTCONN) != 1) {
+    throw TCException(kSource, __LINE__)
+        .Format("the socket that was handed over is no listening Unix stream socket");
   }
+  fcntl(m_File.get(), F_SETFD, FD_CLOEXEC);
+  fcntl(m_File.get(), F_SETFL, fcntl(m_File.get(), F_GETFL) | O_NONBLOCK);
+}
+
+TCRouterSocket::TCRouterSocket(std::string const& Address) {
   m_Path = PathOf(Address);
   try {
     Listen();
@@ -156,6 +165,11 @@ void TCRouterSocket::Listen() {
   }
   lstat(m_Path.c_str(), &m_Made);
 }
+
+TCRouterSocket::TCRouterSocket(TCRouterSocket&& Other) noexcept
+    : m_File(std::move(Other.m_File)),
+      m_Path(std::exchange(Other.m_Path, std::string())),
+      m_Made(Other.m_Made) {}
 
 TCRouterSocket::~TCRouterSocket() {
   if (!m_Path.empty() && IsAt(m_Path, m_Made)) {

@@ -6,16 +6,18 @@
 
 #include <string>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 /// Owns the listening socket and its file.
 class TCRouterSocket {
  public:
-  /// Takes the socket handed over by the init system, or makes one at `Address`.
-  /// Throws TCException when a living router serves it, or it can not be made.
+  /// Makes a socket at `Address`. Throws TCException when a living router serves it, or it can not
+  /// be made.
   explicit TCRouterSocket(std::string const& Address);
-  TCRouterSocket(TCRouterSocket const&) = delete;
-  TCRouterSocket& operator=(TCRouterSocket const&) = delete;
+  /// Takes over one that listens. Throws TCException when it does not, or is of another kind.
+  explicit TCRouterSocket(TCFileDescriptor Listening);
+  TCRouterSocket(TCRouterSocket&& Other) noexcept;
+  TCRouterSocket& operator=(TCRouterSocket&& Other) = delete;
   /// Removes the file of a socket made here, unless it is another's by now.
   ~TCRouterSocket();
 
@@ -27,6 +29,6 @@ class TCRouterSocket {
   void Listen();
 
   TCFileDescriptor m_File;
-  std::string m_Path;       // empty when the socket belongs to the init system
+  std::string m_Path;       // empty when it was not made here
   struct stat m_Made = {};  // the file that was made here
 };

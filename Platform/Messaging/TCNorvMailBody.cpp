@@ -12,9 +12,9 @@
 #include <new>
 #include <utility>
 
-#include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 namespace {
 

@@ -10,6 +10,10 @@
 TCNorvMailRouter::TCNorvMailRouter(std::string const& Address)
     : m_Core(std::make_unique<TCRouterCore>(MailWire::RouterAddress(Address))) {}
 
+TCNorvMailRouter::TCNorvMailRouter(TCFileDescriptor Listening, std::string const& Address)
+    : m_Core(
+          std::make_unique<TCRouterCore>(std::move(Listening), MailWire::RouterAddress(Address))) {}
+
 TCNorvMailRouter::~TCNorvMailRouter() = default;
 
 void TCNorvMailRouter::Run() {
@@ -57,8 +61,8 @@ std::uint64_t TCNorvMailRouter::get_Epoch() const {
   return m_Core->get_Position().Epoch;
 }
 
-sd_event* TCNorvMailRouter::get_Event() const {
-  return m_Core->get_Event();
+TCNorvEventLoop& TCNorvMailRouter::get_Loop() const {
+  return m_Core->get_Loop();
 }
 
 std::string const& TCNorvMailRouter::get_Address() const {

@@ -13,10 +13,11 @@
 #include <vector>
 
 #include "Platform/PlatformExport.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
-struct sd_event;
 struct TSNorvMailSender;
 struct TSNorvSenderKey;
+class TCNorvEventLoop;
 class TCNorvService;
 class TCRouterCore;
 
@@ -32,7 +33,7 @@ struct TSNorvRouterLimits {
 
 /// Listens on a Unix socket and serves the proxies of other processes (and of this one).
 /// Runs on the thread that calls Run(); services live on that thread. The address is
-/// "unix:path=..."; a socket handed over by the init system is used instead of making one.
+/// "unix:path=...".
 class PROPERTY_PLATFORM_EXPORT TCNorvMailRouter {
  public:
   /// Starts to listen, at `Address` or, when empty, at the one in MAILROUTER_ADDRESS or
@@ -40,10 +41,15 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailRouter {
   /// Throws TCException, saying what to do, when a living router serves the address, the folder is
   /// missing or may not be written, or the address is no Unix socket's.
   explicit TCNorvMailRouter(std::string const& Address = std::string());
+  /// Serves at a Unix stream socket that listens already, such as an init system hands over.
+  /// `Address`, or what stands for it when it is empty, is what get_Address() says. The socket is
+  /// closed at the end; its file stays where it is. Throws TCException when it is another kind of
+  /// file or does not listen.
+  explicit TCNorvMailRouter(TCFileDescriptor Listening, std::string const& Address = std::string());
   TCNorvMailRouter(TCNorvMailRouter const&) = delete;
   TCNorvMailRouter& operator=(TCNorvMailRouter const&) = delete;
-  /// Ends all connections and removes the socket. The router is not running then, and its services
-  /// are gone.
+  /// Ends all connections and removes a socket that was made here. The router is not running then,
+  /// and its services are gone.
   ~TCNorvMailRouter();
 
   /// Serves until Stop(). Throws TCException when the event loop fails.
@@ -76,8 +82,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailRouter {
   /// Drawn anew for each router; what is published is numbered in it.
   std::uint64_t get_Epoch() const;
 
-  /// The loop that Run() turns, for further sources of the same program.
-  sd_event* get_Event() const;
+  /// The loop that Run() turns, for what else the program waits for.
+  TCNorvEventLoop& get_Loop() const;
   std::string const& get_Address() const;
 
  private:

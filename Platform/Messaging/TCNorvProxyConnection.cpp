@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <atomic>
 #include <cerrno>
 #include <utility>
@@ -14,6 +15,7 @@
 #include "Platform/Messaging/TCLiveConnections.h"
 #include "Platform/Messaging/TCThreadMark.h"
 #include "Platform/Messaging/ThreadStream.h"
+#include "Platform/Utility/RandomBytes.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCPerThread.h"
 
@@ -25,10 +27,14 @@ constexpr std::size_t kMailOverhead = 64;  // counted for every kept mail beside
 constexpr std::chrono::milliseconds kHookPatience{2000};  // of who closes while a hook runs
 
 std::string NewIdentity() {
-  sd_id128_t ID;
-  MailWire::Require(sd_id128_randomize(&ID), "draw an identity");
-  char Text[SD_ID128_STRING_MAX];
-  return sd_id128_to_string(ID, Text);
+  std::array<unsigned char, 16> Bytes = {};
+  DrawRandomBytes(Bytes.data(), Bytes.size());
+  std::string Text;
+  for (unsigned const Byte : Bytes) {
+    Text += "0123456789abcdef"[Byte >> 4U];
+    Text += "0123456789abcdef"[Byte & 0xfU];
+  }
+  return Text;
 }
 
 // Why the calling thread's last request was refused, and whose request it was.

@@ -37,6 +37,7 @@
 #include "Platform/Messaging/TCNorvServiceProxy.h"
 #include "Platform/Messaging/TCOwnChanges.h"
 #include "Platform/Messaging/TCRouterWait.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyConnection> {
  public:

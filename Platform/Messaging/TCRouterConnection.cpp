@@ -33,12 +33,8 @@ std::string TCRouterConnection::Describe() const {
          std::to_string(m_Sender.User) + ")";
 }
 
-void TCRouterConnection::Attach(sd_event* Event, sd_event_io_handler_t OnReady) {
-  sd_event_source* Source = nullptr;
-  MailWire::Require(
-      sd_event_add_io(Event, &Source, sd_bus_get_fd(m_Bus.get()), EPOLLIN, OnReady, this),
-      "attach a connection");
-  m_Ready.reset(Source);
+void TCRouterConnection::Attach(TCNorvEventLoop& Loop, TCNorvWatchedFile::TCOnReady OnReady) {
+  m_Ready.emplace(Loop, sd_bus_get_fd(m_Bus.get()), EPOLLIN, std::move(OnReady));
   Watch();
 }
 
@@ -58,7 +54,7 @@ void TCRouterConnection::Watch() {
   if (Wanted <= 0 || (Wanted & POLLOUT) != 0 || m_HoldsMore) {
     Events |= EPOLLOUT;  // also one that need not wait: it is to be called at once
   }
-  sd_event_source_set_io_events(m_Ready.get(), Events);
+  m_Ready->SetEvents(Events);
 }
 
 std::uint64_t TCRouterConnection::CountQueued() const {

@@ -12,7 +12,9 @@
 
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
+#include "Platform/Messaging/TCNorvLoopTimer.h"
 #include "Platform/Messaging/TCNorvService.h"
+#include "Platform/Messaging/TCNorvWatchedFile.h"
 #include "Platform/Messaging/TCRouterUser.h"
 
 class TCRouterCore;
@@ -48,10 +50,9 @@ class TCRouterConnection {
   bool HasEnded() const { return sd_bus_is_open(m_Bus.get()) <= 0; }
   std::string Describe() const;
 
-  /// Has `OnReady` called, with this connection, whenever the peer can be read from or written to
-  /// as it is needed, until Detach(). Not with the bus library's own means: they ask every
-  /// connection what it waits for, at every turn of the loop.
-  void Attach(sd_event* Event, sd_event_io_handler_t OnReady);
+  /// Has `OnReady` called whenever the peer can be read from or written to as it is needed, until
+  /// Detach(). Throws as TCNorvWatchedFile does.
+  void Attach(TCNorvEventLoop& Loop, TCNorvWatchedFile::TCOnReady OnReady);
   void Detach() { m_Ready.reset(); }
   /// To be called whenever the bus connection may have sent: what it could not write makes it wait
   /// for something else, and one that has ended is dropped soon.
@@ -82,16 +83,18 @@ class TCRouterConnection {
   std::map<std::string, TSSubscription> m_Subscriptions;
   std::list<TCRouterConnection>::iterator m_Place;
   bool m_IsDropped = false;  // freed when the loop turns again
-  TCEventSource m_GreetingLimit;
-  TCEventSource m_Pause;   // while the peer sends or asks too much and is not read from
-  TCEventSource m_HangUp;  // while it is not read from because a mailbox has no owner
+  std::optional<TCNorvLoopTimer> m_GreetingLimit;
+  std::optional<TCNorvLoopTimer>
+      m_Pause;  // while the peer sends or asks too much and is not read from
+  std::optional<TCNorvWatchedFile>
+      m_HangUp;  // while it is not read from because a mailbox has no owner
   std::shared_ptr<TCRouterUser> m_User;
 
  private:
   std::uint64_t CountQueued() const;
 
   TCBusHandle m_Bus;
-  TCEventSource m_Ready;
+  std::optional<TCNorvWatchedFile> m_Ready;
   std::size_t m_QueuedBytes = 0;                            // at least what waits for the peer
   std::map<std::string, std::uint64_t> m_Acknowledgements;  // held back, by mailbox path
   std::uint64_t m_SecondBegan = 0;                          // microseconds

@@ -9,11 +9,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <ctime>
+#include <fstream>
 #include <iterator>
 #include <new>
 #include <utility>
 
 #include "Platform/Messaging/TCRouterWork.h"
+#include "Platform/Utility/RandomBytes.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
 
@@ -25,24 +28,21 @@ constexpr std::size_t kNotAdmittedLimit = 16;  // connections of a user who may 
 constexpr std::size_t kNoRoomLimit = 16;  // of a user, above its limit, that wait to be told so
 constexpr std::size_t kNoRoomInAll = 64;
 constexpr std::uint64_t kSecond = 1000000;
-constexpr std::uint64_t kTryAgain = kSecond / 10;  // after memory or descriptors have run out
-constexpr std::uint64_t kAccuracy = kSecond / 100;
+constexpr std::chrono::milliseconds kTryAgain{100};  // after memory or descriptors have run out
 
 // Different for every run of a router, so that positions of an earlier run are told apart.
 // Small ones are none: who subscribes may say with them that it knows of nothing.
 std::uint64_t NewEpoch() {
-  sd_id128_t ID;
-  MailWire::Require(sd_id128_randomize(&ID), "draw an epoch");
-  return ID.qwords[0] | std::uint64_t{1} << 63U;
+  std::uint64_t Epoch = 0;
+  DrawRandomBytes(&Epoch, sizeof(Epoch));
+  return Epoch | std::uint64_t{1} << 63U;
 }
 
-// The bus library does not look up the name of a peer without a bus, so it is asked by number.
 std::string ProcessName(pid_t Process) {
-  sd_bus_creds* Raw = nullptr;
-  char const* Name = nullptr;
-  int const Result = sd_bus_creds_new_from_pid(&Raw, Process, SD_BUS_CREDS_COMM);
-  TCBusCredentials const Credentials(Raw);
-  return Result >= 0 && sd_bus_creds_get_comm(Raw, &Name) >= 0 ? Name : "unknown";
+  std::ifstream File("/proc/" + std::to_string(Process) + "/comm");
+  std::string Name;
+  std::getline(File, Name);
+  return Name.empty() ? "unknown" : Name;
 }
 
 // Who is at the other end, from the socket itself.
@@ -67,44 +67,37 @@ bool IsOfMailClass(sd_bus_message* Message) {
 
 }  // namespace
 
-TCRouterCore::TCRouterCore(std::string const& Address) : m_Address(Address), m_Socket(Address) {
+TCRouterCore::TCRouterCore(std::string const& Address)
+    : TCRouterCore(Address, TCRouterSocket(Address)) {}
+
+TCRouterCore::TCRouterCore(TCFileDescriptor Listening, std::string const& Address)
+    : TCRouterCore(Address, TCRouterSocket(std::move(Listening))) {}
+
+TCRouterCore::TCRouterCore(std::string const& Address, TCRouterSocket Socket)
+    : m_Address(Address),
+      m_Socket(std::move(Socket)),
+      m_Connects(get_Loop(), m_Socket.get_File(), EPOLLIN,
+                 [this](std::uint32_t /*Events*/) { OnConnect(); }),
+      m_AcceptAgain(get_Loop(), CLOCK_MONOTONIC, [this] { OnAcceptAgain(); }),
+      m_Reaping(get_Loop(), TCNorvLoopWork::TEWhen::eNextTurn, [this] { OnReap(); }),
+      m_Progress(get_Loop(), TCNorvLoopWork::TEWhen::eAfterTurns, [this] { OnProgress(); }),
+      m_NextTurn(get_Loop(), TCNorvLoopWork::TEWhen::eNextTurn, [] {}),
+      m_ProgressTimer(get_Loop(), CLOCK_MONOTONIC, [] {}) {
   m_Position.Epoch = NewEpoch();
-  sd_event_source* Source = nullptr;
-  MailWire::Require(
-      sd_event_add_io(m_Loop.get_Event(), &Source, m_Socket.get_File(), EPOLLIN, OnConnect, this),
-      "watch the socket");
-  m_ConnectSource.reset(Source);
-  MailWire::Require(sd_event_add_defer(m_Loop.get_Event(), &Source, OnReap, this),
-                    "prepare cleaning up");
-  m_ReapSource.reset(Source);
-  MailWire::Require(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "prepare cleaning up");
-  MailWire::Require(sd_event_add_post(m_Loop.get_Event(), &Source, OnProgress, this),
-                    "watch for progress");
-  m_ProgressSource.reset(Source);
-  MailWire::Require(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "watch for progress");
-  MailWire::Require(sd_event_add_defer(m_Loop.get_Event(), &Source, OnNextTurn, this),
-                    "watch for progress");
-  m_NextTurn.reset(Source);
-  MailWire::Require(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "watch for progress");
-  m_AcceptAgainSource = NewTimer(OnAcceptAgain);
-  m_ProgressTimer = NewTimer(OnProgressTime);
 }
 
 TCRouterCore::~TCRouterCore() = default;
 
 // ---- accepting ----
 
-int TCRouterCore::OnConnect(sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/,
-                            void* Core) {
-  auto& Self = *static_cast<TCRouterCore*>(Core);
+void TCRouterCore::OnConnect() {
   try {
-    Self.Accept();
+    Accept();
   } catch (...) {
-    LogWithin(Self.m_LogBudget, [](char const* Note) {
+    LogWithin(m_LogBudget, [](char const* Note) {
       SyslogError("mail router: a connection failed: %s%s", MailWire::CaughtText().c_str(), Note);
     });
   }
-  return 0;
 }
 
 void TCRouterCore::Accept() {
@@ -119,36 +112,20 @@ void TCRouterCore::Accept() {
 // Who waits stays in the socket's queue, and the loop does not spin for them.
 void TCRouterCore::AcceptLater() {
   int const Error = errno;
-  sd_event_source_set_enabled(m_ConnectSource.get(), SD_EVENT_OFF);
-  WakeAfter(m_AcceptAgainSource.get());
+  m_Connects.SetEvents(0);
+  m_AcceptAgain.SetAfter(kTryAgain);
   LogWithin(m_LogBudget, [&](char const* Note) {
     SyslogError("mail router: cannot accept a connection: %s; trying again%s",
                 MailWire::ErrorText(Error).c_str(), Note);
   });
 }
 
-// A timer that waits for WakeAfter().
-TCEventSource TCRouterCore::NewTimer(sd_event_time_handler_t OnTime) {
-  sd_event_source* Source = nullptr;
-  MailWire::Require(
-      sd_event_add_time(m_Loop.get_Event(), &Source, CLOCK_MONOTONIC, 0, kAccuracy, OnTime, this),
-      "prepare a timer");
-  TCEventSource Timer(Source);
-  MailWire::Require(sd_event_source_set_enabled(Source, SD_EVENT_OFF), "prepare a timer");
-  return Timer;
-}
-
-void TCRouterCore::WakeAfter(sd_event_source* Timer) const {
-  sd_event_source_set_time(Timer, Now() + kTryAgain);
-  sd_event_source_set_enabled(Timer, SD_EVENT_ONESHOT);
-}
-
-int TCRouterCore::OnAcceptAgain(sd_event_source* /*Source*/, std::uint64_t /*Time*/, void* Core) {
-  auto& Self = *static_cast<TCRouterCore*>(Core);
-  if (sd_event_source_set_enabled(Self.m_ConnectSource.get(), SD_EVENT_ON) < 0) {
-    Self.WakeAfter(Self.m_AcceptAgainSource.get());
+void TCRouterCore::OnAcceptAgain() {
+  try {
+    m_Connects.SetEvents(EPOLLIN);
+  } catch (std::exception const&) {
+    m_AcceptAgain.SetAfter(kTryAgain);
   }
-  return 0;
 }
 
 void TCRouterCore::Serve(TCFileDescriptor File) {
@@ -163,7 +140,7 @@ void TCRouterCore::Serve(TCFileDescriptor File) {
   MailWire::Require(sd_bus_new(&Bus), "make a connection");
   TCBusHandle Handle(Bus);
   sd_id128_t ID;
-  MailWire::Require(sd_id128_randomize(&ID), "draw an id");
+  DrawRandomBytes(&ID, sizeof(ID));
   MailWire::Require(sd_bus_set_fd(Bus, File.get(), File.get()), "use a connection");
   File.Release();
   MailWire::Require(sd_bus_set_server(Bus, 1, ID), "serve a connection");
@@ -187,14 +164,15 @@ void TCRouterCore::Start(TCRouterConnection& Connection) {
   sd_bus* const Bus = Connection.get_Bus();
   MailWire::Require(sd_bus_add_filter(Bus, nullptr, OnMessage, &Connection), "serve a connection");
   MailWire::Require(sd_bus_start(Bus), "start a connection");
-  sd_event_source* Source = nullptr;
-  auto const Limit =
-      static_cast<std::uint64_t>(std::chrono::microseconds(m_Limits.GreetingTime).count());
-  MailWire::Require(sd_event_add_time_relative(m_Loop.get_Event(), &Source, CLOCK_MONOTONIC, Limit,
-                                               kAccuracy, OnGreetingLimit, &Connection),
-                    "limit the time of a greeting");
-  Connection.m_GreetingLimit.reset(Source);
-  Connection.Attach(m_Loop.get_Event(), OnReady);
+  Connection.m_GreetingLimit.emplace(get_Loop(), CLOCK_MONOTONIC,
+                                     [this, &Connection] { Drop(Connection); });
+  Connection.m_GreetingLimit->SetAfter(m_Limits.GreetingTime);
+  Attach(Connection);
+}
+
+void TCRouterCore::Attach(TCRouterConnection& Connection) {
+  Connection.Attach(get_Loop(),
+                    [this, &Connection](std::uint32_t /*Events*/) { OnReady(Connection); });
 }
 
 void TCRouterCore::SetAdmission(TCNorvMailRouter::TCAdmission Admission) {
@@ -253,13 +231,6 @@ bool TCRouterCore::MayHearOfNoRoom(TSNorvMailSender const& Sender) const {
 
 // ---- connections ----
 
-int TCRouterCore::OnGreetingLimit(sd_event_source* /*Source*/, std::uint64_t /*Time*/,
-                                  void* Connection) {
-  auto& Silent = *static_cast<TCRouterConnection*>(Connection);
-  Silent.m_Core.Drop(Silent);
-  return 0;
-}
-
 // Needs no memory: what can not be dropped would be called for ever.
 void TCRouterCore::Drop(TCRouterConnection& Connection) {
   if (Connection.m_IsDropped) {
@@ -280,7 +251,7 @@ void TCRouterCore::Drop(TCRouterConnection& Connection) {
   Connection.m_HangUp.reset();
   Connection.Detach();
   m_Dropped.splice(m_Dropped.end(), m_Connections, Connection.m_Place);
-  sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
+  m_Reaping.Schedule();
   if (!Connection.IsGreeted() && Connection.m_Refusal.empty()) {
     LogWithin(Connection.m_User->m_LogBudget, [&](char const* Note) {
       SyslogWarning("mail router: a connection of %s ended before its greeting%s",
@@ -300,40 +271,35 @@ void TCRouterCore::DropForNow(TCRouterConnection& Connection, std::exception con
 
 // One message at a time, so that every peer gets its turn. What comes with the authentication is
 // read together with it, and the socket tells nothing of it.
-int TCRouterCore::OnReady(sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/,
-                          void* Connection) {
-  auto& From = *static_cast<TCRouterConnection*>(Connection);
-  if (From.m_Core.Postpone(From)) {
-    return 0;
+void TCRouterCore::OnReady(TCRouterConnection& Connection) {
+  if (Postpone(Connection)) {
+    return;
   }
-  bool const Greeting = !From.IsGreeted();
+  bool const Greeting = !Connection.IsGreeted();
   int Result = -ENOTCONN;
-  if (!From.HasEnded()) {
-    TCRouterWork const Work(From);
-    Result = sd_bus_process(From.get_Bus(), nullptr);
+  if (!Connection.HasEnded()) {
+    TCRouterWork const Work(Connection);
+    Result = sd_bus_process(Connection.get_Bus(), nullptr);
   }
-  From.m_HoldsMore = Result > 0 && (Greeting || From.m_HoldsMore);
-  if (Result < 0 || From.HasEnded()) {
-    From.m_Core.Drop(From);
+  Connection.m_HoldsMore = Result > 0 && (Greeting || Connection.m_HoldsMore);
+  if (Result < 0 || Connection.HasEnded()) {
+    Drop(Connection);
   }
-  From.Watch();
-  return 0;
+  Connection.Watch();
 }
 
 void TCRouterCore::DropEnded() {
-  sd_event_source_set_enabled(m_ReapSource.get(), SD_EVENT_ONESHOT);
+  m_Reaping.Schedule();
 }
 
-int TCRouterCore::OnReap(sd_event_source* /*Source*/, void* Core) {
-  auto& Self = *static_cast<TCRouterCore*>(Core);
-  for (auto Place = Self.m_Connections.begin(); Place != Self.m_Connections.end();) {
+void TCRouterCore::OnReap() {
+  for (auto Place = m_Connections.begin(); Place != m_Connections.end();) {
     TCRouterConnection& Connection = *Place++;
     if (Connection.HasEnded()) {
-      Self.Drop(Connection);
+      Drop(Connection);
     }
   }
-  Self.m_Dropped.clear();
-  return 0;
+  m_Dropped.clear();
 }
 
 int TCRouterCore::OnMessage(sd_bus_message* Message, void* Connection, sd_bus_error* /*Error*/) {

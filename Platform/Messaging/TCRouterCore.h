@@ -16,12 +16,16 @@
 #include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/RouterSocket.h"
 #include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Messaging/TCNorvLoopTimer.h"
+#include "Platform/Messaging/TCNorvLoopWork.h"
 #include "Platform/Messaging/TCNorvService.h"
+#include "Platform/Messaging/TCNorvWatchedFile.h"
 #include "Platform/Messaging/TCRecentMails.h"
 #include "Platform/Messaging/TCRouterConnection.h"
 #include "Platform/Messaging/TCRouterLoop.h"
 #include "Platform/Messaging/TCRouterUser.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 class TCRouterWork;
 
@@ -31,6 +35,7 @@ class TCRouterWork;
 class TCRouterCore {
  public:
   explicit TCRouterCore(std::string const& Address);
+  TCRouterCore(TCFileDescriptor Listening, std::string const& Address);
   TCRouterCore(TCRouterCore const&) = delete;
   TCRouterCore& operator=(TCRouterCore const&) = delete;
   ~TCRouterCore();
@@ -38,7 +43,7 @@ class TCRouterCore {
   void Run() { m_Loop.Run(); }
   void Stop() { m_Loop.Stop(); }
   void Execute(std::function<void()> const& Function) { m_Loop.Execute(Function); }
-  sd_event* get_Event() const { return m_Loop.get_Event(); }
+  TCNorvEventLoop& get_Loop() { return m_Loop.get_Loop(); }
   std::string const& get_Address() const { return m_Address; }
 
   void OpenMailbox(std::string const& Mailbox, std::string const& Path, TCNorvService& Owner);
@@ -60,6 +65,8 @@ class TCRouterCore {
  private:
   friend class TCRouterWork;  // knows which work is under way
 
+  TCRouterCore(std::string const& Address, TCRouterSocket Socket);
+
   // A message for a mailbox that has no owner yet.
   struct TSParked {
     TCRouterConnection* Connection;
@@ -76,16 +83,12 @@ class TCRouterCore {
     MailWire::TEWhose Whose = MailWire::TEWhose::eAnothers;
   };
 
-  static int OnConnect(sd_event_source* Source, int File, std::uint32_t Events, void* Core);
-  static int OnAcceptAgain(sd_event_source* Source, std::uint64_t Time, void* Core);
-  static int OnReady(sd_event_source* Source, int File, std::uint32_t Events, void* Connection);
-  static int OnReap(sd_event_source* Source, void* Core);
-  static int OnProgress(sd_event_source* Source, void* Core);
-  static int OnNextTurn(sd_event_source* Source, void* Core);
-  static int OnProgressTime(sd_event_source* Source, std::uint64_t Time, void* Core);
-  static int OnGreetingLimit(sd_event_source* Source, std::uint64_t Time, void* Connection);
-  static int OnHangUp(sd_event_source* Source, int File, std::uint32_t Events, void* Connection);
-  static int OnPauseOver(sd_event_source* Source, std::uint64_t Time, void* Connection);
+  void OnConnect();
+  void OnAcceptAgain();
+  void OnReady(TCRouterConnection& Connection);
+  void OnReap();
+  void OnProgress();
+  void OnPauseOver(TCRouterConnection& Connection);
   static int OnMessage(sd_bus_message* Message, void* Connection, sd_bus_error* Error);
 
   static bool IsCall(sd_bus_message* Message, char const* Member) {
@@ -102,8 +105,7 @@ class TCRouterCore {
   std::string FindRoom(TSNorvMailSender const& Sender, TCRouterUser& User);
   bool MayHearOfNoRoom(TSNorvMailSender const& Sender) const;
   void AcceptLater();
-  TCEventSource NewTimer(sd_event_time_handler_t OnTime);
-  void WakeAfter(sd_event_source* Timer) const;
+  void Attach(TCRouterConnection& Connection);
   void Drop(TCRouterConnection& Connection);
   int Route(TCRouterConnection& Connection, sd_bus_message* Message);
   static void RefuseMessage(TCRouterConnection& From, sd_bus_message* Message,
@@ -169,12 +171,12 @@ class TCRouterCore {
   std::string const m_Address;
   TCRouterSocket m_Socket;
   TCRouterLoop m_Loop;
-  TCEventSource m_ConnectSource;
-  TCEventSource m_AcceptAgainSource;
-  TCEventSource m_ReapSource;
-  TCEventSource m_ProgressSource;  // enabled while a connection is behind
-  TCEventSource m_NextTurn;        // for those that the present turn had no time for
-  TCEventSource m_ProgressTimer;   // while one is behind whose reading nothing waits for
+  TCNorvWatchedFile m_Connects;
+  TCNorvLoopTimer m_AcceptAgain;
+  TCNorvLoopWork m_Reaping;
+  TCNorvLoopWork m_Progress;        // while a connection is behind
+  TCNorvLoopWork m_NextTurn;        // for those that the present turn had no time for
+  TCNorvLoopTimer m_ProgressTimer;  // while one is behind whose reading nothing waits for
 
   TSNorvRouterLimits m_Limits;
   TCNorvMailRouter::TCAdmission m_Admission;

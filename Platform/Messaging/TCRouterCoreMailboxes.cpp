@@ -1,7 +1,11 @@
 // SPDX-License-Identifier: MIT
 // Hands mails and requests to the owners of mailboxes, or keeps them until there is one.
+#include <sys/epoll.h>
+
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <ctime>
 #include <utility>
 
 #include "Platform/Messaging/TCRouterCore.h"
@@ -12,10 +16,9 @@
 namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCRouterCoreMailboxes";
-constexpr std::size_t kParkedLimit = 1024;  // messages kept for mailboxes without owner
-constexpr std::size_t kParkedOfOne = 64;    // of them of one connection, which then has to wait
-constexpr std::uint64_t kPauseAccuracy = 10000;  // microseconds
-constexpr std::uint64_t kBusyPause = 10000;      // microseconds
+constexpr std::size_t kParkedLimit = 1024;   // messages kept for mailboxes without owner
+constexpr std::size_t kParkedOfOne = 64;     // of them of one connection, which then has to wait
+constexpr std::uint64_t kBusyPause = 10000;  // microseconds
 
 void RequireOwnName(TSNorvMailSender const& Sender, char const* Identity) {
   if (Sender.Identity != Identity) {
@@ -68,7 +71,7 @@ void TCRouterCore::Acknowledge(std::string const& Path, TSNorvSenderKey const& S
       }
       Connection.Acknowledge(Path, Number);
       if (Connection.IsBehind()) {
-        sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
+        m_Progress.Schedule();
       }
     }
   }
@@ -130,19 +133,8 @@ void TCRouterCore::Park(TCRouterConnection& Connection, sd_bus_message* Message)
 // The peer is not read from until a mailbox gets its owner; its end is noticed.
 void TCRouterCore::WaitForOwner(TCRouterConnection& Connection) {
   Connection.Detach();
-  sd_event_source* Source = nullptr;
-  MailWire::Require(
-      sd_event_add_io(m_Loop.get_Event(), &Source, sd_bus_get_fd(Connection.get_Bus()), EPOLLRDHUP,
-                      OnHangUp, &Connection),
-      "watch a connection");
-  Connection.m_HangUp.reset(Source);
-}
-
-int TCRouterCore::OnHangUp(sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/,
-                           void* Connection) {
-  auto& Ended = *static_cast<TCRouterConnection*>(Connection);
-  Ended.m_Core.Drop(Ended);
-  return 0;
+  Connection.m_HangUp.emplace(get_Loop(), sd_bus_get_fd(Connection.get_Bus()), EPOLLRDHUP,
+                              [this, &Connection](std::uint32_t /*Events*/) { Drop(Connection); });
 }
 
 void TCRouterCore::ReadAgain(TCRouterConnection& Connection) {
@@ -150,7 +142,7 @@ void TCRouterCore::ReadAgain(TCRouterConnection& Connection) {
     return;
   }
   try {
-    Connection.Attach(m_Loop.get_Event(), OnReady);
+    Attach(Connection);
   } catch (std::exception const&) {
     Drop(Connection);
   }
@@ -201,31 +193,25 @@ void TCRouterCore::WaitWhileBusy(TCNorvService const& Owner, TCRouterConnection&
 // one that takes longest counts.
 void TCRouterCore::SlowDown(TCRouterConnection& Connection, std::uint64_t Pause,
                             std::string const& Reason) {
-  if (sd_event_source* const Present = Connection.m_Pause.get()) {
-    std::uint64_t Until = 0;
-    MailWire::Require(sd_event_source_get_time(Present, &Until), "slow a connection down");
-    MailWire::Require(sd_event_source_set_time(Present, std::max(Until, Now() + Pause)),
-                      "slow a connection down");
+  std::chrono::microseconds const Time(static_cast<std::int64_t>(Pause));
+  if (Connection.m_Pause) {
+    TCNorvLoopTimer& Present = *Connection.m_Pause;
+    Present.SetAt(std::max(Present.get_Deadline(), get_Loop().Now() + Time));
     return;
   }
   LogWithin(Connection.m_User->m_LogBudget, [&](char const* Note) {
     SyslogWarning("mail router: %s %s and is slowed down%s", Connection.Describe().c_str(),
                   Reason.c_str(), Note);
   });
-  sd_event_source* Source = nullptr;
-  MailWire::Require(sd_event_add_time_relative(m_Loop.get_Event(), &Source, CLOCK_MONOTONIC, Pause,
-                                               kPauseAccuracy, OnPauseOver, &Connection),
-                    "slow a connection down");
-  Connection.m_Pause.reset(Source);
+  Connection.m_Pause.emplace(get_Loop(), CLOCK_MONOTONIC,
+                             [this, &Connection] { OnPauseOver(Connection); });
+  Connection.m_Pause->SetAfter(Time);
   Connection.Detach();
 }
 
-int TCRouterCore::OnPauseOver(sd_event_source* /*Source*/, std::uint64_t /*Time*/,
-                              void* Connection) {
-  auto& Paused = *static_cast<TCRouterConnection*>(Connection);
-  Paused.m_Pause.reset();
-  Paused.m_Core.ReadAgain(Paused);
-  return 0;
+void TCRouterCore::OnPauseOver(TCRouterConnection& Connection) {
+  Connection.m_Pause.reset();
+  ReadAgain(Connection);
 }
 
 // ---- mails and requests ----

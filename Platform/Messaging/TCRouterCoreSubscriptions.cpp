@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Publishes mails to those that have subscribed, and brings those up to date that have missed some.
 #include <algorithm>
+#include <chrono>
 #include <new>
 #include <utility>
 
@@ -14,6 +15,7 @@ namespace {
 constexpr char kSource[] = "../Platform/Messaging/TCRouterCoreSubscriptions";
 constexpr std::size_t kSubscriptionLimit = 64;  // of one connection
 constexpr std::uint64_t kProgressTime = 2000;   // microseconds, in a turn of the loop
+constexpr std::chrono::milliseconds kTryLater{100};
 
 MailWire::TEWhose WhoseFor(TSNorvMailSender const& Subscriber, TSPublishedMail const& Mail) {
   if (Mail.Origin != Subscriber.get_Key()) {
@@ -120,9 +122,9 @@ void TCRouterCore::ServeLater(TCRouterConnection& Connection,
                               TCRouterConnection::TSSubscription& Subscription) {
   Subscription.Behind = true;
   Subscription.Own.reset();  // they are among what it has missed
-  sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
+  m_Progress.Schedule();
   if (Connection.IsDrained()) {
-    WakeAfter(m_ProgressTimer.get());  // its reading, which it is not waiting for, wakes nobody
+    m_ProgressTimer.SetAfter(kTryLater);  // its reading, which it is not waiting for, wakes nobody
   }
 }
 
@@ -142,43 +144,31 @@ bool TCRouterCore::IsBehind(pid_t Process) const {
 }
 
 // Runs after every turn of the loop in which anything happened, such as a peer's reading.
-int TCRouterCore::OnProgress(sd_event_source* Source, void* Core) {
-  auto& Self = *static_cast<TCRouterCore*>(Core);
+void TCRouterCore::OnProgress() {
   std::uint64_t const End = TCRouterWork::Now() + kProgressTime;
   bool Waiting = false;
-  for (auto Place = Self.m_Connections.begin(); Place != Self.m_Connections.end();) {
+  for (auto Place = m_Connections.begin(); Place != m_Connections.end();) {
     TCRouterConnection& Connection = *Place++;  // it may be dropped
     if (Connection.IsBehind() && Connection.IsDrained()) {
-      Self.ResumeInTurn(Connection, End);
+      ResumeInTurn(Connection, End);
     }
     Waiting = Waiting || Connection.IsBehind();
   }
   if (!Waiting) {
-    sd_event_source_set_enabled(Source, SD_EVENT_OFF);
+    m_Progress.Cancel();
   }
-  return 0;
 }
 
 // Not all at once: who asks for something meanwhile is served in between.
 void TCRouterCore::ResumeInTurn(TCRouterConnection& Connection, std::uint64_t End) {
   if (PauseOf(*Connection.m_User) > 0) {
-    WakeAfter(m_ProgressTimer.get());
+    m_ProgressTimer.SetAfter(kTryLater);
   } else if (TCRouterWork::Now() < End) {
     TCRouterWork const Work(Connection);
     Resume(Connection);
   } else {
-    sd_event_source_set_enabled(m_NextTurn.get(), SD_EVENT_ONESHOT);
+    m_NextTurn.Schedule();
   }
-}
-
-// That it has been called is what OnProgress() runs after.
-int TCRouterCore::OnNextTurn(sd_event_source* /*Source*/, void* /*Core*/) {
-  return 0;
-}
-
-int TCRouterCore::OnProgressTime(sd_event_source* /*Source*/, std::uint64_t /*Time*/,
-                                 void* /*Core*/) {
-  return 0;
 }
 
 void TCRouterCore::Resume(TCRouterConnection& Connection) {
@@ -223,8 +213,8 @@ void TCRouterCore::HaveBroughtUpToDate(
         Subscription.Behind = true;
         Subscription.Whole = true;
         Subscription.Own.reset();
-        sd_event_source_set_enabled(m_ProgressSource.get(), SD_EVENT_ON);
-        sd_event_source_set_enabled(m_NextTurn.get(), SD_EVENT_ONESHOT);
+        m_Progress.Schedule();
+        m_NextTurn.Schedule();
       }
     }
   }

@@ -5,43 +5,51 @@
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <exception>
 #include <utility>
 
-#include "Platform/Messaging/MailWire.h"
+#include "Platform/Utility/TCException.h"
 
 namespace {
 
-TCEventHandle NewEvent() {
-  sd_event* Event = nullptr;
-  MailWire::Require(sd_event_new(&Event), "make an event loop");
-  return TCEventHandle(Event);
+constexpr char kSource[] = "../Platform/Messaging/TCRouterLoop";
+
+TCFileDescriptor NewWake() {
+  TCFileDescriptor File(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  if (File.get() < 0) {
+    throw TCException(kSource, __LINE__)
+        .Format("cannot make an event descriptor: %s", std::strerror(errno));
+  }
+  return File;
 }
 
 }  // namespace
 
-TCRouterLoop::TCRouterLoop() : m_Event(NewEvent()), m_Wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
-  sd_event_source* Source = nullptr;
-  MailWire::Require(sd_event_add_io(m_Event.get(), &Source, m_Wake.get(), EPOLLIN, OnWake, this),
-                    "watch for tasks");
-  m_WakeSource.reset(Source);
-}
+TCRouterLoop::TCRouterLoop()
+    : m_Wake(NewWake()), m_Tasks(m_Loop, m_Wake.get(), EPOLLIN, [this](std::uint32_t /*Events*/) {
+        eventfd_t Ignored = 0;
+        eventfd_read(m_Wake.get(), &Ignored);
+        RunTasks();
+      }) {}
 
 void TCRouterLoop::Run() {
   BeginTurn();
-  int Result = 0;
-  for (;;) {
-    {
-      std::lock_guard<std::mutex> const Lock(m_Mutex);
-      if (m_Stopping || Result < 0) {
-        m_Stopping = false;
-        break;
-      }
+  try {
+    while (!TakeStop()) {
+      m_Loop.Turn();
     }
-    Result = sd_event_run(m_Event.get(), UINT64_MAX);
+  } catch (...) {
+    EndTurn();
+    throw;
   }
   EndTurn();
-  MailWire::Require(Result, "run the event loop");
+}
+
+bool TCRouterLoop::TakeStop() {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  return std::exchange(m_Stopping, false);
 }
 
 void TCRouterLoop::BeginTurn() {
@@ -55,7 +63,7 @@ void TCRouterLoop::EndTurn() {
   for (;;) {
     RunTasks();
     std::lock_guard<std::mutex> const Lock(m_Mutex);
-    if (m_Tasks.empty()) {
+    if (m_Waiting.empty()) {
       m_Runner = std::thread::id();
       m_Changed.notify_all();
       return;
@@ -78,7 +86,7 @@ void TCRouterLoop::Execute(std::function<void()> const& Function) {
   }
   bool Done = false;
   std::exception_ptr Failure;
-  m_Tasks.emplace_back([&] {
+  m_Waiting.emplace_back([&] {
     try {
       Function();
     } catch (...) {
@@ -108,26 +116,12 @@ void TCRouterLoop::RunTasks() {
     std::function<void()> Task;
     {
       std::lock_guard<std::mutex> const Lock(m_Mutex);
-      if (m_Tasks.empty()) {
+      if (m_Waiting.empty()) {
         return;
       }
-      Task = std::move(m_Tasks.front());
-      m_Tasks.pop_front();
+      Task = std::move(m_Waiting.front());
+      m_Waiting.pop_front();
     }
     Task();
   }
-}
-
-int TCRouterLoop::OnWake(sd_event_source* /*Source*/, int File, std::uint32_t /*Events*/,
-                         void* Loop) {
-  eventfd_t Ignored = 0;
-  eventfd_read(File, &Ignored);
-  static_cast<TCRouterLoop*>(Loop)->RunTasks();
-  return 0;
-}
-
-std::uint64_t TCRouterLoop::Now() const {
-  std::uint64_t Time = 0;
-  sd_event_now(m_Event.get(), CLOCK_MONOTONIC, &Time);
-  return Time;
 }

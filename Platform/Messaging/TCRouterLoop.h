@@ -9,7 +9,9 @@
 #include <mutex>
 #include <thread>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 /// One thread at a time has the turn: the one in Run(), or, while none is, the one in Execute().
 /// What is not synchronised in the router belongs to it.
@@ -24,25 +26,24 @@ class TCRouterLoop {
   void Stop();
   /// Runs `Function` in its turn and waits for it. What it throws comes out here.
   void Execute(std::function<void()> const& Function);
-  sd_event* get_Event() const { return m_Event.get(); }
+  TCNorvEventLoop& get_Loop() { return m_Loop; }
   /// Microseconds, the same during one turn of the loop.
-  std::uint64_t Now() const;
+  std::uint64_t Now() const { return static_cast<std::uint64_t>(m_Loop.Now().count()); }
 
  private:
-  static int OnWake(sd_event_source* Source, int File, std::uint32_t Events, void* Loop);
-
+  bool TakeStop();
   void BeginTurn();
   void EndTurn();
   void RunTasks();
 
-  TCEventHandle m_Event;
-  TCFileDescriptor m_Wake;
-  TCEventSource m_WakeSource;
+  TCNorvEventLoop m_Loop;
+  TCFileDescriptor const m_Wake;
+  TCNorvWatchedFile const m_Tasks;
 
   std::mutex m_Mutex;
   std::condition_variable m_Changed;
   // guarded by m_Mutex
   std::thread::id m_Runner;  // whose turn it is: the thread in Run(), or in Execute() without it
   bool m_Stopping = false;
-  std::deque<std::function<void()>> m_Tasks;
+  std::deque<std::function<void()>> m_Waiting;
 };

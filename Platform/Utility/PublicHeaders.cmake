@@ -6,6 +6,7 @@ set(PUBLIC_HEADERS
   SystemLog.h
   TCCriticalSection.h
   TCException.h
+  TCFileDescriptor.h
   TCMACAddress.h
   TCNullTypes.h
   TCRecordID.h

@@ -3,9 +3,9 @@
 // sends after its authentication; a proxy that keeps to the protocol is served every so often.
 #include <fcntl.h>
 #include <sys/socket.h>
-#include <systemd/sd-event.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
@@ -14,6 +14,7 @@
 #include <memory>
 #include <string>
 
+#include "Platform/Messaging/TCNorvEventLoop.h"
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "Platform/Messaging/TCNorvMailRouter.h"
 #include "Platform/Messaging/TCNorvServiceProxy.h"
@@ -51,13 +52,14 @@ class TServer {
 
   // Everything that can be done without waiting.
   void Turn() {
-    for (int Turns = 0; Turns < 1000 && sd_event_run(m_Router.get_Event(), 0) > 0; ++Turns) {
+    for (int Turns = 0; Turns < 1000 && m_Router.get_Loop().Turn(TCNorvEventLoop::TCTime::zero());
+         ++Turns) {
     }
   }
 
   void TurnUntil(std::future<bool> const& Done) {
     while (Done.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
-      sd_event_run(m_Router.get_Event(), 1000);
+      m_Router.get_Loop().Turn(std::chrono::milliseconds(1));
     }
   }
 

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Platform/Messaging/BusHandles.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 /// The message with values of these types appended.
 template <class... TValues>

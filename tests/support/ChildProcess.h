@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 /// How to start one.
 struct TSChildStart {

@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 /// A socket that is bound to `Path`, which must be free. Without a file and with errno set when the
 /// system refuses.

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "Platform/Messaging/BusHandles.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 /// A connection that messages can be made on; nobody reads them. Throws std::system_error.
 class TUnreadBus {

@@ -3,14 +3,15 @@
 // is not taken comes again.
 #include <gmock/gmock.h>
 #include <systemd/sd-bus.h>
-#include <systemd/sd-event.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstdint>
 #include <new>
 
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
+#include "Platform/Messaging/TCNorvEventLoop.h"
 #include "tests/unit/CommonProperties/FailingAllocations.h"
 #include "tests/unit/Platform/Messaging/MessagingFixture.h"
 
@@ -35,7 +36,7 @@ struct FailingRouterMemory : TMessagingFixture {
     bool HasFailed = false;
     m_Router.Execute([&] {
       TFailingAllocation const Failing(Successes);
-      while (sd_event_run(m_Router.get_Event(), 0) > 0) {
+      while (m_Router.get_Loop().Turn(TCNorvEventLoop::TCTime::zero())) {
       }
       HasFailed = Failing.HasFailed();
     });
@@ -141,7 +142,7 @@ struct FailingRouterMemory : TMessagingFixture {
   }
 
   static constexpr int kNever = 1 << 30;
-  static constexpr std::uint64_t kMicroseconds = 10000000;
+  static constexpr std::chrono::seconds kPatience{10};
   static constexpr int kRounds = 10;
   TCNorvMailRouter m_Router;
 };
@@ -244,7 +245,7 @@ TEST_F(FailingRouterMemory, HasAMailPublishedOnceToEverybody) {
   EXPECT_TRUE(HasFailedAfterPublishing);
   std::uint64_t Told = 0;
   for (int Round = 0; Round < kRounds && Told < Published; ++Round) {
-    m_Router.Execute([&] { sd_event_run(m_Router.get_Event(), kMicroseconds); });
+    m_Router.Execute([&] { m_Router.get_Loop().Turn(kPatience); });
     ReadSequence(Origin.get(), Told);
   }
   EXPECT_EQ(Told, Published);

@@ -12,7 +12,7 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 /// One direction of a connection: bytes and descriptors that were read and not written yet.
 class TSoakStream {

@@ -3,11 +3,14 @@
 #include "PropertyServer/TCCommitQueue.h"
 
 #include <gmock/gmock.h>
+#include <sys/epoll.h>
 #include <sys/eventfd.h>
 
-#include <functional>
 #include <optional>
 
+#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 
@@ -31,16 +34,13 @@ struct CommitQueue : DatabaseFixture {
     DiskFaults::Install();
     m_Database.emplace(m_Path);
     m_Taken.emplace(*m_Database, [] { return std::vector<TSNorvSenderKey>(); });
-    sd_event* Event = nullptr;
-    EXPECT_GE(sd_event_new(&Event), 0);
-    m_Event.reset(Event);
     MakeQueue(TEDurability::eFull);
   }
   ~CommitQueue() override { DiskFaults::Repair(); }
 
   void MakeQueue(TEDurability Durability) {
     m_Queue.emplace(
-        *m_Database, *m_Taken, m_Event.get(), Durability,
+        *m_Database, *m_Taken, m_Loop, Durability,
         [this](std::list<TSTakenMail>& Stored) {
           for (TSTakenMail const& Mail : Stored) {
             m_Stored.push_back(Mail.Mail.Number);
@@ -79,20 +79,11 @@ struct CommitQueue : DatabaseFixture {
   int TurnUntilStored(std::size_t Mails) {
     int Turns = 0;
     TCFileDescriptor const File(eventfd(1, EFD_CLOEXEC));  // always ready
-    std::function<void()> Serve = [&] { Turns += m_Queue->IsStoring() ? 1 : 0; };
-    sd_event_source* Source = nullptr;
-    EXPECT_GE(
-        sd_event_add_io(
-            m_Event.get(), &Source, File.get(), EPOLLIN,
-            [](sd_event_source* /*Source*/, int /*File*/, std::uint32_t /*Events*/, void* Other) {
-              (*static_cast<std::function<void()>*>(Other))();
-              return 0;
-            },
-            &Serve),
-        0);
-    TCEventSource const Ready(Source);
+    TCNorvWatchedFile const Ready(m_Loop, File.get(), EPOLLIN, [&](std::uint32_t /*Events*/) {
+      Turns += m_Queue->IsStoring() ? 1 : 0;
+    });
     while (m_Stored.size() < Mails) {
-      EXPECT_GE(sd_event_run(m_Event.get(), UINT64_MAX), 0);
+      m_Loop.Turn();
     }
     return Turns;
   }
@@ -100,7 +91,7 @@ struct CommitQueue : DatabaseFixture {
   // Turns the loop until a slice of what waits is written, but not the last one.
   void TurnUntilStoring() {
     while (!m_Queue->IsStoring()) {
-      ASSERT_GE(sd_event_run(m_Event.get(), UINT64_MAX), 0);
+      m_Loop.Turn();
     }
     ASSERT_THAT(m_Stored, IsEmpty());
   }
@@ -111,7 +102,7 @@ struct CommitQueue : DatabaseFixture {
                     "FROM recent_value)");
   }
 
-  TCEventHandle m_Event;
+  TCNorvEventLoop m_Loop;
   std::optional<TCPropertyDatabase> m_Database;
   std::optional<TCTakenMails> m_Taken;
   std::optional<TCCommitQueue> m_Queue;
@@ -222,7 +213,7 @@ TEST_F(CommitQueue, KeepsTheOrderWhenALargeMailCanNotBeStored) {
   m_Queue->Add(Mail(2, 1, "small"));
   DiskFaults::FillDisk();
   while (m_Troubles.empty()) {
-    ASSERT_GE(sd_event_run(m_Event.get(), UINT64_MAX), 0);
+    m_Loop.Turn();
   }
   EXPECT_THAT(m_Stored, IsEmpty());
   EXPECT_EQ(m_Queue->get_WaitingCount(), 2U);

@@ -4,19 +4,19 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
-#include <systemd/sd-event.h>
 
-#include <limits>
+#include <chrono>
+#include <cstdint>
 #include <stdexcept>
 #include <string>
+
+#include "Platform/Utility/TCFileDescriptor.h"
 
 namespace {
 
 using Property::TCKeptAnswer;
 
-constexpr std::uint64_t kForEver =
-    std::numeric_limits<std::uint64_t>::max();  // no limit of waiting
-constexpr std::uint64_t kAtOnce = 1;
+constexpr std::chrono::microseconds kAtOnce{1};
 constexpr std::size_t kLarge = 100000;  // more than travels inside a message
 
 TCKeptAnswer::TCBody TextBody(std::string const& Text) {
@@ -38,9 +38,6 @@ ino_t FileOf(TCNorvMailBody const& Body) {
 
 class TCKeptAnswerTest : public ::testing::Test {
  protected:
-  TCKeptAnswerTest() { EXPECT_GE(sd_event_new(&m_Event), 0); }
-  ~TCKeptAnswerTest() override { sd_event_unref(m_Event); }
-
   TCKeptAnswer::TCBody Get(TCKeptAnswer& Answer, std::size_t Size = 1) {
     return Answer.Get([&] {
       ++m_Made;
@@ -48,19 +45,19 @@ class TCKeptAnswerTest : public ::testing::Test {
     });
   }
 
-  sd_event* m_Event = nullptr;
+  TCNorvEventLoop m_Loop;
   int m_Made = 0;
 };
 
 TEST_F(TCKeptAnswerTest, IsMadeOnce) {
-  TCKeptAnswer Answer(m_Event);
+  TCKeptAnswer Answer(m_Loop);
   auto const First = Get(Answer);
   EXPECT_EQ(Get(Answer), First);
   EXPECT_EQ(m_Made, 1);
 }
 
 TEST_F(TCKeptAnswerTest, IsMadeAgainWhenItIsNoLongerTrue) {
-  TCKeptAnswer Answer(m_Event);
+  TCKeptAnswer Answer(m_Loop);
   auto const First = Get(Answer);
   Answer.Drop();
   EXPECT_NE(Get(Answer), First);
@@ -68,25 +65,25 @@ TEST_F(TCKeptAnswerTest, IsMadeAgainWhenItIsNoLongerTrue) {
 }
 
 TEST_F(TCKeptAnswerTest, IsFreedWhenItsTimeIsOver) {
-  TCKeptAnswer Answer(m_Event, kAtOnce);
+  TCKeptAnswer Answer(m_Loop, kAtOnce);
   std::weak_ptr<TCNorvMailBody const> const Kept = Get(Answer);
   EXPECT_FALSE(Kept.expired());
-  EXPECT_EQ(sd_event_run(m_Event, kForEver), 1);
+  EXPECT_TRUE(m_Loop.Turn());
   EXPECT_TRUE(Kept.expired());
 }
 
 TEST_F(TCKeptAnswerTest, IsKeptAgainAfterItsTimeWasOver) {
-  TCKeptAnswer Answer(m_Event, kAtOnce);
+  TCKeptAnswer Answer(m_Loop, kAtOnce);
   Get(Answer);
-  EXPECT_EQ(sd_event_run(m_Event, kForEver), 1);
+  EXPECT_TRUE(m_Loop.Turn());
   std::weak_ptr<TCNorvMailBody const> const Kept = Get(Answer);
   EXPECT_EQ(m_Made, 2);
-  EXPECT_EQ(sd_event_run(m_Event, kForEver), 1);
+  EXPECT_TRUE(m_Loop.Turn());
   EXPECT_TRUE(Kept.expired());
 }
 
 TEST_F(TCKeptAnswerTest, KeepsNothingOfWhatCouldNotBeMade) {
-  TCKeptAnswer Answer(m_Event);
+  TCKeptAnswer Answer(m_Loop);
   EXPECT_THROW(Answer.Get([]() -> TCKeptAnswer::TCBody { throw std::runtime_error("no"); }),
                std::runtime_error);
   EXPECT_NE(Get(Answer), nullptr);
@@ -94,14 +91,14 @@ TEST_F(TCKeptAnswerTest, KeepsNothingOfWhatCouldNotBeMade) {
 }
 
 TEST_F(TCKeptAnswerTest, LiesInTheFileThatIsSentWhenItIsLarge) {
-  TCKeptAnswer Answer(m_Event);
+  TCKeptAnswer Answer(m_Loop);
   auto const Body = Get(Answer, kLarge);
   EXPECT_EQ(Body->get_Bytes(), TextBody(std::string(kLarge, 'a'))->get_Bytes());
   EXPECT_EQ(FileOf(*Body), FileOf(*Body));
 }
 
 TEST_F(TCKeptAnswerTest, LiesInNoFileWhenItIsSmall) {
-  TCKeptAnswer Answer(m_Event);
+  TCKeptAnswer Answer(m_Loop);
   auto const Body = Get(Answer);
   TCFileDescriptor const First(Body->MakeMemoryFile());  // kept open: its number is not used again
   struct stat Status = {};
@@ -111,10 +108,10 @@ TEST_F(TCKeptAnswerTest, LiesInNoFileWhenItIsSmall) {
 
 TEST_F(TCKeptAnswerTest, LeavesTheLoopWithItsOwner) {
   {
-    TCKeptAnswer Answer(m_Event, kAtOnce);
+    TCKeptAnswer Answer(m_Loop, kAtOnce);
     Get(Answer);
   }
-  EXPECT_EQ(sd_event_run(m_Event, 0), 0);
+  EXPECT_FALSE(m_Loop.Turn(TCNorvEventLoop::TCTime::zero()));
 }
 
 }  // namespace

@@ -13,6 +13,7 @@
 #include "MessagingFixture.h"
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 #include "RouterPeer.h"
 #include "tests/support/RawPeer.h"
 

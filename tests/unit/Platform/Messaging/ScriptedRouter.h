@@ -11,6 +11,7 @@
 #include "MessagingFixture.h"
 #include "Platform/Messaging/BusHandles.h"
 #include "Platform/Messaging/MailWire.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 /// Serves one connection after the other. Answers greetings, remembers what else it is sent and
 /// does nothing about it by itself.

@@ -5,14 +5,16 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sys/file.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <fstream>
+#include <utility>
 
 #include "MessagingFixture.h"
-#include "Platform/Messaging/BusHandles.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 #include "tests/support/UnixSocket.h"
 #include "tests/unit/CommonProperties/CaughtException.h"
 
@@ -183,15 +185,48 @@ TEST_F(MailRouter, IsDestroyedWithMessagesWaitingForAnOwner) {
   EXPECT_THAT(Server.m_Service.m_Mails.WaitFor(1), ::testing::ElementsAre(1));
 }
 
-TEST_F(MailRouter, SaysWhenTheHandedOverSocketIsNone) {
-  std::string const Process = std::to_string(getpid());
-  if (dup2(STDERR_FILENO, 3) != 3) {
-    FAIL() << "no descriptor 3";
+// Serves a proxy that finds its way to the socket.
+TEST_F(MailRouter, ServesAtASocketThatListensAlready) {
+  {
+    TCNorvMailRouter Router(ListenAt(SocketPath()));
+    TTestService Service(Router);
+    Service.Open();
+    std::thread Thread([&Router] { Router.Run(); });
+    TTestProxy Proxy;
+    EXPECT_TRUE(Proxy.AskNumber(1));
+    Router.Stop();
+    Thread.join();
   }
-  setenv("LISTEN_PID", Process.c_str(), 1);
+  EXPECT_TRUE(Exists(SocketPath()));
+}
+
+TEST_F(MailRouter, LetsNoProgramInheritASocketThatWasHandedOver) {
+  TCFileDescriptor Listening = ListenAt(SocketPath());
+  int const File = Listening.get();
+  fcntl(File, F_SETFD, 0);
+  TCNorvMailRouter const Router(std::move(Listening));
+  EXPECT_EQ(fcntl(File, F_GETFD), FD_CLOEXEC);
+}
+
+TEST_F(MailRouter, SaysWhenASocketThatWasHandedOverIsNone) {
+  for (int const Kind : {0, 1, 2, 3}) {
+    TCFileDescriptor File = Kind == 0   ? TCFileDescriptor(open("/dev/null", O_RDWR | O_CLOEXEC))
+                            : Kind == 1 ? TCFileDescriptor()
+                            : Kind == 2 ? BindAt(SocketPath())
+                                        : ListenAt(SocketPath() + "2", SOCK_SEQPACKET);
+    TCException const Exception =
+        CaughtException([&] { TCNorvMailRouter const Router(std::move(File)); });
+    EXPECT_EQ(Exception.get_Message(),
+              "the socket that was handed over is no listening Unix stream socket")
+        << Kind;
+  }
+}
+
+TEST_F(MailRouter, ReadsNothingOfASocketInTheEnvironment) {
+  setenv("LISTEN_PID", std::to_string(getpid()).c_str(), 1);
   setenv("LISTEN_FDS", "1", 1);
-  ExpectCannotListen(
-      Address(), "the socket handed over by the init system is no listening Unix stream socket");
+  TCNorvMailRouter const Router;
+  EXPECT_TRUE(Exists(SocketPath()));
 }
 
 }  // namespace
