@@ -129,8 +129,7 @@ TCRouterSocket::TCRouterSocket(TCFileDescriptor Listening) : m_File(std::move(Li
   fcntl(m_File.get(), F_SETFL, fcntl(m_File.get(), F_GETFL) | O_NONBLOCK);
 }
 
-TCRouterSocket::TCRouterSocket(std::string const& Address) {
-  m_Path = PathOf(Address);
+TCRouterSocket::TCRouterSocket(std::string const& Address) : m_Path(PathOf(Address)) {
   try {
     Listen();
   } catch (...) {

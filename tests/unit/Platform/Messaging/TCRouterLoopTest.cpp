@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <future>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -19,12 +20,13 @@ class TRunningLoop {
  public:
   TRunningLoop() {
     std::promise<std::thread::id> Running;
-    TCNorvLoopWork Work(m_Loop.get_Loop(), TCNorvLoopWork::TEWhen::eNextTurn,
-                        [&] { Running.set_value(std::this_thread::get_id()); });
-    Work.Schedule();
+    std::optional<TCNorvLoopWork> Work;
+    Work.emplace(m_Loop.get_Loop(), TCNorvLoopWork::TEWhen::eNextTurn,
+                 [&Running] { Running.set_value(std::this_thread::get_id()); });
+    Work->Schedule();
     m_Thread = std::thread([this] { m_Loop.Run(); });
     m_Runner = Running.get_future().get();
-    m_Loop.Execute([] {});  // the work's turn is over
+    m_Loop.Execute([&Work] { Work.reset(); });
   }
   TRunningLoop(TRunningLoop const&) = delete;
   TRunningLoop& operator=(TRunningLoop const&) = delete;
