@@ -27,6 +27,25 @@ char const* BoolText(bool Value) {
   return Value ? "1" : "0";
 }
 
+// Reads one to nine digits, which fit into any number. False, with `Value` as it was, for any other
+// text, be it a number or not.
+bool ParseDigits(std::string const& Text, int& Value) noexcept {
+  constexpr std::size_t kMost = 9;
+  if (Text.size() - 1 >= kMost) {
+    return false;
+  }
+  int Number = 0;
+  for (char const Digit : Text) {
+    auto const Units = static_cast<unsigned>(Digit) - unsigned{'0'};
+    if (Units > 9) {
+      return false;
+    }
+    Number = Number * 10 + static_cast<int>(Units);
+  }
+  Value = Number;
+  return true;
+}
+
 std::string DefaultText(TCNullTypes<int> const& Default) {
   return ToString(Default);
 }
@@ -55,8 +74,6 @@ TCCommonPropertyObject::TCCommonPropertyObject()
 TCCommonPropertyObject::TCCommonPropertyObject(TCPropertyID const& ID, TCRecordID const& Link,
                                                std::string const& MAC)
     : m_Defined(true), m_ID(&ID), m_MAC(MAC), m_Link(Link), m_Loaded(false) {}
-
-TCCommonPropertyObject::~TCCommonPropertyObject() = default;
 
 // ---- writing ----
 
@@ -348,6 +365,14 @@ bool TCCommonPropertyObject::get_AsBool(TCNullTypes<bool> const& Default) const 
 }
 
 int TCCommonPropertyObject::get_AsInteger(TCNullTypes<int> const& Default) const {
+  int Value = 0;
+  if (!IsChoiceField() && ParseDigits(m_Data, Value)) {
+    return Value;
+  }
+  return ReadInteger(Default);
+}
+
+int TCCommonPropertyObject::ReadInteger(TCNullTypes<int> const& Default) const {
   std::string Buffer;
   bool OK = false;
   long const Value = StringToLong(Read(Default, Buffer), OK);

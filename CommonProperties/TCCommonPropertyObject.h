@@ -78,7 +78,7 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
     return *this;
   }
   TCCommonPropertyObject& operator=(TCCommonPropertyObject&&) = default;
-  virtual ~TCCommonPropertyObject();
+  virtual ~TCCommonPropertyObject() = default;
 
   // ---- writing ----
 
@@ -325,6 +325,8 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
   std::string const& Read(std::string& Buffer) const;
   template <class T>
   std::string const& Read(Accessories::TCNullTypes<T> const& Default, std::string& Buffer) const;
+  /// get_AsInteger where not just digits are stored.
+  [[gnu::noinline]] int ReadInteger(Accessories::TCNullTypes<int> const& Default) const;
   /// The boolean read of a field that is no choice field.
   bool ReadBool(Accessories::TCNullTypes<bool> const& Default) const;
 

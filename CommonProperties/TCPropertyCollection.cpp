@@ -11,6 +11,7 @@
 #include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyID.h"
+#include "CommonProperties/TCPropertyIndex.h"
 #include "CommonProperties/TCPropertyTransaction.h"
 #include "Platform/Utility/DebugOutput.h"
 #include "Platform/Utility/ForkHandlers.h"
@@ -38,7 +39,7 @@ TCCommonPropertyObject LoadedValue(TCPropertyKey const& Key, std::string const& 
   return Value;
 }
 
-void TraceRead(TCCommonPropertyObject const& Object) {
+inline void TraceRead(TCCommonPropertyObject const& Object) {
   if (IsDebugLevel(DEBUG_PROPERTY)) {
     Object.Trace("Get");
   }
@@ -57,7 +58,6 @@ void CompleteSchema() {
 class TCPropertyCollection::TCProcessState {
  public:
   std::string m_OwnMACText;
-  TCMACAddress m_OwnMAC;  // of m_OwnMACText
   std::map<unsigned long, std::string> m_Sessions;
   std::map<int, TCPropertyTransaction*> m_Transactions;
 };
@@ -98,7 +98,7 @@ class TCPropertyCollection::TCDeletion {
 
   /// Passes it on to the deletions in whose hooks this one was made.
   void HearChange(TCPropertyKey const& Key) {
-    m_Overtaken = m_Overtaken || (!(m_Key < Key) && !(Key < m_Key));
+    m_Overtaken = m_Overtaken || m_Key == Key;
     if (m_Outer != nullptr) {
       m_Outer->HearChange(Key);
     }
@@ -112,8 +112,16 @@ class TCPropertyCollection::TCDeletion {
   bool m_Overtaken = false;
 };
 
-TCPropertyCollection::TCProcessState& TCPropertyCollection::State() {
+std::atomic<TCPropertyCollection::TCProcessState*> TCPropertyCollection::m_State{nullptr};
+
+inline TCPropertyCollection::TCProcessState& TCPropertyCollection::State() {
+  TCProcessState* const Made = m_State.load(std::memory_order_acquire);
+  return Made != nullptr ? *Made : MakeState();
+}
+
+TCPropertyCollection::TCProcessState& TCPropertyCollection::MakeState() {
   static TCProcessState& Result = *new TCProcessState;
+  m_State.store(&Result, std::memory_order_release);
   return Result;
 }
 
@@ -128,15 +136,17 @@ std::set<TCCommonPropertyChangeNotifier*>* TCPropertyCollection::m_Notifiers = n
 TCPropertyCollection* TCPropertyCollection::m_Instance = nullptr;
 bool TCPropertyCollection::m_Ready = false;
 TCCriticalSection TCPropertyCollection::m_CSection;
+TCMACAddress TCPropertyCollection::m_OwnMAC;
 TCPropertyCollection* TCPropertyCollection::m_Complete = nullptr;
 bool TCPropertyCollection::m_UnderConstruction = false;
 std::atomic<bool> TCPropertyCollection::m_LongWait{false};
 
 TCPropertyCollection::TCPropertyCollection()
-    : m_ExceptionsAtConstruction(std::uncaught_exceptions()) {
+    : m_ExceptionsAtConstruction(std::uncaught_exceptions()),
+      m_Index(std::make_unique<TCPropertyIndex>(m_Properties)) {
   TCCriticalSectionLock Lock(m_CSection);
-  State().m_OwnMAC = TCMACAddress::Own("");
-  State().m_OwnMACText = State().m_OwnMAC.get_AsString(':');
+  m_OwnMAC = TCMACAddress::Own("");
+  State().m_OwnMACText = m_OwnMAC.get_AsString(':');
   TCBasicPropertyID::Initialize();
   WatchForks();
   if (m_Instance != nullptr) {
@@ -196,7 +206,7 @@ void TCPropertyCollection::Clear() {
       delete Entry.second;
     }
   }
-  m_Properties.clear();
+  m_Index->Clear();
   if (m_Tellings != 0) {
     for (auto& Entry : m_Removed) {
       m_Cleared.push_back(std::move(Entry.second));
@@ -208,51 +218,35 @@ void TCPropertyCollection::Clear() {
 // ---- the map ----
 
 TCCommonPropertyObject* TCPropertyCollection::Find(TCPropertyKey const& Key) const {
-  auto const Entry = m_Properties.find(Key);
-  return Entry != m_Properties.end() ? Entry->second : nullptr;
-}
-
-// Values arrive in the order of their keys when they arrive in great numbers, so the end is asked
-// first.
-std::pair<TCPropertyCollection::TCPlace, bool> TCPropertyCollection::Seek(
-    TCPropertyKey const& Key) {
-  if (m_Properties.empty() || m_Properties.rbegin()->first < Key) {
-    return {m_Properties.end(), false};
-  }
-  TCPlace const Place = m_Properties.lower_bound(Key);
-  return {Place, !(Key < Place->first)};
+  return m_Index->Find(Key);
 }
 
 TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Value) {
-  return Insert(std::move(Value), m_Properties.end());
-}
-
-TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Value, TCPlace Next) {
   CountChange();
   TCPropertyKey const Key = KeyOf(Value);
   auto const Removed = m_Removed.find(Key);
   if (Removed != m_Removed.end()) {
     TCCommonPropertyObject& Stored = *Removed->second;
-    m_Properties.emplace_hint(Next, Key, &Stored);
+    m_Index->Insert(Key, &Stored);
     Stored = std::move(Value);
     static_cast<void>(Removed->second.release());  // m_Properties owns it now
     m_Removed.erase(Removed);
     return Stored;
   }
   auto Stored = std::make_unique<TCCommonPropertyObject>(std::move(Value));
-  m_Properties.emplace_hint(Next, Key, Stored.get());
+  m_Index->Insert(Key, Stored.get());
   return *Stored.release();
 }
 
 bool TCPropertyCollection::Remove(TCPropertyKey const& Key) {
   TCCriticalSectionLock Lock(m_CSection);
-  auto const Entry = m_Properties.find(Key);
-  if (Entry == m_Properties.end()) {
+  TCCommonPropertyObject* const Stored = Find(Key);
+  if (Stored == nullptr) {
     return false;
   }
   CountChange();
-  m_Removed.emplace(Key, nullptr)->second.reset(Entry->second);
-  m_Properties.erase(Entry);
+  m_Removed.emplace(Key, nullptr)->second.reset(Stored);
+  m_Index->Remove(Key);
   return true;
 }
 
@@ -437,15 +431,15 @@ TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyID const&
 TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyKey const& Key,
                                                              std::string const& Data) {
   TCCriticalSectionLock Lock(m_CSection);
-  auto const [Place, Found] = Seek(Key);
-  if (!Found) {
-    return &Insert(LoadedValue(Key, Data), Place);
+  TCCommonPropertyObject* const Stored = Find(Key);
+  if (Stored == nullptr) {
+    return &Insert(LoadedValue(Key, Data));
   }
-  if (!Place->second->SetRealValue(Data)) {
+  if (!Stored->SetRealValue(Data)) {
     return nullptr;
   }
   CountChange();
-  return Place->second;
+  return Stored;
 }
 
 void TCPropertyCollection::LoadProperty(TCCommonPropertyObject const& Object) {
@@ -522,36 +516,51 @@ TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID,
 TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID, bool NoException,
                                                          TCRecordID const& Link, std::string MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  return Read(TCPropertyKey(ID, Link, MACFor(ID, MAC)), NoException, Lock);
+  return Read(ID, NoException, Link, MACFor(ID, MAC), Lock);
 }
 
-TCCommonPropertyObject TCPropertyCollection::Read(TCPropertyKey const& Key, bool NoException,
-                                                  TCCriticalSectionLock& Lock) {
+// Each answer is made where the caller wants it, so that a read copies its value once.
+inline TCCommonPropertyObject TCPropertyCollection::Read(TCPropertyID const& ID, bool NoException,
+                                                         TCRecordID const& Link, TCMACAddress MAC,
+                                                         TCCriticalSectionLock& Lock) {
   if (TCPropertyTransaction const* Transaction = OpenTransaction()) {
-    if (TCCommonPropertyObject* Pending = Transaction->Find(Key)) {
+    if (TCCommonPropertyObject* Pending = Transaction->Find(TCPropertyKey(ID, Link, MAC))) {
       Lock.Leave();
       Validation(*Pending);
-      return *Pending;
+      return TCCommonPropertyObject(*Pending);
     }
   }
-  TCPropertyID const& ID = Key.get_ID();
-  // A MAC that is no address counts as none, like an empty one.
-  TCMACAddress const MAC = Key.get_MAC().Empty() ? CurrentMAC(ID) : Key.get_MAC();
-  TCCommonPropertyObject const* const Stored = Find(TCPropertyKey(ID, Key.get_Link(), MAC));
-  if (Stored == nullptr) {
-    Lock.Leave();
-    TCCommonPropertyObject Object(ID, Key.get_Link(), MAC);
-    FetchMissing(Object, NoException);
-    Validation(Object);
-    return Object;
+  if (MAC.Empty()) {
+    MAC = CurrentMAC(ID);  // a MAC that is no address counts as none, like an empty one
   }
-  TCCommonPropertyObject Object(ID, Key.get_Link(), MAC, *Stored);
+  TCCommonPropertyObject const* const Stored = m_Index->Find(ID, Link, MAC);
+  return Stored != nullptr ? ReadStored(ID, Link, MAC, *Stored, Lock)
+                           : ReadMissing(ID, NoException, Link, MAC, Lock);
+}
+
+inline TCCommonPropertyObject TCPropertyCollection::ReadStored(TCPropertyID const& ID,
+                                                               TCRecordID const& Link,
+                                                               TCMACAddress const& MAC,
+                                                               TCCommonPropertyObject const& Stored,
+                                                               TCCriticalSectionLock& Lock) {
+  TCCommonPropertyObject Object(ID, Link, MAC, Stored);
   TraceRead(Object);
   TValidator const* const Function = ValidatorOf(ID);
   Lock.Leave();
   if (Function != nullptr) {
     Object.Validate(*Function);
   }
+  return Object;
+}
+
+TCCommonPropertyObject TCPropertyCollection::ReadMissing(TCPropertyID const& ID, bool NoException,
+                                                         TCRecordID const& Link,
+                                                         TCMACAddress const& MAC,
+                                                         TCCriticalSectionLock& Lock) {
+  Lock.Leave();
+  TCCommonPropertyObject Object(ID, Link, MAC);
+  FetchMissing(Object, NoException);
+  Validation(Object);
   return Object;
 }
 
@@ -634,6 +643,9 @@ void TCPropertyCollection::Validation(TCCommonPropertyObject& Object) {
 // Null when there is none. An assigned one stays, so the pointer is good without the lock, too.
 TCPropertyCollection::TValidator const* TCPropertyCollection::ValidatorOf(
     TCPropertyID const& ID) const {
+  if (m_Validators.empty()) {
+    return nullptr;
+  }
   auto const Entry = m_Validators.find(ID.get_Number());
   return Entry != m_Validators.end() ? &Entry->second : nullptr;
 }
@@ -691,7 +703,7 @@ TCMACAddress TCPropertyCollection::CurrentMAC(TCPropertyID const& ID) {
   if (IsSystemWideProperty(ID)) {
     return TCMACAddress();
   }
-  return m_FPGetCurrentSession == nullptr ? State().m_OwnMAC : TCMACAddress(SessionMAC());
+  return m_FPGetCurrentSession == nullptr ? m_OwnMAC : TCMACAddress(SessionMAC());
 }
 
 std::string const& TCPropertyCollection::SessionMAC() {
@@ -912,9 +924,12 @@ using Property::TCPropertyChoiceID;
 using Property::TCPropertyCollection;
 using Property::TCPropertyID;
 
+// Not by way of the store's own operation, which takes a copy of the text.
 TCCommonPropertyObject GetProperty(TCPropertyID const& ID, TCRecordID const& Link,
                                    std::string const& MAC) {
-  return TCPropertyCollection::get()->GetProperty(ID, Link, MAC);
+  TCPropertyCollection& Store = *TCPropertyCollection::get();
+  TCCriticalSectionLock Lock(TCPropertyCollection::m_CSection);
+  return Store.Read(ID, false, Link, TCPropertyCollection::MACFor(ID, MAC), Lock);
 }
 
 TCCommonPropertyObject GetPropertyNoException(TCPropertyID const& ID, TCRecordID const& Link) {

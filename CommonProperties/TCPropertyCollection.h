@@ -51,7 +51,17 @@ namespace Property {
 
 class TCPropertyChoiceID;
 class TCPropertyID;
+class TCPropertyIndex;
 class TCPropertyTransaction;
+
+}  // namespace Property
+
+// With its default arguments below.
+PROPERTY_EXPORT Property::TCCommonPropertyObject GetProperty(Property::TCPropertyID const& ID,
+                                                             Accessories::TCRecordID const& Link,
+                                                             std::string const& MAC);
+
+namespace Property {
 
 /// The one store of the process. A subclass connects it to where the values come from.
 ///
@@ -264,8 +274,9 @@ class PROPERTY_EXPORT TCPropertyCollection {
   class TCLongWait;
 
   // guarded by m_CSection
-  std::map<TCPropertyKey, TCCommonPropertyObject*> m_Properties;  // owns the values
-  std::map<int, TValidator> m_Validators;                         // by property number
+  // Owns the values. To be changed by Insert, Remove and Clear: reads find their value beside it.
+  std::map<TCPropertyKey, TCCommonPropertyObject*> m_Properties;
+  std::map<int, TValidator> m_Validators;  // by property number
 
   // Guarded by m_CSection. The references name objects that are made at their first use and never
   // destroyed, so that static objects and threads use the store from the first initialiser to the
@@ -282,14 +293,17 @@ class PROPERTY_EXPORT TCPropertyCollection {
 
  private:
   friend class TCReadGuard;  // holds m_CSection
+  friend TCCommonPropertyObject(::GetProperty)(Property::TCPropertyID const& ID,
+                                               Accessories::TCRecordID const& Link,
+                                               std::string const& MAC);
 
   class TCProcessState;
   class TCThreadEnd;
   class TCTelling;
   class TCDeletion;
-  using TCPlace = std::map<TCPropertyKey, TCCommonPropertyObject*>::iterator;
 
   static TCProcessState& State();
+  static TCProcessState& MakeState();
   static void ForgetTransaction();
   static TCPropertyCollection* WaitForInstance();
 
@@ -308,15 +322,19 @@ class PROPERTY_EXPORT TCPropertyCollection {
   static TCMACAddress MACFor(TCPropertyID const& ID, std::string const& MAC);
   static TCPropertyTransaction* OpenTransaction();
   TCCommonPropertyObject* Find(TCPropertyKey const& Key) const;
-  /// The key's place and true, or the place before which it belongs and false.
-  std::pair<TCPlace, bool> Seek(TCPropertyKey const& Key);
-  TCCommonPropertyObject& Insert(TCCommonPropertyObject&& Value, TCPlace Next);
   TValidator const* ValidatorOf(TCPropertyID const& ID) const;
 
   void FetchMissing(TCCommonPropertyObject& Object, bool NoException);
-  // The next two may leave `Lock`.
-  TCCommonPropertyObject Read(TCPropertyKey const& Key, bool NoException,
+  // The next four may leave `Lock`.
+  TCCommonPropertyObject Read(TCPropertyID const& ID, bool NoException,
+                              Accessories::TCRecordID const& Link, TCMACAddress MAC,
                               TCCriticalSectionLock& Lock);
+  TCCommonPropertyObject ReadStored(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
+                                    TCMACAddress const& MAC, TCCommonPropertyObject const& Stored,
+                                    TCCriticalSectionLock& Lock);
+  TCCommonPropertyObject ReadMissing(TCPropertyID const& ID, bool NoException,
+                                     Accessories::TCRecordID const& Link, TCMACAddress const& MAC,
+                                     TCCriticalSectionLock& Lock);
   TCCommonPropertyObject const& Set(TCPropertyKey const& Key, std::string const& Data,
                                     TCCriticalSectionLock& Lock);
   // Leaves `Lock` before it calls out.
@@ -325,6 +343,8 @@ class PROPERTY_EXPORT TCPropertyCollection {
   void CountChange();
   void TellUntilItStands(TCPropertyKey const& Key, TENotificationType Told, std::string Text);
 
+  static std::atomic<TCProcessState*> m_State;
+  static TCMACAddress m_OwnMAC;             // of m_OwnMACAddress; guarded by m_CSection
   static TCPropertyCollection* m_Complete;  // m_Instance, once nobody constructs it any more
   static bool m_UnderConstruction;          // guarded by m_CSection
   static std::atomic<bool> m_LongWait;
@@ -333,6 +353,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
   std::atomic<unsigned> m_ChangeCount{0};  // written under m_CSection
 
   // guarded by m_CSection
+  std::unique_ptr<TCPropertyIndex> const m_Index;  // of m_Properties
   // Removed values, which references may still name; Insert uses them again.
   std::multimap<TCPropertyKey, std::unique_ptr<TCCommonPropertyObject>> m_Removed;
   int m_Tellings = 0;                // calls of Notify under way

@@ -19,6 +19,39 @@ using TClassIDsByTable = std::map<TCNullTypes<int>, TClassIDs>;
 
 char const* const kSource = "../CommonProperties/TCPropertyContainer";
 
+// Whether the objects of a class belong to the device. A table, because each access to a value
+// asks.
+enum TELink : unsigned char { eUnknown, eLinked, eNotLinked };
+
+constexpr unsigned kClasses = 113;
+
+struct TSLinks {
+  TELink m_Of[kClasses] = {};
+};
+
+// clang-format off
+constexpr TSLinks MakeLinks() {
+  TSLinks Links;
+  for (int const ClassID : {1, 3, 4, 7, 9, 10, 18, 19, 23, 24, 34, 35, 36, 39, 55, 100, 101, 102,
+                            104, 106, 111, 112}) {
+    Links.m_Of[ClassID] = eLinked;
+  }
+  for (int const ClassID : {0, 2, 5, 8, 11, 12, 13, 14, 15, 16, 17, 20, 21, 22, 25, 26, 27, 28, 29,
+                            30, 31, 33, 37, 38, 40, 41, 42, 43, 44, 45, 46, 47, 48, 49, 50, 51, 52,
+                            53, 54, 57, 58, 59, 99, 103, 105, 107, 108, 109, 110}) {
+    Links.m_Of[ClassID] = eNotLinked;
+  }
+  return Links;
+}
+// clang-format on
+
+constexpr TSLinks kLinks = MakeLinks();
+
+[[noreturn, gnu::noinline]] void ThrowUnknownLink(int ClassID) {
+  throw TCException(kSource, __LINE__)
+      .Format("Property Container %d have no Orvane link specification", ClassID);
+}
+
 TUEarlyStatic<TClassIDsByTable> g_TableIDClassList;
 
 /// Built by the first call.
@@ -107,24 +140,16 @@ TCNullTypes<int> TCPropertyContainer::GetTableID(int ClassID) {
   }
 }
 
-bool TCPropertyContainer::IsOrvaneLinked(int ClassID) {
-  switch (ClassID) {
-    case 1: case 3: case 4: case 7: case 9: case 10: case 18: case 19: case 23: case 24: case 34:
-    case 35: case 36: case 39: case 55: case 100: case 101: case 102: case 104: case 106:
-    case 111: case 112:
-      return true;
-    case 0: case 2: case 5: case 8: case 11: case 12: case 13: case 14: case 15: case 16:
-    case 17: case 20: case 21: case 22: case 25: case 26: case 27: case 28: case 29: case 30:
-    case 31: case 33: case 37: case 38: case 40: case 41: case 42: case 43: case 44: case 45:
-    case 46: case 47: case 48: case 49: case 50: case 51: case 52: case 53: case 54: case 57:
-    case 58: case 59: case 99: case 103: case 105: case 107: case 108: case 109: case 110:
-      return false;
-    default:
-      throw TCException(kSource, __LINE__)
-          .Format("Property Container %d have no Orvane link specification", ClassID);
-  }
-}
 // clang-format on
+
+bool TCPropertyContainer::IsOrvaneLinked(int ClassID) {
+  auto const Index = static_cast<unsigned>(ClassID);
+  TELink const Link = Index < kClasses ? kLinks.m_Of[Index] : eUnknown;
+  if (Link == eUnknown) {
+    ThrowUnknownLink(ClassID);
+  }
+  return Link == eLinked;
+}
 
 TCNullTypes<int> TCPropertyContainer::GetTableIDForObject(TCBasicPropertyID const& Object) {
   return GetTableID(Object.get_classid().get_Value());

@@ -21,32 +21,36 @@ class PROPERTY_EXPORT TCPropertyKey {
                 std::string const& MAC);
   TCPropertyKey(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
                 TCMACAddress const& MAC)
-      : m_Number(ID.get_Number()), m_Link(Link), m_MAC(MAC), m_ID(&ID) {}
+      : m_ID(&ID), m_Link(Link), m_MAC(MAC) {}
   TCPropertyKey(TCPropertyKey const&) = default;
   TCPropertyKey& operator=(TCPropertyKey const&) = default;
   virtual ~TCPropertyKey() = default;
 
   bool operator<(TCPropertyKey const& Right) const {
-    if (m_Number != Right.m_Number) {
-      return m_Number < Right.m_Number;
+    if (m_ID != Right.m_ID && get_Number() != Right.get_Number()) {
+      return get_Number() < Right.get_Number();
     }
     if (m_Link != Right.m_Link) {
       return m_Link < Right.m_Link;
     }
     return m_MAC < Right.m_MAC;
   }
+  bool operator==(TCPropertyKey const& Right) const {
+    return m_Link == Right.m_Link && m_MAC == Right.m_MAC &&
+           (m_ID == Right.m_ID || get_Number() == Right.get_Number());
+  }
+  bool operator!=(TCPropertyKey const& Right) const { return !(*this == Right); }
 
   TCMACAddress const& get_MAC() const { return m_MAC; }
   TCPropertyID const& get_ID() const { return *m_ID; }
   Accessories::TCRecordID const& get_Link() const { return m_Link; }
 
  private:
-  // The definition's; kept here so that a search does not visit every definition, and first, where
-  // it shares a line of cache with the map's own pointers.
-  int m_Number;
+  int get_Number() const { return m_ID->get_Number(); }
+
+  TCPropertyID const* m_ID;
   Accessories::TCRecordID m_Link;
   TCMACAddress m_MAC;
-  TCPropertyID const* m_ID;
 };
 
 }  // namespace Property

@@ -1,56 +1,93 @@
 // SPDX-License-Identifier: MIT
-// The timed wait of the recursive lock, and its way over a fork.
+// How a thread waits for the recursive lock, and is woken.
 #include "Platform/Utility/TCCriticalSection.h"
 
+#include <linux/futex.h>
+#include <sys/syscall.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <type_traits>
-
-// gcc announces the thread sanitizer by a macro, clang by a feature.
-#if defined(__has_feature)
-#  if __has_feature(thread_sanitizer) && !defined(__SANITIZE_THREAD__)
-#    define __SANITIZE_THREAD__ 1
-#  endif
-#endif
 
 static_assert(std::is_trivially_destructible_v<TCCriticalSection>,
               "static objects use locks until the process ends");
+static_assert(std::atomic<std::uint32_t>::is_always_lock_free &&
+                  sizeof(std::atomic<std::uint32_t>) == sizeof(std::uint32_t),
+              "the kernel reads the state as a number");
 
 namespace {
 
-// The monotonic clock, so that setting the time of day neither stretches nor cuts a wait. The
-// thread sanitizer knows no wait on that clock and would report the lock as never taken.
-#ifdef __SANITIZE_THREAD__
-constexpr clockid_t kClock = CLOCK_REALTIME;
-int LockUntil(pthread_mutex_t& Mutex, timespec const& Deadline) noexcept {
-  return pthread_mutex_timedlock(&Mutex, &Deadline);
-}
-#else
-constexpr clockid_t kClock = CLOCK_MONOTONIC;
-int LockUntil(pthread_mutex_t& Mutex, timespec const& Deadline) noexcept {
-  return pthread_mutex_clocklock(&Mutex, kClock, &Deadline);
-}
+// Looks in growing distances: who holds the lock is disturbed by each. A few microseconds in all.
+constexpr int kLooks = 7;
+
+void Pause() noexcept {
+#if defined(__x86_64__) || defined(__i386__)
+  __builtin_ia32_pause();
+#elif defined(__aarch64__) || defined(__arm__)
+  __asm__ __volatile__("yield");
 #endif
-
-}  // namespace
-
-void TCCriticalSection::LeaveInChild() noexcept {
-  m_Mutex.__data.__owner = gettid();  // a recursive lock knows its owner by the kernel's id
-  Leave();
 }
 
-bool TCCriticalSection::EnterWithin(int Timeout) noexcept {
-  if (Timeout == 0) {
-    return pthread_mutex_trylock(&m_Mutex) == 0;
-  }
+// The monotonic clock, so that setting the time of day neither stretches nor cuts a wait.
+timespec DeadlineIn(int Milliseconds) noexcept {
   timespec Deadline;
-  clock_gettime(kClock, &Deadline);
-  Deadline.tv_sec += Timeout / 1000;
-  Deadline.tv_nsec += (Timeout % 1000) * 1000000L;
+  clock_gettime(CLOCK_MONOTONIC, &Deadline);
+  Deadline.tv_sec += Milliseconds / 1000;
+  Deadline.tv_nsec += (Milliseconds % 1000) * 1000000L;
   if (Deadline.tv_nsec >= 1000000000L) {
     Deadline.tv_nsec -= 1000000000L;
     ++Deadline.tv_sec;
   }
-  return LockUntil(m_Mutex, Deadline) == 0;
+  return Deadline;
+}
+
+// False when the deadline has passed; a null one never does. May return before `State` has changed.
+bool SleepWhile(std::atomic<std::uint32_t>& State, std::uint32_t Value,
+                timespec const* Deadline) noexcept {
+  long const Result = syscall(SYS_futex, &State, FUTEX_WAIT_BITSET_PRIVATE, Value, Deadline,
+                              nullptr, FUTEX_BITSET_MATCH_ANY);
+  return Result == 0 || errno != ETIMEDOUT;
+}
+
+}  // namespace
+
+bool TCCriticalSection::Wait(int Timeout) noexcept {
+  if (Timeout == 0) {
+    return false;
+  }
+  if (LookAgain()) {
+    return true;
+  }
+  int const Error = errno;
+  timespec const Deadline = Timeout > 0 ? DeadlineIn(Timeout) : timespec();
+  bool InTime = true;
+  // Who takes it as wanted may be the only one who wants it: that costs one call too many.
+  while (m_State.exchange(eWanted, std::memory_order_acquire) != eFree) {
+    if (!InTime) {
+      errno = Error;
+      return false;
+    }
+    InTime = SleepWhile(m_State, eWanted, Timeout > 0 ? &Deadline : nullptr);
+  }
+  errno = Error;
+  return true;
+}
+
+bool TCCriticalSection::LookAgain() noexcept {
+  for (int Look = 0; Look < kLooks; ++Look) {
+    for (int Count = 1 << Look; Count > 0; --Count) {
+      Pause();
+    }
+    if (m_State.load(std::memory_order_relaxed) == eFree && TryTake()) {
+      return true;
+    }
+  }
+  return false;
+}
+
+void TCCriticalSection::WakeOne() noexcept {
+  int const Error = errno;
+  syscall(SYS_futex, &m_State, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+  errno = Error;
 }

@@ -22,6 +22,9 @@ class PROPERTY_PLATFORM_EXPORT TCMACAddress {
   /// The empty address gives the empty text.
   std::string get_AsString(char Separator) const;
 
+  /// A number of 49 bits, another one for each address; 0 for the empty one.
+  constexpr unsigned long long get_Bits() const noexcept { return m_Bits; }
+
   /// The empty address before all others, these by their bytes.
   constexpr bool operator<(TCMACAddress const& Other) const noexcept {
     return m_Bits < Other.m_Bits;

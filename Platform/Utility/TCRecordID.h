@@ -26,6 +26,11 @@ class PROPERTY_PLATFORM_EXPORT TCRecordID {
   /// Decimal; empty when null.
   std::string get_AsString() const;
 
+  /// Another number for each identifier, null among them.
+  constexpr unsigned long long get_Bits() const noexcept {
+    return static_cast<unsigned long long>(m_ID);
+  }
+
   /// Null before every number.
   constexpr bool operator<(TCRecordID const& Other) const noexcept { return m_ID < Other.m_ID; }
   constexpr bool operator==(TCRecordID const& Other) const noexcept { return m_ID == Other.m_ID; }

@@ -215,7 +215,10 @@ def _repeated(key: Key, unit: str, values: list[float]) -> Measurement:
 
 
 def _google_values(benchmark: dict[str, Any], key: Key) -> Iterable[tuple[Key, str, float]]:
-    yield key, _unit(_text(benchmark, "time_unit")), _number(benchmark, "real_time")
+    # Google Benchmark divides the time by the calls of all threads; each thread takes so many times
+    # as long for one of its own.
+    time = _number(benchmark, "real_time") * _number(benchmark, "threads")
+    yield key, _unit(_text(benchmark, "time_unit")), time
     for field, value in benchmark.items():
         if isinstance(value, (int, float)) and field not in GOOGLE_FIELDS:
             yield key._replace(metric=field), "B", _number(benchmark, field)

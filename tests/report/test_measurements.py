@@ -116,6 +116,10 @@ class ReadGoogleBenchmarkTest(unittest.TestCase):
         (found,) = read_google_benchmark(google(name), "x", 2)
         self.assertEqual(found.key.name(), "product/read_by_2_threads/-/100")
 
+    def test_the_time_is_that_of_each_thread(self) -> None:
+        (found,) = read_google_benchmark(google("a/b/-/1", threads=2), "x", 2)
+        self.assertEqual(found.p50, 200.0)
+
     def test_repetitions_are_samples(self) -> None:
         (found,) = read_google_benchmark(google(*["a/b/-/1"] * 3), "x", 2)
         self.assertEqual((found.samples, found.low, found.p50, found.high), (3, 100, 101, 102))

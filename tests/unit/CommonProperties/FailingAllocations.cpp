@@ -22,15 +22,30 @@ bool TFailingAllocation::HasFailed() const {
   return t_Successes < 0;
 }
 
-// Not inlined, so that no compiler takes the pairs of malloc and operator delete for a mistake.
-__attribute__((noinline)) void* operator new(std::size_t Size) {
+namespace {
+
+void* Allocate(std::size_t Size, std::size_t Alignment) {
   if (t_Successes >= 0 && t_Successes-- == 0) {
     throw std::bad_alloc();
   }
-  if (void* const Memory = std::malloc(Size != 0 ? Size : 1)) {
-    return Memory;
+  void* const Memory =
+      Alignment == 0 ? std::malloc(Size != 0 ? Size : 1)
+                     : std::aligned_alloc(Alignment, (Size + Alignment - 1) & ~(Alignment - 1));
+  if (Memory == nullptr) {
+    throw std::bad_alloc();
   }
-  throw std::bad_alloc();
+  return Memory;
+}
+
+}  // namespace
+
+// Not inlined, so that no compiler takes the pairs of malloc and operator delete for a mistake.
+__attribute__((noinline)) void* operator new(std::size_t Size) {
+  return Allocate(Size, 0);
+}
+
+__attribute__((noinline)) void* operator new(std::size_t Size, std::align_val_t Alignment) {
+  return Allocate(Size, static_cast<std::size_t>(Alignment));
 }
 
 __attribute__((noinline)) void operator delete(void* Memory) noexcept {
@@ -38,5 +53,14 @@ __attribute__((noinline)) void operator delete(void* Memory) noexcept {
 }
 
 __attribute__((noinline)) void operator delete(void* Memory, std::size_t) noexcept {
+  std::free(Memory);
+}
+
+__attribute__((noinline)) void operator delete(void* Memory, std::align_val_t) noexcept {
+  std::free(Memory);
+}
+
+__attribute__((noinline)) void operator delete(void* Memory, std::size_t,
+                                               std::align_val_t) noexcept {
   std::free(Memory);
 }

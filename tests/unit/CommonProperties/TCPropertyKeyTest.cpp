@@ -104,6 +104,18 @@ TEST_F(TCPropertyKeyTest, IsOneEntryForTwoDefinitionsWithOneNumber) {
   EXPECT_TRUE(IsOneEntry(TCPropertyKey(m_High, 5, kFirstMAC), TCPropertyKey(Twin, 5, kFirstMAC)));
 }
 
+TEST_F(TCPropertyKeyTest, IsEqualToAKeyOfTheSameEntryOnly) {
+  TCPropertyKey const Key(m_High, 5, kFirstMAC);
+  TCPropertyID::m_List->erase(m_High.get_Number());
+  TCPropertyID& Twin = *new TCPropertyID("Twin", m_High.get_Number(), "", TCNullTypes<int>(), 0x20);
+
+  EXPECT_EQ(Key, TCPropertyKey(Twin, 5, kFirstMAC));
+  EXPECT_NE(Key, TCPropertyKey(m_Low, 5, kFirstMAC));
+  EXPECT_NE(Key, TCPropertyKey(m_High, 6, kFirstMAC));
+  EXPECT_NE(Key, TCPropertyKey(m_High, TCRecordID(), kFirstMAC));
+  EXPECT_NE(Key, TCPropertyKey(m_High, 5, kSecondMAC));
+}
+
 TEST_F(TCPropertyKeyTest, FindsTheEntryOfItsPartsInAMap) {
   std::map<TCPropertyKey, int> Map;
   Map.emplace(TCPropertyKey(m_High, 1, ""), 1);

@@ -4,9 +4,13 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <future>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <type_traits>
 #include <utility>
@@ -49,6 +53,17 @@ bool EnterAfterLeave(TCCriticalSection& Section, int Timeout) {
   Started.get_future().wait();
   Section.Leave();
   return Entered.get();
+}
+
+// Of this process, by what the system says of each.
+int SleepingThreads() {
+  int Sleeping = 0;
+  for (auto const& Task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::string Text;
+    std::getline(std::ifstream(Task.path() / "stat"), Text);
+    Sleeping += Text.find(") S ") != std::string::npos ? 1 : 0;
+  }
+  return Sleeping;
 }
 
 }  // namespace
@@ -123,6 +138,71 @@ TEST(TCCriticalSection, GuardsWhatManyThreadsChange) {
     Thread.join();
   }
   EXPECT_EQ(Count, kThreads * kRounds);
+}
+
+// Longer than anybody looks before sleeping: what is left has to wake who sleeps, one by one.
+TEST(TCCriticalSection, WakesAllThatSleep) {
+  constexpr int kThreads = 6;
+  TCCriticalSection Section;
+  std::vector<std::thread> Threads;
+  std::vector<int> Order;
+  Section.Enter();
+  for (int Thread = 0; Thread < kThreads; ++Thread) {
+    Threads.emplace_back([&, Thread] {
+      TCCriticalSectionLock const Lock(Section);
+      std::this_thread::yield();
+      Order.push_back(Thread);
+    });
+  }
+  while (SleepingThreads() < kThreads) {
+    std::this_thread::yield();
+  }
+  Section.Leave();
+  for (std::thread& Thread : Threads) {
+    Thread.join();
+  }
+  EXPECT_EQ(Order.size(), static_cast<std::size_t>(kThreads));
+  EXPECT_TRUE(IsFree(Section));
+}
+
+TEST(TCCriticalSection, IsFreeAfterAThreadHasWaitedInVain) {
+  TCCriticalSection Section;
+  Section.Enter();
+  std::thread([&] { EXPECT_FALSE(Section.Enter(1)); }).join();
+  Section.Leave();
+  EXPECT_TRUE(IsFree(Section));
+}
+
+TEST(TCCriticalSection, IsNotLeftByAThreadThatDoesNotHoldIt) {
+  TCCriticalSection Section;
+  ASSERT_TRUE(Section.Enter());
+  bool Entered = true;
+  std::thread([&] {
+    Section.Leave();
+    Entered = Section.Enter(0);
+  }).join();
+  EXPECT_FALSE(Entered);
+  Section.Leave();
+}
+
+TEST(TCCriticalSection, StaysUsableAfterALeaveTooMany) {
+  TCCriticalSection Section;
+  Section.Leave();
+  ASSERT_TRUE(Section.Enter());
+  bool Entered = true;
+  std::thread([&] { Entered = Section.Enter(0); }).join();
+  EXPECT_FALSE(Entered);
+  Section.Leave();
+}
+
+TEST(TCCriticalSection, LeavesErrnoAlone) {
+  TCCriticalSection Section;
+  Section.Enter();
+  std::thread([&] {
+    errno = EXDEV;
+    EXPECT_FALSE(Section.Enter(1));
+    EXPECT_EQ(errno, EXDEV);
+  }).join();
 }
 
 TEST(TCCriticalSectionLock, HoldsWhileItLives) {

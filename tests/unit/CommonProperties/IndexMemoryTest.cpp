@@ -1,0 +1,35 @@
+// SPDX-License-Identifier: MIT
+// What the store's table holds when memory runs out while it takes a value in.
+#include <gtest/gtest.h>
+
+#include "CommonProperties/TCCommonPropertyObject.h"
+#include "CommonProperties/TCPropertyID.h"
+#include "CommonProperties/TCPropertyIndex.h"
+#include "FailingAllocations.h"
+
+using Property::TCCommonPropertyObject;
+using Property::TCPropertyID;
+using Property::TCPropertyIndex;
+using Property::TCPropertyKey;
+
+TEST(IndexMemoryTest, HoldsWhatItHeldBefore) {
+  constexpr int kValues = 100;  // the table grows several times
+  TCPropertyID const Field("Field", 10, "", Accessories::TCNullTypes<int>(), 0x20);
+  TCCommonPropertyObject Value;
+  TCPropertyIndex::TValues Values;
+  TCPropertyIndex Index(Values);
+  int Failures = 0;
+  for (int Record = 0; Record < kValues; ++Record) {
+    Failures +=
+        FailEachAllocation([&] { Index.Insert(TCPropertyKey(Field, Record, ""), &Value); },
+                           [&] {
+                             EXPECT_EQ(Values.size(), static_cast<std::size_t>(Record));
+                             EXPECT_EQ(Index.Find(TCPropertyKey(Field, Record, "")), nullptr);
+                             EXPECT_EQ(Index.Find(TCPropertyKey(Field, Record - 1, "")),
+                                       Record > 0 ? &Value : nullptr);
+                           });
+    ASSERT_EQ(Index.Find(TCPropertyKey(Field, Record, "")), &Value);
+  }
+
+  EXPECT_GT(Failures, kValues);
+}
