@@ -75,7 +75,7 @@ class TCPropertyEvents::TCQueue : public TCCommonPropertyChangeNotifier {
     m_Handlers.Remove(Handler);
   }
 
-  std::size_t Dispatch();
+  std::size_t Dispatch(std::size_t Most);
   /// From here on nothing comes, and nobody is told.
   void Close() noexcept;
 
@@ -147,12 +147,12 @@ void TCPropertyEvents::TCQueue::SetUnreadable() const noexcept {
   static_cast<void>(read(m_Descriptor, &Count, sizeof(Count)) == sizeof(Count));
 }
 
-std::size_t TCPropertyEvents::TCQueue::Dispatch() {
+std::size_t TCPropertyEvents::TCQueue::Dispatch(std::size_t Most) {
   if (!IsInParent()) {
     return 0;
   }
   std::size_t Count = 0;
-  for (std::size_t Left = CountPending(); Left > 0; --Left) {
+  for (std::size_t Left = CountPending(); Left > 0 && Count < Most; --Left) {
     TCUntoldChanges::TCChanges Change;
     std::vector<TCChangeHandlers::TCHandler> Told;
     if (!Take(Change, Told)) {
@@ -250,9 +250,9 @@ TCPropertyEvents::TCSubscription TCPropertyEvents::Subscribe(
   return Result;
 }
 
-std::size_t TCPropertyEvents::Dispatch() {
+std::size_t TCPropertyEvents::Dispatch(std::size_t Most) {
   std::shared_ptr<TCQueue> const Queue = m_Queue;  // a handler may destroy this object
-  return Queue->Dispatch();
+  return Queue->Dispatch(Most);
 }
 
 }  // namespace Property

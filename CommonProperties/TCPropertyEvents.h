@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 
@@ -84,11 +85,12 @@ class PROPERTY_EXPORT TCPropertyEvents {
   /// Changes of every property.
   [[nodiscard]] TCSubscription OnAny(THandler Handler);
 
-  /// Tells what is queued by now, oldest first, and returns the number of changes that were told.
-  /// What comes meanwhile is left to the next call. Does not wait. May be called by a handler.
+  /// Tells what is queued by now, oldest first, but not more than `Most` changes, and returns the
+  /// number of changes that were told. The others, and what comes meanwhile, are left to the next
+  /// call. Does not wait. May be called by a handler.
   /// What a handler throws arrives here when the other handlers of that change have been called;
   /// later changes stay queued.
-  std::size_t Dispatch();
+  std::size_t Dispatch(std::size_t Most = std::numeric_limits<std::size_t>::max());
 
  private:
   TCSubscription Subscribe(std::shared_ptr<TSChangeHandler> Handler);

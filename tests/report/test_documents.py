@@ -45,7 +45,19 @@ def holds(source: str, sample: str) -> bool:
 class GuideTest(unittest.TestCase):
     """Its samples are parts of the examples, which are compiled, and run by the tests."""
 
-    FILES = {"cpp": "*/*.[ch]*", "cmake": "*/CMakeLists.txt"}
+    FILES = {
+        "c": "*/*.c",
+        "cmake": "*/CMakeLists.txt",
+        "cpp": "*/*.[ch]*",
+        "python": "*/*.py",
+    }
+    FURTHER = (
+        "bindings.md",
+        "event-loops.md",
+        "testing.md",
+        "transactions.md",
+        "typed-handles.md",
+    )
     RUN = ("console",)  # by the test package.guide
     SHOWN = ("sh",)  # how this project is installed, which each test of packages does
 
@@ -70,7 +82,7 @@ class GuideTest(unittest.TestCase):
         self.check("using.md", self.RUN + self.SHOWN)
 
     def test_each_sample_of_a_further_document_is_part_of_an_example(self) -> None:
-        for document in ("event-loops.md", "testing.md", "transactions.md", "typed-handles.md"):
+        for document in self.FURTHER:
             with self.subTest(document):
                 self.check(document, ())
 

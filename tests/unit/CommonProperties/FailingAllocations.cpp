@@ -48,6 +48,11 @@ __attribute__((noinline)) void* operator new(std::size_t Size, std::align_val_t 
   return Allocate(Size, static_cast<std::size_t>(Alignment));
 }
 
+// The standard library's sorting asks this way, and does without: it never fails here.
+__attribute__((noinline)) void* operator new(std::size_t Size, std::nothrow_t const&) noexcept {
+  return std::malloc(Size != 0 ? Size : 1);
+}
+
 __attribute__((noinline)) void operator delete(void* Memory) noexcept {
   std::free(Memory);
 }

@@ -73,6 +73,19 @@ TEST_F(TCPropertyEventsTest, HaveADescriptorThatIsReadableWhileSomethingIsQueued
   EXPECT_FALSE(IsReadable());
 }
 
+TEST_F(TCPropertyEventsTest, TellNoMoreThanIsAskedForAndStayReadable) {
+  auto const All = m_Events->OnAny(Note());
+  SetProperty(m_Schema.m_Name, "first");
+  SetProperty(m_Schema.m_SiteName, "second");
+  EXPECT_EQ(m_Events->Dispatch(0), 0U);
+  EXPECT_EQ(m_Events->Dispatch(1), 1U);
+  EXPECT_THAT(m_Noted, ElementsAre("first"));
+  EXPECT_TRUE(IsReadable());
+  EXPECT_EQ(m_Events->Dispatch(1), 1U);
+  EXPECT_THAT(m_Noted, ElementsAre("first", "second"));
+  EXPECT_FALSE(IsReadable());
+}
+
 TEST_F(TCPropertyEventsTest, HaveADescriptorThatNeverBlocksAndEndsWithAnotherProgram) {
   EXPECT_NE(fcntl(m_Events->get_Descriptor(), F_GETFL) & O_NONBLOCK, 0);
   EXPECT_NE(fcntl(m_Events->get_Descriptor(), F_GETFD) & FD_CLOEXEC, 0);
