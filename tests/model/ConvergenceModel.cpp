@@ -413,15 +413,17 @@ void TConvergenceModel::Take(std::size_t Index) {
   }
 }
 
-// Changes nothing. The sender is sent what stands, or all where the records were not read.
+// Changes nothing. The sender is sent what stands, or all where the records were not read; nothing
+// where it does not hold the change yet.
 void TConvergenceModel::Refuse(std::size_t Index, TMail const& Mail) {
   TProcess& Process = m_Processes[Index];
+  if (Mail.m_Conditional) {
+    m_Server.m_Refused.emplace(Index, Mail.m_Number);
+    return;
+  }
   if (Mail.m_Fate == TModelPlan::TFate::eRefusedUnread) {
     FallBehind(Process, Index);
     return;
-  }
-  if (Mail.m_Conditional) {
-    m_Server.m_Refused.emplace(Index, Mail.m_Number);
   }
   Restore(Index, Mail);
 }
