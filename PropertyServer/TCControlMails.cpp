@@ -14,6 +14,7 @@
 #include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/UTF8.h"
 #include "PropertyServer/TCCommitQueue.h"
 
 namespace Property {
@@ -78,7 +79,8 @@ void TCControlMails::Decide(TSTakenMail& Taken) const {
     Taken.Changes.clear();
     Taken.Effects.reset();
     Taken.Refused = true;
-    Taken.Outcome.Refusal = Refusal.get_Message().substr(0, kMostReason);
+    std::string const& Reason = Refusal.get_Message();
+    Taken.Outcome.Refusal = Reason.substr(0, BeginningLength(Reason, kMostReason));
   }
 }
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <string>
 
+#include "Platform/Utility/UTF8.h"
 #include "PropertyServer/SQLiteStatements.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 
@@ -54,7 +55,7 @@ void TCPropertyDatabase::TCTransaction::NoteRefusal(TSNorvSenderKey const& Sende
                                                     TSRefusal const& Refusal) {
   RequireOpen();
   std::size_t Index = 0;
-  std::string const Reason = Refusal.Reason.substr(0, kMostReason);
+  std::string const Reason = Refusal.Reason.substr(0, BeginningLength(Refusal.Reason, kMostReason));
   do {
     std::string const Device = Index < Refusal.Places.size()
                                    ? std::get<TCMACAddress>(Refusal.Places[Index]).get_AsString(':')

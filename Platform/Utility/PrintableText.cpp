@@ -97,10 +97,7 @@ std::string PrintableLine(std::string Text) {
   if (Size <= kLongestLine) {
     return PrintableText(std::move(Text));
   }
-  std::size_t Kept = kLongestLine;
-  for (int Back = 0; Back < 3 && IsContinuation(Text[Kept]); ++Back) {
-    --Kept;  // no half character at the end
-  }
+  std::size_t const Kept = BeginningLength(Text, kLongestLine);
   Text.resize(Kept);
   return PrintableText(std::move(Text)) + "... (" + std::to_string(Size - Kept) + " bytes more)";
 }

@@ -26,3 +26,16 @@ std::size_t SequenceLength(std::string_view Text) noexcept {
   }
   return 0;
 }
+
+std::size_t BeginningLength(std::string_view Text, std::size_t Most) noexcept {
+  if (Text.size() <= Most) {
+    return Text.size();
+  }
+  constexpr std::size_t kLongestTail = 3;  // of a character, behind its first byte
+  for (std::size_t Tail = 0; Tail <= kLongestTail && Tail <= Most; ++Tail) {
+    if (!IsContinuation(Text[Most - Tail])) {
+      return Most - Tail;
+    }
+  }
+  return Most;
+}

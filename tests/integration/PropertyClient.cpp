@@ -301,17 +301,37 @@ std::string SetAndWait(std::istream& Words) {
   return std::to_string(Stored) + " stored, " + std::to_string(Refused) + " refused";
 }
 
+// Sets a value and waits until it is decided what becomes of it.
+std::string SetAndTell(std::istream& Words) {
+  Set(Words);
+  auto const Result = Property::TCPropertyReceipt::OfLast().Wait();
+  if (Result.Outcome != Property::eReceiptRefused) {
+    return Result.Outcome == Property::eReceiptDurable ? "stored" : "not known";
+  }
+  return "refused: " + Result.Refusals.at(0).Reason;
+}
+
 std::string Obey(std::string const& Line) {
   static std::map<std::string, std::string (*)(std::istream&)> const Commands = {
-      {"become", Become},     {"create", Create},
-      {"get", Get},           {"quiet", GetQuietly},
-      {"exist", Exist},       {"set", Set},
-      {"fill", Fill},         {"choose", Choose},
-      {"begin", Begin},       {"commit", Commit},
-      {"rollback", Rollback}, {"await", Await},
-      {"until", Until},       {"acknowledged", Acknowledged},
-      {"count", Count},       {"wait", SetAndWait},
-      {"pairs", CountPairs},  {"halves", Halves},
+      {"become", Become},
+      {"create", Create},
+      {"get", Get},
+      {"quiet", GetQuietly},
+      {"exist", Exist},
+      {"set", Set},
+      {"fill", Fill},
+      {"choose", Choose},
+      {"begin", Begin},
+      {"commit", Commit},
+      {"rollback", Rollback},
+      {"await", Await},
+      {"until", Until},
+      {"acknowledged", Acknowledged},
+      {"count", Count},
+      {"wait", SetAndWait},
+      {"pairs", CountPairs},
+      {"halves", Halves},
+      {"receipt", SetAndTell},
   };
   std::istringstream Words(Line);
   std::string Command;

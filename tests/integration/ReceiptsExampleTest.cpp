@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The example of receipts, run with a real server.
+#include <filesystem>
 #include <fstream>
 #include <memory>
 #include <string>
@@ -28,6 +29,17 @@ TEST_F(ReceiptsExample, SaysWhatIsStoredAndWhyItIsNot) {
   auto const Program = StartExample();
   EXPECT_EQ(Program->Ask("70"), "stored");
   EXPECT_NE(Program->Ask("7000").find("value_bytes"), std::string::npos);
+}
+
+// A library is loaded only from where nobody else can change it, as in the test's own folder.
+TEST_F(ReceiptsExample, SaysWhatTheSchemaDoesNotAllow) {
+  std::filesystem::copy_file(GATEWAY_SCHEMA, File("gateway.so"));
+  auto const Server = StartServer({"--schema", File("gateway.so")});
+  auto const Program = StartExample();
+  EXPECT_EQ(Program->Ask("70"), "stored");
+  EXPECT_EQ(Program->Ask("bright"),
+            "Device/Identity/DisplayBrightness: 'bright' is no whole number from -2147483648 to "
+            "2147483647");
 }
 
 TEST_F(ReceiptsExample, TakesAStepFromWhereAnotherHasStopped) {

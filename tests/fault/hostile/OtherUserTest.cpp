@@ -242,6 +242,22 @@ TEST_F(OtherUser, WhoIsRefusedLosesWhatItMayNotRead) {
   ExpectServed();
 }
 
+TEST_F(OtherUser, WhoMayNotWriteLearnsItFromTheReceipt) {
+  StartAll(
+      Configure("[[rule]]\nproperties = [102]\nread = [\"everybody\"]\n"
+                "[[rule]]\nproperties = [101]\nwrite = [\"user:65534\"]\n"));
+  OpenFolder();
+  auto const Writer = NewClient();
+  ASSERT_EQ(Writer->Ask("become 65534"), "become");
+  ASSERT_EQ(Writer->Ask("create 0"), "created");
+  EXPECT_EQ(Writer->Ask("receipt 102 - - " + Hex("8")),
+            "refused: user 65534 may not write property 102");
+  EXPECT_EQ(Writer->Ask("receipt 101 - - " + Hex("mine")), "stored");
+  Writer->Ask("until 102 - " + std::string(kThisDevice) + " " + Hex("8") + " deleted");
+  EXPECT_EQ(Writer->Ask("get 102 - -"), Hex("5"));  // the default
+  ExpectServed();
+}
+
 TEST_F(OtherUser, WhoMayNotReadAnyMoreLosesWhatItHas) {
   std::string const Rules =
       "[[rule]]\nproperties = [102]\nread = [\"user:65534\"]\n"

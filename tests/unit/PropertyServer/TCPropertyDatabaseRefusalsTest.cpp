@@ -132,3 +132,11 @@ TEST_F(DatabaseRefusals, HaveTheBeginningOfALongReason) {
 
   EXPECT_EQ(Database.ReadRefusals(m_Sender).Known.front().Reason, std::string(512, 'x'));
 }
+
+TEST_F(DatabaseRefusals, HaveWholeCharactersOfALongReason) {
+  TCPropertyDatabase Database(m_Path);
+  std::string const Fitting(510, 'x');
+  Note(Database, m_Sender, {{1, Fitting + "\xe2\x82\xac is too much", {}, false}});
+
+  EXPECT_EQ(Database.ReadRefusals(m_Sender).Known.front().Reason, Fitting);
+}
