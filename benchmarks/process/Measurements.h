@@ -35,6 +35,10 @@ void MeasureFanOut(TSPlan const& Plan);
 void MeasureDurableChanges(TSPlan const& Plan);
 void MeasureDurableTransactions(TSPlan const& Plan);
 
+/// A change by itself: until the set has returned, until its receipt was taken, until that says
+/// that it is stored: set_sent, set_with_receipt, set_stored.
+void MeasureReceipts(TSPlan const& Plan);
+
 /// From nothing to ready, and the memory it takes: start_up, server_restart, client_memory,
 /// server_memory.
 void MeasureStarts(TSPlan const& Plan);

@@ -24,6 +24,7 @@ std::vector<TSMeasured> const kMeasurements = {
     {{"fan_out_100"}, Benchmark::MeasureFanOut},
     {{"durable_change_1", "durable_change_8"}, Benchmark::MeasureDurableChanges},
     {{"durable_transaction_100"}, Benchmark::MeasureDurableTransactions},
+    {{"set_sent", "set_with_receipt", "set_stored"}, Benchmark::MeasureReceipts},
     {{"start_up", "server_restart", "client_memory", "server_memory"}, Benchmark::MeasureStarts},
     {{"catch_up_100000"}, Benchmark::MeasureCatchUp},
 };
