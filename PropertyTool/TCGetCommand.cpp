@@ -19,8 +19,12 @@ void RequireShown(TSFoundValue const& Found) {
     throw TCToolFailure(TEExit::eRefused, Found.get_Name() + " is secret; --show-secrets shows it");
   }
   if (!Found.Value.Data) {
-    throw TCToolFailure(TEExit::eRefused,
-                        Found.get_Name() + " has no value, and no default is known");
+    std::string Text = Found.get_Name() + " has no value, and no default is known";
+    if (Found.Place.Link.empty()) {
+      Text += "; that of a record is " +
+              TCNaming::NameOf({Found.Place.Number, "RECORD", std::string()}, Found.Path);
+    }
+    throw TCToolFailure(TEExit::eRefused, Text);
   }
 }
 

@@ -85,7 +85,12 @@ TEST_F(ToolGet, SuggestsANameForAMistypedOne) {
 
 TEST_F(ToolGet, SaysThatThereIsNoValue) {
   EXPECT_EQ(Tool({"get", "Host"}),
-            (TRun{1, "", "property: Device/Display/Host has no value, and no default is known\n"}));
+            (TRun{1, "",
+                  "property: Device/Display/Host has no value, and no default is known; that of a "
+                  "record is Device/Display/Host[RECORD]\n"}));
+  EXPECT_EQ(
+      Tool({"get", "Host[7]"}),
+      (TRun{1, "", "property: Device/Display/Host[7] has no value, and no default is known\n"}));
 }
 
 TEST_F(ToolGet, ShowsASecretOnlyWhenAsked) {
