@@ -28,21 +28,21 @@ TCPropertyIndex::TCPropertyIndex(TValues& Values, std::uint64_t Seed)
 
 void TCPropertyIndex::Insert(TCPropertyKey const& Key, TCCommonPropertyObject* Value) {
   MakeRoom();
-  Enter(m_Values.emplace_hint(m_Values.end(), Key, Value));
+  m_Values.emplace_hint(m_Values.end(), Key, Value);
+  Enter(Key, Value);
 }
 
 void TCPropertyIndex::Remove(TCPropertyKey const& Key) noexcept {
-  if (m_Size != m_Values.size()) {
-    m_Values.erase(Key);
-    m_Size = kUnknown;
+  auto const Place = m_Values.find(Key);
+  if (Place == m_Values.end()) {
     return;
   }
-  std::uint64_t const Hash = HashOf(Key);
-  if (TPlace const* const Found = FindPlace(Key.get_ID(), Key.get_Link(), Key.get_MAC(), Hash)) {
-    TPlace const Place = *Found;
-    Forget(Found, Hash);
-    m_Values.erase(Place);
+  if (m_Size == m_Values.size()) {
+    Forget(Key, Place->second);
+  } else {
+    m_Size = kUnknown;
   }
+  m_Values.erase(Place);
 }
 
 void TCPropertyIndex::Clear() noexcept {
@@ -51,19 +51,25 @@ void TCPropertyIndex::Clear() noexcept {
   m_Size = 0;
 }
 
-// Behind the bucket where the key falls.
-TCPropertyIndex::TPlace const* TCPropertyIndex::FindFurther(TCPropertyID const& ID,
-                                                            Accessories::TCRecordID const& Link,
-                                                            TCMACAddress const& MAC,
-                                                            std::uint64_t Hash) const noexcept {
+// Begins with the first bucket again, for the values that say that they are others.
+TCCommonPropertyObject* TCPropertyIndex::FindFurther(TCPropertyID const& ID,
+                                                     Accessories::TCRecordID const& Link,
+                                                     TCMACAddress const& MAC,
+                                                     std::uint64_t Hash) const noexcept {
   std::size_t Number = BucketOf(Hash);
-  for (std::size_t Passed = 0; Passed < m_Mask; ++Passed) {
-    Number += StepOf(Hash);
+  for (std::size_t Passed = 0; Passed <= m_Mask; ++Passed) {
     TSBucket const& Bucket = m_Buckets[Number & m_Mask];
-    TPlace const* const Place = FindIn(Bucket, ID, Link, MAC, TagOf(Hash));
-    if (Place != nullptr || Bucket.m_Passed == 0) {
-      return Place;
+    for (std::size_t Place = 0; Place < kPlaces; ++Place) {
+      if (Bucket.m_Tags[Place] != TagOf(Hash)) {
+        continue;
+      }
+      return Is(*Bucket.m_Values[Place], ID, Link, MAC) ? Bucket.m_Values[Place]
+                                                        : FindInMap(ID, Link, MAC);
     }
+    if (Bucket.m_Passed == 0) {
+      return nullptr;
+    }
+    Number += StepOf(Hash);
   }
   return nullptr;
 }
@@ -89,22 +95,23 @@ void TCPropertyIndex::MakeRoom() {
   m_Buckets.swap(Larger);
   m_Mask = Buckets - 1;
   m_Size = 0;
-  for (TPlace Place = m_Values.begin(); Place != m_Values.end(); ++Place) {
-    Enter(Place);
+  for (auto const& [Key, Value] : m_Values) {
+    Enter(Key, Value);
   }
 }
 
-void TCPropertyIndex::Enter(TPlace Place) noexcept {
-  std::uint64_t const Hash = HashOf(Place->first);
+void TCPropertyIndex::Enter(TCPropertyKey const& Key, TCCommonPropertyObject* Value) noexcept {
+  std::uint64_t const Hash = HashOf(Key);
   std::size_t Number = BucketOf(Hash);
   for (;;) {
     TSBucket& Bucket = m_Buckets[Number & m_Mask];
-    auto* const Tag = std::find(std::begin(Bucket.m_Tags), std::end(Bucket.m_Tags), 0);
-    if (Tag != std::end(Bucket.m_Tags)) {
-      *Tag = TagOf(Hash);
-      Bucket.m_Places[Tag - Bucket.m_Tags] = Place;
-      ++m_Size;
-      return;
+    for (std::size_t Place = 0; Place < kPlaces; ++Place) {
+      if (Bucket.m_Tags[Place] == 0) {
+        Bucket.m_Tags[Place] = TagOf(Hash);
+        Bucket.m_Values[Place] = Value;
+        ++m_Size;
+        return;
+      }
     }
     if (Bucket.m_Passed != kMany) {
       ++Bucket.m_Passed;
@@ -113,13 +120,15 @@ void TCPropertyIndex::Enter(TPlace Place) noexcept {
   }
 }
 
-void TCPropertyIndex::Forget(TPlace const* Place, std::uint64_t Hash) noexcept {
+void TCPropertyIndex::Forget(TCPropertyKey const& Key,
+                             TCCommonPropertyObject const* Value) noexcept {
+  std::uint64_t const Hash = HashOf(Key);
   std::size_t Number = BucketOf(Hash);
-  for (;;) {
+  for (std::size_t Passed = 0; Passed <= m_Mask; ++Passed) {
     TSBucket& Bucket = m_Buckets[Number & m_Mask];
-    for (std::size_t Part = 0; Part < kPlaces; ++Part) {
-      if (&Bucket.m_Places[Part] == Place) {
-        Bucket.m_Tags[Part] = 0;
+    for (std::size_t Place = 0; Place < kPlaces; ++Place) {
+      if (Bucket.m_Tags[Place] != 0 && Bucket.m_Values[Place] == Value) {
+        Bucket.m_Tags[Place] = 0;
         --m_Size;
         return;
       }
@@ -129,6 +138,7 @@ void TCPropertyIndex::Forget(TPlace const* Place, std::uint64_t Hash) noexcept {
     }
     Number += StepOf(Hash);
   }
+  m_Size = kUnknown;  // somebody has put another value under the key
 }
 
 }  // namespace Property

@@ -8,26 +8,26 @@
 #include <map>
 #include <vector>
 
+#include "CommonProperties/TCCommonPropertyObject.h"
 #include "CommonProperties/TCPropertyKey.h"
 
 namespace Property {
 
-class TCCommonPropertyObject;
-
-/// A hash table of the places in an ordered map of values: whatever enters the map or leaves it
-/// does so here, so that the two do not differ.
+/// A hash table of the values in an ordered map: whatever enters the map or leaves it does so here,
+/// so that the two do not differ.
 ///
-/// A bucket is a line of the processor's cache: seven places, and of each a byte of its key's hash,
-/// so that hardly ever another key's place is looked at. What does not fit into its bucket goes to
-/// a later one, and is counted in those that it has passed.
+/// A bucket is a line of the processor's cache: seven values, and of each a byte of its key's hash,
+/// so that hardly ever another one's is looked at. What does not fit into its bucket goes to a
+/// later one, and is counted in those that it has passed. A value knows its own definition, record
+/// and device: the map's node is not looked at.
 ///
-/// Refers to the map, which has to live longer, and owns neither it nor the values. As long as the
-/// map has another number of values than the table, because somebody has changed it alone, the map
-/// is searched itself. Not synchronised.
+/// Refers to the map, which has to live longer, and owns neither it nor the values. The map is
+/// searched itself where the table alone cannot tell: as long as it has another number of values
+/// than the table, because somebody has changed it alone, and where a value with the right byte
+/// says that it is another one. Not synchronised.
 class TCPropertyIndex {
  public:
   using TValues = std::map<TCPropertyKey, TCCommonPropertyObject*>;
-  using TPlace = TValues::iterator;
 
   /// For an empty map. Keys that others choose to fall into one bucket do not: where a key falls is
   /// the process's secret.
@@ -37,8 +37,8 @@ class TCPropertyIndex {
   TCPropertyIndex(TCPropertyIndex const&) = delete;
   TCPropertyIndex& operator=(TCPropertyIndex const&) = delete;
 
-  /// Enters `Value` under a key that is missing. Ascending keys are entered fastest. When memory
-  /// runs out, map and table are unchanged.
+  /// Enters `Value` under its key, which is missing. Ascending keys are entered fastest. When
+  /// memory runs out, map and table are unchanged.
   void Insert(TCPropertyKey const& Key, TCCommonPropertyObject* Value);
   /// Removes the key, and nothing when it is missing.
   void Remove(TCPropertyKey const& Key) noexcept;
@@ -55,17 +55,23 @@ class TCPropertyIndex {
     if (m_Size != m_Values.size()) {
       return FindInMap(ID, Link, MAC);
     }
-    TPlace const* const Place = FindPlace(ID, Link, MAC, HashOf(ID, Link, MAC));
-    return Place != nullptr ? (*Place)->second : nullptr;
+    std::uint64_t const Hash = HashOf(ID, Link, MAC);
+    TSBucket const& Bucket = m_Buckets[BucketOf(Hash) & m_Mask];
+    for (std::size_t Place = 0; Place < kPlaces; ++Place) {
+      if (Bucket.m_Tags[Place] == TagOf(Hash) && Is(*Bucket.m_Values[Place], ID, Link, MAC)) {
+        return Bucket.m_Values[Place];
+      }
+    }
+    return FindFurther(ID, Link, MAC, Hash);
   }
 
  private:
   static constexpr std::size_t kPlaces = sizeof(void*) == 8 ? 7 : 6;
 
   struct alignas(8 * sizeof(void*)) TSBucket {
-    std::uint8_t m_Tags[kPlaces] = {};  // 0 where there is no place
-    std::uint8_t m_Passed = 0;          // keys that are in a later bucket; kMany stays
-    TPlace m_Places[kPlaces];
+    std::uint8_t m_Tags[kPlaces] = {};  // 0 where there is no value
+    std::uint8_t m_Passed = 0;          // values that are in a later bucket; kMany stays
+    TCCommonPropertyObject* m_Values[kPlaces] = {};
   };
   static constexpr std::uint8_t kMany = 255;
   static constexpr std::size_t kUnknown = std::numeric_limits<std::size_t>::max();
@@ -95,29 +101,14 @@ class TCPropertyIndex {
     return static_cast<std::size_t>(Hash >> 50U) | 1U;
   }
 
-  static bool IsOf(TCPropertyKey const& Key, TCPropertyID const& ID,
-                   Accessories::TCRecordID const& Link, TCMACAddress const& MAC) noexcept {
-    return Key.get_Link() == Link && Key.get_MAC() == MAC &&
-           (&Key.get_ID() == &ID || Key.get_ID().get_Number() == ID.get_Number());
+  static bool Is(TCCommonPropertyObject const& Value, TCPropertyID const& ID,
+                 Accessories::TCRecordID const& Link, TCMACAddress const& MAC) noexcept {
+    return Value.get_Link() == Link && Value.get_MAC() == MAC &&
+           (&Value.get_ID() == &ID || Value.get_ID().get_Number() == ID.get_Number());
   }
-  TPlace const* FindPlace(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
-                          TCMACAddress const& MAC, std::uint64_t Hash) const noexcept {
-    TSBucket const& Bucket = m_Buckets[BucketOf(Hash) & m_Mask];
-    TPlace const* const Place = FindIn(Bucket, ID, Link, MAC, TagOf(Hash));
-    return Place != nullptr || Bucket.m_Passed == 0 ? Place : FindFurther(ID, Link, MAC, Hash);
-  }
-  static TPlace const* FindIn(TSBucket const& Bucket, TCPropertyID const& ID,
-                              Accessories::TCRecordID const& Link, TCMACAddress const& MAC,
-                              std::uint8_t Tag) noexcept {
-    for (std::size_t Part = 0; Part < kPlaces; ++Part) {
-      if (Bucket.m_Tags[Part] == Tag && IsOf(Bucket.m_Places[Part]->first, ID, Link, MAC)) {
-        return &Bucket.m_Places[Part];
-      }
-    }
-    return nullptr;
-  }
-  TPlace const* FindFurther(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
-                            TCMACAddress const& MAC, std::uint64_t Hash) const noexcept;
+  /// When the value is not in the bucket where its key falls.
+  TCCommonPropertyObject* FindFurther(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
+                                      TCMACAddress const& MAC, std::uint64_t Hash) const noexcept;
   [[gnu::cold]] TCCommonPropertyObject* FindInMap(TCPropertyID const& ID,
                                                   Accessories::TCRecordID const& Link,
                                                   TCMACAddress const& MAC) const noexcept;
@@ -126,8 +117,8 @@ class TCPropertyIndex {
     return Buckets * kPlaces - Buckets * kPlaces / 8;
   }
   void MakeRoom();
-  void Enter(TPlace Place) noexcept;
-  void Forget(TPlace const* Place, std::uint64_t Hash) noexcept;
+  void Enter(TCPropertyKey const& Key, TCCommonPropertyObject* Value) noexcept;
+  void Forget(TCPropertyKey const& Key, TCCommonPropertyObject const* Value) noexcept;
 
   static constexpr std::uint64_t kFirstFactor = 0x9E3779B97F4A7C15;
   static constexpr std::uint64_t kSecondFactor = 0xD6E8FEB86659FD93;

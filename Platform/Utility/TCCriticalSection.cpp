@@ -29,6 +29,13 @@ void Pause() noexcept {
 #endif
 }
 
+// The call that takes the time as this program has it: 32-bit systems have two.
+#ifdef SYS_futex_time64
+constexpr long kFutex = sizeof(time_t) > sizeof(long) ? SYS_futex_time64 : SYS_futex;
+#else
+constexpr long kFutex = SYS_futex;
+#endif
+
 // The monotonic clock, so that setting the time of day neither stretches nor cuts a wait.
 timespec DeadlineIn(int Milliseconds) noexcept {
   timespec Deadline;
@@ -45,8 +52,8 @@ timespec DeadlineIn(int Milliseconds) noexcept {
 // False when the deadline has passed; a null one never does. May return before `State` has changed.
 bool SleepWhile(std::atomic<std::uint32_t>& State, std::uint32_t Value,
                 timespec const* Deadline) noexcept {
-  long const Result = syscall(SYS_futex, &State, FUTEX_WAIT_BITSET_PRIVATE, Value, Deadline,
-                              nullptr, FUTEX_BITSET_MATCH_ANY);
+  long const Result = syscall(kFutex, &State, FUTEX_WAIT_BITSET_PRIVATE, Value, Deadline, nullptr,
+                              FUTEX_BITSET_MATCH_ANY);
   return Result == 0 || errno != ETIMEDOUT;
 }
 
@@ -88,6 +95,6 @@ bool TCCriticalSection::LookAgain() noexcept {
 
 void TCCriticalSection::WakeOne() noexcept {
   int const Error = errno;
-  syscall(SYS_futex, &m_State, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
+  syscall(kFutex, &m_State, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
   errno = Error;
 }

@@ -4,7 +4,7 @@
 
 #include <gmock/gmock.h>
 
-#include <iterator>
+#include <list>
 #include <random>
 #include <string>
 #include <vector>
@@ -29,16 +29,23 @@ constexpr int kMany = 5000;
 struct TCPropertyIndexTest : ::testing::Test {
   TCPropertyKey KeyOf(int Record) const { return TCPropertyKey(m_Field, Record, kDevice); }
 
-  // Of no value that is looked into: each record has an address of its own.
   TCCommonPropertyObject* ValueOf(int Record) {
     return &m_Objects[static_cast<std::size_t>(Record)];
+  }
+
+  std::vector<TCCommonPropertyObject> MakeObjects() const {
+    std::vector<TCCommonPropertyObject> Objects;
+    for (int Record = 0; Record < kMany; ++Record) {
+      Objects.emplace_back(m_Field, Record, kDevice);
+    }
+    return Objects;
   }
 
   void Insert(int Record) { m_Index.Insert(KeyOf(Record), ValueOf(Record)); }
 
   TCPropertyID& m_Field = *new TCPropertyID("Field", 7, "", TCNullTypes<int>(), 0x10);
   TCPropertyID& m_Other = *new TCPropertyID("Other", -7, "", TCNullTypes<int>(), 0x10);
-  std::vector<TCCommonPropertyObject> m_Objects{kMany};
+  std::vector<TCCommonPropertyObject> m_Objects = MakeObjects();
   TCPropertyIndex::TValues m_Values;
   TCPropertyIndex m_Index{m_Values};
 };
@@ -68,16 +75,16 @@ TEST_F(TCPropertyIndexTest, TellsAllPartsOfAKeyApart) {
       TCPropertyKey(m_Field, 1, ""),
       TCPropertyKey(m_Other, 1, kDevice),
   };
-  int Record = 0;
+  std::list<TCCommonPropertyObject> Objects;
   for (TCPropertyKey const& Key : Keys) {
-    EXPECT_EQ(m_Index.Find(Key), nullptr) << Record;
-    m_Index.Insert(Key, ValueOf(Record++));
+    EXPECT_EQ(m_Index.Find(Key), nullptr) << Objects.size();
+    Objects.emplace_back(Key.get_ID(), Key.get_Link(), Key.get_MAC());
+    m_Index.Insert(Key, &Objects.back());
   }
 
-  Record = 0;
+  auto Object = Objects.begin();
   for (TCPropertyKey const& Key : Keys) {
-    EXPECT_EQ(m_Index.Find(Key), ValueOf(Record)) << Record;
-    ++Record;
+    EXPECT_EQ(m_Index.Find(Key), &*Object++);
   }
 }
 
@@ -90,11 +97,13 @@ TEST_F(TCPropertyIndexTest, FindsAValueByAnotherDefinitionWithItsNumber) {
   EXPECT_EQ(m_Index.Find(TCPropertyKey(Twin, 1, kDevice)), ValueOf(1));
 }
 
-TEST_F(TCPropertyIndexTest, FindsTheValueThatTheMapHasByNow) {
+// By its key, whatever the value has been made since.
+TEST_F(TCPropertyIndexTest, FindsAValueThatHasBecomeThatOfAnotherKey) {
   Insert(1);
-  m_Values.begin()->second = ValueOf(2);
+  *ValueOf(1) = TCCommonPropertyObject(m_Other, 9, "");
 
-  EXPECT_EQ(m_Index.Find(KeyOf(1)), ValueOf(2));
+  EXPECT_EQ(m_Index.Find(KeyOf(1)), ValueOf(1));
+  EXPECT_EQ(m_Index.Find(TCPropertyKey(m_Other, 9, "")), nullptr);
 }
 
 TEST_F(TCPropertyIndexTest, ForgetsWhatIsRemoved) {
@@ -204,6 +213,17 @@ TEST_F(TCPropertyIndexTest, TakesInWhatWasPutIntoTheMapAloneWithTheNextInsertion
   EXPECT_EQ(m_Index.Find(KeyOf(1)), nullptr);
   EXPECT_EQ(m_Index.Find(KeyOf(2)), ValueOf(2));
   EXPECT_EQ(m_Index.Find(KeyOf(3)), ValueOf(3));
+}
+
+TEST_F(TCPropertyIndexTest, RemovesAKeyThatGotAnotherValueInTheMapAlone) {
+  Insert(1);
+  Insert(2);
+  m_Values[KeyOf(1)] = ValueOf(3);
+
+  m_Index.Remove(KeyOf(1));
+
+  EXPECT_EQ(m_Index.Find(KeyOf(1)), nullptr);
+  EXPECT_EQ(m_Index.Find(KeyOf(2)), ValueOf(2));
 }
 
 // As many in the map as in the table, but not the same.
