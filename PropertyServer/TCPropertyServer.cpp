@@ -121,6 +121,9 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
   } else {
     DecideChange(Taken);
   }
+  if (!Taken.Refused && !Taken.Changes.empty()) {
+    Refuse(Taken, OnDecide(Mail.Sender, Taken.Changes, Taken.Outcome.Places));
+  }
   if (Taken.Refused) {
     LogRefusal(Mail.Sender, Taken.Outcome.Refusal.value_or(std::string()));
   }
@@ -138,10 +141,11 @@ void TCPropertyServer::DecideChange(TSTakenMail& Taken) {
   }
   Taken.Changes = m_Records.ReadAll(Mail.Content);
   m_Trace.Print("received", Mail.Sender, Mail.Content, *m_Configuration);
-  std::string Reason = m_Rules.ReasonAgainst(Mail.Sender, Taken.Changes, Taken.Outcome.Places);
-  if (Reason.empty()) {
-    Reason = OnDecide(Mail.Sender, Taken.Changes, Taken.Outcome.Places);
-  }
+  Refuse(Taken, m_Rules.ReasonAgainst(Mail.Sender, Taken.Changes, Taken.Outcome.Places));
+}
+
+// Where there is a reason against it.
+void TCPropertyServer::Refuse(TSTakenMail& Taken, std::string Reason) {
   if (!Reason.empty()) {
     MarkRefused(Taken, std::move(Reason));
   }

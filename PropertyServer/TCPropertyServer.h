@@ -102,6 +102,7 @@ class TCPropertyServer : public TCNorvService {
   bool IsRepeated(TSNorvReceivedMail const& Mail);
   void DecideChange(TSTakenMail& Taken);
   bool TakeBack(TSPendingChange const& Change);
+  static void Refuse(TSTakenMail& Taken, std::string Reason);
   static void MarkRefused(TSTakenMail& Mail, std::string Reason);
   void LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason);
   void Take(TSTakenMail&& Taken);

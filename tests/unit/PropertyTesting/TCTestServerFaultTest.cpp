@@ -3,6 +3,7 @@
 #include <atomic>
 #include <thread>
 
+#include "PropertyInterface/TCScopedTransaction.h"
 #include "tests/unit/PropertyTesting/TestServerFixture.h"
 
 using ::testing::Contains;
@@ -30,6 +31,31 @@ TEST_F(TCTestServerFaultTest, RefusesTheNextChangesForTheirReasonsAndNoMore) {
   EXPECT_EQ(m_Notifier.get_Texts().back(), "4");
   EXPECT_THAT(m_Log.get_Warnings(), Contains(HasSubstr("refused: the motor runs")));
   EXPECT_THAT(m_Log.get_Warnings(), Contains(HasSubstr("refused: it still does")));
+}
+
+TEST_F(TCTestServerFaultTest, RefusesAChangeThatDependsOnWhatWasRead) {
+  m_Server.SetValue(m_Schema.m_Count, 1);
+  MakeStore();
+  m_Server.RefuseNextChange("the motor runs");
+  Property::TCScopedTransaction Change;
+  Change.Expect(GetProperty(m_Schema.m_Count));
+  Change.Set(m_Schema.m_Count, "2");
+  auto const Result = Change.CommitIfUnchanged();
+  EXPECT_EQ(Result.Outcome, Property::eCommitRefused);
+  EXPECT_EQ(Result.Refusal.Reason, "the motor runs");
+  EXPECT_EQ(m_Server.FindValue(m_Schema.m_Count), "1");
+  EXPECT_EQ(GetProperty(m_Schema.m_Count).get_AsInteger(), 1);
+}
+
+TEST_F(TCTestServerFaultTest, ForbidsAChangeThatDependsOnWhatWasRead) {
+  m_Server.SetValue(m_Schema.m_Count, 1);
+  MakeStore();
+  m_Server.ForbidWriting(m_Schema.m_Count);
+  Property::TCScopedTransaction Change;
+  Change.Expect(GetProperty(m_Schema.m_Count));
+  Change.Set(m_Schema.m_Count, "2");
+  EXPECT_EQ(Change.CommitIfUnchanged().Outcome, Property::eCommitRefused);
+  EXPECT_EQ(m_Server.FindValue(m_Schema.m_Count), "1");
 }
 
 // ---- away and back ----
