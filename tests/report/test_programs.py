@@ -43,7 +43,7 @@ class RunTest(unittest.TestCase):
         self.assertEqual(outcome.failure, "")
 
     def test_takes_a_document_of_google_benchmark(self) -> None:
-        benchmark = {"name": "a/b/-/1", "real_time": 5.0, "time_unit": "ns"}
+        benchmark = {"name": "a/b/-/1", "threads": 1, "real_time": 5.0, "time_unit": "ns"}
         document = json.dumps({"benchmarks": [benchmark]})
         outcome = self.run_script(f"echo '{document}'", is_google_benchmark=True)
         self.assertEqual([found.p50 for found in outcome.measurements], [5.0])
