@@ -2,6 +2,8 @@
 // The command at a terminal: colours, and nothing that a terminal would obey.
 #include <gmock/gmock.h>
 
+#include <ostream>
+
 #include "tests/tool/ToolFixture.h"
 
 namespace {
@@ -68,15 +70,38 @@ TEST_F(ToolTerminal, ShowsHowFarALongLoadIsAndLeavesNothingOfIt) {
   EXPECT_THAT(Written, EndsWith("\r\x1b[K"));
 }
 
-TEST_F(ToolTerminal, ShowsNothingOfALongLoadWhereItIsNotWanted) {
+// What stands before and behind the command of a load, at a terminal.
+struct TQuietLoad {
+  char const* m_Name;
+  char const* m_Before;
+  char const* m_Behind;
+};
+
+void PrintTo(TQuietLoad const& Load, std::ostream* Stream) {
+  *Stream << Load.m_Name;
+}
+
+struct ToolTerminalQuiet : ToolTerminal, testing::WithParamInterface<TQuietLoad> {};
+
+TEST_P(ToolTerminalQuiet, ShowsNothingOfALongLoad) {
   WriteManyEntries();
-  std::string const Load = "property load " + File("many.json") + " --dry-run";
-  std::string const Away = " >" + File("differences");
-  for (std::string const& Line : {Load + " --plain" + Away, Load + " --json" + Away,
-                                  "NO_COLOR=1 " + Load + Away, "TERM=dumb " + Load + Away}) {
-    EXPECT_EQ(AtTerminal(Line), "") << Line;
-  }
-  EXPECT_EQ(Shell(Load + Away).m_Errors, "");
+  EXPECT_EQ(AtTerminal(GetParam().m_Before + ("property load " + File("many.json")) +
+                       " --dry-run " + GetParam().m_Behind + " >" + File("differences")),
+            "");
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, ToolTerminalQuiet,
+                         testing::Values(TQuietLoad{"Plain", "", "--plain"},
+                                         TQuietLoad{"AsJSON", "", "--json"},
+                                         TQuietLoad{"WithoutColours", "NO_COLOR=1 ", ""},
+                                         TQuietLoad{"AtADumbTerminal", "TERM=dumb ", ""}),
+                         [](auto const& Info) { return Info.param.m_Name; });
+
+TEST_F(ToolTerminal, ShowsNothingOfALongLoadWithoutATerminal) {
+  WriteManyEntries();
+  EXPECT_EQ(
+      Shell("property load " + File("many.json") + " --dry-run >" + File("differences")).m_Errors,
+      "");
 }
 
 TEST_F(ToolTerminal, HasNoColoursWhereTheyAreNotWanted) {
