@@ -2,6 +2,7 @@
 // Accepts processes, greets them, and drops those that have gone.
 #include "Platform/Messaging/TCRouterCore.h"
 
+#include <fcntl.h>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -10,7 +11,6 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
-#include <fstream>
 #include <iterator>
 #include <new>
 #include <utility>
@@ -19,10 +19,12 @@
 #include "Platform/Utility/RandomBytes.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCFileDescriptor.h"
 
 namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCRouterCore";
+constexpr std::size_t kNameSize = 64;          // of a process; the system keeps 16 bytes
 constexpr std::size_t kGroups = 128;           // of a user that are considered
 constexpr std::size_t kNotAdmittedLimit = 16;  // connections of a user who may not greet
 constexpr std::size_t kNoRoomLimit = 16;  // of a user, above its limit, that wait to be told so
@@ -38,11 +40,13 @@ std::uint64_t NewEpoch() {
   return Epoch | std::uint64_t{1} << 63U;
 }
 
+// As the system says it, without the line feed behind it.
 std::string ProcessName(pid_t Process) {
-  std::ifstream File("/proc/" + std::to_string(Process) + "/comm");
-  std::string Name;
-  std::getline(File, Name);
-  return Name.empty() ? "unknown" : Name;
+  std::string const Path = "/proc/" + std::to_string(Process) + "/comm";
+  TCFileDescriptor const File(open(Path.c_str(), O_RDONLY | O_CLOEXEC));
+  char Name[kNameSize];
+  ssize_t const Size = File.get() < 0 ? 0 : read(File.get(), Name, sizeof(Name));
+  return Size > 1 ? std::string(Name, static_cast<std::size_t>(Size) - 1) : "unknown";
 }
 
 // Who is at the other end, from the socket itself.
