@@ -4,7 +4,7 @@
 
 #include <ctime>
 
-#include "Platform/Messaging/MailWire.h"
+#include "Platform/Messaging/Wire/Frame.h"
 
 namespace Property {
 
@@ -14,8 +14,7 @@ TCKeptAnswer::TCKeptAnswer(TCNorvEventLoop& Loop, std::chrono::microseconds Keep
 TCKeptAnswer::TCBody TCKeptAnswer::Get(std::function<TCBody()> const& Make) {
   if (!m_Answer) {
     TCBody const Made = Make();
-    m_Answer =
-        Made->get_Size() > MailWire::kInlineLimit ? TCNorvMailBody::InMemoryFile(*Made) : Made;
+    m_Answer = Wire::FitsFrame(Made->get_Size()) ? Made : TCNorvMailBody::InMemoryFile(*Made);
   }
   m_Timer.SetAfter(m_KeepTime);
   return m_Answer;

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Messaging/Router/TCRouterUser.h"
 #include "Platform/Messaging/TCNorvService.h"
-#include "Platform/Messaging/TCRouterUser.h"
 #include "PropertyServer/TCChangeRules.h"
 #include "PropertyServer/TCCommitQueue.h"
 #include "PropertyServer/TCControlMails.h"

@@ -20,7 +20,7 @@ endfunction()
 
 property_add_shared_library(property_platform propertyplatform platform)
 target_link_libraries(property_platform
-  PRIVATE platform_utility platform_messaging PkgConfig::LIBSYSTEMD
+  PRIVATE platform_utility platform_messaging
   PUBLIC Threads::Threads)
 
 property_add_shared_library(property_property property property)

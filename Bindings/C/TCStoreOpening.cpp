@@ -9,7 +9,7 @@
 #include <thread>
 
 #include "Bindings/C/Border.h"
-#include "Platform/Messaging/TCSignalsBlocked.h"
+#include "Platform/Messaging/Proxy/TCSignalsBlocked.h"
 #include "Platform/Utility/PrintableText.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 #include "SchemaLibrary/TCSchemaLibraries.h"

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: MIT
-// Numbers of four bytes, the lowest first, as they stand in and around encoded records.
+// Numbers of four and eight bytes, the lowest first, as they stand in and around encoded records.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 inline constexpr std::size_t kWordSize = 4;
+inline constexpr std::size_t kLongSize = 8;
 
 inline std::uint32_t LoadWord(char const* Bytes) {
   std::uint32_t Word = 0;
@@ -21,4 +22,13 @@ inline char* StoreWord(char* Bytes, std::uint32_t Word) {
     Bytes[Byte] = static_cast<char>((Word >> (8 * Byte)) & 0xffU);
   }
   return Bytes + kWordSize;
+}
+
+inline std::uint64_t LoadLong(char const* Bytes) {
+  return LoadWord(Bytes) | std::uint64_t{LoadWord(Bytes + kWordSize)} << 32U;
+}
+
+inline char* StoreLong(char* Bytes, std::uint64_t Long) {
+  return StoreWord(StoreWord(Bytes, static_cast<std::uint32_t>(Long)),
+                   static_cast<std::uint32_t>(Long >> 32U));
 }

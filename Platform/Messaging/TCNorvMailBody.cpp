@@ -19,10 +19,8 @@
 namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCNorvMailBody";
-constexpr char kMagic[] = "MAILBODY";  // 8 bytes without the terminator
-constexpr std::size_t kMagicSize = sizeof(kMagic) - 1;
-constexpr std::uint32_t kFormatVersion = 1;
 constexpr std::size_t kUsualSize = 120;  // of the records of a mail: one of a value, and its text
+constexpr std::size_t kSpareLimit = 4096;
 constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL;
 
 [[noreturn]] void ThrowMalformed(int Line, char const* Reason) {
@@ -165,6 +163,9 @@ void TCNorvMailBody::TCWriter::AppendRecord(std::string_view Record) {
 }
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::TCWriter::Finish() {
+  if (m_Bytes.capacity() - m_Bytes.size() > kSpareLimit) {
+    m_Bytes.shrink_to_fit();  // it may be kept for long
+  }
   return std::shared_ptr<TCNorvMailBody const>(
       new TCNorvMailBody(std::move(m_Signature), std::move(m_Bytes), std::move(m_Begins)));
 }
@@ -210,23 +211,14 @@ TCNorvMailBody::TCNorvMailBody(std::string Signature, std::unique_ptr<TCMapping>
       m_Bytes(Bytes),
       m_Begins(std::move(Begins)) {}
 
-// Where each of the records begins, once all are known to be good.
+// Where each of the records begins, once all are known to be good and no more than `Most`.
 std::vector<std::size_t> TCNorvMailBody::FindRecords(std::string_view Signature,
-                                                     std::string_view Bytes, std::size_t Count) {
-  // Every record has at least its mask, so a count that the bytes can not hold is refused before
-  // memory is set aside for it.
-  if (Count > Bytes.size() / kWordSize) {
-    ThrowMalformed(__LINE__, "more records than its bytes can hold");
-  }
+                                                     std::string_view Bytes, std::size_t Most) {
+  RequireKnownCodes(Signature);
   std::vector<std::size_t> Begins;
-  Begins.reserve(Count);
-  std::string_view Rest = Bytes;
-  for (std::size_t Index = 0; Index < Count; ++Index) {
+  for (std::string_view Rest = Bytes; !Rest.empty(); Rest = SkipRecord(Signature, Rest)) {
+    RequireCount(Begins.size() + 1, Most);
     Begins.push_back(Bytes.size() - Rest.size());
-    Rest = SkipRecord(Signature, Rest);
-  }
-  if (!Rest.empty()) {
-    ThrowMalformed(__LINE__, "bytes after the last record");
   }
   return Begins;
 }
@@ -267,17 +259,14 @@ void TCNorvMailBody::RequireCount(std::size_t Count, std::size_t Most) {
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromBytes(std::string_view Signature,
                                                                 std::string_view Bytes,
                                                                 std::size_t Count) {
-  RequireKnownCodes(Signature);
-  std::vector<std::size_t> Begins;
-  for (std::string_view Rest = Bytes; !Rest.empty(); Rest = SkipRecord(Signature, Rest)) {
-    RequireCount(Begins.size() + 1, Count);
-    Begins.push_back(Bytes.size() - Rest.size());
-  }
+  std::vector<std::size_t> Begins = FindRecords(Signature, Bytes, Count);
   return std::shared_ptr<TCNorvMailBody const>(
       new TCNorvMailBody(std::string(Signature), std::string(Bytes), std::move(Begins)));
 }
 
-std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, std::size_t Limit,
+std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File,
+                                                                     std::string_view Signature,
+                                                                     std::size_t Limit,
                                                                      std::size_t Most) {
   int const Seals = fcntl(File, F_GET_SEALS);
   if (Seals < 0 || (Seals & kAllSeals) != kAllSeals) {
@@ -293,28 +282,10 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File, s
     ThrowMalformed(__LINE__, "a memory file with holes");
   }
   auto Mapping = std::make_unique<TCMapping>(File, static_cast<std::size_t>(Status.st_size));
-  std::string_view Bytes = Mapping->get_Bytes();
-  constexpr std::size_t kHeaderSize = kMagicSize + 3 * kWordSize;
-  if (Bytes.size() < kHeaderSize || Bytes.substr(0, kMagicSize) != kMagic) {
-    ThrowMalformed(__LINE__, "a memory file that holds no mail");
-  }
-  char const* const Words = Bytes.data() + kMagicSize;
-  if (LoadWord(Words) != kFormatVersion) {
-    ThrowMalformed(__LINE__, "a memory file of an unknown version");
-  }
-  std::size_t const Count = LoadWord(Words + kWordSize);
-  RequireCount(Count, Most);
-  std::size_t const SignatureSize = LoadWord(Words + 2 * kWordSize);
-  Bytes.remove_prefix(kHeaderSize);
-  if (SignatureSize > Bytes.size()) {
-    ThrowMalformed(__LINE__, "a memory file that ends early");
-  }
-  std::string Signature(Bytes.substr(0, SignatureSize));
-  RequireKnownCodes(Signature);
-  Bytes.remove_prefix(SignatureSize);
-  std::vector<std::size_t> Begins = FindRecords(Signature, Bytes, Count);
+  std::string_view const Bytes = Mapping->get_Bytes();
+  std::vector<std::size_t> Begins = FindRecords(Signature, Bytes, Most);
   return std::shared_ptr<TCNorvMailBody const>(
-      new TCNorvMailBody(std::move(Signature), std::move(Mapping), Bytes, std::move(Begins)));
+      new TCNorvMailBody(std::string(Signature), std::move(Mapping), Bytes, std::move(Begins)));
 }
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::InMemoryFile(TCNorvMailBody const& Body) {
@@ -327,8 +298,7 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::InMemoryFile(TCNorvMailBod
   std::string_view const Bytes = Mapping->get_Bytes();
   Mapping->Keep(std::move(File));
   return std::shared_ptr<TCNorvMailBody const>(
-      new TCNorvMailBody(Body.m_Signature, std::move(Mapping),
-                         Bytes.substr(Bytes.size() - Body.m_Bytes.size()), Body.m_Begins));
+      new TCNorvMailBody(Body.m_Signature, std::move(Mapping), Bytes, Body.m_Begins));
 }
 
 int TCNorvMailBody::MakeMemoryFile() const {
@@ -345,14 +315,14 @@ int TCNorvMailBody::MakeMemoryFile() const {
 }
 
 void TCNorvMailBody::WriteMemoryFile(int File) const {
-  std::string Header(kMagic);
-  AppendWord(Header, kFormatVersion);
-  AppendWord(Header, static_cast<std::uint32_t>(m_Begins.size()));
-  AppendWord(Header, static_cast<std::uint32_t>(m_Signature.size()));
-  Header += m_Signature;
-  WriteAll(File, Header);
   WriteAll(File, m_Bytes);
   if (fcntl(File, F_ADD_SEALS, kAllSeals) != 0) {
     throw TCException(kSource, __LINE__).Format("cannot seal a memory file: %s", strerror(errno));
   }
+}
+
+std::size_t TCNorvMailBody::get_MemorySize() const {
+  return sizeof(*this) + m_Signature.capacity() +
+         (m_Mapping ? m_Bytes.size() : m_Owned.capacity()) +
+         m_Begins.capacity() * sizeof(m_Begins[0]);
 }

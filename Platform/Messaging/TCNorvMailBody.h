@@ -87,11 +87,11 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
                                                          std::string_view Bytes,
                                                          std::size_t Count = kAnyCount);
 
-  /// Maps the sealed memory file `File` (not taken over) and validates all of it.
+  /// Maps the sealed memory file `File` (not taken over), all of which are records of `Signature`,
+  /// and validates them.
   /// Throws TCException when the file is not sealed against every change, is larger than `Limit`
-  /// bytes, has more than `Most` records, which is seen before any of them is read, or is
-  /// malformed.
-  static std::shared_ptr<TCNorvMailBody const> FromMemoryFile(int File,
+  /// bytes, has more than `Most` records, or is malformed.
+  static std::shared_ptr<TCNorvMailBody const> FromMemoryFile(int File, std::string_view Signature,
                                                               std::size_t Limit = kMaximumSize,
                                                               std::size_t Most = kAnyCount);
 
@@ -115,6 +115,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   std::string_view get_Record(int Index) const;
   std::string_view get_Bytes() const { return m_Bytes; }
   std::size_t get_Size() const { return m_Bytes.size(); }
+  /// Bytes that the body takes of the memory, what belongs to it included.
+  std::size_t get_MemorySize() const;
 
  private:
   class TCMapping;
@@ -124,7 +126,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
                  std::vector<std::size_t> Begins);
 
   static std::vector<std::size_t> FindRecords(std::string_view Signature, std::string_view Bytes,
-                                              std::size_t Count);
+                                              std::size_t Most);
   void WriteMemoryFile(int File) const;
 
   std::string m_Signature;

@@ -4,15 +4,14 @@
 
 #include <utility>
 
-#include "Platform/Messaging/MailWire.h"
-#include "Platform/Messaging/TCRouterCore.h"
+#include "Platform/Messaging/Router/TCRouterCore.h"
+#include "Platform/Messaging/Wire/SocketName.h"
 
 TCNorvMailRouter::TCNorvMailRouter(std::string const& Address)
-    : m_Core(std::make_unique<TCRouterCore>(MailWire::RouterAddress(Address))) {}
+    : m_Core(std::make_unique<TCRouterCore>(Wire::RouterAddress(Address))) {}
 
 TCNorvMailRouter::TCNorvMailRouter(TCFileDescriptor Listening, std::string const& Address)
-    : m_Core(
-          std::make_unique<TCRouterCore>(std::move(Listening), MailWire::RouterAddress(Address))) {}
+    : m_Core(std::make_unique<TCRouterCore>(std::move(Listening), Wire::RouterAddress(Address))) {}
 
 TCNorvMailRouter::~TCNorvMailRouter() = default;
 
@@ -33,16 +32,16 @@ void TCNorvMailRouter::SetLimits(TSNorvRouterLimits const& Limits) {
 }
 
 void TCNorvMailRouter::SetAdmission(TCAdmission Admission) {
-  m_Core->SetAdmission(std::move(Admission));
+  m_Core->get_Acceptor().SetAdmission(std::move(Admission));
 }
 
 void TCNorvMailRouter::BringUpToDate(
     std::function<bool(TSNorvMailSender const&)> const& IsConcerned) {
-  m_Core->BringUpToDate(IsConcerned);
+  m_Core->get_Publisher().BringUpToDate(IsConcerned, true);
 }
 
 void TCNorvMailRouter::BringUpToDate(TSNorvSenderKey const& Sender) {
-  m_Core->BringUpToDate(Sender);
+  m_Core->get_Publisher().BringUpToDate(Sender);
 }
 
 std::size_t TCNorvMailRouter::get_ConnectionCount() const {
@@ -58,7 +57,7 @@ std::vector<TSNorvSenderKey> TCNorvMailRouter::get_Senders() const {
 }
 
 std::uint64_t TCNorvMailRouter::get_Epoch() const {
-  return m_Core->get_Position().Epoch;
+  return m_Core->get_Publisher().get_Position().Epoch;
 }
 
 TCNorvEventLoop& TCNorvMailRouter::get_Loop() const {

@@ -41,10 +41,10 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailRouter {
   /// Throws TCException, saying what to do, when a living router serves the address, the folder is
   /// missing or may not be written, or the address is no Unix socket's.
   explicit TCNorvMailRouter(std::string const& Address = std::string());
-  /// Serves at a Unix stream socket that listens already, such as an init system hands over.
-  /// `Address`, or what stands for it when it is empty, is what get_Address() says. The socket is
-  /// closed at the end; its file stays where it is. Throws TCException when it is another kind of
-  /// file or does not listen.
+  /// Serves at a Unix socket for sequenced packets that listens already, such as an init system
+  /// hands over. `Address`, or what stands for it when it is empty, is what get_Address() says. The
+  /// socket is closed at the end; its file stays where it is. Throws TCException when it is another
+  /// kind of file or does not listen.
   explicit TCNorvMailRouter(TCFileDescriptor Listening, std::string const& Address = std::string());
   TCNorvMailRouter(TCNorvMailRouter const&) = delete;
   TCNorvMailRouter& operator=(TCNorvMailRouter const&) = delete;

@@ -2,11 +2,23 @@
 // Connects a mailbox's owner with the router.
 #include "Platform/Messaging/TCNorvService.h"
 
-#include "Platform/Messaging/MailWire.h"
-#include "Platform/Messaging/TCRouterCore.h"
+#include "Platform/Messaging/Router/TCRouterCore.h"
+#include "Platform/Utility/TCException.h"
+
+namespace {
+
+constexpr char kSource[] = "../Platform/Messaging/TCNorvService";
+
+}  // namespace
 
 TCNorvService::TCNorvService(TCNorvMailRouter& Router, std::string const& Mailbox)
-    : m_Router(Router), m_Mailbox(Mailbox), m_Path(MailWire::MailboxPath(Mailbox)) {}
+    : m_Router(Router), m_Mailbox(Mailbox) {
+  if (Mailbox.empty() || Mailbox.size() > Wire::kNameLimit) {
+    throw TCException(kSource, __LINE__)
+        .Format("the name of a mailbox has 1 to %zu bytes, not %zu", Wire::kNameLimit,
+                Mailbox.size());
+  }
+}
 
 TCNorvService::~TCNorvService() {
   Close();
@@ -14,30 +26,30 @@ TCNorvService::~TCNorvService() {
 
 void TCNorvService::Open() {
   m_Router.Execute([this] {
-    m_Router.m_Core->OpenMailbox(m_Mailbox, m_Path, *this);
+    m_Router.m_Core->OpenMailbox(m_Mailbox, *this);
     m_Open = true;
   });
 }
 
 void TCNorvService::Close() {
   if (m_Open) {
-    m_Router.Execute([this] { m_Router.m_Core->CloseMailbox(m_Path); });
+    m_Router.Execute([this] { m_Router.m_Core->CloseMailbox(m_Mailbox); });
     m_Open = false;
   }
 }
 
 void TCNorvService::Acknowledge(TSNorvReceivedMail const& Mail) {
-  m_Router.m_Core->Acknowledge(m_Path, Mail.Sender, Mail.Number);
+  m_Router.m_Core->get_Publisher().Acknowledge(m_Mailbox, Mail.Sender, Mail.Number);
 }
 
 void TCNorvService::Publish(TSNorvMailContent const& Content, TSNorvReceivedMail const& Origin) {
-  m_Router.m_Core->Publish({m_Path, MailWire::ClassInterface(Content.MailClass), 0, Origin.Sender,
-                            Origin.Number, false, Content});
+  m_Router.m_Core->get_Publisher().Publish(
+      {m_Mailbox, 0, Origin.Sender, Origin.Number, false, Content});
 }
 
 void TCNorvService::Restore(TSNorvReceivedMail const& Refused, TSNorvMailContent const& Content) {
-  m_Router.m_Core->Publish({m_Path, MailWire::ClassInterface(Content.MailClass), 0, Refused.Sender,
-                            Refused.Number, true, Content});
+  m_Router.m_Core->get_Publisher().Publish(
+      {m_Mailbox, 0, Refused.Sender, Refused.Number, true, Content});
 }
 
 bool TCNorvService::IsBusy() const {
@@ -55,7 +67,7 @@ bool TCNorvService::OnCatchUp(TSNorvMailSender const& /*Sender*/,
 }
 
 std::uint64_t TCNorvService::get_Sequence() const {
-  return m_Router.m_Core->get_Position().Sequence;
+  return m_Router.m_Core->get_Publisher().get_Position().Sequence;
 }
 
 std::uint64_t TCNorvService::get_LastTaken(TSNorvSenderKey const& /*Sender*/) const {

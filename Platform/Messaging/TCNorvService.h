@@ -14,8 +14,6 @@
 #include "Platform/PlatformExport.h"
 #include "Platform/Utility/TCMACAddress.h"
 
-class TCRouterCore;
-
 /// Who sent a mail: what tells it from all others, and what the system says of the process at the
 /// other end of the connection.
 struct TSNorvMailSender : TSNorvSenderKey {
@@ -43,6 +41,7 @@ struct TSNorvReceivedMail {
 /// when it is complete, and Close() first in its destructor.
 class PROPERTY_PLATFORM_EXPORT TCNorvService {
  public:
+  /// Throws TCException when the name of the mailbox is empty or has more than 255 bytes.
   TCNorvService(TCNorvMailRouter& Router, std::string const& Mailbox);
   TCNorvService(TCNorvService const&) = delete;
   TCNorvService& operator=(TCNorvService const&) = delete;
@@ -98,10 +97,10 @@ class PROPERTY_PLATFORM_EXPORT TCNorvService {
                                                           TSNorvMailContent const& Content);
 
  private:
-  friend class TCRouterCore;
+  friend class TCRouterMailboxes;
+  friend class TCRouterPublisher;
 
   TCNorvMailRouter& m_Router;
   std::string const m_Mailbox;
-  std::string const m_Path;
   bool m_Open = false;
 };

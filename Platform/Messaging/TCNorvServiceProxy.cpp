@@ -4,9 +4,9 @@
 
 #include <utility>
 
-#include "Platform/Messaging/MailWire.h"
+#include "Platform/Messaging/Proxy/TCNorvProxyConnection.h"
+#include "Platform/Messaging/Proxy/ThreadStream.h"
 #include "Platform/Messaging/TCNorvMailFunctions.h"
-#include "Platform/Messaging/TCNorvProxyConnection.h"
 
 namespace {
 
@@ -47,13 +47,13 @@ bool TCNorvServiceProxy::SendAndWait(TCNorvServiceName const& Service, TCNorvMes
   TSNorvMailContent Content = Mail.get_Content();
   bool const Held = ThreadAnswer != nullptr && ThreadAnswer->m_Connection == m_Connection &&
                     !ThreadAnswer->m_InHand;
-  std::string const Mailbox = MailWire::MailboxPath(Service.get_Mailbox());
+  std::string const& Mailbox = Service.get_Mailbox();
   if (!m_Connection->Exchange(Mailbox, Content, Timeout, Held)) {
     return false;
   }
   if (Held) {
     ThreadAnswer->m_InHand = true;
-    ThreadAnswer->m_Stream = TCNorvProxyConnection::StreamOf(Mailbox, Content.MailClass);
+    ThreadAnswer->m_Stream = StreamName(Mailbox, Content.MailClass);
   }
   Mail.SetContent(Content);
   return true;
@@ -72,8 +72,7 @@ TCNorvServiceProxy::TCAnswerInHand::~TCAnswerInHand() {
 void TCNorvServiceProxy::MarkChange(TCNorvServiceName const& Service,
                                     TCNorvMailClassID const& MailClass,
                                     std::vector<std::string> Keys) {
-  m_Connection->MarkChange(MailWire::MailboxPath(Service.get_Mailbox()), MailClass,
-                           std::move(Keys));
+  m_Connection->MarkChange(Service.get_Mailbox(), MailClass, std::move(Keys));
 }
 
 void TCNorvServiceProxy::ForgetMark() {
@@ -103,21 +102,18 @@ bool TCNorvServiceProxy::IsAnyOvertaken() const {
 
 std::vector<std::string> TCNorvServiceProxy::KeysOnWay(TCNorvServiceName const& Service,
                                                        TCNorvMailClassID const& MailClass) const {
-  return m_Connection->get_OwnChanges().HeldKeys(
-      TCNorvProxyConnection::StreamOf(MailWire::MailboxPath(Service.get_Mailbox()), MailClass));
+  return m_Connection->get_OwnChanges().HeldKeys(StreamName(Service.get_Mailbox(), MailClass));
 }
 
 void TCNorvServiceProxy::GiveUpChanges(TCNorvServiceName const& Service,
                                        TCNorvMailClassID const& MailClass,
                                        std::vector<std::string> const& Keys) {
-  m_Connection->get_OwnChanges().GiveUp(
-      TCNorvProxyConnection::StreamOf(MailWire::MailboxPath(Service.get_Mailbox()), MailClass),
-      Keys);
+  m_Connection->get_OwnChanges().GiveUp(StreamName(Service.get_Mailbox(), MailClass), Keys);
 }
 
 bool TCNorvServiceProxy::Post(TCNorvServiceName const& Service,
                               TSNorvMailContent const& Content) const {
-  return m_Connection->Post(MailWire::MailboxPath(Service.get_Mailbox()), Content);
+  return m_Connection->Post(Service.get_Mailbox(), Content);
 }
 
 bool TCNorvServiceProxy::WaitForAcknowledgements(int Timeout) {
@@ -129,16 +125,16 @@ bool TCNorvServiceProxy::WaitForDelivery(int Timeout) {
 }
 
 std::uint64_t TCNorvServiceProxy::get_LastSent(TCNorvServiceName const& Service) const {
-  return m_Connection->get_LastSent(MailWire::MailboxPath(Service.get_Mailbox()));
+  return m_Connection->get_LastSent(Service.get_Mailbox());
 }
 
 std::uint64_t TCNorvServiceProxy::get_LastSentHere(TCNorvServiceName const& Service) const {
-  return m_Connection->get_LastSentHere(MailWire::MailboxPath(Service.get_Mailbox()));
+  return m_Connection->get_LastSentHere(Service.get_Mailbox());
 }
 
 TENorvWait TCNorvServiceProxy::WaitForMail(TCNorvServiceName const& Service, std::uint64_t Number,
                                            int Timeout) const {
-  return m_Connection->WaitForMail(MailWire::MailboxPath(Service.get_Mailbox()), Number, Timeout);
+  return m_Connection->WaitForMail(Service.get_Mailbox(), Number, Timeout);
 }
 
 void TCNorvServiceProxy::SubscribeFirst(TCNorvMailClassID const& MailClass, TCWitness Witness) {
@@ -149,8 +145,7 @@ std::vector<std::string> TCNorvServiceProxy::TakeDecided(TCNorvServiceName const
                                                          TCNorvMailClassID const& MailClass,
                                                          std::uint64_t Number,
                                                          std::vector<std::string> const& Keys) {
-  return m_Connection->TakeDecided(MailWire::MailboxPath(Service.get_Mailbox()), MailClass, Number,
-                                   Keys);
+  return m_Connection->TakeDecided(Service.get_Mailbox(), MailClass, Number, Keys);
 }
 
 void TCNorvServiceProxy::ProcessProxy(int Limit, bool Wait) {

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
-// Any sealed memory file holds a mail or is refused; what it holds can be written again as it is.
+// Any sealed memory file holds the records of a mail or is refused; what it holds can be written
+// again as it is. The input is the letters of the records' fields up to a zero byte, and the file.
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string_view>
 
 #include "Platform/Messaging/TCNorvMailBody.h"
 #include "Platform/Utility/TCException.h"
@@ -53,11 +56,15 @@ void DecodeValues(TCNorvMailBody const& Body) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(std::uint8_t const* Data, std::size_t Size) {
+  std::string_view Content(reinterpret_cast<char const*>(Data), Size);
+  std::string_view const Fields = Content.substr(0, Content.find('\0'));
+  Content.remove_prefix(std::min(Fields.size() + 1, Size));
   int const File = memfd_create("fuzz", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-  Require(File >= 0 && write(File, Data, Size) == static_cast<ssize_t>(Size));
+  Require(File >= 0 &&
+          write(File, Content.data(), Content.size()) == static_cast<ssize_t>(Content.size()));
   Require(fcntl(File, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL) == 0);
   try {
-    auto const Body = TCNorvMailBody::FromMemoryFile(File);
+    auto const Body = TCNorvMailBody::FromMemoryFile(File, Fields);
     RequireSame(*Body);
     DecodeValues(*Body);
   } catch (TCException const&) {

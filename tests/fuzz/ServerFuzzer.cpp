@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Whatever a peer sends, the server goes on and serves everybody else. The input is what the peer
-// sends after its authentication; a proxy that keeps to the protocol is served every so often.
+// Whatever a peer sends, the server goes on and serves everybody else. The input is the packets
+// that the peer sends, each after two bytes that say how long it is; a proxy that keeps to the
+// protocol is served every so often.
 #include <fcntl.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -25,7 +26,6 @@
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyServer.h"
 #include "tests/support/PrivateFolder.h"
-#include "tests/support/RawPeer.h"
 #include "tests/support/UnixSocket.h"
 
 namespace PropertyControl = Property::PropertyControl;
@@ -89,8 +89,7 @@ class TWorld {
   void Run(std::string const& Bytes) {
     {
       TCFileDescriptor const Socket = Connect();
-      Send(Socket.get(), Authentication());
-      Send(Socket.get(), AsNewSender(Bytes));
+      SendPackets(Socket.get(), AsNewSender(Bytes));
     }
     m_Server->Turn();
     if (++m_Runs % kRunsBetweenProofs == 0) {
@@ -128,17 +127,19 @@ class TWorld {
     return Socket;
   }
 
-  void Send(int Socket, std::string const& Bytes) {
-    std::size_t Done = 0;
-    while (Done < Bytes.size()) {
-      ssize_t const Count = send(Socket, Bytes.data() + Done, Bytes.size() - Done, MSG_NOSIGNAL);
-      if (Count < 0) {
+  // The last packet may be shorter than it says.
+  void SendPackets(int Socket, std::string const& Bytes) {
+    constexpr std::size_t kLengthSize = 2;
+    for (std::size_t Place = 0; Place + kLengthSize <= Bytes.size();) {
+      std::size_t const Length = static_cast<unsigned char>(Bytes[Place]) |
+                                 std::size_t{static_cast<unsigned char>(Bytes[Place + 1])} << 8U;
+      std::string const Packet = Bytes.substr(Place + kLengthSize, Length);
+      Place += kLengthSize + Packet.size();
+      if (send(Socket, Packet.data(), Packet.size(), MSG_NOSIGNAL) < 0) {
         break;
       }
-      Done += static_cast<std::size_t>(Count);
       m_Server->Turn();
     }
-    m_Server->Turn();
   }
 
   void ProveServed() {

@@ -12,21 +12,13 @@ namespace {
 
 using testing::HasSubstr;
 
-constexpr unsigned kAllFields = 31;  // id, data, link, mac, loaded
+constexpr char kDevice[] = "02:00:00:00:00:01";
 
-// A change of one record.
-void AppendChange(sd_bus_message* Mail, unsigned Assigned, char const* Link, char const* MAC) {
-  EXPECT_GE(sd_bus_message_append(Mail, "iia(uisssb)", 2, 3, 1, Assigned, 102, "7", Link, MAC, 0),
-            0);
-}
-
-void AppendSoundChange(sd_bus_message* Mail) {
-  AppendChange(Mail, kAllFields, "", "02:00:00:00:00:01");
-}
-
+// A mail of one record with these fields, or of these bytes.
 struct TSMalformed {
   char const* Name;
-  void (*Append)(sd_bus_message* Mail);
+  char const* Fields;
+  std::string Records;
   char const* Reason;
 };
 
@@ -34,17 +26,16 @@ void PrintTo(TSMalformed const& Malformed, std::ostream* Stream) {
   *Stream << Malformed.Name;
 }
 
-// Refused by the reader of each form, and by the server; the unit tests of both have all cases.
+// Refused by the reader of the records, and by the server; the unit tests of both have all cases.
 TSMalformed const kMalformed[] = {
-    {"AnUnknownField", [](sd_bus_message* Mail) { AppendChange(Mail, kAllFields + 32, "", ""); },
-     "Malformed mail: an unknown field is assigned"},
-    {"PackedRecordsThatEndEarly",
-     [](sd_bus_message* Mail) {
-       sd_bus_message_append(Mail, "iisay", 2, 3, "isssb", 5, 0x1f, 0, 0, 0, 102);
-     },
+    {"AnUnknownField", TWirePeer::kChangeFields,
+     TWirePeer::ChangeRecord(102, "7", "", "", TWirePeer::kAllFields + 32),
+     "Malformed mail: an assigned field that the record does not have"},
+    {"RecordsThatEndEarly", TWirePeer::kChangeFields, std::string("\x1f\0\0\0\x66", 5),
      "Malformed mail: a record ends early"},
-    {"ALinkThatIsNoNumber",
-     [](sd_bus_message* Mail) { AppendChange(Mail, kAllFields, "seven", ""); },
+    {"RecordsOfAnotherLayout", "is", WireWord(3) + WireWord(102) + WireText("7"),
+     "Malformed mail: records of another layout"},
+    {"ALinkThatIsNoNumber", TWirePeer::kChangeFields, TWirePeer::ChangeRecord(102, "7", "seven"),
      "Malformed mail: a link that is no number"},
 };
 
@@ -56,13 +47,11 @@ TEST_P(MalformedMail, IsRefusedAndAcknowledgedAndTheNextIsTaken) {
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
 
-  TCBusMessage const Malformed = Peer.NewMail(1);
-  GetParam().Append(Malformed.get());
-  EXPECT_TRUE(Peer.Send(Malformed));
+  TSWireFrame Malformed = TWirePeer::NewMail(1);
+  Malformed.Fields = GetParam().Fields;
+  EXPECT_TRUE(Peer.Send(Malformed.Add(2, 3, GetParam().Records)));
   EXPECT_EQ(Peer.HearAcknowledged(), 1U);
-  TCBusMessage const Sound = Peer.NewMail(2);
-  AppendSoundChange(Sound.get());
-  EXPECT_TRUE(Peer.Send(Sound));
+  EXPECT_TRUE(Peer.Send(TWirePeer::NewChange(2, 102, "7", "", kDevice)));
   EXPECT_EQ(Peer.HearAcknowledged(), 2U);
 
   EXPECT_EQ(Client->Ask("await"), "102 - 02:00:00:00:00:01 " + Hex("7"));
@@ -73,10 +62,10 @@ TEST_P(MalformedMail, IsRefusedAndAcknowledgedAndTheNextIsTaken) {
 INSTANTIATE_TEST_SUITE_P(With, MalformedMail, testing::ValuesIn(kMalformed),
                          [](auto const& Info) { return std::string(Info.param.Name); });
 
-// Mails 1 to 3 of one message, of which the first and the last are sound, unless the whole is not.
+// Mails 1 to 3 of one frame, of which the first and the last are sound, unless the whole is not.
 struct TSMalformedMails {
   char const* Name;
-  std::uint32_t Count;
+  std::uint16_t Count;
   std::string Bytes;
   bool Alone;  // whether only the malformed one is lost
   char const* Reason;
@@ -91,7 +80,6 @@ std::string Changed(std::string Bytes, std::size_t Place, char Byte) {
   return Bytes;
 }
 
-constexpr char kDevice[] = "02:00:00:00:00:01";
 std::string const kFirst = TWirePeer::PackedChange(201, "first");
 std::string const kSecond = TWirePeer::PackedChange(201, "second");
 std::string const kLast = TWirePeer::PackedChange(101, "last", "5", kDevice);
@@ -104,7 +92,7 @@ TSMalformedMails const kMalformedMails[] = {
     {"ATextThatIsTooLong", 3, kFirst + Changed(kSecond, kRecordAt + 8, 0x7f) + kLast, true,
      "Malformed mail: a record ends early"},
     {"OneThatGoesOnForEver", 3, kFirst + Changed(kSecond, kSizeAt + 3, '\x7f') + kLast, false,
-     "Malformed mails: one ends early"},
+     "Malformed mail: a frame ends early"},
 };
 
 struct MalformedMails : TProcessFixture, testing::WithParamInterface<TSMalformedMails> {};
@@ -119,7 +107,7 @@ TEST_P(MalformedMails, AreRefusedAndAcknowledgedAndTheNextIsTaken) {
   EXPECT_TRUE(
       Peer.Send(Peer.NewMails(1, Malformed.Count, TWirePeer::kChangeFields, Malformed.Bytes)));
   EXPECT_EQ(Peer.HearAcknowledged(), 3U);
-  EXPECT_TRUE(Peer.Send(Peer.NewChange(4, 102, "7", "", "02:00:00:00:00:01")));
+  EXPECT_TRUE(Peer.Send(Peer.NewChange(4, 102, "7", "", kDevice)));
   EXPECT_EQ(Peer.HearAcknowledged(), 4U);
 
   EXPECT_EQ(Client->Ask("until 102 - 02:00:00:00:00:01 " + Hex("7")), "heard");

@@ -90,10 +90,8 @@ TEST_F(ServerLog, ShowsNoTextOfASecretThatIsAskedFor) {
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
   constexpr unsigned kNumberDataLinkAndMAC = 15;
-  TCBusMessage const Request = Peer.NewRequest();
-  ASSERT_GE(sd_bus_message_append(Request.get(), "iia(uisssb)", 1, 2, 1, kNumberDataLinkAndMAC, 201,
-                                  "hidden", "", "", 0),
-            0);
+  TSWireFrame Request = Peer.NewRequest();
+  Request.Add(1, 2, TWirePeer::ChangeRecord(201, "hidden", "", "", kNumberDataLinkAndMAC));
   EXPECT_EQ(Peer.Call(Request), "");
   EXPECT_THAT(Traced(*Server, "received "), HasSubstr("{id=201 data=\"(secret)\""));
 }

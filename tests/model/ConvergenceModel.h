@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/TCOwnChanges.h"
+#include "Platform/Messaging/Proxy/TCOwnChanges.h"
 
 /// What is explored. A program is what one thread does, in order.
 struct TModelPlan {

@@ -78,7 +78,7 @@ TChildProcess::TChildProcess(TSChildStart const& Start)
     if (Start.Prepare) {
       Start.Prepare();
     }
-    execv(Arguments[0], Arguments.data());
+    execvp(Arguments[0], Arguments.data());
     _exit(127);
   }
 }

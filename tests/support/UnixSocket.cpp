@@ -53,7 +53,7 @@ bool ConnectTo(int Socket, std::string const& Path) {
 }
 
 TCFileDescriptor Connect(std::string const& Path) {
-  TCFileDescriptor Socket = NewSocket(SOCK_STREAM);
+  TCFileDescriptor Socket = NewSocket(SOCK_SEQPACKET);
   if (!ConnectTo(Socket.get(), Path)) {
     throw std::system_error(errno, std::generic_category(), "cannot connect to " + Path);
   }
@@ -61,7 +61,7 @@ TCFileDescriptor Connect(std::string const& Path) {
 }
 
 TCFileDescriptor ConnectAs(std::string const& Path, uid_t User) {
-  TCFileDescriptor Socket = NewSocket(SOCK_STREAM);
+  TCFileDescriptor Socket = NewSocket(SOCK_SEQPACKET);
   pid_t const Child = fork();
   if (Child == 0) {
     bool const Became = User == geteuid() || Become(User);

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Sockets at paths, as tests need them that come before a library or go round it.
+// Sockets at paths, of the kind that frames travel on, as tests need them that come before a
+// library
 #pragma once
 
 #include <sys/socket.h>
@@ -11,9 +12,9 @@
 
 /// A socket that is bound to `Path`, which must be free. Without a file and with errno set when the
 /// system refuses.
-TCFileDescriptor BindAt(std::string const& Path, int Type = SOCK_STREAM);
+TCFileDescriptor BindAt(std::string const& Path, int Type = SOCK_SEQPACKET);
 /// The same, and it listens.
-TCFileDescriptor ListenAt(std::string const& Path, int Type = SOCK_STREAM);
+TCFileDescriptor ListenAt(std::string const& Path, int Type = SOCK_SEQPACKET);
 
 /// Connects `Socket`; false, with errno set, when nobody listens there.
 bool ConnectTo(int Socket, std::string const& Path);

@@ -1,216 +1,181 @@
 // SPDX-License-Identifier: MIT
-// Speaks the wire protocol without the messaging library, by the names that it documents.
+// Speaks to the property server without the messaging library.
 #include "tests/support/WirePeer.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cstring>
+#include <string_view>
 
 namespace {
 
-constexpr char kRouterPath[] = "/mailrouter";
-constexpr char kRouterInterface[] = "mailrouter.Router1";
-constexpr char kMailboxPath[] = "/mailbox/_40mailrouter_2eproperty";
-constexpr unsigned kAllFields = 31;
 constexpr std::array<char const*, 3> kWhose = {"another's", "own", "up to date"};
+constexpr std::size_t kTexts = 3;  // of a change
 
-// A number of four bytes, the lowest first.
-std::string Word(std::size_t Value) {
-  std::string Bytes;
-  for (unsigned Shift = 0; Shift < 32; Shift += 8) {
-    Bytes.push_back(static_cast<char>((Value >> Shift) & 0xffU));
-  }
-  return Bytes;
+TSWireFrame NewFrame(std::uint8_t Kind, std::string const& Class, std::int32_t Version) {
+  TSWireFrame Frame;
+  Frame.Kind = Kind;
+  Frame.Mailbox = TWirePeer::kMailbox;
+  Frame.Class = Class;
+  Frame.Version = Version;
+  Frame.Fields = TWirePeer::kChangeFields;
+  return Frame;
 }
 
-// The values in the records of a mail.
-std::string ReadValues(sd_bus_message* Mail) {
+std::uint32_t TakeWord(std::string_view& Rest) {
+  std::uint32_t Word = 0;
+  EXPECT_GE(Rest.size(), sizeof(Word));
+  for (std::size_t Byte = 0; Byte < sizeof(Word) && !Rest.empty(); ++Byte) {
+    Word |= static_cast<std::uint32_t>(static_cast<unsigned char>(Rest.front())) << (8 * Byte);
+    Rest.remove_prefix(1);
+  }
+  return Word;
+}
+
+// The values in the records of a change.
+std::string ReadValues(std::string_view Records) {
   std::string Values;
-  EXPECT_GT(sd_bus_message_enter_container(Mail, 'a', "(uisssb)"), 0);
-  while (sd_bus_message_enter_container(Mail, 'r', "uisssb") > 0) {
-    unsigned Assigned = 0;
-    int Number = 0;
-    char const* Data = nullptr;
-    EXPECT_GE(sd_bus_message_read(Mail, "uis", &Assigned, &Number, &Data), 0);
-    EXPECT_GE(sd_bus_message_skip(Mail, "ssb"), 0);
-    EXPECT_GE(sd_bus_message_exit_container(Mail), 0);
-    Values += (Values.empty() ? "" : " ") + std::to_string(Number) + "=" + Data;
+  while (!Records.empty() && !testing::Test::HasFailure()) {
+    TakeWord(Records);  // which fields are assigned
+    std::uint32_t const Number = TakeWord(Records);
+    std::array<std::string, kTexts> Texts;
+    for (std::string& Text : Texts) {
+      std::uint32_t const Size = TakeWord(Records);
+      Text = Records.substr(0, Size);
+      Records.remove_prefix(Text.size());
+    }
+    Records.remove_prefix(1);
+    Values += (Values.empty() ? "" : " ") + std::to_string(Number) + "=" + Texts[0];
   }
   return Values;
 }
 
 }  // namespace
 
-std::string TWirePeer::Greet(std::string const& Identity) {
-  TCBusMessage const Hello = NewRouterCall("Hello");
-  EXPECT_GE(sd_bus_message_append(Hello.get(), "sus", Identity.c_str(), 1U, ""), 0);
-  m_Identity = Identity;
-  return Call(Hello);
-}
-
-bool TWirePeer::Subscribe(std::uint64_t Epoch, std::uint64_t Sequence,
-                          std::string const& Interface) {
-  TCBusMessage const Subscription = NewRouterCall("Subscribe");
-  EXPECT_GE(sd_bus_message_append(Subscription.get(), "stt", Interface.c_str(), Epoch, Sequence),
-            0);
-  EXPECT_GE(sd_bus_message_set_expect_reply(Subscription.get(), 0), 0);
+bool TWirePeer::Subscribe(std::uint64_t Epoch, std::uint64_t Sequence, std::string const& Class,
+                          std::int32_t Version) {
+  TSWireFrame Subscription;
+  Subscription.Kind = WireKind::kSubscribe;
+  Subscription.Class = Class;
+  Subscription.Version = Version;
+  Subscription.Epoch = Epoch;
+  Subscription.Sequence = Sequence;
   return Send(Subscription);
 }
 
-TCBusMessage TWirePeer::NewRouterCall(char const* Member) {
-  return NewCall(kRouterPath, kRouterInterface, Member);
-}
-
-TCBusMessage TWirePeer::NewMailboxCall(char const* Member, char const* Interface) {
-  return NewCall(kMailboxPath, Interface, Member);
-}
-
-TCBusMessage TWirePeer::NewMail(std::uint64_t Number, char const* Interface) {
-  TCBusMessage Mail = NewMailboxCall("Send", Interface);
-  EXPECT_GE(sd_bus_message_append(Mail.get(), "st", m_Identity.c_str(), Number), 0);
-  EXPECT_GE(sd_bus_message_set_expect_reply(Mail.get(), 0), 0);
+TSWireFrame TWirePeer::NewMail(std::uint64_t Number, std::string const& Class,
+                               std::int32_t Version) {
+  TSWireFrame Mail = NewFrame(WireKind::kMails, Class, Version);
+  Mail.Number = Number;
   return Mail;
 }
 
-TCBusMessage TWirePeer::NewRequest(char const* Interface) {
-  TCBusMessage Request = NewMailboxCall("Request", Interface);
-  EXPECT_GE(sd_bus_message_append(Request.get(), "s", m_Identity.c_str()), 0);
+TSWireFrame TWirePeer::NewRequest(std::string const& Class, std::int32_t Version) {
+  TSWireFrame Request = NewFrame(WireKind::kRequest, Class, Version);
+  Request.Request = NextRequest();
   return Request;
 }
 
-TCBusMessage TWirePeer::NewOwnerlessMail() {
-  TCBusMessage Mail = NewCall("/mailbox/nobody", kProperty, "Send");
-  EXPECT_GE(sd_bus_message_set_expect_reply(Mail.get(), 0), 0);
-  return Mail;
+TSWireFrame TWirePeer::NewOwnerlessMail(std::string const& Records) {
+  TSWireFrame Mail = NewMail(1);
+  Mail.Mailbox = "nobody";
+  return Mail.Add(kChange[0], kChange[1], Records);
 }
 
-TCBusMessage TWirePeer::NewChange(std::uint64_t Number, int Property, std::string const& Value,
-                                  std::string const& Link, std::string const& MAC) {
-  TCBusMessage Mail = NewMail(Number);
-  EXPECT_GE(sd_bus_message_append(Mail.get(), "iia(uisssb)", 2, 3, 1, kAllFields, Property,
-                                  Value.c_str(), Link.c_str(), MAC.c_str(), 0),
-            0);
-  return Mail;
+std::string TWirePeer::ChangeRecord(int Property, std::string const& Value, std::string const& Link,
+                                    std::string const& MAC, unsigned Assigned) {
+  return WireWord(Assigned) + WireWord(static_cast<std::uint32_t>(Property)) + WireText(Value) +
+         WireText(Link) + WireText(MAC) + std::string(1, '\0');
 }
 
-TCBusMessage TWirePeer::NewTransaction(std::uint64_t Number,
-                                       std::vector<std::pair<int, std::string>> const& Values) {
-  TCBusMessage Mail = NewMail(Number);
-  EXPECT_GE(sd_bus_message_append(Mail.get(), "ii", 2, 3), 0);
-  EXPECT_GE(sd_bus_message_open_container(Mail.get(), 'a', "(uisssb)"), 0);
+TSWireFrame TWirePeer::NewChange(std::uint64_t Number, int Property, std::string const& Value,
+                                 std::string const& Link, std::string const& MAC) {
+  return NewMail(Number).Add(kChange[0], kChange[1], ChangeRecord(Property, Value, Link, MAC));
+}
+
+TSWireFrame TWirePeer::NewTransaction(std::uint64_t Number,
+                                      std::vector<std::pair<int, std::string>> const& Values) {
+  std::string Records;
   for (auto const& [Property, Value] : Values) {
-    EXPECT_GE(sd_bus_message_append(Mail.get(), "(uisssb)", kAllFields, Property, Value.c_str(), "",
-                                    "", 0),
-              0);
+    Records += ChangeRecord(Property, Value);
   }
-  EXPECT_GE(sd_bus_message_close_container(Mail.get()), 0);
-  return Mail;
+  return NewMail(Number).Add(kChange[0], kChange[1], Records);
 }
 
-TCBusMessage TWirePeer::NewMails(std::uint64_t First, std::uint32_t Count, char const* Fields,
-                                 std::string const& Bytes) {
-  TCBusMessage Mails = NewMailboxCall("SendMany");
-  EXPECT_GE(sd_bus_message_append(Mails.get(), "stus", m_Identity.c_str(), First, Count, Fields),
-            0);
-  EXPECT_GE(sd_bus_message_append_array(Mails.get(), 'y', Bytes.data(), Bytes.size()), 0);
-  EXPECT_GE(sd_bus_message_set_expect_reply(Mails.get(), 0), 0);
+TSWireFrame TWirePeer::NewMails(std::uint64_t First, std::uint16_t Count, char const* Fields,
+                                std::string const& Bytes) {
+  TSWireFrame Mails = NewMail(First);
+  Mails.Fields = Fields;
+  Mails.Count = Count;
+  Mails.Mails = Bytes;
   return Mails;
 }
 
 std::string TWirePeer::PackedChange(int Property, std::string const& Value, std::string const& Link,
                                     std::string const& MAC) {
-  std::string const Record = Word(kAllFields) + Word(static_cast<std::size_t>(Property)) +
-                             Word(Value.size()) + Value + Word(Link.size()) + Link +
-                             Word(MAC.size()) + MAC + std::string(1, '\0');
-  return Word(2) + Word(3) + Word(Record.size()) + Record;
+  return WireMail(kChange[0], kChange[1], ChangeRecord(Property, Value, Link, MAC));
 }
 
-TCBusMessage TWirePeer::NewChanges(std::uint64_t First, int Property,
-                                   std::vector<std::string> const& Values) {
-  std::string Bytes;
+TSWireFrame TWirePeer::NewChanges(std::uint64_t First, int Property,
+                                  std::vector<std::string> const& Values) {
+  TSWireFrame Mails = NewMail(First);
   for (std::string const& Value : Values) {
-    Bytes += PackedChange(Property, Value);
+    Mails.Add(kChange[0], kChange[1], ChangeRecord(Property, Value));
   }
-  return NewMails(First, static_cast<std::uint32_t>(Values.size()), kChangeFields, Bytes);
+  return Mails;
 }
 
-TCBusMessage TWirePeer::NewRequestForAll() {
-  TCBusMessage Request = NewRequest();
-  EXPECT_GE(sd_bus_message_append(Request.get(), "iia(ui)", 1, 1, 1, 1, 1), 0);
-  return Request;
+TSWireFrame TWirePeer::NewRequestForAll() {
+  TSWireFrame Request = NewRequest();
+  Request.Fields = "i";
+  return Request.Add(kRequestAll[0], kRequestAll[1], WireWord(1) + WireWord(1));
 }
 
-TCBusMessage TWirePeer::NewRequestForOne() {
+TSWireFrame TWirePeer::NewRequestForOne() {
   constexpr unsigned kNumberLinkAndMAC = 13;
-  TCBusMessage Request = NewRequest();
-  EXPECT_GE(sd_bus_message_append(Request.get(), "iia(uisssb)", 1, 2, 1, kNumberLinkAndMAC, 201, "",
-                                  "", "", 0),
-            0);
-  return Request;
+  return NewRequest().Add(kRequestOne[0], kRequestOne[1],
+                          ChangeRecord(201, "", "", "", kNumberLinkAndMAC));
 }
 
 std::uint64_t TWirePeer::AskEpoch() {
-  std::uint64_t Epoch = 0;
-  if (TCBusMessage const Answer = Ask(NewRequestForAll())) {
-    EXPECT_GE(sd_bus_message_read_basic(Answer.get(), 't', &Epoch), 0);
-  }
-  return Epoch;
+  auto const Answer = Ask(NewRequestForAll());
+  return Answer ? Answer->Epoch : 0;
 }
 
 std::optional<std::uint64_t> TWirePeer::HearAcknowledged() {
-  bool Ended = false;
-  while (TCBusMessage const Message = HearMessage(Ended)) {
-    if (sd_bus_message_is_signal(Message.get(), kRouterInterface, "Acknowledged") > 0) {
-      std::uint64_t Number = 0;
-      EXPECT_GE(sd_bus_message_read(Message.get(), "t", &Number), 0);
-      return Number;
+  while (auto const Frame = Hear()) {
+    if (Frame->Kind == WireKind::kAcknowledged) {
+      return Frame->Number;
     }
   }
   return std::nullopt;
 }
 
 std::string TWirePeer::HearOfMail() {
-  bool Ended = false;
-  while (TCBusMessage const Message = HearMessage(Ended)) {
-    std::uint64_t Skipped = 0;
-    std::uint64_t Number = 0;
-    std::uint8_t Whose = 0;
-    if (sd_bus_message_is_signal(Message.get(), kRouterInterface, "Acknowledged") > 0) {
-      EXPECT_GE(sd_bus_message_read(Message.get(), "t", &Number), 0);
-      return "Acknowledged " + std::to_string(Number);
+  while (auto const Frame = Hear()) {
+    std::string const Number = std::to_string(Frame->Number);
+    if (Frame->Kind == WireKind::kAcknowledged) {
+      return "Acknowledged " + Number;
     }
-    if (sd_bus_message_is_signal(Message.get(), kProperty, "PublishedOwn") > 0) {
-      EXPECT_GE(sd_bus_message_read(Message.get(), "tttt", &Skipped, &Skipped, &Skipped, &Number),
-                0);
-      return "PublishedOwn " + std::to_string(Number);
-    }
-    if (sd_bus_message_is_signal(Message.get(), kProperty, "Published") > 0) {
-      EXPECT_GE(sd_bus_message_read(Message.get(), "tttyt", &Skipped, &Skipped, &Skipped, &Whose,
-                                    &Number),
-                0);
-      return "Published " + std::string(kWhose.at(Whose)) + " " + std::to_string(Number);
+    if (Frame->Kind == WireKind::kPublished) {
+      return Frame->Whose == WireWhose::kOwnKept
+                 ? "PublishedOwn " + Number
+                 : "Published " + std::string(kWhose.at(Frame->Whose)) + " " + Number;
     }
   }
   return std::string();
 }
 
 std::string TWirePeer::HearValues() {
-  bool Ended = false;
-  while (TCBusMessage const Message = HearMessage(Ended)) {
-    if (sd_bus_message_is_signal(Message.get(), kProperty, "Published") > 0) {
-      EXPECT_GE(sd_bus_message_skip(Message.get(), "tttytii"), 0);
-      return ReadValues(Message.get());
+  while (auto const Frame = Hear()) {
+    if (Frame->Kind == WireKind::kPublished && Frame->Whose != WireWhose::kOwnKept) {
+      std::string Records;
+      for (TSWireMail const& Mail : Frame->get_Mails()) {
+        Records += Mail.Records;
+      }
+      return ReadValues(Records);
     }
   }
   return std::string();
-}
-
-bool TWirePeer::HearEnd() {
-  bool Ended = false;
-  while (TCBusMessage const Message = HearMessage(Ended)) {
-    if (sd_bus_message_is_signal(Message.get(), "org.freedesktop.DBus.Local", "Disconnected") > 0) {
-      return true;
-    }
-  }
-  return Ended;
 }

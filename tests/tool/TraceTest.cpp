@@ -65,15 +65,16 @@ TEST_F(ServerTrace, SpellsOutWhatATerminalWouldObey) {
 }
 
 TEST_F(ServerTrace, TellsOfAMailThatCannotBeRead) {
-  constexpr char kControl[] = "mailrouter.class.propertycontrol.v1";
+  constexpr char kControl[] = "propertycontrol";
+  std::string const Record = WireWord(1) + WireText("\x1b[31m");
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
-  TCBusMessage const Request = Peer.NewRequest(kControl);
-  ASSERT_GE(sd_bus_message_append(Request.get(), "iia(us)", 1, 3, 1, 1, "\x1b[31m"), 0);
-  EXPECT_THAT(Peer.Call(Request), HasSubstr("records of another layout"));
-  TCBusMessage const Mail = Peer.NewMail(1, kControl);
-  ASSERT_GE(sd_bus_message_append(Mail.get(), "iia(us)", 2, 4711, 1, 1, "\x1b[31m"), 0);
-  EXPECT_TRUE(Peer.Send(Mail));
+  TSWireFrame Request = Peer.NewRequest(kControl, 1);
+  Request.Fields = "s";
+  EXPECT_THAT(Peer.Call(Request.Add(1, 3, Record)), HasSubstr("records of another layout"));
+  TSWireFrame Mail = TWirePeer::NewMail(1, kControl, 1);
+  Mail.Fields = "s";
+  EXPECT_TRUE(Peer.Send(Mail.Add(2, 4711, Record)));
   EXPECT_EQ(Peer.HearAcknowledged(), 1U);
   std::string const Text = Traces();
   EXPECT_THAT(Text, HasSubstr("] propertycontrol Request 3: "));

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Messages that are sound for the bus and wrong for the router: refused with a reason.
+// Frames that are sound and wrong for the router: refused with a reason.
 #include <ostream>
 
 #include "tests/fault/hostile/HostileFixture.h"
@@ -10,7 +10,7 @@ namespace {
 struct TSWrong {
   char const* Name;
   bool Greeted;
-  TCBusMessage (*Make)(TWirePeer& Peer);
+  TSWireFrame (*Make)(TWirePeer& Peer);
   char const* Reason;
 };
 
@@ -18,34 +18,41 @@ void PrintTo(TSWrong const& Wrong, std::ostream* Stream) {
   *Stream << Wrong.Name;
 }
 
-constexpr std::uint64_t kOne = 1;
-
-// One for each kind of message; tests/unit/Platform/Messaging has all cases.
+// One for each kind of frame; tests/unit/Platform/Messaging has all cases.
 TSWrong const kWrong[] = {
-    {"AGreetingOfOtherTypes", false,
-     [](TWirePeer& Peer) { return With(Peer.NewRouterCall("Hello"), "us", 1, "peer"); },
-     "Malformed mail: cannot read a greeting: No such device or address"},
+    {"AGreetingWithoutTexts", false,
+     [](TWirePeer&) {
+       TSWireFrame Greeting;
+       Greeting.Kind = WireKind::kHello;
+       Greeting.Version = 1;
+       return Greeting;
+     },
+     "Malformed mail: not one mail where there is to be one"},
     {"ASubscriptionToNoMailClass", true,
-     [](TWirePeer& Peer) {
-       return With(Peer.NewRouterCall("Subscribe"), "stt", "some.Interface", kOne, kOne);
+     [](TWirePeer&) {
+       TSWireFrame Subscription;
+       Subscription.Kind = WireKind::kSubscribe;
+       Subscription.Class = "property";
+       Subscription.Version = -2;
+       return Subscription;
      },
-     "some.Interface is no mail class"},
-    {"AMailInAnothersName", true,
-     [](TWirePeer& Peer) {
-       return With(Peer.NewMailboxCall("Send"), "stiia(uisssb)", "another", kOne, 2, 3, 0);
-     },
-     "a mail in another's name"},
-    {"MailsInAnothersName", true,
-     [](TWirePeer& Peer) {
-       return With(Peer.NewMailboxCall("SendMany"), "stusay", "another", kOne, 1U, "i", 0);
-     },
-     "a mail in another's name"},
+     "property, version -2, is no mail class"},
+    {"MailsWithoutNumbers", true, [](TWirePeer&) { return TWirePeer::NewMail(1); },
+     "mails without numbers"},
     {"ARequestOfOtherRecords", true,
-     [](TWirePeer& Peer) { return With(Peer.NewRequest(), "iia(us)", 1, 1, 1, 1, "all"); },
+     [](TWirePeer& Peer) {
+       TSWireFrame Request = Peer.NewRequest();
+       Request.Fields = "s";
+       return Request.Add(1, 1, WireWord(1) + WireText("all"));
+     },
      "Malformed mail: records of another layout"},
-    {"AnUnknownOperationOfAMailbox", true,
-     [](TWirePeer& Peer) { return Peer.NewMailboxCall("Erase"); },
-     "a mailbox knows no operation Erase"}};
+    {"AnAnswer", true,
+     [](TWirePeer&) {
+       TSWireFrame Answer;
+       Answer.Kind = WireKind::kAnswer;
+       return Answer;
+     },
+     "a frame that only a router sends"}};
 
 struct HostileEnvelope : THostileFixture, testing::WithParamInterface<TSWrong> {};
 
@@ -55,8 +62,13 @@ TEST_P(HostileEnvelope, IsRefusedWithAReasonAndHurtsNobody) {
   if (GetParam().Greeted) {
     EXPECT_EQ(Peer.Greet(), "");
   }
-  EXPECT_EQ(Peer.Call(GetParam().Make(Peer)),
-            std::string("mailrouter.Error.Refused: ") + GetParam().Reason);
+  TSWireFrame const Wrong = GetParam().Make(Peer);
+  if (Wrong.Kind == WireKind::kHello || Wrong.Kind == WireKind::kRequest) {
+    EXPECT_EQ(Peer.Call(Wrong), GetParam().Reason);
+  } else {
+    EXPECT_TRUE(Peer.Send(Wrong));
+    EXPECT_EQ(Peer.Call(Peer.NewRequestForOne()), GetParam().Greeted ? "" : GetParam().Reason);
+  }
   ExpectServed();
   EndAndExpectLogged(std::string(" refused: ") + GetParam().Reason);
 }

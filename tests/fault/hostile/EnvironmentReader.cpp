@@ -4,12 +4,12 @@
 
 #include <cstdio>
 
-#include "Platform/Messaging/MailWire.h"
+#include "Platform/Messaging/Wire/SocketName.h"
 #include "Platform/Utility/DebugOutput.h"
 #include "Platform/Utility/TCMACAddress.h"
 
 int main() {
-  std::puts(MailWire::RouterAddress("").c_str());
+  std::puts(Wire::RouterAddress("").c_str());
   std::puts(TCMACAddress::Own("").get_AsString(':').c_str());
   std::puts(IsDebugLevel(DEBUG_PROPERTY) ? "traces" : "silent");
   std::fflush(stdout);

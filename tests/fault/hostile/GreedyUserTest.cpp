@@ -7,7 +7,6 @@
 #include <functional>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/support/RawPeer.h"
 #include "tests/support/WirePeer.h"
 
 namespace {
@@ -90,12 +89,13 @@ class GreedyUser : public THostileFixture {
 
   // Changes the property that the connections may read and many others, so many times.
   void ChangeMany(int Times) {
-    std::vector<std::pair<int, std::string>> Values{{201, "on"}};
+    std::string Records = TWirePeer::ChangeRecord(201, "on");
     for (int Value = 1; Value < kLargeChange; ++Value) {
-      Values.emplace_back(300000 + Value, "off");
+      Records += TWirePeer::ChangeRecord(300000 + Value, "off");
     }
+    TCFileDescriptor const File = WireMemoryFile(Records);
     for (int Time = 0; Time < Times; ++Time) {
-      ASSERT_TRUE(m_Other->Send(m_Other->NewTransaction(m_NextMail++, Values)));
+      ASSERT_TRUE(m_Other->Send(TWirePeer::NewMail(m_NextMail++).AddFile(2, 3, File.get())));
     }
     WaitForAcknowledgement();
   }

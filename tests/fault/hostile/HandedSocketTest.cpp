@@ -98,8 +98,8 @@ TEST_F(HandedSocket, ThatIsNoneIsRefused) {
   });
   EXPECT_EQ(Server.End(), 1);
   EXPECT_EQ(Server.Errors(),
-            "property-server: the socket that was handed over is no listening Unix stream "
-            "socket\n");
+            "property-server: the socket that was handed over is no listening Unix socket for "
+            "sequenced packets\n");
 }
 
 }  // namespace

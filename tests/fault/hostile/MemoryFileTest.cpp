@@ -8,7 +8,6 @@
 #include <ostream>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/support/RawPeer.h"
 #include "tests/support/WirePeer.h"
 
 namespace {
@@ -17,12 +16,7 @@ constexpr int kAllSeals = F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SE
 
 // One change, of property 201 to "taken", as the content of a memory file.
 std::string SoundContent() {
-  TRawBody Rest;
-  Rest.Word(1).Word(1).Word(5);
-  // No field is padded.
-  auto const Word = [](std::uint32_t Value) { return TRawBody().Word(Value).get(); };
-  return "MAILBODY" + Rest.get() + "isssb" + Word(3) + Word(201) + Word(5) + "taken" + Word(0) +
-         Word(0) + std::string(1, '\0');
+  return TWirePeer::ChangeRecord(201, "taken");
 }
 
 TCFileDescriptor MemoryFile(std::string const& Content, int Seals = kAllSeals) {
@@ -34,7 +28,7 @@ TCFileDescriptor MemoryFile(std::string const& Content, int Seals = kAllSeals) {
 }
 
 TCFileDescriptor WithWord(std::size_t Place, std::uint32_t Word) {
-  return MemoryFile(SoundContent().replace(Place, 4, TRawBody().Word(Word).get()));
+  return MemoryFile(SoundContent().replace(Place, 4, WireWord(Word)));
 }
 
 TCFileDescriptor Opened(char const* Path, int Flags) {
@@ -66,15 +60,20 @@ TSWrongFile const kWrong[] = {
        return File;
      },
      kImpossibleSize},
-    {"With4GiRecords", [] { return WithWord(12, kMost); },
+    {"OfTooManyRecords",
+     [] {
+       std::string Records;
+       for (int Record = 0; Record <= 100000; ++Record) {
+         Records += TWirePeer::ChangeRecord(201, "");
+       }
+       return MemoryFile(Records);
+     },
      "a mail has more than 100000 records, the most that are allowed (mail_records)"},
-    {"WithATextOf4GiB", [] { return WithWord(33, kMost); }, "Malformed mail: a record ends early"},
+    {"WithATextOf4GiB", [] { return WithWord(8, kMost); }, "Malformed mail: a record ends early"},
     {"ThatIsADevice", [] { return Opened("/dev/zero", O_RDWR); }, kNotSealed}};
 
-TCBusMessage NewMail(TWirePeer& Peer, std::uint64_t Number, int File) {
-  TCBusMessage Mail = Peer.NewMail(Number);
-  EXPECT_GE(sd_bus_message_append(Mail.get(), "iih", 2, 3, File), 0);
-  return Mail;
+TSWireFrame NewMail(std::uint64_t Number, int File) {
+  return TWirePeer::NewMail(Number).AddFile(2, 3, File);
 }
 
 using HostileMemoryFile = THostileFixture;
@@ -83,7 +82,7 @@ TEST_F(HostileMemoryFile, IsTakenWhenItIsSound) {
   StartAll();
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
-  EXPECT_TRUE(Peer.Send(NewMail(Peer, 1, MemoryFile(SoundContent()).get())));
+  EXPECT_TRUE(Peer.Send(NewMail(1, MemoryFile(SoundContent()).get())));
   EXPECT_EQ(Peer.HearAcknowledged(), 1U);
   EXPECT_EQ(m_Reader->Ask("await"), "201 - - " + Hex("taken"));
 }
@@ -95,10 +94,10 @@ TEST_P(WrongMemoryFile, IsRefusedAndAcknowledgedAndNotKept) {
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
   int const Files = ServerFiles();
-  EXPECT_TRUE(Peer.Send(NewMail(Peer, 1, GetParam().Make().get())));
+  EXPECT_TRUE(Peer.Send(NewMail(1, GetParam().Make().get())));
   EXPECT_EQ(Peer.HearAcknowledged(), 1U);
+  ExpectServed();  // the next frame takes the place of the file
   EXPECT_EQ(ServerFiles(), Files);
-  ExpectServed();
   EXPECT_EQ(StartClient()->Ask("get 201 - -"), "-");
   EndAndExpectLogged(std::string(" refused: ") + GetParam().Reason);
 }
@@ -108,34 +107,82 @@ INSTANTIATE_TEST_SUITE_P(Files, WrongMemoryFile, testing::ValuesIn(kWrong),
 
 TEST_F(HostileMemoryFile, AmongManyOthersIsNotTakenAndHurtsNobody) {
   StartAll();
-  TCFileDescriptor const File = Opened("/dev/null", O_RDONLY);
-  TSRawCall Call = RawChange("peer", "taken");
-  Call.Files = 1;
-  TRawPeer Peer(Connect(SocketPath()));
-  EXPECT_TRUE(Peer.Greet("peer"));
-  EXPECT_TRUE(Peer.Send(Call.Encode(), std::vector<int>(250, File.get())));
+  TCFileDescriptor const File = MemoryFile(SoundContent());
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  TSWireFrame Mail = NewMail(1, File.get());
+  Mail.Files.resize(250, File.get());
+  EXPECT_TRUE(Peer.Send(Mail));
+  EXPECT_TRUE(Peer.HearEnd());
   ExpectServed();
   ExpectNewcomerServed();
   EXPECT_EQ(StartClient()->Ask("get 201 - -"), "-");
 }
 
-TEST_F(HostileMemoryFile, SentWithEveryByteDoesNotUseUpTheServersDescriptors) {
+TEST_F(HostileMemoryFile, SentWithEveryFrameThatAnnouncesNoneDoesNotUseUpTheServersDescriptors) {
   StartAll();
+  ExpectServed();
   int const Files = ServerFiles();
-  TCFileDescriptor const File = Opened("/dev/null", O_RDONLY);
-  {
-    TRawPeer Peer(Connect(SocketPath()));
-    EXPECT_TRUE(Peer.Greet("peer"));
-    for (char const Byte : RawChange("peer", "taken").Encode().substr(0, 100)) {
-      if (!Peer.Send(std::string(1, Byte), std::vector<int>(100, File.get()))) {
-        break;
-      }
+  TCFileDescriptor const File = MemoryFile(SoundContent());
+  for (int Number = 0; Number < 100; ++Number) {
+    TWirePeer Peer(Address());
+    EXPECT_EQ(Peer.Greet(), "");
+    std::string const Mail = TWirePeer::NewChange(1, 201, "taken").Encode();
+    for (int Frame = 0; Frame < 10; ++Frame) {
+      Peer.SendBytes(Mail, std::vector<int>(1U + static_cast<unsigned>(Frame), File.get()));
     }
-    ExpectServed();
-    ExpectNewcomerServed();
+    EXPECT_TRUE(Peer.HearEnd());
   }
   ExpectServed();
+  ExpectNewcomerServed();
+  ExpectServed();
   EXPECT_LE(ServerFiles(), Files + 1);  // the newcomer's connection may not have ended yet
+  EXPECT_EQ(StartClient()->Ask("get 201 - -"), "-");
+}
+
+TEST_F(HostileMemoryFile, SentToAMailboxWithoutOwnerIsKeptInSmallNumbersAndForgottenWithItsSender) {
+  constexpr int kOfOne = 64;
+  StartAll();
+  ExpectServed();
+  int const Files = ServerFiles();
+  long const Before = ServerMemory();
+  TCFileDescriptor const File = MemoryFile(std::string(std::size_t{8} << 20, 'x'));
+  {
+    TWirePeer Peer(Address());
+    EXPECT_EQ(Peer.Greet(), "");
+    for (int Number = 0; Number < 1000; ++Number) {
+      TSWireFrame Mail = NewMail(1, File.get());
+      Mail.Mailbox = "nobody";
+      EXPECT_TRUE(Peer.Send(Mail));
+    }
+    ExpectServed();
+    EXPECT_LE(ServerFiles(), Files + kOfOne + 1);
+    ExpectNoMoreMemory(Before);
+  }
+  ExpectServed();
+  ExpectServed();
+  EXPECT_LE(ServerFiles(), Files);
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+}
+
+// Each answer is a memory file, and nobody takes it.
+TEST_F(HostileMemoryFile, InEachAnswerThatNobodyReadsUsesUpNoDescriptors) {
+  StartAll();
+  m_Writer->Ask("fill 101 1000 1000");
+  m_Writer->Ask("acknowledged");
+  ExpectServed();
+  int const Files = ServerFiles();
+  long const Before = ServerMemory();
+  {
+    TWirePeer Peer(Address());
+    EXPECT_EQ(Peer.Greet(), "");
+    while (Peer.Send(Peer.NewRequestForAll()) && Peer.Flush()) {
+    }
+    ExpectServed();
+    EXPECT_LE(ServerFiles(), Files + 1);
+    ExpectNoMoreMemory(Before);
+  }
+  EndAndExpectLogged("does not read its answers; its connection is ended");
 }
 
 }  // namespace

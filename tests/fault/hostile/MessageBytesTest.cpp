@@ -1,47 +1,36 @@
 // SPDX-License-Identifier: MIT
-// Bytes that lie about themselves: lengths, counts, types, and messages that never end.
+// Bytes that lie about themselves: lengths, counts, kinds, and frames that end early.
 #include <ostream>
 
 #include "tests/fault/hostile/HostileFixture.h"
-#include "tests/support/RawPeer.h"
+#include "tests/support/WirePeer.h"
 
 namespace {
 
-// Places in a message.
-constexpr std::size_t kOrder = 0;
-constexpr std::size_t kType = 1;
-constexpr std::size_t kBodyLength = 4;
-constexpr std::size_t kSerial = 8;
-constexpr std::size_t kFieldsLength = 12;
-
-std::string Sound() {
-  return RawChange("peer", "taken").Encode();
+TSWireFrame SoundFrame() {
+  return TWirePeer::NewChange(1, 201, "taken");
 }
 
-std::string WithByte(std::size_t Place, char Byte) {
+std::string Sound() {
+  return SoundFrame().Encode();
+}
+
+// Where the mail begins, and its record.
+std::size_t MailPlace() {
+  return Sound().size() - SoundFrame().Mails.size();
+}
+std::size_t RecordPlace() {
+  return MailPlace() + 12;
+}
+
+std::string WithByte(std::size_t Place, unsigned Byte) {
   std::string Bytes = Sound();
-  Bytes[Place] = Byte;
+  Bytes.at(Place) = static_cast<char>(Byte);
   return Bytes;
 }
 
 std::string WithWord(std::size_t Place, std::uint32_t Word) {
-  return Sound().replace(Place, 4, TRawBody().Word(Word).get());
-}
-
-// The length in front of a text in the body, or of the records, replaced.
-std::string WithLength(std::string const& Former, std::uint32_t Length) {
-  std::string Bytes = Sound();
-  return Bytes.replace(Bytes.rfind(Former), 4, TRawBody().Word(Length).get());
-}
-
-std::string LengthOf(std::string const& Text) {
-  return TRawBody().Word(static_cast<std::uint32_t>(Text.size())).get() + Text;
-}
-
-TSRawCall WithSignature(std::string const& Signature) {
-  TSRawCall Call = RawChange("peer", "taken");
-  Call.Signature = Signature;
-  return Call;
+  return Sound().replace(Place, 4, WireWord(Word));
 }
 
 struct TSLie {
@@ -56,49 +45,57 @@ void PrintTo(TSLie const& Lie, std::ostream* Stream) {
 constexpr std::uint32_t kMost = 0xffffffffU;
 
 TSLie const kLies[] = {
-    {"AnUnknownByteOrder", [] { return WithByte(kOrder, 'x'); }},
-    {"TheOtherByteOrder", [] { return WithByte(kOrder, 'B'); }},
-    {"AnUnknownType", [] { return WithByte(kType, 0); }},
-    {"AnAnswerToNothing", [] { return WithByte(kType, 2); }},
-    {"NoSerial", [] { return WithWord(kSerial, 0); }},
-    {"ABodyOf4GiB", [] { return WithWord(kBodyLength, kMost); }},
-    {"AShorterBody", [] { return WithWord(kBodyLength, 20); }},
-    {"NoBody", [] { return WithWord(kBodyLength, 0); }},
-    {"FieldsOf4GiB", [] { return WithWord(kFieldsLength, kMost); }},
-    {"ShorterFields", [] { return WithWord(kFieldsLength, 24); }},
-    {"ATextOf4GiB", [] { return WithLength(LengthOf("taken"), kMost); }},
-    {"ATextBeyondTheEnd", [] { return WithLength(LengthOf("taken"), 4096); }},
-    {"AShorterText", [] { return WithLength(LengthOf("taken"), 2); }},
-    {"AnIdentityBeyondTheEnd", [] { return WithLength(LengthOf("peer"), 1000); }},
-    {"ATextThatIsNoUTF8", [] { return RawChange("peer", "\xff\xfe").Encode(); }},
-    {"ATextWithAZeroByte", [] { return RawChange("peer", std::string("a\0b", 3)).Encode(); }},
-    {"FewerTypesThanValues", [] { return WithSignature("stii").Encode(); }},
-    {"MoreTypesThanValues", [] { return WithSignature("stiia(uisssb)a(uisssb)").Encode(); }},
-    {"OtherTypesThanValues", [] { return WithSignature("stiia(uuuuuu)").Encode(); }},
-    {"TypesThatAreNone", [] { return WithSignature("stii(((").Encode(); }},
-    {"TypesWithoutEnd", [] { return WithSignature(std::string(255, 'a')).Encode(); }},
-    {"APathThatIsNone",
+    {"NoKind", [] { return WithByte(WirePlace::kKind, 0); }},
+    {"AnUnknownKind", [] { return WithByte(WirePlace::kKind, 200); }},
+    {"AnAnswerToNothing", [] { return WithByte(WirePlace::kKind, WireKind::kAnswer); }},
+    {"AnUnknownOwner", [] { return WithByte(WirePlace::kWhose, 77); }},
+    {"AFileThatDoesNotCome", [] { return WithByte(WirePlace::kFile, 1); }},
+    {"ManyFilesThatDoNotCome", [] { return WithByte(WirePlace::kFile, 255); }},
+    {"SomethingInTheUnusedBytes", [] { return WithWord(WirePlace::kUnused, kMost); }},
+    {"AMailboxBeyondTheEnd", [] { return WithByte(WirePlace::kMailboxLength, 255); }},
+    {"AShorterMailbox", [] { return WithByte(WirePlace::kMailboxLength, 19); }},
+    {"AClassBeyondTheEnd", [] { return WithByte(WirePlace::kClassLength, 255); }},
+    {"AShorterClass", [] { return WithByte(WirePlace::kClassLength, 7); }},
+    {"FieldsBeyondTheEnd", [] { return WithByte(WirePlace::kFieldsLength, 255); }},
+    {"FewerFields", [] { return WithByte(WirePlace::kFieldsLength, 4); }},
+    {"NoMails", [] { return WithByte(WirePlace::kCount, 0); }},
+    {"MoreMails", [] { return WithByte(WirePlace::kCount, 2); }},
+    {"FarMoreMails", [] { return WithByte(WirePlace::kCount + 1, 255); }},
+    {"AVersionBelowZero", [] { return WithWord(WirePlace::kVersion, kMost); }},
+    {"RecordsOf4GiB", [] { return WithWord(MailPlace() + 8, kMost); }},
+    {"ShorterRecords", [] { return WithWord(MailPlace() + 8, 20); }},
+    {"NoRecords", [] { return WithWord(MailPlace() + 8, 0); }},
+    {"AllFieldsAssigned", [] { return WithWord(RecordPlace(), kMost); }},
+    {"ATextOf4GiB", [] { return WithWord(RecordPlace() + 8, kMost); }},
+    {"ATextBeyondTheEnd", [] { return WithWord(RecordPlace() + 8, 4096); }},
+    {"AShorterText", [] { return WithWord(RecordPlace() + 8, 2); }},
+    {"OtherFieldsThanRecords",
      [] {
-       TSRawCall Call = RawChange("peer", "taken");
-       Call.Path = "mailbox";
-       return Call.Encode();
+       TSWireFrame Frame = SoundFrame();
+       Frame.Fields = "iiiii";
+       return Frame.Encode();
      }},
-    {"AnInterfaceThatIsNone",
+    {"FieldsThatAreNone",
      [] {
-       TSRawCall Call = RawChange("peer", "taken");
-       Call.Interface = ".";
-       return Call.Encode();
+       TSWireFrame Frame = SoundFrame();
+       Frame.Fields = "(((((";
+       return Frame.Encode();
      }},
-    {"DescriptorsThatDoNotCome", [] {
-       TSRawCall Call = RawChange("peer", "taken");
-       Call.Files = 3;
-       return Call.Encode();
-     }}};
+    {"MoreFieldsThanThereMayBe",
+     [] {
+       TSWireFrame Frame = SoundFrame();
+       Frame.Fields = std::string(255, 'b');
+       return Frame.Encode();
+     }},
+    {"AByteBehindTheLastMail", [] { return Sound() + "x"; }},
+    {"ItselfTwice", [] { return Sound() + Sound(); }},
+    {"HalfItsHead", [] { return Sound().substr(0, 28); }},
+    {"HalfItsMail", [] { return Sound().substr(0, Sound().size() - 10); }}};
 
 struct HostileBytesFixture : THostileFixture {
-  TRawPeer NewPeer() const {
-    TRawPeer Peer(Connect(SocketPath()));
-    EXPECT_TRUE(Peer.Greet("peer"));
+  TWirePeer NewPeer(std::string const& Identity = "peer") const {
+    TWirePeer Peer(Address());
+    EXPECT_EQ(Peer.Greet(Identity), "");
     return Peer;
   }
   std::string Stored() const { return StartClient()->Ask("get 201 - -"); }
@@ -108,8 +105,8 @@ using HostileBytes = HostileBytesFixture;
 
 TEST_F(HostileBytes, AreTakenWhenTheyAreSound) {
   StartAll();
-  TRawPeer Peer = NewPeer();
-  EXPECT_TRUE(Peer.Send(Sound()));
+  TWirePeer Peer = NewPeer();
+  EXPECT_TRUE(Peer.SendBytes(Sound()));
   EXPECT_EQ(m_Reader->Ask("await"), "201 - - " + Hex("taken"));
 }
 
@@ -118,8 +115,8 @@ struct LyingBytes : HostileBytesFixture, testing::WithParamInterface<TSLie> {};
 TEST_P(LyingBytes, ChangeNothingAndHurtNobody) {
   StartAll();
   {
-    TRawPeer Peer = NewPeer();
-    EXPECT_TRUE(Peer.Send(GetParam().Make()));
+    TWirePeer Peer = NewPeer();
+    EXPECT_TRUE(Peer.SendBytes(GetParam().Make()));
     ExpectServed();
   }
   ExpectServed();
@@ -130,39 +127,36 @@ TEST_P(LyingBytes, ChangeNothingAndHurtNobody) {
 INSTANTIATE_TEST_SUITE_P(With, LyingBytes, testing::ValuesIn(kLies),
                          [](auto const& Info) { return std::string(Info.param.Name); });
 
-TEST_F(HostileBytes, ThatStopInTheMiddleOfAMailHurtNobody) {
+TEST_F(HostileBytes, ThatAreLessThanAFrameHurtNobodyWhereverTheyEnd) {
   StartAll();
-  TRawPeer Silent = NewPeer();
-  EXPECT_TRUE(Silent.Send(Sound().substr(0, Sound().size() / 2)));
-  {
-    TRawPeer Closed(Connect(SocketPath()));
-    EXPECT_TRUE(Closed.Greet("closed"));
-    EXPECT_TRUE(Closed.Send(RawChange("closed", "taken").Encode().substr(0, Sound().size() - 1)));
+  for (std::size_t Length = 1; Length < Sound().size(); Length += 9) {
+    TWirePeer Peer = NewPeer(std::to_string(Length));
+    EXPECT_TRUE(Peer.SendBytes(Sound().substr(0, Length)));
   }
   ExpectServed();
   EXPECT_EQ(Stored(), "-");
 }
 
-TEST_F(HostileBytes, ThatComeOneByOneAreAMail) {
+TEST_F(HostileBytes, ThatComeOneByOneAreNoMail) {
   StartAll();
-  TRawPeer Peer = NewPeer();
+  TWirePeer Peer = NewPeer();
   for (char const Byte : Sound()) {
-    EXPECT_TRUE(Peer.Send(std::string(1, Byte)));
+    Peer.SendBytes(std::string(1, Byte));
   }
-  EXPECT_EQ(m_Reader->Ask("await"), "201 - - " + Hex("taken"));
+  EXPECT_TRUE(Peer.HearEnd());
+  ExpectServed();
+  EXPECT_EQ(Stored(), "-");
 }
 
-TEST_F(HostileBytes, ThatAnnounceAHugeMailTakeNoMemory) {
+TEST_F(HostileBytes, ThatAnnounceHugeMailsTakeNoMemory) {
   StartAll();
   ExpectServed();
   long const Before = ServerMemory();
-  std::vector<TRawPeer> Peers;
-  // A build that checks addresses touches what it allocates.
-  constexpr int kPeers = kShare > 1 ? 1 : 50;
-  for (int Number = 0; Number < kPeers; ++Number) {
-    Peers.emplace_back(Connect(SocketPath()));
-    EXPECT_TRUE(Peers.back().Greet(std::to_string(Number)));
-    EXPECT_TRUE(Peers.back().Send(WithWord(kBodyLength, 127U << 20U)));
+  std::vector<TWirePeer> Peers;
+  for (int Number = 0; Number < 50; ++Number) {
+    Peers.push_back(NewPeer(std::to_string(Number)));
+    EXPECT_TRUE(Peers.back().SendBytes(WithWord(MailPlace() + 8, kMost)));
+    EXPECT_TRUE(Peers.back().SendBytes(WithWord(RecordPlace() + 8, kMost)));
   }
   ExpectServed();
   ExpectNewcomerServed();

@@ -78,7 +78,7 @@ TEST_F(HostileNumbers, AtTheHighestEndConcernTheirSenderOnly) {
   EXPECT_EQ(Stored(), Hex("1"));
 }
 
-TEST_F(HostileNumbers, OfMailsInOneMessageThatOverlapAreTakenOnce) {
+TEST_F(HostileNumbers, OfMailsInOneFrameThatOverlapAreTakenOnce) {
   StartAll();
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
@@ -100,8 +100,8 @@ TEST_F(HostileNumbers, OfMoreMailsThanThereAreConcernTheirSenderOnly) {
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
   std::string const Mail = TWirePeer::PackedChange(kMotto, "1");
-  EXPECT_TRUE(Peer.Send(Peer.NewMails(1, UINT32_MAX, TWirePeer::kChangeFields, Mail)));
-  EXPECT_EQ(Peer.HearAcknowledged(), UINT32_MAX);
+  EXPECT_TRUE(Peer.Send(Peer.NewMails(1, UINT16_MAX, TWirePeer::kChangeFields, Mail)));
+  EXPECT_EQ(Peer.HearAcknowledged(), UINT16_MAX);
   Take(Peer, {2});  // a repeat, as far as anybody can know
   ExpectServed();
   EXPECT_EQ(Stored(), "-");

@@ -48,8 +48,8 @@ TEST_F(FailingMemory, CostsAMemoryFileNothing) {
   auto const Body = Change({{1, std::string(100, 'a'), "4", ""}, {2, "b", "", ""}}).Body;
   int const File = Body->MakeMemoryFile();
   std::shared_ptr<TCNorvMailBody const> Read;
-  int const Failures =
-      FailEachAllocation([&] { Read = TCNorvMailBody::FromMemoryFile(File); }, Nothing);
+  int const Failures = FailEachAllocation(
+      [&] { Read = TCNorvMailBody::FromMemoryFile(File, Body->get_Signature()); }, Nothing);
   close(File);
   EXPECT_GT(Failures, 2);
   ASSERT_EQ(Read->get_Count(), 2);

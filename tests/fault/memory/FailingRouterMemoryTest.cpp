@@ -2,26 +2,22 @@
 // Memory that runs out while the router takes mails costs their sender its connection at most: what
 // is not taken comes again.
 #include <gmock/gmock.h>
-#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdint>
 #include <new>
+#include <string>
 
-#include "Platform/Messaging/BusHandles.h"
-#include "Platform/Messaging/MailWire.h"
 #include "Platform/Messaging/TCNorvEventLoop.h"
 #include "tests/unit/CommonProperties/FailingAllocations.h"
 #include "tests/unit/Platform/Messaging/MessagingFixture.h"
+#include "tests/unit/Platform/Messaging/RouterPeer.h"
 
 namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-constexpr char kPath[] = "/mailbox/_40test_2emailbox";  // of kMailbox
-constexpr char kInterface[] = "mailrouter.class.test.v1";
 
 // The test turns the router's loop, so that it knows when all is done.
 struct FailingRouterMemory : TMessagingFixture {
@@ -44,101 +40,28 @@ struct FailingRouterMemory : TMessagingFixture {
   }
   void Turn() { Turn(kNever); }
 
-  // What the bus library has to send and to read goes through the router.
-  void Exchange(sd_bus* Peer) {
-    std::uint64_t Queued = 0;
-    do {
-      while (sd_bus_process(Peer, nullptr) > 0) {
-      }
-      Turn();
-    } while (sd_bus_is_ready(Peer) == 0 ||
-             (sd_bus_get_n_queued_write(Peer, &Queued) >= 0 && Queued > 0));
-  }
-
-  TCBusHandle NewPeer() {
-    sd_bus* Bus = nullptr;
-    EXPECT_GE(sd_bus_new(&Bus), 0);
-    TCBusHandle Peer(Bus);
-    EXPECT_GE(sd_bus_set_address(Bus, Address().c_str()), 0);
-    EXPECT_GE(sd_bus_start(Bus), 0);
+  TRouterPeer NewGreetedPeer(std::string const& Identity = "peer") {
+    TRouterPeer Peer(Address());
+    EXPECT_TRUE(Peer.Send(WireGreeting(Identity)));
+    Turn();
+    std::vector<TSWireFrame> const Heard = Peer.TakeHeard();
+    EXPECT_EQ(Heard.size(), 1U);
     return Peer;
   }
 
-  // Has `IsGreeted` set by an answer that is no error.
-  static void Greet(sd_bus* Peer, bool* IsGreeted, char const* Identity = "peer") {
-    auto const OnAnswer = [](sd_bus_message* Answer, void* Greeted, sd_bus_error* /*Error*/) {
-      *static_cast<bool*>(Greeted) = sd_bus_message_is_method_error(Answer, nullptr) <= 0;
-      return 0;
-    };
-    EXPECT_GE(sd_bus_call_method_async(Peer, nullptr, nullptr, MailWire::kRouterPath,
-                                       MailWire::kRouterInterface, MailWire::kHello, OnAnswer,
-                                       IsGreeted, "sus", Identity, 1U, ""),
-              0);
-  }
-
-  TCBusHandle NewGreetedPeer(char const* Identity = "peer") {
-    bool IsGreeted = false;
-    TCBusHandle Peer = NewPeer();
-    Greet(Peer.get(), &IsGreeted, Identity);
-    for (int Round = 0; Round < kRounds && !IsGreeted; ++Round) {
-      Exchange(Peer.get());
-    }
-    EXPECT_TRUE(IsGreeted);
-    return Peer;
-  }
-
-  void Subscribe(sd_bus* Peer) {
-    sd_bus_message* Raw = nullptr;
-    EXPECT_GE(sd_bus_message_new_method_call(Peer, &Raw, nullptr, MailWire::kRouterPath,
-                                             MailWire::kRouterInterface, MailWire::kSubscribe),
-              0);
-    TCBusMessage const Message(Raw);
-    EXPECT_GE(sd_bus_message_append(Raw, "stt", kInterface, std::uint64_t{0}, std::uint64_t{0}), 0);
-    EXPECT_GE(sd_bus_message_set_expect_reply(Raw, 0), 0);
-    EXPECT_GE(sd_bus_send(Peer, Raw, nullptr), 0);
-    Exchange(Peer);
-  }
-
-  static void Send(sd_bus* Peer, std::uint64_t Number) {
-    sd_bus_message* Raw = nullptr;
-    EXPECT_GE(
-        sd_bus_message_new_method_call(Peer, &Raw, nullptr, kPath, kInterface, MailWire::kSend), 0);
-    TCBusMessage const Mail(Raw);
-    EXPECT_GE(sd_bus_message_append(Raw, "stiia(uisv)", "peer", Number, 2, 1, 1, 3,
-                                    static_cast<int>(Number), "text", "s", ""),
-              0);
-    EXPECT_GE(sd_bus_message_set_expect_reply(Raw, 0), 0);
-    EXPECT_GE(sd_bus_send(Peer, Raw, nullptr), 0);
-  }
-
-  // Hands all signals of the name that have come to `Take`.
-  template <class TFunction>
-  static void ForEach(sd_bus* Peer, char const* Signal, TFunction const& Take) {
-    for (int Processed = 1; Processed > 0;) {
-      sd_bus_message* Raw = nullptr;
-      Processed = sd_bus_process(Peer, &Raw);
-      TCBusMessage const Message(Raw);
-      if (Raw != nullptr && sd_bus_message_is_signal(Raw, nullptr, Signal) > 0) {
-        Take(Raw);
-      }
-    }
+  static void SendTwo(TRouterPeer& Peer) {
+    EXPECT_TRUE(Peer.Send(TRouterPeer::NewChange(1, 1)));
+    EXPECT_TRUE(Peer.Send(TRouterPeer::NewChange(2, 2)));
   }
 
   // Whether the router has ended the connection; `Acknowledged` is the last mail acknowledged.
-  static bool HasEnded(sd_bus* Peer, std::uint64_t& Acknowledged) {
-    ForEach(Peer, MailWire::kAcknowledged, [&Acknowledged](sd_bus_message* Message) {
-      EXPECT_GE(sd_bus_message_read(Message, "t", &Acknowledged), 0);
-    });
-    return sd_bus_is_open(Peer) <= 0;
-  }
-
-  // Keeps the number of the last mail that the peer has been told of.
-  static void ReadSequence(sd_bus* Peer, std::uint64_t& Sequence) {
-    ForEach(Peer, MailWire::kPublished, [&Sequence](sd_bus_message* Message) {
-      std::uint64_t Epoch = 0;
-      std::uint64_t Previous = 0;
-      EXPECT_GE(sd_bus_message_read(Message, "ttt", &Epoch, &Previous, &Sequence), 0);
-    });
+  static bool HasEnded(TRouterPeer& Peer, std::uint64_t& Acknowledged) {
+    for (TSWireFrame const& Frame : Peer.TakeHeard()) {
+      if (Frame.Kind == WireKind::kAcknowledged) {
+        Acknowledged = Frame.Number;
+      }
+    }
+    return Peer.HasEnded();
   }
 
   static constexpr int kNever = 1 << 30;
@@ -151,15 +74,14 @@ TEST_F(FailingRouterMemory, CostsNoMailThatWaitsForItsMailbox) {
   int Ended = 0;
   bool HasFailed = true;
   for (int Successes = 0; HasFailed; ++Successes) {
-    TCBusHandle const Peer = NewGreetedPeer();
-    Send(Peer.get(), 1);
-    Send(Peer.get(), 2);
+    TRouterPeer Peer = NewGreetedPeer();
+    SendTwo(Peer);
     HasFailed = Turn(Successes);
     TTestService Service(m_Router);
     Service.Open();
     Turn();
     std::uint64_t Acknowledged = 0;
-    if (HasEnded(Peer.get(), Acknowledged)) {
+    if (HasEnded(Peer, Acknowledged)) {
       EXPECT_THAT(Service.m_Mails.WaitFor(0), IsEmpty()) << Successes;
       ++Ended;
     } else {
@@ -180,12 +102,12 @@ TEST_F(FailingRouterMemory, CostsNoMailOfAnOpenMailbox) {
       Taken = Mail.Number;
     };
     Service.Open();
-    TCBusHandle const Peer = NewGreetedPeer();
-    Send(Peer.get(), 1);
-    Send(Peer.get(), 2);
+    // A name of its own: former peers are there until they would be read from again.
+    TRouterPeer Peer = NewGreetedPeer("peer " + std::to_string(Successes));
+    SendTwo(Peer);
     HasFailed = Turn(Successes);
     std::uint64_t Acknowledged = 0;
-    bool const HasPeerEnded = HasEnded(Peer.get(), Acknowledged);
+    bool const HasPeerEnded = HasEnded(Peer, Acknowledged);
     EXPECT_LE(Acknowledged, Taken) << Successes;
     EXPECT_TRUE(HasPeerEnded || Acknowledged == 2) << Successes;
     Ended += HasPeerEnded ? 1 : 0;
@@ -198,13 +120,15 @@ TEST_F(FailingRouterMemory, LeavesNobodyWithoutAnAnswerToItsGreeting) {
   int Ended = 0;
   bool HasFailed = true;
   for (int Successes = 0; HasFailed; ++Successes) {
-    bool IsGreeted = false;
-    TCBusHandle const Peer = NewPeer();
-    Exchange(Peer.get());
-    Greet(Peer.get(), &IsGreeted, "a peer with an identity of some length");
+    TRouterPeer Peer(Address());
+    Turn();
+    EXPECT_TRUE(Peer.Send(WireGreeting("a peer with an identity of some length")));
     HasFailed = Turn(Successes);
-    std::uint64_t Acknowledged = 0;
-    bool const HasPeerEnded = HasEnded(Peer.get(), Acknowledged);
+    bool IsGreeted = false;
+    for (TSWireFrame const& Frame : Peer.TakeHeard()) {
+      IsGreeted = IsGreeted || Frame.Kind == WireKind::kWelcome;
+    }
+    bool const HasPeerEnded = Peer.HasEnded();
     EXPECT_TRUE(HasPeerEnded || IsGreeted) << Successes;
     Ended += HasPeerEnded ? 1 : 0;
   }
@@ -215,12 +139,13 @@ TEST_F(FailingRouterMemory, LeavesNobodyWithoutAnAnswerToItsGreeting) {
 TEST_F(FailingRouterMemory, HasAMailPublishedOnceToEverybody) {
   TTestService Service(m_Router);
   Service.Open();
-  TCBusHandle const Origin = NewGreetedPeer();
-  Subscribe(Origin.get());
+  TRouterPeer Subscriber = NewGreetedPeer();
+  EXPECT_TRUE(Subscriber.Send(TRouterPeer::NewSubscription()));
+  Turn();
   TSNorvMailContent const Content = OneRecord(eNorvEvent, 7);
   TSNorvReceivedMail Cause{{}, 1, Content};
   Cause.Sender.User = geteuid();
-  Cause.Sender.Identity = "peer";
+  Cause.Sender.Identity = "another";
   std::uint64_t Published = 0;
   bool HasFailedAfterPublishing = false;
   auto const PublishWith = [&](int Successes) {
@@ -246,7 +171,9 @@ TEST_F(FailingRouterMemory, HasAMailPublishedOnceToEverybody) {
   std::uint64_t Told = 0;
   for (int Round = 0; Round < kRounds && Told < Published; ++Round) {
     m_Router.Execute([&] { m_Router.get_Loop().Turn(kPatience); });
-    ReadSequence(Origin.get(), Told);
+    for (TSWireFrame const& Frame : Subscriber.TakeHeard()) {
+      Told = Frame.Kind == WireKind::kPublished ? Frame.Sequence : Told;
+    }
   }
   EXPECT_EQ(Told, Published);
 }

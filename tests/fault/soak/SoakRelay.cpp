@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Passes bytes and descriptors on.
+// Passes frames and descriptors on.
 #include "tests/fault/soak/SoakRelay.h"
 
 #include <poll.h>
@@ -7,10 +7,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 #include <system_error>
@@ -20,33 +18,19 @@
 
 namespace {
 
-constexpr std::size_t kHeaderSize = 16;  // as much of a message as says how long it is
-constexpr char kLittleEndian = 'l';      // what a message begins with; no line of the greeting does
-constexpr std::size_t kPieceSize = 65536;
+constexpr std::size_t kPieceSize = std::size_t{128} << 10;  // more than a frame has
 constexpr std::size_t kFilesAtOnce = 64;
 
 TCFileDescriptor NewSocket() {
-  return TCFileDescriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  return TCFileDescriptor(socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
 }
 
 TCFileDescriptor Listen(std::string const& Path) {
-  TCFileDescriptor Socket = ListenAt(Path, SOCK_STREAM | SOCK_NONBLOCK);
+  TCFileDescriptor Socket = ListenAt(Path, SOCK_SEQPACKET | SOCK_NONBLOCK);
   if (Socket.get() < 0) {
     throw std::system_error(errno, std::generic_category(), "cannot listen at " + Path);
   }
   return Socket;
-}
-
-std::size_t Word(std::string const& Header, std::size_t Place) {
-  std::uint32_t Value = 0;
-  std::memcpy(&Value, Header.data() + Place, sizeof(Value));
-  return Value;
-}
-
-// Of the message behind its first 16 bytes: the rest of the fields, which is filled up to a
-// multiple of 8, and the body.
-std::size_t SizeBehind(std::string const& Header) {
-  return (Word(Header, 12) + 7) / 8 * 8 + Word(Header, 4);
 }
 
 std::vector<TCFileDescriptor> FilesOf(msghdr& Message) {
@@ -68,40 +52,21 @@ std::vector<TCFileDescriptor> FilesOf(msghdr& Message) {
 
 // ---- one direction ----
 
-std::size_t TSoakStream::NextSize() const {
-  if (m_Missing > 0) {
-    return std::min(m_Missing, kPieceSize);
+void TSoakStream::Take(TSPiece Piece) {
+  if (m_Limit && Piece.Bytes.size() > *m_Limit) {
+    m_IsCut = true;
+    return;
   }
-  return m_Header.empty() ? 1 : kHeaderSize - m_Header.size();
-}
-
-// Lines of the greeting pass byte by byte, messages as a header and a rest.
-void TSoakStream::Frame(std::string const& Bytes) {
-  if (m_Missing > 0) {
-    m_Missing -= Bytes.size();
-  } else if (!m_Header.empty() || Bytes[0] == kLittleEndian) {
-    m_Header += Bytes;
-    if (m_Header.size() == kHeaderSize) {
-      m_Missing = SizeBehind(m_Header);
-      m_Header.clear();
-    }
-  }
-}
-
-void TSoakStream::Take(std::string Bytes, std::vector<TCFileDescriptor> Files) {
-  Frame(Bytes);
   if (m_Limit) {
-    Bytes.resize(std::min(Bytes.size(), *m_Limit));
-    *m_Limit -= Bytes.size();
+    *m_Limit -= Piece.Bytes.size();
+    m_IsCut = *m_Limit == 0;
   }
-  m_Size += Bytes.size();
-  if (!Bytes.empty()) {
-    m_Pieces.push_back({std::move(Bytes), std::move(Files)});
-  }
+  m_Size += Piece.Bytes.size();
+  m_Pieces.push_back(std::move(Piece));
 }
 
 bool TSoakStream::Read(int File) {
-  std::string Bytes(NextSize(), '\0');
+  std::string Bytes(kPieceSize, '\0');
   alignas(cmsghdr) std::array<char, CMSG_SPACE(kFilesAtOnce * sizeof(int))> Control;
   iovec Place = {Bytes.data(), Bytes.size()};
   msghdr Message = {};
@@ -109,12 +74,15 @@ bool TSoakStream::Read(int File) {
   Message.msg_iovlen = 1;
   Message.msg_control = Control.data();
   Message.msg_controllen = Control.size();
-  ssize_t const Count = recvmsg(File, &Message, MSG_CMSG_CLOEXEC);
+  ssize_t Count = 0;
+  do {  // who has gone and had not read all is reported once, before what it has sent
+    Count = recvmsg(File, &Message, MSG_CMSG_CLOEXEC);
+  } while (Count < 0 && errno == ECONNRESET);
   if (Count <= 0) {
     return Count < 0 && errno == EAGAIN;
   }
   Bytes.resize(static_cast<std::size_t>(Count));
-  Take(std::move(Bytes), FilesOf(Message));
+  Take({std::move(Bytes), FilesOf(Message)});
   return true;
 }
 
@@ -143,12 +111,8 @@ bool TSoakStream::Write(int File) {
   if (Count < 0) {
     return errno == EAGAIN;
   }
-  m_Size -= static_cast<std::size_t>(Count);
-  Piece.Files.clear();
-  Piece.Bytes.erase(0, static_cast<std::size_t>(Count));
-  if (Piece.Bytes.empty()) {
-    m_Pieces.pop_front();
-  }
+  m_Size -= Piece.Bytes.size();
+  m_Pieces.pop_front();
   return true;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Stands between processes and the router, and cuts their connections in the middle of a mail.
+// Stands between processes and the router, and cuts their connections after any frame.
 #pragma once
 
 #include <atomic>
@@ -14,18 +14,21 @@
 
 #include "Platform/Utility/TCFileDescriptor.h"
 
-/// One direction of a connection: bytes and descriptors that were read and not written yet.
+/// One direction of a connection: frames and descriptors that were read and not written yet.
 class TSoakStream {
  public:
-  /// Reads what can be read of one message, so that descriptors stay with the bytes they came with.
-  /// False at the end.
+  /// Reads a frame, if there is one. False at the end.
   bool Read(int File);
-  /// Writes what can be written; false when nobody takes it.
+  /// Writes a frame, if it can be; false when nobody takes it.
   bool Write(int File);
-  /// Nothing passes beyond so many further bytes.
-  void Limit(std::size_t Bytes) { m_Limit = Bytes; }
+  /// Nothing passes beyond so many further bytes: the connection is cut before the frame that
+  /// would.
+  void Limit(std::size_t Bytes) {
+    m_Limit = Bytes;
+    m_IsCut = Bytes == 0;
+  }
 
-  bool IsCut() const { return m_Limit == std::size_t{0}; }
+  bool IsCut() const { return m_IsCut; }
   bool IsEmpty() const { return m_Pieces.empty(); }
   bool IsFull() const { return m_Size >= kSizeLimit; }
 
@@ -37,15 +40,12 @@ class TSoakStream {
     std::vector<TCFileDescriptor> Files;
   };
 
-  std::size_t NextSize() const;
-  void Take(std::string Bytes, std::vector<TCFileDescriptor> Files);
-  void Frame(std::string const& Bytes);
+  void Take(TSPiece Piece);
 
   std::deque<TSPiece> m_Pieces;
   std::size_t m_Size = 0;
-  std::string m_Header;       // of the message that is being read, as far as it has come
-  std::size_t m_Missing = 0;  // of that message, beyond the header
   std::optional<std::size_t> m_Limit;
+  bool m_IsCut = false;
 };
 
 /// Accepts connections on ports, sockets of its own, each of which leads to the router's socket.
@@ -59,7 +59,8 @@ class TSoakRelay {
 
   enum class TEDirection { eToRouter, eFromRouter };
 
-  /// Cuts the connections that the port has now, after so many further bytes in that direction.
+  /// Cuts the connections that the port has now, after so many further bytes in that direction, or
+  /// a frame earlier.
   /// False when it has none.
   bool Cut(std::size_t Port, TEDirection Direction, std::size_t Bytes);
   /// The connections that were cut.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Messages that are sound for the bus and wrong for the router: refused with a reason, and nothing
-// of them reaches the service.
+// Frames that are sound and wrong for the router: refused with a reason, and nothing of them
+// reaches the service.
 #include <gmock/gmock.h>
 
 #include <cstdint>
@@ -18,7 +18,7 @@ using ::testing::IsEmpty;
 struct TSWrong {
   char const* Name;
   bool Greeted;
-  TCBusMessage (*Make)(TRouterPeer& Peer);
+  TSWireFrame (*Make)(TRouterPeer& Peer);
   char const* Reason;
 };
 
@@ -26,116 +26,134 @@ void PrintTo(TSWrong const& Wrong, std::ostream* Stream) {
   *Stream << Wrong.Name;
 }
 
-TCBusMessage RouterCall(TRouterPeer& Peer, char const* Member) {
-  return Peer.NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, Member);
+TSWireFrame OfKind(std::uint8_t Kind) {
+  TSWireFrame Frame;
+  Frame.Kind = Kind;
+  return Frame;
 }
 
-constexpr std::uint64_t kOne = 1;
-constexpr char kNoEnvelope[] = "Malformed mail: cannot read an envelope: No such device or address";
+TSWireFrame SubscriptionTo(std::string const& Class, std::int32_t Version) {
+  TSWireFrame Frame = TRouterPeer::NewSubscription();
+  Frame.Class = Class;
+  Frame.Version = Version;
+  return Frame;
+}
 
-TSWrong const kWrong[] = {
-    {"AGreetingOfOtherTypes", false,
-     [](TRouterPeer& Peer) { return With(RouterCall(Peer, "Hello"), "us", 1, "peer"); },
-     "Malformed mail: cannot read a greeting: No such device or address"},
-    {"AGreetingWithoutEnd", false,
-     [](TRouterPeer& Peer) { return With(RouterCall(Peer, "Hello"), "su", "peer", 1); },
-     "Malformed mail: cannot read a greeting: No such device or address"},
-    {"AMailBeforeTheGreeting", false,
-     [](TRouterPeer& Peer) { return With(Peer.NewMail(), "stiia(uisv)", "peer", kOne, 2, 1, 0); },
-     "a mail before the greeting"},
-    {"MailsBeforeTheGreeting", false,
-     [](TRouterPeer& Peer) {
-       return With(Peer.NewMail("SendMany"), "stusay", "peer", kOne, 1U, "i", 0);
+// Who is refused an answer is told why.
+TSWrong const kAnswered[] = {
+    {"AGreetingWithoutTexts", false, [](TRouterPeer&) { return OfKind(WireKind::kHello); },
+     "protocol version 0 is not spoken here, only 1"},
+    {"AGreetingWithoutMail", false,
+     [](TRouterPeer&) {
+       TSWireFrame Frame = OfKind(WireKind::kHello);
+       Frame.Version = 1;
+       return Frame;
      },
+     "Malformed mail: not one mail where there is to be one"},
+    {"AGreetingOfOtherTexts", false,
+     [](TRouterPeer&) {
+       TSWireFrame Frame = OfKind(WireKind::kHello);
+       Frame.Version = 1;
+       Frame.Fields = "s";
+       return Frame.Add(0, 0, WireWord(1) + WireText("peer"));
+     },
+     "Malformed mail: other texts than there are to be"},
+    {"AGreetingOfTwoRecords", false,
+     [](TRouterPeer&) {
+       TSWireFrame Frame = OfKind(WireKind::kHello);
+       Frame.Version = 1;
+       Frame.Fields = "ss";
+       std::string const Record = WireWord(3) + WireText("peer") + WireText("");
+       return Frame.Add(0, 0, Record + Record);
+     },
+     "a mail has more than 1 records, the most that are allowed (mail_records)"},
+    {"ASecondGreeting", true, [](TRouterPeer&) { return WireGreeting("another"); },
+     "a second greeting"},
+    {"ARequestBeforeTheGreeting", false, [](TRouterPeer& Peer) { return Peer.NewQuestion(1); },
      "a mail before the greeting"},
-    {"ARequestBeforeTheGreeting", false,
-     [](TRouterPeer& Peer) { return With(Peer.NewMail("Request"), "siia(uisv)", "peer", 1, 1, 0); },
+    {"ARequestWithoutMail", true, [](TRouterPeer& Peer) { return Peer.NewRequest(); },
+     "Malformed mail: not one mail where there is to be one"},
+    {"ARequestOfTwoMails", true,
+     [](TRouterPeer& Peer) {
+       return Peer.NewQuestion(1).Add(eNorvRequest, 1, TRouterPeer::Record(2));
+     },
+     "Malformed mail: not one mail where there is to be one"},
+    {"ARequestWithBytesBehindIt", true,
+     [](TRouterPeer& Peer) {
+       TSWireFrame Frame = Peer.NewQuestion(1);
+       Frame.Mails += "x";
+       return Frame;
+     },
+     "Malformed mail: bytes after the last mail"}};
+
+// Others read it in the log.
+TSWrong const kUnanswered[] = {
+    {"AMailBeforeTheGreeting", false, [](TRouterPeer&) { return TRouterPeer::NewChange(1, 7); },
      "a mail before the greeting"},
     {"ASubscriptionBeforeTheGreeting", false,
-     [](TRouterPeer& Peer) {
-       return With(RouterCall(Peer, "Subscribe"), "stt", kTestInterface, kOne, kOne);
-     },
-     "a subscription before the greeting"},
-    {"ASecondGreeting", true,
-     [](TRouterPeer& Peer) { return With(RouterCall(Peer, "Hello"), "sus", "another", 1, ""); },
-     "a second greeting"},
-    {"ASubscriptionOfOtherTypes", true,
-     [](TRouterPeer& Peer) {
-       return With(RouterCall(Peer, "Subscribe"), "tts", kOne, kOne, kTestInterface);
-     },
-     "Malformed mail: cannot read a subscription: No such device or address"},
-    {"ASubscriptionToNoMailClass", true,
-     [](TRouterPeer& Peer) {
-       return With(RouterCall(Peer, "Subscribe"), "stt", "some.Interface", kOne, kOne);
-     },
-     "some.Interface is no mail class"},
-    {"AMailOfOtherTypes", true,
-     [](TRouterPeer& Peer) { return With(Peer.NewMail(), "ts", kOne, "peer"); }, kNoEnvelope},
-    {"AMailWithoutNumber", true,
-     [](TRouterPeer& Peer) { return With(Peer.NewMail(), "siia(uisv)", "peer", 2, 1, 0); },
-     kNoEnvelope},
-    {"AnEmptyMail", true, [](TRouterPeer& Peer) { return Peer.NewMail(); }, kNoEnvelope},
-    {"AMailInAnothersName", true,
-     [](TRouterPeer& Peer) {
-       return With(Peer.NewMail(), "stiia(uisv)", "another", kOne, 2, 1, 0);
-     },
-     "a mail in another's name"},
-    {"MailsOfOtherTypes", true,
-     [](TRouterPeer& Peer) { return With(Peer.NewMail("SendMany"), "stt", "peer", kOne, kOne); },
-     kNoEnvelope},
-    {"MailsInAnothersName", true,
-     [](TRouterPeer& Peer) {
-       return With(Peer.NewMail("SendMany"), "stusay", "another", kOne, 1U, "i", 0);
-     },
-     "a mail in another's name"},
-    {"NoMails", true,
-     [](TRouterPeer& Peer) {
-       return With(Peer.NewMail("SendMany"), "stusay", "peer", kOne, 0U, "i", 0);
-     },
-     "mails without numbers"},
+     [](TRouterPeer&) { return TRouterPeer::NewSubscription(); }, "a mail before the greeting"},
+    {"ASubscriptionToNoName", true, [](TRouterPeer&) { return SubscriptionTo("", 1); },
+     ", version 1, is no mail class"},
+    {"ASubscriptionToNoVersion", true, [](TRouterPeer&) { return SubscriptionTo("test", -1); },
+     "test, version -1, is no mail class"},
+    {"NoMails", true, [](TRouterPeer&) { return TRouterPeer::NewMail(); }, "mails without numbers"},
     {"MailsWhoseNumbersEnd", true,
-     [](TRouterPeer& Peer) {
-       return With(Peer.NewMail("SendMany"), "stusay", "peer", UINT64_MAX, 2U, "i", 0);
+     [](TRouterPeer&) {
+       return TRouterPeer::NewChange(UINT64_MAX, 7).Add(eNorvChange, 1, TRouterPeer::Record(8));
      },
      "mails without numbers"},
-    {"ARequestOfOtherTypes", true,
-     [](TRouterPeer& Peer) { return With(Peer.NewMail("Request"), "t", kOne); }, kNoEnvelope},
-    {"ARequestInAnothersName", true,
-     [](TRouterPeer& Peer) {
-       return With(Peer.NewMail("Request"), "siia(uisv)", "another", 1, 1, 0);
-     },
-     "a mail in another's name"},
-    {"ARequestWithMoreThanItsRecords", true,
-     [](TRouterPeer& Peer) {
-       return With(Peer.NewMail("Request"), "siia(ui)i", "peer", 1, 1, 1, 1, 1, 7);
-     },
-     "Malformed mail: more than its records"},
-    {"AnUnknownOperationOfTheRouter", true,
-     [](TRouterPeer& Peer) { return RouterCall(Peer, "Erase"); },
-     "the router knows no operation Erase"},
-    {"AnUnknownOperationOfAMailbox", true, [](TRouterPeer& Peer) { return Peer.NewMail("Erase"); },
-     "a mailbox knows no operation Erase"}};
+    {"AWelcome", true, [](TRouterPeer&) { return OfKind(WireKind::kWelcome); },
+     "a frame that only a router sends"},
+    {"ARefusal", true, [](TRouterPeer&) { return OfKind(WireKind::kRefused); },
+     "a frame that only a router sends"},
+    {"AnAnswer", true, [](TRouterPeer&) { return OfKind(WireKind::kAnswer); },
+     "a frame that only a router sends"},
+    {"APublishedMail", true, [](TRouterPeer&) { return OfKind(WireKind::kPublished); },
+     "a frame that only a router sends"},
+    {"AnAcknowledgement", true, [](TRouterPeer&) { return OfKind(WireKind::kAcknowledged); },
+     "a frame that only a router sends"}};
 
-struct Envelope : TMessagingFixture, testing::WithParamInterface<TSWrong> {
+struct EnvelopeFixture : TMessagingFixture {
+  // Only what is asked now reaches the service.
+  void ExpectNothingTaken() {
+    TTestProxy Other;
+    EXPECT_TRUE(Other.AskNumber(1));
+    EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(0), IsEmpty());
+    EXPECT_THAT(m_Server.m_Service.m_Requests.WaitFor(1), ElementsAre(1));
+  }
+
   TTestServer m_Server;
 };
+
+struct Envelope : EnvelopeFixture, testing::WithParamInterface<TSWrong> {};
+struct UnansweredEnvelope : EnvelopeFixture, testing::WithParamInterface<TSWrong> {};
 
 TEST_P(Envelope, IsRefusedWithAReason) {
   TRouterPeer Peer(Address());
   if (GetParam().Greeted) {
     EXPECT_EQ(Peer.Greet(), "");
   }
-  EXPECT_EQ(Peer.Call(GetParam().Make(Peer)),
-            std::string("mailrouter.Error.Refused: ") + GetParam().Reason);
+  EXPECT_EQ(Peer.Call(GetParam().Make(Peer)), GetParam().Reason);
   EXPECT_THAT(Errors().WaitFor(1),
               ElementsAre(EndsWith(std::string(" refused: ") + GetParam().Reason)));
-  TTestProxy Other;
-  EXPECT_TRUE(Other.AskNumber(1));
-  EXPECT_THAT(m_Server.m_Service.m_Mails.WaitFor(0), IsEmpty());
-  EXPECT_THAT(m_Server.m_Service.m_Requests.WaitFor(1), ElementsAre(1));
+  ExpectNothingTaken();
 }
 
-INSTANTIATE_TEST_SUITE_P(Of, Envelope, testing::ValuesIn(kWrong),
+INSTANTIATE_TEST_SUITE_P(Of, Envelope, testing::ValuesIn(kAnswered),
+                         [](auto const& Info) { return std::string(Info.param.Name); });
+
+TEST_P(UnansweredEnvelope, IsRefusedWithAReasonInTheLog) {
+  TRouterPeer Peer(Address());
+  if (GetParam().Greeted) {
+    EXPECT_EQ(Peer.Greet(), "");
+  }
+  EXPECT_TRUE(Peer.Send(GetParam().Make(Peer)));
+  EXPECT_THAT(Errors().WaitFor(1),
+              ElementsAre(EndsWith(std::string(" refused: ") + GetParam().Reason)));
+  ExpectNothingTaken();
+}
+
+INSTANTIATE_TEST_SUITE_P(Of, UnansweredEnvelope, testing::ValuesIn(kUnanswered),
                          [](auto const& Info) { return std::string(Info.param.Name); });
 
 }  // namespace

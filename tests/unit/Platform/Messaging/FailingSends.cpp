@@ -7,34 +7,28 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 
 namespace {
 
-std::atomic<char const*> FailingWord{nullptr};
+std::atomic<char> FailingKind{0};
 std::atomic<int> FailingError{0};
 std::atomic<bool> MemoryFilesFail{false};
 
-bool Holds(msghdr const& Message, char const* Word) {
-  for (std::size_t Place = 0; Place < Message.msg_iovlen; ++Place) {
-    iovec const& Part = Message.msg_iov[Place];
-    if (Part.iov_base != nullptr &&
-        memmem(Part.iov_base, Part.iov_len, Word, std::strlen(Word)) != nullptr) {
-      return true;
-    }
-  }
-  return false;
+// A frame is sent in one piece, and begins with its kind.
+bool IsOfKind(msghdr const& Message, char Kind) {
+  iovec const& Part = Message.msg_iov[0];
+  return Part.iov_len >= Wire::kHeadSize && *static_cast<char const*>(Part.iov_base) == Kind;
 }
 
 }  // namespace
 
-TFailingSends::TFailingSends(char const* Word, int Error) {
+TFailingSends::TFailingSends(Wire::TEFrame Kind, int Error) {
   FailingError = Error;
-  FailingWord = Word;
+  FailingKind = static_cast<char>(Kind);
 }
 
 TFailingSends::~TFailingSends() {
-  FailingWord = nullptr;
+  FailingKind = 0;
 }
 
 TFailingMemoryFiles::TFailingMemoryFiles() {
@@ -50,8 +44,8 @@ extern "C" __attribute__((visibility("default"))) ssize_t sendmsg(int Socket, ms
                                                                   int Flags) {
   using TSend = ssize_t (*)(int, msghdr const*, int);
   static TSend const Send = reinterpret_cast<TSend>(dlsym(RTLD_NEXT, "sendmsg"));
-  char const* const Word = FailingWord;
-  if (Word != nullptr && Holds(*Message, Word)) {
+  char const Kind = FailingKind;
+  if (Kind != 0 && IsOfKind(*Message, Kind)) {
     errno = FailingError;
     return -1;
   }

@@ -2,11 +2,13 @@
 // Makes the system refuse what it refuses when memory or descriptors are short.
 #pragma once
 
-/// While it lives, each message that holds `Word` is refused with the error number `Error`, on
-/// every thread. `Word` must outlive it; one at a time.
+#include "Platform/Messaging/Wire/Frame.h"
+
+/// While it lives, each frame of the kind is refused with the error number `Error`, on every
+/// thread. One at a time.
 class TFailingSends {
  public:
-  TFailingSends(char const* Word, int Error);
+  TFailingSends(Wire::TEFrame Kind, int Error);
   ~TFailingSends();
   TFailingSends(TFailingSends const&) = delete;
   TFailingSends& operator=(TFailingSends const&) = delete;

@@ -14,10 +14,10 @@ struct ProxyGap : TMessagingFixture {};
 }  // namespace
 
 TEST_F(ProxyGap, BeforeWhatStandsInPlaceOfARefusedMailIsFilled) {
-  using MailWire::TEWhose;
+  using Wire::TEWhose;
   int Subscriptions = 0;
   TScriptedRouter Router(SocketPath(), [&](auto& Self, auto const& Message) {
-    if (Message.Member != MailWire::kSubscribe) {
+    if (Message.Kind != Wire::TEFrame::eSubscribe) {
       return;
     }
     if (++Subscriptions == 1) {
@@ -36,9 +36,9 @@ TEST_F(ProxyGap, BeforeWhatStandsInPlaceOfARefusedMailIsFilled) {
 }
 
 TEST_F(ProxyGap, BeforeWhatBringsItUpToDateAsAWholeIsNone) {
-  using MailWire::TEWhose;
+  using Wire::TEWhose;
   TScriptedRouter Router(SocketPath(), [&](auto& Self, auto const& Message) {
-    if (Message.Member == MailWire::kSubscribe) {
+    if (Message.Kind == Wire::TEFrame::eSubscribe) {
       Self.Publish(0, 1, TEWhose::eAnothers, 1);
       Self.Publish(0, 5, TEWhose::eUpToDate, 5);
       Self.Publish(5, 6, TEWhose::eAnothers, 6);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Several mails in one message: which ones, when they go out, and what becomes of each.
+// Several mails in one frame: which ones, when they go out, and what becomes of each.
 #include <gmock/gmock.h>
 
 #include <new>
@@ -14,7 +14,8 @@ using ProxyGroup = TMessagingFixture;
 using TMessages = std::vector<TScriptedRouter::TMessage>;
 
 constexpr int kBusy = 8;       // mails on their way from which on a proxy holds others back
-constexpr int kTogether = 32;  // mails of a full message
+constexpr int kTogether = 32;  // mails that are worth a frame
+constexpr int kFull = 256;     // mails of a full one
 
 void Send(TTestProxy const& Proxy, int First, int Last) {
   for (int Number = First; Number <= Last; ++Number) {
@@ -22,12 +23,11 @@ void Send(TTestProxy const& Proxy, int First, int Last) {
   }
 }
 
-// The number of mails in each message, 0 for one in a message of its own.
+// The number of mails in each frame.
 std::vector<int> Sizes(TMessages const& Messages) {
   std::vector<int> Result;
   for (auto const& Message : Messages) {
-    bool const Alone = Message.Member == MailWire::kSend;
-    Result.push_back(Alone ? 0 : static_cast<int>(Message.Values.size()));
+    Result.push_back(static_cast<int>(Message.Values.size()));
   }
   return Result;
 }
@@ -44,10 +44,10 @@ void ExpectNumbered(TMessages const& Messages, int First) {
 
 TEST_F(ProxyGroup, OfWhatWaitedForTheRouterIsFull) {
   TTestProxy Proxy;
-  Send(Proxy, 1, 3 * kTogether + 1);
+  Send(Proxy, 1, 3 * kFull + 1);
   TScriptedRouter Router(SocketPath());
-  TMessages const Messages = Router.WaitForMails(3 * kTogether + 1);
-  EXPECT_THAT(Sizes(Messages), ElementsAre(kTogether, kTogether, kTogether, 0));
+  TMessages const Messages = Router.WaitForMails(3 * kFull + 1);
+  EXPECT_THAT(Sizes(Messages), ElementsAre(kFull, kFull, kFull, 1));
   ExpectNumbered(Messages, 1);
 }
 
@@ -61,32 +61,21 @@ TEST_F(ProxyGroup, EndsWhereTheRecordsAreOthers) {
   ASSERT_TRUE(OtherClass.Send(TestMailbox(), &Proxy, 0));
   Send(Proxy, 5, 7);
   TScriptedRouter Router(SocketPath());
-  EXPECT_THAT(Sizes(Router.WaitForMails(7)), ElementsAre(2, 0, 0, 3));
+  EXPECT_THAT(Sizes(Router.WaitForMails(7)), ElementsAre(2, 1, 1, 3));
 }
 
 TEST_F(ProxyGroup, EndsBeforeItIsLarge) {
-  constexpr std::size_t kThird = 6000;
+  constexpr std::size_t kThird = 24000;  // of a frame, and a little more
   TTestProxy Proxy;
   for (int Number = 1; Number <= 4; ++Number) {
     ASSERT_TRUE(Proxy.SendNumber(Number, std::string(kThird, 'x')));
   }
-  ASSERT_TRUE(Proxy.SendNumber(5, std::string(4 * kThird, 'x')));
+  ASSERT_TRUE(Proxy.SendNumber(5, std::string(60000, 'x')));
   ASSERT_TRUE(Proxy.SendNumber(6, std::string(kLargeText, 'x')));
   Send(Proxy, 7, 8);
   TScriptedRouter Router(SocketPath());
   TMessages const Messages = Router.WaitForMails(8);
-  EXPECT_THAT(Sizes(Messages), ElementsAre(2, 2, 0, 0, 2));
-  ExpectNumbered(Messages, 1);
-}
-
-TEST_F(ProxyGroup, IsNotSentToARouterOfTheFirstVersion) {
-  TTestProxy Proxy;
-  Send(Proxy, 1, kTogether);
-  TScriptedRouter Router(SocketPath(), nullptr, MailWire::kTypedVersion);
-  EXPECT_EQ(Sizes(Router.WaitForMails(kTogether)), std::vector<int>(kTogether, 0));
-  Send(Proxy, kTogether + 1, 4 * kTogether);
-  TMessages const Messages = Router.WaitForMails(4 * kTogether);
-  EXPECT_EQ(Sizes(Messages), std::vector<int>(4 * kTogether, 0));
+  EXPECT_THAT(Sizes(Messages), ElementsAre(2, 2, 1, 1, 2));
   ExpectNumbered(Messages, 1);
 }
 
@@ -122,7 +111,7 @@ TEST_F(ProxyGroup, IsNotMadeOfTheFirstMailsOnTheirWay) {
   TTestProxy Proxy;
   ASSERT_TRUE(Proxy.WaitForMailRouter(kPatienceMilliseconds));
   Send(Proxy, 1, kBusy);
-  EXPECT_EQ(Sizes(Router.ReadMails(kBusy)), std::vector<int>(kBusy, 0));
+  EXPECT_EQ(Sizes(Router.ReadMails(kBusy)), std::vector<int>(kBusy, 1));
 }
 
 TEST_F(ProxyGroup, IsMadeOfABurst) {
@@ -165,7 +154,7 @@ TEST_F(ProxyGroup, GoesOutBeforeALaterRequest) {
   Router.ReadMails(kBusy + 4);
   int Mails = 0;
   for (auto const& Message : Router.AllMessages()) {
-    if (Message.Member == MailWire::kRequest) {
+    if (Message.Kind == Wire::TEFrame::eRequest) {
       break;
     }
     Mails += static_cast<int>(Message.Values.size());
@@ -198,7 +187,7 @@ TEST_F(ProxyGroup, IsNotWaitedForWhileAHandlerKeepsTheProxysThread) {
   ASSERT_TRUE(Proxy.m_Entered.Wait());
   Send(Proxy, 2, kBusy + 5);
   TMessages const Messages = Router.ReadMails(kBusy + 5);
-  EXPECT_EQ(Sizes(Messages), std::vector<int>(kBusy + 5, 0));
+  EXPECT_EQ(Sizes(Messages), std::vector<int>(kBusy + 5, 1));
   ExpectNumbered(Messages, 1);
 }
 
@@ -217,7 +206,7 @@ TMessages OnSecondConnection(TMessages const& Messages) {
   TMessages Result;
   int Connections = 0;
   for (auto const& Message : Messages) {
-    if (Message.Member == MailWire::kHello) {
+    if (Message.Kind == Wire::TEFrame::eHello) {
       ++Connections;
     } else if (Connections == 2) {
       Result.push_back(Message);
@@ -227,8 +216,7 @@ TMessages OnSecondConnection(TMessages const& Messages) {
 }
 
 TEST_F(ProxyGroup, IsSentAgainFromTheFirstMailThatWasNotAcknowledged) {
-  constexpr int kWindow = 4096;
-  constexpr int kAcknowledged = 40;  // in the middle of a message
+  constexpr int kAcknowledged = 40;  // in the middle of a frame
   constexpr int kLast = 5000;
   bool Again = false;
   TScriptedRouter Router(SocketPath(), [&Again](TScriptedRouter& Self, auto const& Message) {
@@ -237,11 +225,10 @@ TEST_F(ProxyGroup, IsSentAgainFromTheFirstMailThatWasNotAcknowledged) {
     }
     if (Again) {
       Self.Acknowledge(static_cast<std::uint64_t>(Message.Values.back()));
-    } else if (Message.Values.back() == kWindow) {
+    } else if (Message.Values.back() == kLast) {
       Self.Acknowledge(kAcknowledged);
-    } else if (Message.Values.back() > kWindow) {  // the acknowledgement has been read
-      Again = true;
       Self.EndConnection();
+      Again = true;
     }
   });
   TTestProxy Proxy;
@@ -249,7 +236,7 @@ TEST_F(ProxyGroup, IsSentAgainFromTheFirstMailThatWasNotAcknowledged) {
   ASSERT_TRUE(Proxy.WaitForAcknowledgements(kPatienceMilliseconds));
   TMessages const Messages = OnSecondConnection(Router.m_Messages.WaitFor(0));
   ExpectNumbered(Messages, kAcknowledged + 1);
-  EXPECT_EQ(Messages.front().Values.size(), static_cast<std::size_t>(kTogether));
+  EXPECT_EQ(Messages.front().Values.size(), static_cast<std::size_t>(kFull));
   EXPECT_EQ(Messages.back().Values.back(), kLast);
 }
 
@@ -278,7 +265,7 @@ TEST_F(ProxyGroup, ThatIsHeldBackWhileTheConnectionEndsGoesWithTheNextOne) {
 
 // ---- with a router and a service ----
 
-constexpr int kGroups = 2 * kTogether;  // mails that go out in two full messages
+constexpr int kGroups = 2 * kFull;  // mails that go out in two full frames
 
 TEST_F(ProxyGroup, ReachesTheServiceMailByMail) {
   TTestProxy Proxy;

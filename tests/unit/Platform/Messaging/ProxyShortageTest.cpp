@@ -85,7 +85,7 @@ TEST_P(ProxySendError, DelaysAMail) {
   TTestServer Server;
   ASSERT_TRUE(m_Proxy.AskNumber(0));
   {
-    TFailingSends const Failing("Send", GetParam());
+    TFailingSends const Failing(Wire::TEFrame::eMails, GetParam());
     ASSERT_TRUE(m_Proxy.SendNumber(1));
     ASSERT_TRUE(m_Proxy.SendNumber(2));
     EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(HasSubstr("is tried again: ")));
@@ -96,7 +96,7 @@ TEST_P(ProxySendError, DelaysAMail) {
 TEST_P(ProxySendError, DelaysARequest) {
   TTestServer Server;
   ASSERT_TRUE(m_Proxy.AskNumber(0));
-  auto Failing = std::make_unique<TFailingSends>("Request", GetParam());
+  auto Failing = std::make_unique<TFailingSends>(Wire::TEFrame::eRequest, GetParam());
   bool IsAnswered = false;
   std::thread Other([&] { IsAnswered = m_Proxy.AskNumber(1); });
   EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(HasSubstr("a request can not be sent now")));
@@ -110,7 +110,7 @@ TEST_P(ProxySendError, DelaysASubscriptionAndTheMailsBehindIt) {
   TTestServer Server;
   ASSERT_TRUE(m_Proxy.AskNumber(0));
   {
-    TFailingSends const Failing("Subscribe", GetParam());
+    TFailingSends const Failing(Wire::TEFrame::eSubscribe, GetParam());
     m_Proxy.ConnectService(TestClass(), 3, false);
     ASSERT_TRUE(m_Proxy.SendNumber(1));
     EXPECT_THAT(Warnings().WaitFor(1), ElementsAre(HasSubstr("a subscription can not be sent")));
@@ -123,7 +123,7 @@ TEST_P(ProxySendError, DelaysASubscriptionAndTheMailsBehindIt) {
 
 TEST_P(ProxySendError, DelaysAGreeting) {
   TTestServer Server;
-  auto Failing = std::make_unique<TFailingSends>("Hello", GetParam());
+  auto Failing = std::make_unique<TFailingSends>(Wire::TEFrame::eHello, GetParam());
   EXPECT_FALSE(m_Proxy.WaitForMailRouter(1));
   Failing.reset();
   EXPECT_TRUE(m_Proxy.WaitForMailRouter(kPatienceMilliseconds));

@@ -1,68 +1,75 @@
 // SPDX-License-Identifier: MIT
-// Writes and reads the router's messages by hand.
+// Writes and reads the router's frames by hand.
 #include "RouterPeer.h"
 
 #include "MessagingFixture.h"
 
-TCBusMessage TRouterPeer::NewMail(char const* Member, char const* Interface) {
-  return NewCall(MailWire::MailboxPath(kMailbox), Interface, Member);
+namespace {
+
+TSWireFrame NewFrame(std::uint8_t Kind) {
+  TSWireFrame Frame;
+  Frame.Kind = Kind;
+  Frame.Mailbox = kMailbox;
+  Frame.Class = TestClass().get_Name();
+  Frame.Version = TestClass().get_Version();
+  Frame.Fields = TRouterPeer::kFields;
+  return Frame;
 }
 
-std::string TRouterPeer::CallForType(TCBusMessage const& Request) {
-  TCBusMessage const Answer = Ask(Request);
-  if (!Answer) {
-    return "error";
-  }
-  char Type[2] = {};
-  EXPECT_GE(sd_bus_message_skip(Answer.get(), "tttii"), 0);
-  EXPECT_GE(sd_bus_message_peek_type(Answer.get(), Type, nullptr), 0);
-  return Type;
+}  // namespace
+
+std::string TRouterPeer::Record(int Number, std::string const& Text) {
+  constexpr std::uint32_t kNumberAndText = 3;
+  return WireWord(kNumberAndText) + WireWord(static_cast<std::uint32_t>(Number)) + WireText(Text) +
+         "s" + WireText("");
 }
 
-bool TRouterPeer::Tell(TCBusMessage const& Mails, std::uint64_t Last) {
-  EXPECT_GE(sd_bus_message_set_expect_reply(Mails.get(), 0), 0);
-  EXPECT_GE(sd_bus_send(nullptr, Mails.get(), nullptr), 0);
-  std::uint64_t Number = 0;
-  while (Number != Last) {
-    TCBusMessage const Message = HearSignal();
-    if (!Message) {
-      return false;
+TSWireFrame TRouterPeer::NewMail(std::uint64_t Number) {
+  TSWireFrame Mail = NewFrame(WireKind::kMails);
+  Mail.Number = Number;
+  return Mail;
+}
+
+TSWireFrame TRouterPeer::NewRequest() {
+  TSWireFrame Request = NewFrame(WireKind::kRequest);
+  Request.Request = NextRequest();
+  return Request;
+}
+
+TSWireFrame TRouterPeer::NewChange(std::uint64_t Number, int Value) {
+  return NewMail(Number).Add(eNorvChange, 1, Record(Value));
+}
+
+TSWireFrame TRouterPeer::NewQuestion(int Value) {
+  return NewRequest().Add(eNorvRequest, 1, Record(Value));
+}
+
+TSWireFrame TRouterPeer::NewSubscription(std::uint64_t Epoch, std::uint64_t Sequence) {
+  TSWireFrame Subscription;
+  Subscription.Kind = WireKind::kSubscribe;
+  Subscription.Class = TestClass().get_Name();
+  Subscription.Version = TestClass().get_Version();
+  Subscription.Epoch = Epoch;
+  Subscription.Sequence = Sequence;
+  return Subscription;
+}
+
+bool TRouterPeer::Tell(TSWireFrame const& Mails, std::uint64_t Last) {
+  EXPECT_TRUE(Send(Mails));
+  while (auto const Frame = Hear()) {
+    if (Frame->Kind == WireKind::kAcknowledged && Frame->Number == Last) {
+      return true;
     }
-    if (sd_bus_message_is_signal(Message.get(), nullptr, MailWire::kAcknowledged) > 0) {
-      EXPECT_GE(sd_bus_message_read(Message.get(), "t", &Number), 0);
-    }
   }
-  return true;
+  return false;
 }
 
-std::string TRouterPeer::Greet(char const* Identity, std::uint32_t Version) {
-  TCBusMessage const Hello =
-      NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kHello);
-  EXPECT_GE(sd_bus_message_append(Hello.get(), "sus", Identity, Version, ""), 0);
-  return Call(Hello);
-}
-
-void TRouterPeer::Subscribe(MailWire::TSPosition const& Known) {
-  TCBusMessage const Subscription =
-      NewCall(MailWire::kRouterPath, MailWire::kRouterInterface, MailWire::kSubscribe);
-  EXPECT_GE(
-      sd_bus_message_append(Subscription.get(), "stt", kTestInterface, Known.Epoch, Known.Sequence),
-      0);
-  EXPECT_GE(sd_bus_message_set_expect_reply(Subscription.get(), 0), 0);
-  EXPECT_GE(sd_bus_send(nullptr, Subscription.get(), nullptr), 0);
+void TRouterPeer::Subscribe(std::uint64_t Epoch, std::uint64_t Sequence) {
+  EXPECT_TRUE(Send(NewSubscription(Epoch, Sequence)));
   AwaitRouter();
 }
 
+// Refused, whoever owns which mailbox.
 void TRouterPeer::AwaitRouter() {
-  EXPECT_EQ(Call(NewCall("/", "org.freedesktop.DBus.Peer", "Ping")), "");
-}
-
-TCBusMessage TRouterPeer::HearSignal() {
-  bool Ended = false;
-  while (TCBusMessage Message = HearMessage(Ended)) {
-    if (sd_bus_message_is_signal(Message.get(), nullptr, nullptr) > 0) {
-      return Message;
-    }
-  }
-  return nullptr;
+  EXPECT_EQ(Greet("again"), "a second greeting");
 }

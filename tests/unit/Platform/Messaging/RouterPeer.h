@@ -5,32 +5,29 @@
 #include <cstdint>
 #include <string>
 
-#include "Platform/Messaging/MailWire.h"
-#include "tests/support/BusPeer.h"
-
-/// The interface of TestClass().
-inline constexpr char kTestInterface[] = "mailrouter.class.test.v1";
+#include "tests/support/FramePeer.h"
 
 /// A peer of TestClass()'s service.
-class TRouterPeer : public TBusPeer {
+class TRouterPeer : public TFramePeer {
  public:
-  using TBusPeer::TBusPeer;
+  using TFramePeer::TFramePeer;
 
-  /// A mail, empty.
-  TCBusMessage NewMail(char const* Member = MailWire::kSend,
-                       char const* Interface = kTestInterface);
+  /// A record of the test's class with a number, as in a frame.
+  static std::string Record(int Number, std::string const& Text = "x");
+  /// A frame to the service, complete but for its mails.
+  static TSWireFrame NewMail(std::uint64_t Number = 1);
+  TSWireFrame NewRequest();
+  /// Sound ones, with that number.
+  static TSWireFrame NewChange(std::uint64_t Number, int Value);
+  TSWireFrame NewQuestion(int Value);
+  static TSWireFrame NewSubscription(std::uint64_t Epoch = 0, std::uint64_t Sequence = 0);
 
-  /// The type of the answer's records, or "error".
-  std::string CallForType(TCBusMessage const& Request);
-  /// Sends what is not answered and waits until mail `Last` has been acknowledged; false when it is
-  /// not.
-  bool Tell(TCBusMessage const& Mails, std::uint64_t Last);
-  /// "" for success, else the error's name and text.
-  std::string Greet(char const* Identity = "peer", std::uint32_t Version = 1);
+  /// Sends mails and waits until mail `Last` has been acknowledged; false when it is not.
+  bool Tell(TSWireFrame const& Mails, std::uint64_t Last);
   /// Returns when the router has taken the subscription.
-  void Subscribe(MailWire::TSPosition const& Known = {});
-  /// Returns when the router has taken all that was sent before.
+  void Subscribe(std::uint64_t Epoch = 0, std::uint64_t Sequence = 0);
+  /// Returns when the router has taken all that was sent before. The peer has greeted.
   void AwaitRouter();
-  /// The next signal that has come or comes within the test's patience; none when none does.
-  TCBusMessage HearSignal();
+
+  static constexpr char kFields[] = "isv";
 };

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// What the router sends to a subscriber, in the router's own messages.
+// What the router sends to a subscriber, in the router's own frames.
 #include <gmock/gmock.h>
 #include <unistd.h>
 
@@ -26,11 +26,13 @@ struct RouterWithoutOwner : TMessagingFixture {
 
   // The first number of the next published mail.
   int HearNumber() {
-    TCBusMessage const Signal = m_Peer.HearSignal();
-    EXPECT_TRUE(Signal);
-    EXPECT_STREQ(sd_bus_message_get_member(Signal.get()), MailWire::kPublished);
-    EXPECT_GE(sd_bus_message_skip(Signal.get(), "tttyt"), 0);
-    return FirstNumber(MailWire::ReadMail(Signal.get(), TestClass()));
+    auto const Frame = m_Peer.Hear();
+    if (!Frame || Frame->Kind != WireKind::kPublished) {
+      return -1;
+    }
+    return FirstNumber(
+        {TestClass(), eNorvEvent, 1,
+         TCNorvMailBody::FromBytes(Frame->Fields, Frame->get_Mails().at(0).Records)});
   }
 
   TTestServer m_Server;
@@ -40,7 +42,7 @@ struct RouterWithoutOwner : TMessagingFixture {
 TEST_F(RouterWithoutOwner, WithholdsWhatASubscriberHasMissed) {
   m_Server.Publish(1, "secret");
   m_Server.m_Service.Close();
-  m_Peer.Subscribe({m_Server.m_Router.get_Epoch(), 0});
+  m_Peer.Subscribe(m_Server.m_Router.get_Epoch(), 0);
   m_Server.m_Service.Open();
   EXPECT_EQ(HearNumber(), 9);
 }
@@ -55,6 +57,10 @@ TEST_F(RouterWithoutOwner, WithholdsWhatIsPublished) {
 
 // ---- whose a published mail is ----
 
+// Kind, whose, number.
+constexpr char kAnothers[] = "frame 8 0 0";
+constexpr char kEverything[] = "frame 8 2 0";
+
 struct RouterSubscription : TMessagingFixture {
   RouterSubscription() : m_Peer(Address()), m_Other(Address()) {
     EXPECT_EQ(m_Peer.Greet("peer"), "");
@@ -63,20 +69,16 @@ struct RouterSubscription : TMessagingFixture {
 
   // What `Peer` is told next: for a published mail whose it is and its number.
   static std::string Hear(TRouterPeer& Peer) {
-    TCBusMessage const Signal = Peer.HearSignal();
-    if (!Signal) {
+    auto const Frame = Peer.Hear();
+    if (!Frame) {
       return "nothing";
     }
-    std::string const Member = sd_bus_message_get_member(Signal.get());
-    if (Member != MailWire::kPublished) {
-      return Member;
+    if (Frame->Kind == WireKind::kPublished && Frame->Whose != WireWhose::kOwnKept) {
+      EXPECT_EQ(Frame->Fields, TRouterPeer::kFields);
+      EXPECT_EQ(Frame->get_Mails().size(), 1U);
     }
-    std::uint8_t Whose = 0;
-    std::uint64_t Number = 0;
-    EXPECT_STREQ(sd_bus_message_get_signature(Signal.get(), 1), "tttytiia(uisv)");
-    EXPECT_GE(sd_bus_message_skip(Signal.get(), "ttt"), 0);
-    EXPECT_GE(sd_bus_message_read(Signal.get(), "yt", &Whose, &Number), 0);
-    return Member + " " + std::to_string(Whose) + " " + std::to_string(Number);
+    return "frame " + std::to_string(Frame->Kind) + " " + std::to_string(Frame->Whose) + " " +
+           std::to_string(Frame->Number);
   }
 
   // Has the service publish mail `Number` of the peer, or refuse it.
@@ -98,32 +100,32 @@ struct RouterSubscription : TMessagingFixture {
 TEST_F(RouterSubscription, TellsNobodyWhoseAnothersMailIs) {
   m_Other.Subscribe();
   Publish(5);
-  EXPECT_EQ(Hear(m_Other), "Published 0 0");
+  EXPECT_EQ(Hear(m_Other), kAnothers);
   m_Server.Publish(1);  // the service's own
-  EXPECT_EQ(Hear(m_Other), "Published 0 0");
+  EXPECT_EQ(Hear(m_Other), kAnothers);
 }
 
 TEST_F(RouterSubscription, SendsAMissedOwnMailAsOwn) {
   Publish(5);
-  m_Peer.Subscribe({m_Server.m_Router.get_Epoch(), 0});
-  EXPECT_EQ(Hear(m_Peer), "Published 1 5");
+  m_Peer.Subscribe(m_Server.m_Router.get_Epoch(), 0);
+  EXPECT_EQ(Hear(m_Peer), "frame 8 1 5");
 }
 
 TEST_F(RouterSubscription, GivesWhatStandsToItsSenderOnly) {
   m_Peer.Subscribe();
   m_Other.Subscribe();
   Publish(6, true);
-  EXPECT_EQ(Hear(m_Peer), "Published 2 6");
+  EXPECT_EQ(Hear(m_Peer), "frame 8 2 6");
   Publish(7);
-  EXPECT_EQ(Hear(m_Other), "Published 0 0");
+  EXPECT_EQ(Hear(m_Other), kAnothers);
   m_Server.Publish(1);
-  EXPECT_EQ(Hear(m_Peer), "PublishedOwn");
-  EXPECT_EQ(Hear(m_Peer), "Published 0 0");
+  EXPECT_EQ(Hear(m_Peer), "frame 8 3 7");
+  EXPECT_EQ(Hear(m_Peer), kAnothers);
 }
 
 TEST_F(RouterSubscription, MarksWhatBringsUpToDate) {
-  m_Peer.Subscribe({m_Server.m_Router.get_Epoch() + 1, 3});
-  EXPECT_EQ(Hear(m_Peer), "Published 2 0");
+  m_Peer.Subscribe(m_Server.m_Router.get_Epoch() + 1, 3);
+  EXPECT_EQ(Hear(m_Peer), kEverything);
 }
 
 TEST_F(RouterSubscription, BringsUpToDateWhoWasAwayWhenOthersWere) {
@@ -133,8 +135,8 @@ TEST_F(RouterSubscription, BringsUpToDateWhoWasAwayWhenOthersWere) {
     Last = m_Server.m_Service.get_Sequence();
     m_Server.m_Router.BringUpToDate([](TSNorvMailSender const& /*Sender*/) { return true; });
   });
-  m_Peer.Subscribe({m_Server.m_Router.get_Epoch(), Last});
-  EXPECT_EQ(Hear(m_Peer), "Published 2 0");
+  m_Peer.Subscribe(m_Server.m_Router.get_Epoch(), Last);
+  EXPECT_EQ(Hear(m_Peer), kEverything);
 }
 
 TEST_F(RouterSubscription, BringsUpToDateTheOneThatWasAway) {
@@ -145,10 +147,10 @@ TEST_F(RouterSubscription, BringsUpToDateTheOneThatWasAway) {
     m_Server.m_Router.BringUpToDate(TSNorvSenderKey{geteuid(), "peer"});
   });
   m_Server.Publish(2);
-  m_Other.Subscribe({m_Server.m_Router.get_Epoch(), Last});
-  EXPECT_EQ(Hear(m_Other), "Published 0 0");
-  m_Peer.Subscribe({m_Server.m_Router.get_Epoch(), Last});
-  EXPECT_EQ(Hear(m_Peer), "Published 2 0");
+  m_Other.Subscribe(m_Server.m_Router.get_Epoch(), Last);
+  EXPECT_EQ(Hear(m_Other), kAnothers);
+  m_Peer.Subscribe(m_Server.m_Router.get_Epoch(), Last);
+  EXPECT_EQ(Hear(m_Peer), kEverything);
 }
 
 // ---- subscribers that do not keep up ----
@@ -180,14 +182,13 @@ TEST_F(RouterSubscription, KeepsTheHighestAcknowledgementForASubscriberThatIsBeh
     Mail.Number = 3;  // it was repeated, and is acknowledged again
     m_Server.m_Service.Acknowledge(Mail);
   });
-  TCBusMessage Signal = m_Peer.HearSignal();
-  while (Signal && sd_bus_message_is_signal(Signal.get(), nullptr, MailWire::kAcknowledged) <= 0) {
-    Signal = m_Peer.HearSignal();
+  auto Frame = m_Peer.Hear();
+  while (Frame && Frame->Kind != WireKind::kAcknowledged) {
+    Frame = m_Peer.Hear();
   }
-  ASSERT_TRUE(Signal);
-  std::uint64_t Number = 0;
-  EXPECT_GE(sd_bus_message_read(Signal.get(), "t", &Number), 0);
-  EXPECT_EQ(Number, 6U);
+  ASSERT_TRUE(Frame);
+  EXPECT_EQ(Frame->Number, 6U);
+  EXPECT_EQ(Frame->Mailbox, kMailbox);
   EXPECT_THAT(Warnings().WaitFor(1),
               ElementsAre(EndsWith(" does not read its mails; it will be brought up to date")));
 }

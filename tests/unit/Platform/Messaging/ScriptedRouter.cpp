@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Reads the messages of one proxy at a time.
+// Reads the frames of one proxy at a time.
 #include "ScriptedRouter.h"
 
 #include <poll.h>
@@ -12,20 +12,40 @@
 
 namespace {
 
-bool IsCall(sd_bus_message* Message, char const* Member) {
-  return sd_bus_message_is_method_call(Message, nullptr, Member) > 0;
-}
-
 int FirstValue(TSNorvMailContent const& Content) {
   return Content.Body->get_Signature() == "isv" ? FirstNumber(Content) : 0;
 }
 
+TScriptedRouter::TMessage Read(Wire::TCFrameView Frame) {
+  TScriptedRouter::TMessage Result{Frame.get_Head().Kind, 0, {}};
+  if (Result.Kind == Wire::TEFrame::eMails) {
+    Result.First = Frame.get_Head().Number;
+    Wire::TSFrameMail Mail;
+    while (Frame.Next(Mail)) {
+      Result.Values.push_back(FirstValue(Frame.Read(Mail, Frame.get_Class())));
+    }
+  }
+  return Result;
+}
+
+Wire::TSFrameHead PublishedHead(std::uint64_t Previous, std::uint64_t Sequence,
+                                Wire::TEWhose Whose) {
+  constexpr std::uint64_t kScriptedEpoch = 7;
+  Wire::TSFrameHead Head;
+  Head.Kind = Wire::TEFrame::ePublished;
+  Head.Whose = Whose;
+  Head.Mailbox = kMailbox;
+  Head.Class = TestClass().get_Name();
+  Head.Version = TestClass().get_Version();
+  Head.Position = {kScriptedEpoch, Sequence};
+  Head.Previous = Previous;
+  return Head;
+}
+
 }  // namespace
 
-TScriptedRouter::TScriptedRouter(std::string const& Path, TOnMessage OnMessage,
-                                 std::uint32_t Version)
+TScriptedRouter::TScriptedRouter(std::string const& Path, TOnMessage OnMessage)
     : m_OnMessage(std::move(OnMessage)),
-      m_Version(Version),
       m_Socket(ListenAt(Path)),
       m_Wake(eventfd(0, EFD_CLOEXEC)),
       m_Thread([this] { Run(); }) {}
@@ -37,60 +57,37 @@ TScriptedRouter::~TScriptedRouter() {
 
 void TScriptedRouter::Run() {
   while (!m_Ending) {
-    if (m_Bus) {
-      Process();
-    }
-    pollfd Files[2] = {{m_Wake.get(), POLLIN, 0}, {m_Socket.get(), POLLIN, 0}};
-    if (m_Bus) {
-      Files[1] = {sd_bus_get_fd(m_Bus.get()), static_cast<short>(sd_bus_get_events(m_Bus.get())),
-                  0};
-    }
+    bool const IsConnected = m_Connection.get() >= 0;
+    pollfd Files[2] = {{m_Wake.get(), POLLIN, 0},
+                       {IsConnected ? m_Connection.get() : m_Socket.get(), POLLIN, 0}};
     poll(Files, 2, -1);
     m_Ending = Files[0].revents != 0;
-    if (!m_Bus && Files[1].revents != 0) {
-      Accept();
+    if (Files[1].revents != 0 && IsConnected) {
+      Process();
+    } else if (Files[1].revents != 0) {
+      m_Connection = Wire::AcceptFrameSocket(m_Socket.get());
     }
   }
-}
-
-void TScriptedRouter::Accept() {
-  TCFileDescriptor File(accept4(m_Socket.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-  sd_bus* Bus = nullptr;
-  sd_id128_t ID = {};
-  EXPECT_GE(sd_id128_randomize(&ID), 0);
-  EXPECT_GE(sd_bus_new(&Bus), 0);
-  m_Bus.reset(Bus);
-  EXPECT_GE(sd_bus_set_fd(Bus, File.get(), File.get()), 0);
-  File.Release();
-  EXPECT_GE(sd_bus_set_server(Bus, 1, ID), 0);
-  EXPECT_GE(sd_bus_negotiate_fds(Bus, 1), 0);
-  EXPECT_GE(sd_bus_add_filter(Bus, nullptr, OnFilter, this), 0);
-  EXPECT_GE(sd_bus_start(Bus), 0);
 }
 
 void TScriptedRouter::Process() {
-  int Result = 1;
-  while (Result > 0 && !m_ConnectionEnds) {
-    Result = sd_bus_process(m_Bus.get(), nullptr);
+  Wire::TETransfer const Result = m_Receiver.Receive(m_Connection.get(), true);
+  if (Result == Wire::TETransfer::eDone) {
+    Take({m_Receiver.get_Bytes(), m_Receiver.get_File()});
   }
-  if (Result < 0 || std::exchange(m_ConnectionEnds, false)) {
-    m_Bus.reset();
+  if (Result == Wire::TETransfer::eEnded || std::exchange(m_ConnectionEnds, false)) {
+    m_Connection = TCFileDescriptor();
   }
 }
 
-int TScriptedRouter::OnFilter(sd_bus_message* Message, void* Router, sd_bus_error* /*Error*/) {
-  static_cast<TScriptedRouter*>(Router)->Take(Message);
-  return 1;
-}
-
-void TScriptedRouter::Take(sd_bus_message* Message) {
-  if (IsCall(Message, MailWire::kHello)) {
-    EXPECT_GE(sd_bus_reply_method_return(Message, "u", m_Version), 0);
+void TScriptedRouter::Take(Wire::TCFrameView const& Frame) {
+  if (Frame.get_Head().Kind == Wire::TEFrame::eHello) {
+    Wire::TSFrameHead Head;
+    Head.Kind = Wire::TEFrame::eWelcome;
+    Head.Version = Wire::kProtocolVersion;
+    Send(Wire::TCFrame(Head));
   }
-  if (m_ConnectionEnds || sd_bus_message_is_method_call(Message, nullptr, nullptr) <= 0) {
-    return;
-  }
-  TMessage const Taken = Read(Message);
+  TMessage const Taken = Read(Frame);
   m_Messages.Add(Taken);
   if (m_OnMessage) {
     m_OnMessage(*this, Taken);
@@ -100,44 +97,36 @@ void TScriptedRouter::Take(sd_bus_message* Message) {
   }
 }
 
-TScriptedRouter::TMessage TScriptedRouter::Read(sd_bus_message* Message) {
-  TMessage Result{sd_bus_message_get_member(Message), 0, {}};
-  auto const Class = MailWire::ParseClassInterface(sd_bus_message_get_interface(Message));
-  char const* Identity = nullptr;
-  if (IsCall(Message, MailWire::kSend)) {
-    EXPECT_GE(sd_bus_message_read(Message, "st", &Identity, &Result.First), 0);
-    Result.Values.push_back(FirstValue(MailWire::ReadMail(Message, *Class)));
-  } else if (IsCall(Message, MailWire::kSendMany)) {
-    std::uint32_t Count = 0;
-    EXPECT_GE(sd_bus_message_read(Message, "stu", &Identity, &Result.First, &Count), 0);
-    auto const Group = MailWire::ReadMails(Message, Count);
-    for (auto const& Mail : Group.Mails) {
-      Result.Values.push_back(FirstValue(MailWire::UnpackMail(Group, Mail, *Class)));
-    }
-  }
-  return Result;
+void TScriptedRouter::Send(Wire::TCFrame const& Frame) {
+  EXPECT_EQ(Wire::Send(m_Connection.get(), Frame), Wire::TETransfer::eDone);
+}
+
+void TScriptedRouter::SendBytes(std::string const& Bytes) {
+  EXPECT_EQ(send(m_Connection.get(), Bytes.data(), Bytes.size(), MSG_NOSIGNAL),
+            static_cast<ssize_t>(Bytes.size()));
 }
 
 void TScriptedRouter::Acknowledge(std::uint64_t Number) {
-  EXPECT_GE(sd_bus_emit_signal(m_Bus.get(), MailWire::MailboxPath(kMailbox).c_str(),
-                               MailWire::kRouterInterface, MailWire::kAcknowledged, "t", Number),
-            0);
+  Wire::TSFrameHead Head;
+  Head.Kind = Wire::TEFrame::eAcknowledged;
+  Head.Mailbox = kMailbox;
+  Head.Number = Number;
+  Send(Wire::TCFrame(Head));
 }
 
-void TScriptedRouter::Publish(std::uint64_t Previous, std::uint64_t Sequence,
-                              MailWire::TEWhose Whose, int Value) {
-  constexpr std::uint64_t kEpoch = 7;
-  constexpr std::uint64_t kNoMail = 0;
-  sd_bus_message* Raw = nullptr;
-  EXPECT_GE(sd_bus_message_new_signal(m_Bus.get(), &Raw, MailWire::MailboxPath(kMailbox).c_str(),
-                                      MailWire::ClassInterface(TestClass()).c_str(),
-                                      MailWire::kPublished),
-            0);
-  TCBusMessage const Message(Raw);
-  MailWire::AppendValues(Raw, "tttyt", {&kEpoch, &Previous, &Sequence, &Whose, &kNoMail},
-                         "append an envelope");
-  MailWire::AppendMail(Raw, OneRecord(eNorvEvent, Value), MailWire::FormOf(m_Version));
-  EXPECT_GE(sd_bus_send(m_Bus.get(), Raw, nullptr), 0);
+void TScriptedRouter::Publish(std::uint64_t Previous, std::uint64_t Sequence, Wire::TEWhose Whose,
+                              int Value) {
+  Send(Wire::TCFrame(PublishedHead(Previous, Sequence, Whose), OneRecord(eNorvEvent, Value)));
+}
+
+void TScriptedRouter::PublishTogether(std::uint64_t Previous, std::uint64_t Sequence,
+                                      std::vector<int> const& Values) {
+  Wire::TCFrame Frame(PublishedHead(Previous, Sequence, Wire::TEWhose::eAnothers),
+                      OneRecord(eNorvEvent, Values.at(0)));
+  for (std::size_t Place = 1; Place < Values.size(); ++Place) {
+    Frame.Append(OneRecord(eNorvEvent, Values[Place]));
+  }
+  Send(Frame);
 }
 
 std::vector<TScriptedRouter::TMessage> TScriptedRouter::WaitForMails(std::size_t Count) {

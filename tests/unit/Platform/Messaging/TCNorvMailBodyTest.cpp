@@ -22,11 +22,6 @@ std::string Word(std::uint32_t Value) {
   return Bytes;
 }
 
-std::string Header(std::uint32_t Count, std::string const& Signature, std::uint32_t Version = 1) {
-  return "MAILBODY" + Word(Version) + Word(Count) +
-         Word(static_cast<std::uint32_t>(Signature.size())) + Signature;
-}
-
 // A file of this process's own making; closed with the test's process.
 class TMemoryFile {
  public:
@@ -43,9 +38,10 @@ class TMemoryFile {
   int m_File;
 };
 
-void ExpectMalformed(TMemoryFile const& File, std::string const& Reason) {
+void ExpectMalformed(TMemoryFile const& File, std::string const& Signature,
+                     std::string const& Reason) {
   TCException const Exception =
-      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get()); });
+      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get(), Signature); });
   EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/TCNorvMailBody");
   EXPECT_EQ(Exception.get_Message(), "Malformed mail: " + Reason);
 }
@@ -77,15 +73,15 @@ TEST(MailBody, InAMemoryFileHandsOutThatFileAgainAndAgain) {
   for (struct stat* Status : {&First, &Second}) {
     TCFileDescriptor const File(Body->MakeMemoryFile());
     ASSERT_EQ(fstat(File.get(), Status), 0);
-    EXPECT_EQ(TCNorvMailBody::FromMemoryFile(File.get())->get_Record(0), kRecord);
+    EXPECT_EQ(TCNorvMailBody::FromMemoryFile(File.get(), "is")->get_Record(0), kRecord);
   }
   EXPECT_EQ(First.st_ino, Second.st_ino);
   EXPECT_EQ(Body->get_Record(0), kRecord);
 }
 
 TEST(MailBody, IsReadFromAMemoryFile) {
-  TMemoryFile const File(Header(2, "is") + kRecord + kRecord);
-  auto const Body = TCNorvMailBody::FromMemoryFile(File.get());
+  TMemoryFile const File(kRecord + kRecord);
+  auto const Body = TCNorvMailBody::FromMemoryFile(File.get(), "is");
   EXPECT_EQ(Body->get_Signature(), "is");
   EXPECT_EQ(Body->get_Count(), 2);
   EXPECT_EQ(Body->get_Record(0), kRecord);
@@ -95,8 +91,8 @@ TEST(MailBody, IsReadFromAMemoryFile) {
 TEST(MailBody, SurvivesItsFile) {
   std::shared_ptr<TCNorvMailBody const> Body;
   {
-    TMemoryFile const File(Header(1, "is") + kRecord);
-    Body = TCNorvMailBody::FromMemoryFile(File.get());
+    TMemoryFile const File(kRecord);
+    Body = TCNorvMailBody::FromMemoryFile(File.get(), "is");
   }
   EXPECT_EQ(Body->get_Record(0), kRecord);
 }
@@ -107,7 +103,7 @@ TEST(MailBody, WritesASealedMemoryFile) {
   int const File = Writer.Finish()->MakeMemoryFile();
   EXPECT_EQ(fcntl(File, F_GET_SEALS), F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_WRITE | F_SEAL_SEAL);
   EXPECT_EQ(fcntl(File, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
-  std::string const Expected = Header(1, "is") + kRecord;
+  std::string const& Expected = kRecord;
   std::string Bytes(Expected.size() + 1, '\0');
   EXPECT_EQ(pread(File, Bytes.data(), Bytes.size(), 0), static_cast<ssize_t>(Expected.size()));
   Bytes.pop_back();
@@ -115,22 +111,16 @@ TEST(MailBody, WritesASealedMemoryFile) {
   close(File);
 }
 
-TEST(MailBody, WithoutRecordsSurvivesAMemoryFile) {
-  int const File = TCNorvMailBody::Empty()->MakeMemoryFile();
-  EXPECT_EQ(TCNorvMailBody::FromMemoryFile(File)->get_Count(), 0);
-  close(File);
-}
-
 TEST(MailBody, RefusesAFileThatMayStillChange) {
-  std::string const Bytes = Header(1, "is") + kRecord;
-  ExpectMalformed(TMemoryFile(Bytes, 0), "a memory file that is not sealed");
-  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL),
+  std::string const& Bytes = kRecord;
+  ExpectMalformed(TMemoryFile(Bytes, 0), "is", "a memory file that is not sealed");
+  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL), "is",
                   "a memory file that is not sealed");
-  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW),
+  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW), "is",
                   "a memory file that is not sealed");
-  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SEAL),
+  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SEAL), "is",
                   "a memory file that is not sealed");
-  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK),
+  ExpectMalformed(TMemoryFile(Bytes, F_SEAL_WRITE | F_SEAL_GROW | F_SEAL_SHRINK), "is",
                   "a memory file that is not sealed");
 }
 
@@ -149,19 +139,19 @@ TEST(MailBody, RefusesWhatIsNoMemoryFile) {
   for (TCFileDescriptor const& File : Others) {
     ASSERT_GE(File.get(), 0);
     TCException const Exception =
-        CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get()); });
+        CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get(), "is"); });
     EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file that is not sealed");
   }
 }
 
 TEST(MailBody, RefusesAnEmptyFile) {
-  ExpectMalformed(TMemoryFile(""), "a memory file of an impossible size");
+  ExpectMalformed(TMemoryFile(""), "is", "a memory file of an impossible size");
 }
 
 TEST(MailBody, RefusesAFileAboveTheLimit) {
-  TMemoryFile const File(Header(1, "is") + kRecord);
+  TMemoryFile const File(kRecord);
   TCException const Exception =
-      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get(), 10); });
+      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get(), "is", 10); });
   EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file of an impossible size");
 }
 
@@ -169,7 +159,7 @@ TEST(MailBody, RefusesAFileAboveTheLimit) {
 TEST(MailBody, RefusesAFileWithHolesAndGivesThemNoMemory) {
   constexpr off_t kSize = 1 << 20;
   TCFileDescriptor const File(memfd_create("test", MFD_CLOEXEC | MFD_ALLOW_SEALING));
-  std::string const Bytes = Header(1, "s") + Word(1) + Word(kSize - 29);
+  std::string const Bytes = Word(1) + Word(kSize - 8);
   ASSERT_EQ(write(File.get(), Bytes.data(), Bytes.size()), static_cast<ssize_t>(Bytes.size()));
   ASSERT_EQ(ftruncate(File.get(), kSize), 0);
   ASSERT_EQ(
@@ -177,69 +167,50 @@ TEST(MailBody, RefusesAFileWithHolesAndGivesThemNoMemory) {
   struct stat Before = {};
   ASSERT_EQ(fstat(File.get(), &Before), 0);
   TCException const Exception =
-      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get()); });
+      CaughtException([&] { TCNorvMailBody::FromMemoryFile(File.get(), "is"); });
   struct stat After = {};
   ASSERT_EQ(fstat(File.get(), &After), 0);
   EXPECT_EQ(Exception.get_Message(), "Malformed mail: a memory file with holes");
   EXPECT_EQ(After.st_blocks, Before.st_blocks);
 }
 
-TEST(MailBody, RefusesAShortHeader) {
-  ExpectMalformed(TMemoryFile(Header(0, "").substr(0, 19)), "a memory file that holds no mail");
-}
-
-TEST(MailBody, RefusesAnotherMagic) {
-  ExpectMalformed(TMemoryFile("mailbody" + Header(0, "").substr(8)),
-                  "a memory file that holds no mail");
-}
-
-TEST(MailBody, RefusesAnotherVersion) {
-  ExpectMalformed(TMemoryFile(Header(0, "", 2)), "a memory file of an unknown version");
-}
-
-TEST(MailBody, RefusesASignatureLongerThanTheFile) {
-  ExpectMalformed(TMemoryFile("MAILBODY" + Word(1) + Word(0) + Word(0xffffffffU) + "is"),
-                  "a memory file that ends early");
+TEST(MailBody, RefusesAFileOfMoreRecordsThanAreAllowed) {
+  TMemoryFile const File(kRecord + kRecord);
+  EXPECT_EQ(TCNorvMailBody::FromMemoryFile(File.get(), "is", TCNorvMailBody::kMaximumSize, 2)
+                ->get_Count(),
+            2);
+  TCException const Exception = CaughtException(
+      [&] { TCNorvMailBody::FromMemoryFile(File.get(), "is", TCNorvMailBody::kMaximumSize, 1); });
+  EXPECT_EQ(Exception.get_Message(),
+            "a mail has more than 1 records, the most that are allowed (mail_records)");
 }
 
 TEST(MailBody, RefusesUnknownFieldTypes) {
-  ExpectMalformed(TMemoryFile(Header(0, "ix")), "a field of an unknown type");
-  ExpectMalformed(TMemoryFile(Header(1, "v") + Word(1) + "x" + Word(0)),
-                  "a field of an unknown type");
-  ExpectMalformed(TMemoryFile(Header(1, "v") + Word(1) + "v" + Word(0)),
-                  "a field of an unknown type");
+  ExpectMalformed(TMemoryFile(kRecord), "ix", "a field of an unknown type");
+  ExpectMalformed(TMemoryFile(Word(1) + "x" + Word(0)), "v", "a field of an unknown type");
+  ExpectMalformed(TMemoryFile(Word(1) + "v" + Word(0)), "v", "a field of an unknown type");
 }
 
 TEST(MailBody, RefusesTooManyFields) {
-  ExpectMalformed(TMemoryFile(Header(0, std::string(33, 'i'))), "too many fields in a record");
-}
-
-TEST(MailBody, RefusesACountThatTheBytesCanNotHold) {
-  ExpectMalformed(TMemoryFile(Header(0xffffffffU, "is") + kRecord),
-                  "more records than its bytes can hold");
-}
-
-TEST(MailBody, RefusesAMissingRecord) {
-  ExpectMalformed(TMemoryFile(Header(2, "is") + kRecord), "a record ends early");
+  ExpectMalformed(TMemoryFile(Word(0) + std::string(4 * 33, '\0')), std::string(33, 'i'),
+                  "too many fields in a record");
 }
 
 TEST(MailBody, RefusesATextLongerThanTheFile) {
-  ExpectMalformed(TMemoryFile(Header(1, "s") + Word(1) + Word(3) + "ab"), "a record ends early");
-  ExpectMalformed(TMemoryFile(Header(1, "s") + Word(1) + Word(0xffffffffU) + "ab"),
-                  "a record ends early");
+  ExpectMalformed(TMemoryFile(Word(1) + Word(3) + "ab"), "s", "a record ends early");
+  ExpectMalformed(TMemoryFile(Word(1) + Word(0xffffffffU) + "ab"), "s", "a record ends early");
 }
 
 TEST(MailBody, RefusesBytesBehindTheLastRecord) {
-  ExpectMalformed(TMemoryFile(Header(1, "is") + kRecord + "x"), "bytes after the last record");
+  ExpectMalformed(TMemoryFile(kRecord + "x"), "is", "a record ends early");
 }
 
 TEST(MailBody, RefusesABooleanOfTwo) {
-  ExpectMalformed(TMemoryFile(Header(1, "b") + Word(1) + "\2"),
-                  "a boolean that is neither 0 nor 1");
+  ExpectMalformed(TMemoryFile(Word(1) + "\2"), "b", "a boolean that is neither 0 nor 1");
 }
 
 TEST(MailBody, RefusesAnAssignedFieldThatIsNotThere) {
-  ExpectMalformed(TMemoryFile(Header(1, "b") + Word(2) + "\1"),
+  ExpectMalformed(TMemoryFile(Word(2) + "\1"), "b",
                   "an assigned field that the record does not have");
 }
 

@@ -22,9 +22,12 @@ namespace {
 
 using MailRouter = TMessagingFixture;
 
-void ExpectCannotListen(std::string const& Address, std::string const& Message) {
+constexpr char kAddressSource[] = "../Platform/Messaging/Wire/SocketName";
+
+void ExpectCannotListen(std::string const& Address, std::string const& Message,
+                        char const* Source = "../Platform/Messaging/Router/RouterSocket") {
   TCException const Exception = CaughtException([&] { TCNorvMailRouter const Router(Address); });
-  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/RouterSocket");
+  EXPECT_EQ(Exception.get_Source(), Source);
   EXPECT_EQ(Exception.get_Message(), Message);
 }
 
@@ -134,16 +137,18 @@ TEST_F(MailRouter, LeavesAFileThatIsNoSocketAlone) {
 
 TEST_F(MailRouter, RefusesAPathThatIsTooLong) {
   std::string const Path = m_Folder + "/" + std::string(120, 'x');
-  ExpectCannotListen(
-      "unix:path=" + Path,
-      "cannot listen at " + Path + ": the path is longer than the 107 bytes of a socket's name");
+  ExpectCannotListen("unix:path=" + Path,
+                     "cannot listen at unix:path=" + Path +
+                         ": the path is longer than the 107 bytes of a socket's name",
+                     kAddressSource);
 }
 
 TEST_F(MailRouter, RefusesOtherAddresses) {
   for (std::string const Address : {"tcp:host=localhost", "unix:path=", "unix:abstract=x",
                                     "unix:path=/tmp/a;unix:path=/tmp/b", "unix:path=/tmp/%20"}) {
     ExpectCannotListen(Address,
-                       "cannot listen at " + Address + ": the address must be unix:path=FILE");
+                       "cannot listen at " + Address + ": the address must be unix:path=FILE",
+                       kAddressSource);
   }
 }
 
@@ -213,11 +218,11 @@ TEST_F(MailRouter, SaysWhenASocketThatWasHandedOverIsNone) {
     TCFileDescriptor File = Kind == 0   ? TCFileDescriptor(open("/dev/null", O_RDWR | O_CLOEXEC))
                             : Kind == 1 ? TCFileDescriptor()
                             : Kind == 2 ? BindAt(SocketPath())
-                                        : ListenAt(SocketPath() + "2", SOCK_SEQPACKET);
+                                        : ListenAt(SocketPath() + "2", SOCK_STREAM);
     TCException const Exception =
         CaughtException([&] { TCNorvMailRouter const Router(std::move(File)); });
     EXPECT_EQ(Exception.get_Message(),
-              "the socket that was handed over is no listening Unix stream socket")
+              "the socket that was handed over is no listening Unix socket for sequenced packets")
         << Kind;
   }
 }

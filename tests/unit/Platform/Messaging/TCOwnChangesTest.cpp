@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Which changes are on their way, and whose published copies are to be applied.
-#include "Platform/Messaging/TCOwnChanges.h"
+#include "Platform/Messaging/Proxy/TCOwnChanges.h"
 
 #include <gmock/gmock.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What is kept of the published mails, and how far back.
-#include "Platform/Messaging/TCRecentMails.h"
+#include "Platform/Messaging/Router/TCRecentMails.h"
 
 #include <gmock/gmock.h>
 
@@ -19,8 +19,7 @@ struct RecentMails : testing::Test {
   // Keeps the next mail of the sequence, with so many bytes of text.
   void Add(std::size_t Bytes = 0) {
     m_Mails.Add(std::make_shared<TSPublishedMail const>(
-        TSPublishedMail{"/mailbox",
-                        "class",
+        TSPublishedMail{"mailbox",
                         ++m_Last,
                         {},
                         0,

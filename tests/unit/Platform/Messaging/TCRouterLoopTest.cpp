@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Whose turn it is, and how others have something done in it.
-#include "Platform/Messaging/TCRouterLoop.h"
+#include "Platform/Messaging/Router/TCRouterLoop.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // How a user that makes much work waits, and for how long that is remembered.
-#include "Platform/Messaging/TCRouterUser.h"
+#include "Platform/Messaging/Router/TCRouterUser.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,214 @@
+// SPDX-License-Identifier: MIT
+// The engine of a proxy: what it sends, asks and receives over its link to the router.
+//
+// Concurrency. m_Mutex guards everything below it. It is never held while a hook of the proxy runs
+// or while a thread sleeps in poll. One thread at a time serves the link: it polls the socket and
+// reads from it. That is the proxy's own thread, unless it is inside a hook: then a thread that
+// waits for something serves for itself, so no waiting thread depends on a hook's return. Who
+// serves only puts away what comes; hooks are called by the proxy's thread, and by who delivers.
+// Every thread sends for itself. Whoever changes what a waiting thread waits for signals m_Changed.
+// A mail that is held back, to go out with others, has a deadline that who serves keeps: nothing is
+// held back while nobody serves, and who stops serving sends what is.
+// m_OwnChanges has a lock of its own, taken last, because changes are marked under the
+// application's locks.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "Platform/Messaging/Proxy/TCInbox.h"
+#include "Platform/Messaging/Proxy/TCOutbox.h"
+#include "Platform/Messaging/Proxy/TCOwnChanges.h"
+#include "Platform/Messaging/Proxy/TCProxyLink.h"
+#include "Platform/Messaging/Proxy/TCSubscription.h"
+#include "Platform/Messaging/TCNorvMessage.h"
+#include "Platform/Messaging/TCNorvServiceProxy.h"
+
+class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyConnection> {
+ public:
+  explicit TCNorvProxyConnection(TCNorvServiceProxy& Owner);
+  TCNorvProxyConnection(TCNorvProxyConnection const&) = delete;
+  TCNorvProxyConnection& operator=(TCNorvProxyConnection const&) = delete;
+  ~TCNorvProxyConnection();
+
+  bool WaitForRouter(int Timeout);
+  /// See TCNorvServiceProxy.
+  std::string get_Refusal();
+  std::string get_Failure();
+  void Subscribe(TCNorvMailClassID const& MailClass);
+  /// A change of `Keys` is being made that the calling thread's next mail of the class will tell
+  /// of.
+  void MarkChange(std::string const& Mailbox, TCNorvMailClassID const& MailClass,
+                  std::vector<std::string> Keys);
+  void ForgetMark();
+  /// Whether the mail that the calling thread is being handed is to leave `Key` alone.
+  bool IsOvertaken(std::string const& Key) const;
+  bool IsAnyOvertaken() const;
+  /// What changes of a class are on their way.
+  TCOwnChanges& get_OwnChanges() const { return *m_OwnChanges; }
+  bool Post(std::string const& Mailbox, TSNorvMailContent const& Content);
+  /// With `Held`, no mail is delivered after it has returned true until EndAnswer().
+  bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout, bool Held);
+  void EndAnswer();
+  bool WaitForAcknowledgements(int Timeout);
+  bool WaitForDelivery(int Timeout);
+  /// See TCNorvServiceProxy.
+  std::uint64_t get_LastSent(std::string const& Mailbox);
+  std::uint64_t get_LastSentHere(std::string const& Mailbox);
+  TENorvWait WaitForMail(std::string const& Mailbox, std::uint64_t Number, int Timeout);
+  void SubscribeFirst(TCNorvMailClassID const& MailClass, TCNorvServiceProxy::TCWitness Witness);
+  std::vector<std::string> TakeDecided(std::string const& Mailbox,
+                                       TCNorvMailClassID const& MailClass, std::uint64_t Number,
+                                       std::vector<std::string> const& Keys);
+  /// Hands the oldest waiting mail to the owner; false when none waits.
+  bool DeliverMail(bool Wait);
+  void Close();
+  /// Close() after the last acknowledgements have come, or `Linger` has passed.
+  void CloseAfterAcknowledgements(std::chrono::milliseconds Linger);
+
+  /// A fork under way keeps everybody else out between these. The child's connection is closed: its
+  /// operations throw TCException.
+  void PrepareFork();
+  void EndForkInParent();
+  void EndForkInChild();
+
+ private:
+  using TCClock = std::chrono::steady_clock;
+  using TCDeadline = std::optional<TCClock::time_point>;
+  using TCLock = std::unique_lock<std::mutex>;
+
+  // A request that a thread waits for; lives on that thread's stack.
+  struct TSExchange {
+    std::string const* Mailbox;
+    TSNorvMailContent* Content;
+    bool Held;  // the answer is put to use before anything later
+    std::thread::id Waiter = std::this_thread::get_id();
+    std::uint64_t After = 0;    // mails up to this number go first
+    std::uint64_t Request = 0;  // its number while it is on its way
+    std::optional<bool> Answered = std::nullopt;
+    std::string Refusal = std::string();  // why there is no answer
+  };
+
+  // Where a published mail comes from.
+  struct TSSource {
+    std::string Mailbox;
+    TCNorvMailClassID MailClass;
+    std::string Stream;
+  };
+
+  enum class TEEvent { eReachable, eLost, eMails };
+
+  // Hears of the published mails of a class when they arrive.
+  struct TSWitness {
+    TCNorvMailClassID MailClass;
+    TCNorvServiceProxy::TCWitness Hear;
+    bool Missing = false;  // a mail was missed: what is acknowledged may be news to it
+  };
+
+  // What could not be sent for lack of memory or descriptors.
+  struct TSShortage {
+    TCDeadline RetryAt;      // when it is tried again
+    bool HasLogged = false;  // that there is one
+  };
+
+  bool IsClosed();
+
+  // Serving: who waits.
+  static TCDeadline DeadlineAfter(int Milliseconds);
+  static TCDeadline Earlier(TCDeadline Deadline, TCDeadline Other);
+  bool WaitUntil(TCLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline);
+  bool ServeUntil(TCLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline);
+  void Serve(TCLock& Lock, TCDeadline Deadline);
+  bool Poll(TCLock& Lock, TCDeadline Deadline);
+  void Wake();
+  /// Who serves has to look up by then.
+  void LookUpBy(TCClock::time_point Time);
+
+  // Delivering: the proxy's thread, and who else hands mails over.
+  void Start();
+  void Run();
+  void Deliver(TEEvent Event);
+  void TellOfDelivery();
+  void Signal(TEEvent Event);
+  bool IsToBeHandedOver(TCInbox::TSReceived const& Received, std::set<std::string>& Held);
+  void HandOver(TCInbox::TSReceived const& Received, std::set<std::string> const& Held);
+
+  // Forking.
+  void RequireOwnProcess() const;
+
+  // Sending; m_Mutex held.
+  TCOutbox& OutboxOf(std::string const& Mailbox);
+  bool HoldBack(TCOutbox const& Outbox);
+  bool IsTimeToTransmit() const;
+  void Transmit();
+  template <class TFunction>
+  bool TryToSend(char const* Subject, TFunction const& Function);
+  void TransmitOutbox(TCOutbox& Outbox);
+  void TransmitExchange(TSExchange& Exchange);
+  void TransmitSubscriptions();
+
+  // Receiving; m_Mutex held.
+  void Receive();
+  void OnFrame();
+  void OnWelcome();
+  void OnRefused(Wire::TCFrameView const& Frame);
+  void OnAnswer(Wire::TCFrameView const& Frame);
+  void OnAcknowledged(Wire::TSFrameHead const& Head);
+  void OnPublished(Wire::TCFrameView Frame);
+  void OnPublishedOwn(Wire::TSFrameHead const& Head, TSSource const& Source);
+  void TakePublished(Wire::TCFrameView const& Frame, Wire::TSFrameMail const& Mail,
+                     Wire::TSPosition const& Position, std::uint64_t Previous,
+                     TSSource const& Source);
+  bool Admit(TSSource const& Source, Wire::TSPosition const& Position, std::uint64_t Previous,
+             bool StandsForAll);
+  TSSource const& SourceOf(Wire::TCFrameView const& Frame);
+  TSExchange* FindExchange(std::uint64_t Request);
+  void ReadAnswer(TSExchange& Exchange, Wire::TCFrameView const& Frame);
+  TCSubscription& SubscriptionOf(TCNorvMailClassID const& MailClass);
+  bool IsWitnessed(TSSource const& Source) const;
+  void NoteMissing(TSSource const& Source, bool Missing);
+  void PutAway(TCInbox::TSReceived Received);
+  void OnLost();
+
+  TCNorvServiceProxy& m_Owner;
+  std::shared_ptr<TCOwnChanges> const m_OwnChanges;
+  pid_t const m_Process;  // that made it
+
+  std::mutex m_Mutex;
+  std::condition_variable m_Changed;
+  // guarded by m_Mutex
+  TCProxyLink m_Link;
+  std::thread m_Thread;
+  bool m_Closing = false;
+  bool m_ThreadEnded = false;
+  bool m_IsInherited = false;  // by a child of the process that made it
+  TCFileDescriptor m_Wake;
+  bool m_IsServed = false;   // a thread polls the link, or reads from it
+  TCDeadline m_ServedUntil;  // when that thread looks up, if nothing happens before
+  TCDeadline m_HeldUntil;    // when mails that are held back go out; none are while nobody serves
+  TSShortage m_Shortage;
+  std::map<std::string, TCOutbox> m_Outboxes;  // by mailbox
+  std::size_t m_KeptBytes = 0;                 // of the mails in them
+  std::list<TSExchange*> m_Exchanges;
+  std::uint64_t m_LastRequest = 0;
+  std::deque<std::pair<TCNorvMailClassID, TCSubscription>> m_Subscriptions;  // a handful at most
+  std::optional<TSWitness> m_Witness;
+  std::optional<TSSource> m_LastSource;  // the next published mail comes from there, too
+  TCInbox m_Inbox;
+  unsigned m_DeliveryAwaited = 0;  // by so many threads
+  std::deque<TEEvent> m_Events;
+};

@@ -1,0 +1,340 @@
+// SPDX-License-Identifier: MIT
+// Counts the changes on their way, key by key.
+#include "Platform/Messaging/Proxy/TCOwnChanges.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace {
+
+std::string Hexadecimal(std::string const& Bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string Text;
+  for (char const Byte : Bytes) {
+    Text.push_back(kDigits[static_cast<unsigned char>(Byte) >> 4U]);
+    Text.push_back(kDigits[static_cast<unsigned char>(Byte) & 15U]);
+  }
+  return Text;
+}
+
+}  // namespace
+
+TCOwnChanges::TCOwnChanges(TCOwnChanges const& Other) {
+  std::lock_guard<std::mutex> const Lock(Other.m_Mutex);
+  m_LastMark = Other.m_LastMark;
+  m_OnWay = Other.m_OnWay;
+  auto const Here = [](TSStream& Stream, TCPlaces const& Places) {
+    TCPlaces Result;
+    for (auto const& Place : Places) {
+      Result.push_back(Stream.Keys.find(Place->first));
+    }
+    return Result;
+  };
+  for (auto const& [Name, Stream] : Other.m_Streams) {
+    TSStream& Copy = m_Streams[Name];
+    Copy.Keys = Stream.Keys;
+    Copy.UpTo = Stream.UpTo;
+    for (auto const& [Number, Places] : Stream.Mails) {
+      Copy.Mails.emplace(Number, Here(Copy, Places));
+    }
+    for (auto const& [Number, Places] : Stream.Come) {
+      Copy.Come.emplace(Number, Here(Copy, Places));
+    }
+    for (auto const& [Mark, Marked] : Other.m_Marked) {
+      if (Marked.Stream == &Stream) {
+        m_Marked.emplace(Mark, TSMarked{&Copy, Here(Copy, Marked.Places)});
+      }
+    }
+  }
+}
+
+// ---- changes that are made ----
+
+TCOwnChanges::TCMark TCOwnChanges::Mark(std::string const& Stream, std::vector<std::string> Keys) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSMarked Marked{&m_Streams[Stream], {}};
+  Marked.Places.reserve(Keys.size());
+  for (std::string& Key : Keys) {
+    Marked.Places.push_back(Marked.Stream->Keys.try_emplace(std::move(Key)).first);
+  }
+  TCPlaces const& Places = m_Marked.emplace(m_LastMark + 1, std::move(Marked)).first->second.Places;
+  for (auto const& Place : Places) {
+    ++Place->second.Changes;
+    Place->second.GivenUp = false;
+    ++m_OnWay;
+  }
+  return ++m_LastMark;
+}
+
+void TCOwnChanges::Unmark(TCMark Mark) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  auto const Marked = m_Marked.find(Mark);
+  if (Marked != m_Marked.end()) {
+    for (auto const& Place : Marked->second.Places) {
+      EndChange(Place->second);
+      EraseIfUnused(*Marked->second.Stream, Place);
+    }
+    m_Marked.erase(Marked);
+  }
+}
+
+void TCOwnChanges::Sent(TCMark Mark, std::uint64_t Number) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  auto const Marked = m_Marked.find(Mark);
+  for (auto const& Place : Marked->second.Places) {
+    TSKey& Key = Place->second;
+    Key.Inverted = Key.LastSent > Mark;
+    Key.LastSent = std::max(Key.LastSent, Mark);
+  }
+  Marked->second.Stream->Mails[Number] = std::move(Marked->second.Places);
+  m_Marked.erase(Marked);
+}
+
+bool TCOwnChanges::IsOnWay(std::string const& Stream, std::string const& Key) const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  return Find(Stream, Key) != nullptr;
+}
+
+bool TCOwnChanges::IsHeld(std::string const& Stream, std::string const& Key) const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSKey const* const Known = Find(Stream, Key);
+  return Known != nullptr && !Known->GivenUp;
+}
+
+// Null when no change of it is on its way.
+TCOwnChanges::TSKey const* TCOwnChanges::Find(std::string const& Stream,
+                                              std::string const& Key) const {
+  auto const Known = m_Streams.find(Stream);
+  if (Known == m_Streams.end()) {
+    return nullptr;
+  }
+  auto const Place = Known->second.Keys.find(Key);
+  return Place != Known->second.Keys.end() && Place->second.Changes != 0 ? &Place->second : nullptr;
+}
+
+std::vector<std::string> TCOwnChanges::HeldKeys(std::string const& Stream) const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  std::vector<std::string> Keys;
+  auto const Known = m_Streams.find(Stream);
+  if (Known != m_Streams.end()) {
+    for (auto const& [Text, Key] : Known->second.Keys) {
+      if (Key.Changes != 0 && !Key.GivenUp) {
+        Keys.push_back(Text);
+      }
+    }
+  }
+  return Keys;
+}
+
+void TCOwnChanges::GiveUp(std::string const& Stream, std::vector<std::string> const& Keys) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  auto const Known = m_Streams.find(Stream);
+  if (Known == m_Streams.end()) {
+    return;
+  }
+  for (std::string const& Key : Keys) {
+    auto const Place = Known->second.Keys.find(Key);
+    if (Place != Known->second.Keys.end() && Place->second.Changes != 0) {
+      Place->second.GivenUp = true;
+    }
+  }
+}
+
+bool TCOwnChanges::IsEmpty() const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  return m_OnWay == 0;
+}
+
+// ---- the end of their way ----
+
+bool TCOwnChanges::EndOwn(std::string const& Stream, std::uint64_t Number,
+                          std::set<std::string>& Held) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSStream& Known = m_Streams[Stream];
+  auto const Mail = Known.Mails.find(Number);
+  if (Mail == Known.Mails.end()) {
+    return true;  // its way has ended before, and something else may have come since
+  }
+  bool const Applied = IsAnyToBeApplied(Mail->second);
+  for (auto const& Place : Mail->second) {
+    if (Applied && !IsToBeApplied(Place->second)) {
+      Held.insert(Place->first);
+    }
+  }
+  MoveToCome(Known, Mail);
+  return Applied;
+}
+
+bool TCOwnChanges::EndOwnSilently(std::string const& Stream, std::uint64_t Number) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSStream& Known = m_Streams[Stream];
+  auto const Mail = Known.Mails.find(Number);
+  if (Mail == Known.Mails.end() || IsAnyToBeApplied(Mail->second)) {
+    return false;
+  }
+  MoveToCome(Known, Mail);
+  return true;
+}
+
+bool TCOwnChanges::IsAnyToBeApplied(TCPlaces const& Places) {
+  return std::any_of(Places.begin(), Places.end(),
+                     [](auto const& Place) { return IsToBeApplied(Place->second); });
+}
+
+void TCOwnChanges::EndChange(TSKey& Key) {
+  --m_OnWay;
+  if (--Key.Changes == 0) {
+    Key.LastSent = 0;
+    Key.Inverted = false;
+    Key.GivenUp = false;
+  }
+}
+
+void TCOwnChanges::EraseIfUnused(TSStream& Stream, TCKeys::iterator Place) {
+  if (Place->second.Changes == 0 && Place->second.Copies == 0) {
+    Stream.Keys.erase(Place);
+  }
+}
+
+void TCOwnChanges::MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail) {
+  for (auto const& Place : Mail->second) {
+    EndChange(Place->second);
+    ++Place->second.Copies;
+  }
+  Stream.Come.insert(Stream.Mails.extract(Mail));
+}
+
+// The process may hold something that came after the copy.
+void TCOwnChanges::MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail) {
+  for (auto const& Place : Mail->second) {
+    --Place->second.Copies;
+    ++Place->second.Changes;
+    ++m_OnWay;
+    Place->second.GivenUp = true;
+  }
+  Stream.Mails.insert(Stream.Come.extract(Mail));
+}
+
+void TCOwnChanges::CatchUp(std::string const& Stream, std::uint64_t Number) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSStream& Known = m_Streams[Stream];
+  Known.UpTo = std::max(Known.UpTo, Number);
+  while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
+    MoveToCome(Known, Known.Mails.begin());
+  }
+  for (auto Lost = Known.Come.upper_bound(Number); Lost != Known.Come.end();
+       Lost = Known.Come.upper_bound(Number)) {
+    MoveBack(Known, Lost);
+  }
+}
+
+// ---- changes that the service has decided on ----
+
+std::vector<std::string> TCOwnChanges::TakeDecided(std::string const& Stream, std::uint64_t Number,
+                                                   std::vector<std::string> const& Keys,
+                                                   bool InDelivery) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSStream& Known = m_Streams[Stream];
+  std::vector<std::string> Taken;
+  bool const HasCome = Known.UpTo >= Number;
+  if (HasCome && !InDelivery) {
+    return Taken;
+  }
+  for (std::string const& Key : Keys) {
+    if (!IsChangedAfter(Known, Number, Key)) {
+      Taken.push_back(Key);
+    }
+  }
+  if (HasCome || Taken.empty()) {
+    return Taken;
+  }
+  TCPlaces Places;
+  Places.reserve(Taken.size());
+  ++m_LastMark;
+  for (std::string const& Key : Taken) {
+    auto const Place = Known.Keys.try_emplace(Key).first;
+    ++Place->second.Changes;
+    Place->second.GivenUp = false;
+    Place->second.LastSent = m_LastMark;
+    Place->second.Inverted = false;
+    Places.push_back(Place);
+    ++m_OnWay;
+  }
+  Known.Mails[Number] = std::move(Places);
+  return Taken;
+}
+
+// Whether a change of `Key` is on its way that is not in a mail up to `Number`.
+bool TCOwnChanges::IsChangedAfter(TSStream const& Stream, std::uint64_t Number,
+                                  std::string const& Key) const {
+  auto const IsOfKey = [&Key](TCPlaces const& Places) {
+    return std::any_of(Places.begin(), Places.end(),
+                       [&Key](auto const& Place) { return Place->first == Key; });
+  };
+  for (auto Mail = Stream.Mails.upper_bound(Number); Mail != Stream.Mails.end(); ++Mail) {
+    if (IsOfKey(Mail->second)) {
+      return true;
+    }
+  }
+  return std::any_of(m_Marked.begin(), m_Marked.end(), [&](auto const& Marked) {
+    return Marked.second.Stream == &Stream && IsOfKey(Marked.second.Places);
+  });
+}
+
+void TCOwnChanges::Acknowledge(std::string const& Stream, std::uint64_t Number) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TSStream& Known = m_Streams[Stream];
+  while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
+    MoveToCome(Known, Known.Mails.begin());
+  }
+  ForgetCome(Known, Number);
+}
+
+bool TCOwnChanges::HasUpTo(std::string const& Stream, std::uint64_t Number) const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  auto const Known = m_Streams.find(Stream);
+  if (Known == m_Streams.end()) {
+    return false;
+  }
+  auto const Reaches = [Number](auto const& Mails) {
+    return !Mails.empty() && Mails.begin()->first <= Number;
+  };
+  return Reaches(Known->second.Mails) || Reaches(Known->second.Come);
+}
+
+void TCOwnChanges::ForgetCome(TSStream& Stream, std::uint64_t Number) {
+  while (!Stream.Come.empty() && Stream.Come.begin()->first <= Number) {
+    for (auto const& Place : Stream.Come.begin()->second) {
+      --Place->second.Copies;
+      EraseIfUnused(Stream, Place);
+    }
+    Stream.Come.erase(Stream.Come.begin());
+  }
+}
+
+// Of marks only the order matters, and only beside those that are still to be sent.
+std::string TCOwnChanges::get_AsText() const {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  std::string Text;
+  for (auto const& [Name, Stream] : m_Streams) {
+    Text += Name + ':';
+    for (auto const& [Bytes, Key] : Stream.Keys) {
+      auto const Later = m_Marked.lower_bound(Key.LastSent);
+      Text += ' ' + Hexadecimal(Bytes) + 'x' + std::to_string(Key.Changes) + '+' +
+              std::to_string(Key.Copies) + '@' +
+              std::to_string(std::distance(Later, m_Marked.end())) + (Key.Inverted ? "i" : "") +
+              (Key.GivenUp ? "g" : "");
+    }
+    for (auto const* const Mails : {&Stream.Mails, &Stream.Come}) {
+      Text += Mails == &Stream.Mails ? " on their way" : " come";
+      for (auto const& [Number, Places] : *Mails) {
+        Text += ' ' + std::to_string(Number) + ':';
+        for (auto const& Place : Places) {
+          Text += ' ' + Hexadecimal(Place->first);
+        }
+      }
+    }
+  }
+  return Text;
+}
