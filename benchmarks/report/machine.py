@@ -12,7 +12,6 @@ import tempfile
 from pathlib import Path
 
 PEER_PACKAGES = {
-    "sd-bus": "libsystemd0",
     "sqlite": "libsqlite3-0",
     "redis": "redis-server",
     "lmdb": "liblmdb0",

@@ -20,7 +20,7 @@ from measurements import SECONDS_AND_BYTES, Merged  # noqa: E402
 
 # Told apart also by the colour-blind; the product's come first.
 COLOURS = ("#0072b2", "#56b4e9", "#d55e00", "#009e73", "#cc79a7", "#e69f00", "#555555", "#a08000")
-FLOOR_STYLES = {"map": "--", "sd-bus": "--", "disk": "--"}
+FLOOR_STYLES = {"map": "--", "seqpacket": "--", "disk": "--"}
 MICROSECOND = 1e-6
 
 IN_PROCESS = (
@@ -36,7 +36,7 @@ START_UP = ("product/start_up/-", "map/build/-", "sqlite/load/*", "redis/load/*"
 LATENCIES = (
     "product/notify/relaxed/10000",
     "product/notify/full/10000",
-    "sd-bus/two_hops/-/*",
+    "seqpacket/two_hops/-/*",
     "redis/publish/-/*",
     "gsettings/notify/-/100",
 )

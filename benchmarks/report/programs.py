@@ -56,7 +56,7 @@ GOOGLE_ARGUMENTS = ("--benchmark_format=json", "--benchmark_min_time=0.05")
 PROGRAMS = (
     Program("benchmarks/peers/map_floor"),
     Program("benchmarks/peers/disk_floor"),
-    Program("benchmarks/peers/bus_floor"),
+    Program("benchmarks/peers/socket_floor"),
     Program(
         "benchmarks/store_benchmark",
         arguments=GOOGLE_ARGUMENTS,

@@ -19,7 +19,7 @@ double MicrosecondsSince(TClock::time_point Begin);
 
 /// What was measured, of whom, and under what circumstances.
 struct TSMeasurement {
-  std::string m_Subject;  ///< "product", a peer ("redis") or a floor ("map", "sd-bus", "disk")
+  std::string m_Subject;  ///< "product", a peer ("redis") or a floor ("map", "seqpacket", "disk")
   std::string m_Metric;   ///< "notify", "durable_transaction_100"
   std::string m_Setting;  ///< "relaxed", "full", "everysec"; empty where there is none
   std::string m_Unit;     ///< "us", "ms", "B", "KiB"
