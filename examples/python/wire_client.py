@@ -147,7 +147,7 @@ class Client:
         return self.changes.pop(0)
 
 
-def main(arguments):
+def obey(arguments):
     client = Client()
     if arguments[0] == "get":
         print(client.get(int(arguments[1])))
@@ -159,6 +159,15 @@ def main(arguments):
         print("watching", flush=True)
         for _ in range(int(arguments[1]) if len(arguments) > 1 else sys.maxsize):
             print(*client.next_change(), flush=True)
+
+
+def main(arguments):
+    if not arguments or len(arguments) < {"get": 2, "set": 3, "watch": 1}.get(arguments[0], sys.maxsize):
+        sys.exit(__doc__.strip())
+    try:
+        obey(arguments)
+    except (OSError, RuntimeError, ValueError, struct.error) as error:
+        sys.exit(f"wire_client.py: {error}")
 
 
 if __name__ == "__main__":
