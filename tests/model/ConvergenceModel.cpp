@@ -310,7 +310,7 @@ void TConvergenceModel::Begin(std::size_t Index) {
   bool const Whole = Received.m_Kind == TPublished::TKind::eWhole;
   if (Whole || Received.m_Kind == TPublished::TKind::eStanding) {
     Process.m_Own.CatchUp(kStream, Received.m_Number);
-    Process.m_UpTo = std::max(Process.m_UpTo, Received.m_Number);
+    Process.m_UpTo = Received.m_Number;
     Process.m_Delivery.m_OfOne = Whole ? 0 : Received.m_Number;
   } else if (Received.m_Origin == Index &&
              !Process.m_Own.EndOwn(kStream, Received.m_Number, Process.m_Delivery.m_Held)) {

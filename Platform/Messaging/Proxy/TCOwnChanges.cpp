@@ -219,7 +219,7 @@ void TCOwnChanges::MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>:
 void TCOwnChanges::CatchUp(std::string const& Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
-  Known.UpTo = std::max(Known.UpTo, Number);
+  Known.UpTo = Number;
   while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
     MoveToCome(Known, Known.Mails.begin());
   }

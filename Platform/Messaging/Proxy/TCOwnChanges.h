@@ -65,7 +65,7 @@ class TCOwnChanges {
   /// EndOwn() when that says no; otherwise false, and nothing has happened.
   bool EndOwnSilently(std::string const& Stream, std::uint64_t Number);
   /// What brings the process up to date has come; it includes the mails up to `Number`, and none of
-  /// the later ones.
+  /// the later ones, not even those that what came before has included: the service has lost them.
   void CatchUp(std::string const& Stream, std::uint64_t Number);
   /// Mails up to `Number` will not be lost, and copies that have not come will not.
   void Acknowledge(std::string const& Stream, std::uint64_t Number);

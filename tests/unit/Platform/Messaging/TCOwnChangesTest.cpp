@@ -208,3 +208,12 @@ TEST(OwnChanges, ThatWereDecidedHoldTheCopyOfAnEarlierOne) {
   Changes.CatchUp(kStream, 3);
   EXPECT_FALSE(Changes.IsOnWay(kStream, kKey));
 }
+
+// A server that publishes before it stores may have lost what it had published.
+TEST(OwnChanges, ThatWereDecidedOnceMoreAreTakenThoughALostCopyHadComeOfThem) {
+  TCOwnChanges Changes;
+  Changes.CatchUp(kStream, 5);
+  Changes.CatchUp(kStream, 3);
+  EXPECT_THAT(Changes.TakeDecided(kStream, 4, {kKey}, false), ElementsAre(kKey));
+  EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
+}
