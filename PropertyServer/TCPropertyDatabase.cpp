@@ -64,6 +64,14 @@ void TCPropertyDatabase::VisitValues(char const* SQL,
   }
 }
 
+std::size_t TCPropertyDatabase::MeasureRecent() const {
+  std::size_t Size = 0;
+  VisitValues(kLoadRecent, [&Size](TSPropertyRecord const& Record) {
+    Size += Record.Data.size() + kRecentOverhead;
+  });
+  return Size;
+}
+
 // A key that this program never writes is refused: two such rows could stand for one property.
 TSPropertyRecord TCPropertyDatabase::ReadRecord(sqlite3_stmt* Row) const {
   long long const Number = sqlite3_column_int64(Row, 0);

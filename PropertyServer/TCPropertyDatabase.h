@@ -74,10 +74,10 @@ class TCPropertyDatabase {
  public:
   class TCTransaction;
 
-  /// Opens the database at `Path`, creates it if there is none and brings an older schema up to
-  /// date. Reads the whole file once to check it.
+  /// Opens the database at `Path` and creates it if there is none. Reads the whole file once to
+  /// check it.
   /// Throws TCException, with the way out in its message, when the file can not be opened or
-  /// written, is in use, is damaged, is no property database or has a schema newer than this
+  /// written, is in use, is damaged, is no property database or has another schema than this
   /// program's; file and log then stay as they were.
   /// Up to `RecentLimit` bytes of values lie outside of their order until they are moved there.
   explicit TCPropertyDatabase(std::string const& Path,
@@ -243,10 +243,9 @@ class TCPropertyDatabase {
   void RequireOwnFile() const;
   void RequireSound(char const* Examination) const;
   void RequireReadable() const;
-  void RequireWriters(long long Version) const;
-  void Migrate() const;
-  void DropHistory() const;
-  void MigrateFrom(long long Version) const;
+  void RequireWriters() const;
+  bool IsNew() const;
+  void MakeTables() const;
   void StartLog() const;
   sqlite3_file* OpenFile(int Which) const;
   static int Extend(sqlite3_file* File, std::int64_t Size);
@@ -270,10 +269,9 @@ class TCPropertyDatabase {
   std::size_t MeasureRecent() const;
   TSHistoryEnd FindHistoryEnd() const;
   std::vector<TSPropertyRange> ReadRanges(std::string const& Name) const;
-  long long CheckHistory(long long Version) const;
+  long long CountHistory() const;
   void VisitHistory(std::size_t Limit, std::optional<int> Number,
-                    std::function<void(TSHistoryEntry)> const& Take,
-                    char const* Select = nullptr) const;
+                    std::function<void(TSHistoryEntry)> const& Take) const;
 
   [[noreturn]] void FailOpening() const;
   TCException Failure(std::string const& Operation) const;

@@ -59,15 +59,10 @@ std::string TCPropertyDatabase::Check(std::string const& Path) {
   long long const Version = Database.QueryInteger("PRAGMA user_version");
   long long Values = 0;
   long long Entries = 0;
-  auto const Count = [&Values](TSPropertyRecord const&) { ++Values; };
-  if (Version > 2) {
-    Database.LoadAll(Count);
-  } else if (Version > 0) {
-    Database.VisitValues(kLoad, Count);
-  }
-  if (Version > 1) {
-    Entries = Database.CheckHistory(Version);
-    Database.RequireWriters(Version);
+  if (!Database.IsNew()) {
+    Database.LoadAll([&Values](TSPropertyRecord const&) { ++Values; });
+    Entries = Database.CountHistory();
+    Database.RequireWriters();
   }
   TCException Report(kSource, __LINE__);
   Report.Format("%s is sound: schema %lld, %lld values, %lld history entries",
@@ -75,18 +70,11 @@ std::string TCPropertyDatabase::Check(std::string const& Path) {
   return Report.get_Message();
 }
 
-void TCPropertyDatabase::RequireWriters(long long Version) const {
-  std::vector<std::string> Tables = {"history", "property_value"};
-  if (Version > 5) {
-    Tables.emplace_back("pending");
-  }
-  if (Version > 2) {
-    Tables.emplace_back("recent_value");
-  }
+void TCPropertyDatabase::RequireWriters() const {
   long long Nameless = 0;
-  for (std::string const& Table : Tables) {
-    Nameless += QueryInteger(("SELECT count(*) FROM " + Table +
-                              " WHERE writer IS NOT NULL AND writer NOT IN (SELECT id FROM writer)")
+  for (char const* const Table : {"history", "property_value", "recent_value", "pending"}) {
+    Nameless += QueryInteger((std::string("SELECT count(*) FROM ") + Table +
+                              " WHERE writer NOT IN (SELECT id FROM writer)")
                                  .c_str());
   }
   if (Nameless > 0) {

@@ -128,10 +128,6 @@ bool TCPropertyDatabase::GiveUpHistory() {
   return true;
 }
 
-void TCPropertyDatabase::EmptyLog() const {
-  sqlite3_wal_checkpoint_v2(m_Handle.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
-}
-
 void TCPropertyDatabase::TCTransaction::NoteHistory(
     std::vector<TSHistoryEntry const*> const& Entries, TSHistoryLimits const& Limits,
     std::int64_t Now) {

@@ -17,11 +17,6 @@ constexpr char kSelectEntries[] =
     "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name, "
     "removed, undoes, parts, history.id FROM history JOIN writer ON writer.id = history.writer ";
 
-// Of a file that is older than those columns, and only checked.
-constexpr char kSelectOlderEntries[] =
-    "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name, "
-    "0, NULL, 0, history.id FROM history JOIN writer ON writer.id = history.writer ";
-
 // Time, user, process and name, from column `First` on.
 TSProvenance ReadOrigin(sqlite3_stmt* Row, int First) {
   TSProvenance Origin;
@@ -78,12 +73,11 @@ std::size_t SizeOfTexts(TSHistoryEntry const& Entry) {
 
 }  // namespace
 
-long long TCPropertyDatabase::CheckHistory(long long Version) const {
+// Reads them, too.
+long long TCPropertyDatabase::CountHistory() const {
   long long Entries = 0;
-  VisitHistory(
-      std::numeric_limits<std::size_t>::max(), std::nullopt,
-      [&Entries](TSHistoryEntry const&) { ++Entries; },
-      Version < 6 ? kSelectOlderEntries : nullptr);
+  VisitHistory(std::numeric_limits<std::size_t>::max(), std::nullopt,
+               [&Entries](TSHistoryEntry const&) { ++Entries; });
   return Entries;
 }
 
@@ -102,10 +96,9 @@ std::vector<TSHistoryEntry> TCPropertyDatabase::ReadHistory(std::size_t Limit, i
 }
 
 void TCPropertyDatabase::VisitHistory(std::size_t Limit, std::optional<int> Number,
-                                      std::function<void(TSHistoryEntry)> const& Take,
-                                      char const* Select) const {
+                                      std::function<void(TSHistoryEntry)> const& Take) const {
   TCStatement const Statement =
-      Prepare((std::string(Select != nullptr ? Select : kSelectEntries) +
+      Prepare((std::string(kSelectEntries) +
                "WHERE ?1 IS NULL OR number = ?1 ORDER BY history.id DESC LIMIT ?2")
                   .c_str());
   TCExecution Execution(Statement.get());

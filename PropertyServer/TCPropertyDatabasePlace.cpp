@@ -137,14 +137,6 @@ void TCPropertyDatabase::TakeNewFile() {
   Warn(m_Path, " was removed: all that it held is stored in a new file of that name");
 }
 
-void TCPropertyDatabase::ReserveLogIfPossible() {
-  try {
-    ReserveLog();
-  } catch (TCException const& Failure) {
-    LogIfPossible([&Failure] { SyslogWarning("%s", Failure.get_Message().c_str()); });
-  }
-}
-
 void TCPropertyDatabase::TakeLogAway() {
   m_LogWasEmptied = true;
   sqlite3_wal_checkpoint_v2(m_Handle.get(), nullptr, SQLITE_CHECKPOINT_TRUNCATE, nullptr, nullptr);

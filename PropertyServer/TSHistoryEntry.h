@@ -34,7 +34,7 @@ struct TSHistoryEntry {
   std::string To;
   bool Removed = false;      ///< then it has no value any more
   std::uint64_t Undoes = 0;  ///< the transaction that is taken back; 0 for none
-  std::size_t Parts = 0;     ///< values of the whole transaction; 0: not noted, as in former times
+  std::size_t Parts = 0;     ///< values of the whole transaction
 };
 
 }  // namespace Property

@@ -155,21 +155,28 @@ TEST_P(DiskFault, IsSurvivedByANewDatabase) {
   FailEverywhere();
 }
 
-TEST_P(DiskFault, IsSurvivedByAnOlderDatabase) {
-  MakeVersion1(StartFile(), "PRAGMA journal_mode=WAL;");
+TEST_P(DiskFault, IsSurvivedByADatabaseInUse) {
+  {
+    TCPropertyDatabase Database(StartFile(), Workload::kRecentLimit);
+    for (int Turn = 1; Turn <= kTurns; ++Turn) {
+      TCPropertyDatabase::TCTransaction Transaction(Database);
+      Workload::Fill(Transaction, Turn);
+      Transaction.Commit();
+    }
+  }
 
-  FailEverywhere();
+  FailEverywhere(kTurns + 1);
 }
 
-TEST_P(DiskFault, IsSurvivedByAnOlderCopy) {
-  MakeVersion1(StartFile(), "PRAGMA journal_mode=DELETE;");
+TEST_P(DiskFault, IsSurvivedByACopy) {
+  TCPropertyDatabase::WriteCopy(TCPropertyDatabase(m_Path).Copy(), StartFile());
 
   FailEverywhere();
 }
 
 TEST_P(DiskFault, IsSurvivedWhileTheLogIsCopied) {
   constexpr std::uintmax_t kNearlyFull = 32 + 900 * (512 + 24);
-  MakeVersion1(m_Path, "PRAGMA page_size=512; PRAGMA journal_mode=WAL;");
+  MakeWithSmallPages(m_Path);
   int Turn = 1;
   {
     TCPropertyDatabase Database(m_Path);

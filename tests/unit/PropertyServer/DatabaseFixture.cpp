@@ -14,53 +14,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kVersion1[] = R"(
-    CREATE TABLE property_value(
-      number INTEGER NOT NULL,
-      has_link INTEGER NOT NULL,
-      link INTEGER NOT NULL,
-      mac TEXT NOT NULL,
-      data TEXT NOT NULL,
-      PRIMARY KEY(number, has_link, link, mac)) STRICT, WITHOUT ROWID;
-    CREATE TABLE mail_sender(
-      turn INTEGER PRIMARY KEY,
-      identity TEXT NOT NULL UNIQUE,
-      last_mail INTEGER NOT NULL) STRICT;
-    CREATE TABLE meta(
-      name TEXT NOT NULL PRIMARY KEY,
-      value INTEGER NOT NULL) STRICT, WITHOUT ROWID;
-    PRAGMA application_id=0x50726f70;
-    PRAGMA user_version=1;
-    INSERT INTO property_value VALUES(-5, 0, 0, '', 'first'), (7, 1, 3, '', ''),
-      (7, 1, 3, '00:11:22:AA:BB:CC', 'of a device'), (8, 0, 0, '', CAST(x'610062ff' AS TEXT));
-    INSERT INTO mail_sender VALUES(1, 'sender', 12);
-    INSERT INTO meta VALUES('counter', 34);)";
-
-constexpr char kVersion2[] = R"(
-    CREATE TABLE writer(
-      id INTEGER PRIMARY KEY,
-      user INTEGER NOT NULL,
-      process INTEGER NOT NULL,
-      name TEXT NOT NULL,
-      UNIQUE(user, process, name)) STRICT;
-    ALTER TABLE property_value ADD COLUMN changed INTEGER NOT NULL DEFAULT 0;
-    ALTER TABLE property_value ADD COLUMN writer INTEGER;
-    CREATE TABLE history(
-      id INTEGER PRIMARY KEY,
-      turn INTEGER NOT NULL,
-      time INTEGER NOT NULL,
-      writer INTEGER NOT NULL,
-      number INTEGER NOT NULL,
-      has_link INTEGER NOT NULL,
-      link INTEGER NOT NULL,
-      mac TEXT NOT NULL,
-      former TEXT,
-      present TEXT) STRICT;
-    PRAGMA user_version=2;
-    INSERT INTO writer VALUES(1, 0, 77, 'gateway');
-    INSERT INTO history VALUES(1, 1, 5, 1, 8, 0, 0, '', NULL, 'new');
-    UPDATE property_value SET changed = 5, writer = 1 WHERE number = 8;)";
-
 int KeepFirst(void* Result, int, char** Values, char**) {
   std::string& Text = *static_cast<std::string*>(Result);
   if (Text.empty() && Values[0] != nullptr) {
@@ -112,18 +65,9 @@ void DatabaseFixture::RunSQL(std::string const& Path, char const* SQL) {
   QuerySQL(Path, SQL);
 }
 
-void DatabaseFixture::MakeVersion1(std::string const& Path, std::string const& Settings) {
-  RunSQL(Path, (Settings + kVersion1).c_str());
-}
-
-void DatabaseFixture::MakeVersion2(std::string const& Path, std::string const& Settings) {
-  MakeVersion1(Path, Settings);
-  RunSQL(Path, kVersion2);
-}
-
-std::vector<std::string> DatabaseFixture::Version1Values() {
-  return {"-5/-/=first", "7/3/=", "7/3/00:11:22:AA:BB:CC=of a device",
-          std::string("8/-/=a\0b\xff", 9)};
+void DatabaseFixture::MakeWithSmallPages(std::string const& Path) {
+  { Property::TCPropertyDatabase const New(Path); }
+  RunSQL(Path, "PRAGMA journal_mode=DELETE; PRAGMA page_size=512; VACUUM; PRAGMA journal_mode=WAL");
 }
 
 std::string DatabaseFixture::QuerySQL(std::string const& Path, char const* SQL) {

@@ -29,12 +29,8 @@ class DatabaseFixture : public ::testing::Test {
 
   /// Runs statements on a database file behind the class's back; it is closed again afterwards.
   static void RunSQL(std::string const& Path, char const* SQL);
-  /// A closed database as version 1 of the schema had it, with the values that Version1Values()
-  /// has. `Settings` are statements that come first.
-  static void MakeVersion1(std::string const& Path, std::string const& Settings);
-  static std::vector<std::string> Version1Values();
-  /// The same values as version 2 had them, the last one with its writer and its history.
-  static void MakeVersion2(std::string const& Path, std::string const& Settings);
+  /// A closed database without values, whose log is full after few changes.
+  static void MakeWithSmallPages(std::string const& Path);
   /// The first column of the first row.
   static std::string QuerySQL(std::string const& Path, char const* SQL);
 

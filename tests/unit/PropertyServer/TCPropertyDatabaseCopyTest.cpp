@@ -154,27 +154,6 @@ TEST_F(PropertyDatabaseCopy, IsCheckedWithItsLogWithoutAnyChange) {
   EXPECT_TRUE(Files(m_Folder / "left") == Before);
 }
 
-TEST_F(PropertyDatabaseCopy, IsCheckedInAnOlderVersionWithoutAnyChange) {
-  MakeVersion1(m_Path, "PRAGMA journal_mode=WAL;");
-  auto const Before = Files(m_Folder);
-
-  EXPECT_EQ(TCPropertyDatabase::Check(m_Path),
-            m_Path + " is sound: schema 1, 4 values, 0 history entries");
-  EXPECT_TRUE(Files(m_Folder) == Before);
-}
-
-TEST_F(PropertyDatabaseCopy, IsCheckedInVersion2WithoutAnyChange) {
-  MakeVersion2(m_Path, "PRAGMA journal_mode=WAL;");
-  auto const Before = Files(m_Folder);
-
-  EXPECT_EQ(TCPropertyDatabase::Check(m_Path),
-            m_Path + " is sound: schema 2, 4 values, 1 history entries");
-  EXPECT_TRUE(Files(m_Folder) == Before);
-
-  RunSQL(m_Path, "DELETE FROM writer");
-  EXPECT_THAT(CheckMessage(), HasSubstr(" is damaged: the writers of 2 values and history "));
-}
-
 TEST_F(PropertyDatabaseCopy, IsNotCheckedWhileItIsInUse) {
   TCPropertyDatabase Database(m_Path);
   Store(Database, "value");
@@ -192,8 +171,8 @@ TEST_F(PropertyDatabaseCopy, IsNotCheckedWhenAnInterruptedChangeWouldBeUndone) {
 
   EXPECT_EQ(CheckMessage(),
             "cannot check " + m_Path +
-                ": its making or its adaptation to this version was interrupted; start the server "
-                "with it, which undoes that, and check it again, nothing was changed");
+                ": its making was interrupted; start the server with it, which undoes that, and "
+                "check it again, nothing was changed");
 }
 
 TEST_F(PropertyDatabaseCopy, IsNotCheckedWhenItIsMissing) {
@@ -203,7 +182,7 @@ TEST_F(PropertyDatabaseCopy, IsNotCheckedWhenItIsMissing) {
 
 TEST_F(PropertyDatabaseCopy, IsCheckedForKeysThatAreNeverWritten) {
   MakeDatabase();
-  RunSQL(m_Path, "INSERT INTO property_value VALUES(1, 0, 0, 'aa:bb', 'x', 0, NULL)");
+  RunSQL(m_Path, "INSERT INTO property_value VALUES(1, 0, 0, 'aa:bb', 'x', 0, 1)");
 
   EXPECT_EQ(CheckMessage(), m_Path +
                                 " is damaged: property 1 has the impossible link 0,0 or MAC "

@@ -6,34 +6,23 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
-#include "Platform/Utility/SystemLog.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 
 using Accessories::TCRecordID;
 using Property::TCPropertyDatabase;
-using ::testing::ElementsAreArray;
-using ::testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
 namespace {
 
 constexpr int kValues = 3000;
-constexpr std::int64_t kLittleRoom = 300000;  // bytes
 constexpr char kBroken[] = ": disk I/O error (SQLite error 266)";
-
-std::string g_Logged;
-
-void KeepLog(int /*Priority*/, std::string const& Text) {
-  g_Logged += Text + "\n";
-}
 
 void BreakReading() {
   DiskFaults::Watch([](DiskFaults::TSOperation const& Operation) {
@@ -69,24 +58,6 @@ class PropertyDatabaseFault : public DatabaseFixture {
     int Count = 0;
     m_Database->LoadAll([&Count](Property::TSPropertyRecord const&) { ++Count; });
     return Count;
-  }
-
-  /// Brings a database up to date whose history has to be written anew and finds no room for that.
-  void ExpectHistoryGivenUp(std::string const& Settings) const {
-    MakeVersion2(m_Path, Settings);
-    RunSQL(m_Path,
-           "WITH RECURSIVE n(i) AS (SELECT 2 UNION ALL SELECT i + 1 FROM n WHERE i < 1000) "
-           "INSERT INTO history SELECT i, i, 5, 1, 8, 0, 0, '', NULL, hex(zeroblob(1500)) FROM n");
-    TSyslogSink const Former = SetSyslogSink(KeepLog);
-    DiskFaults::LimitDisk(static_cast<std::int64_t>(fs::file_size(m_Path)) + kLittleRoom);
-    EXPECT_EQ(OpeningMessage(m_Path), "nothing was thrown");
-    SetSyslogSink(Former);
-    DiskFaults::Repair();
-    EXPECT_EQ(g_Logged, "The disk is too full to bring " + m_Path +
-                            " up to date with its history: it was given up\n");
-    TCPropertyDatabase const Database(m_Path);
-    EXPECT_THAT(Values(Database), ElementsAreArray(Version1Values()));
-    EXPECT_THAT(Database.ReadHistory(10), IsEmpty());
   }
 
   std::optional<TCPropertyDatabase> m_Database;
@@ -161,14 +132,6 @@ TEST_F(PropertyDatabaseFault, IsRefusedWhenItsOwnFolderIsGone) {
   ASSERT_EQ(chdir(Folder.c_str()), 0);
   fs::remove(Folder);
   EXPECT_EQ(OpeningMessage("values.db"), "cannot open values.db: No such file or directory");
-}
-
-TEST_F(PropertyDatabaseFault, GivesUpAHistoryThatFindsNoRoomInANewSchema) {
-  ExpectHistoryGivenUp("");
-}
-
-TEST_F(PropertyDatabaseFault, GivesUpAHistoryThatFindsNoRoomInANewSchemaWithALog) {
-  ExpectHistoryGivenUp("PRAGMA journal_mode=WAL;");
 }
 
 TEST_F(PropertyDatabaseFault, UndoesATransactionWhoseSenderCanNotBeKept) {
