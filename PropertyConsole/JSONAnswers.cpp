@@ -1,0 +1,67 @@
+// SPDX-License-Identifier: MIT
+// Writes and reads JSON.
+#include "PropertyConsole/JSONAnswers.h"
+
+#include <nlohmann/json.hpp>
+
+namespace Property {
+namespace {
+
+struct TSStatusText {
+  int Status;
+  char const* Code;
+  char const* Message;
+};
+
+constexpr TSStatusText kStatusTexts[] = {
+    {400, "bad_request", "The request is none that can be understood."},
+    {404, "not_found", "There is nothing at this address."},
+    {408, "too_slow", "The request took too long to arrive."},
+    {411, "length_required", "A body is needed, unpacked and with its length given before it."},
+    {413, "too_large", "The request brings more than is allowed."},
+    {414, "address_too_long", "The address is longer than is allowed."},
+    {416, "no_ranges", "Parts of an answer cannot be asked for."},
+    {431, "head_too_large", "The head of the request is larger than is allowed."},
+    {500, "internal", "The console has failed at this; its log says why."},
+    {503, "busy", "The console has no room for more at the moment."},
+};
+
+}  // namespace
+
+TSAnswer ProblemAnswer(int Status, std::string const& Code, std::string const& Message) {
+  TSAnswer Answer = JSONAnswer({{"code", Code}, {"message", Message}});
+  Answer.Status = Status;
+  return Answer;
+}
+
+TSAnswer StatusAnswer(int Status) {
+  for (TSStatusText const& Known : kStatusTexts) {
+    if (Known.Status == Status) {
+      return ProblemAnswer(Status, Known.Code, Known.Message);
+    }
+  }
+  return ProblemAnswer(Status, "refused", "The request is refused.");
+}
+
+TSAnswer JSONAnswer(nlohmann::ordered_json const& Value) {
+  TSAnswer Answer;
+  Answer.Body = Value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+  return Answer;
+}
+
+std::optional<nlohmann::ordered_json> ReadObject(TSRequest const& Request, TSAnswer& Wrong) {
+  auto Object = nlohmann::ordered_json::parse(Request.Body, nullptr, false);
+  if (!Object.is_object()) {
+    Wrong = ProblemAnswer(400, "no_json", "The request has to bring a JSON object.");
+    return std::nullopt;
+  }
+  return Object;
+}
+
+std::optional<std::string> TextMember(nlohmann::ordered_json const& Object, char const* Name) {
+  auto const Member = Object.find(Name);
+  return Member != Object.end() && Member->is_string() ? std::optional(Member->get<std::string>())
+                                                       : std::nullopt;
+}
+
+}  // namespace Property

@@ -1,0 +1,103 @@
+// SPDX-License-Identifier: MIT
+// Routes requests and guards answers.
+#include "PropertyConsole/TCConsole.h"
+
+#include <utility>
+
+#include "PropertyConsole/JSONAnswers.h"
+
+namespace Property {
+namespace {
+
+TSSessionLimits LimitsOf(TSConsoleSettings const& Settings) {
+  TSSessionLimits Limits;
+  Limits.Idle = std::chrono::seconds(Settings.IdleSeconds);
+  Limits.Life = std::chrono::seconds(Settings.SessionSeconds);
+  Limits.Count = Settings.Sessions;
+  return Limits;
+}
+
+// What no page of the console needs is forbidden to all of them.
+constexpr std::pair<char const*, char const*> kGuards[] = {
+    {"Content-Security-Policy",
+     "default-src 'none'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+    {"X-Content-Type-Options", "nosniff"},
+    {"X-Frame-Options", "DENY"},
+    {"Referrer-Policy", "no-referrer"},
+    {"Cross-Origin-Opener-Policy", "same-origin"},
+    {"Cross-Origin-Resource-Policy", "same-origin"},
+    {"Permissions-Policy", "camera=(), geolocation=(), microphone=(), payment=(), usb=()"},
+    {"Cache-Control", "no-store"},
+};
+
+// The refusal of an address or method that there is not.
+TSAnswer RefuseUnknown(TCRoutes::TSMatch const& Match) {
+  if (Match.Methods.empty()) {
+    return StatusAnswer(404);
+  }
+  TSAnswer Answer =
+      ProblemAnswer(405, "no_such_method", "This address takes " + Match.Methods + " alone.");
+  Answer.Headers.emplace_back("Allow", Match.Methods);
+  return Answer;
+}
+
+}  // namespace
+
+TCConsole::TCConsole(TSConsoleSettings const& Settings)
+    : m_IsEncrypted(!Settings.Certificate.empty()),
+      m_Users(Settings.Users),
+      m_Sessions(LimitsOf(Settings)),
+      m_Gate(Settings.Names, m_IsEncrypted, m_Sessions, m_Users),
+      m_SessionRoutes(m_Gate, m_Sessions, m_Users) {
+  m_SessionRoutes.AddTo(m_Routes);
+}
+
+std::optional<TSAnswer> TCConsole::Refuse(TSRequest const& Request) const {
+  if (auto Refused = m_Gate.RefuseHost(Request)) {
+    return Guard(std::move(*Refused));
+  }
+  auto const Match = m_Routes.Find(Request.Method, Request.Path);
+  if (Match.Route == nullptr) {
+    return Guard(RefuseUnknown(Match));
+  }
+  TSSession Session;
+  std::string Token;
+  auto Refused = m_Gate.Refuse(Request, *Match.Route, Session, Token);
+  return Refused ? std::optional(Guard(std::move(*Refused))) : std::nullopt;
+}
+
+// Checked once more: the session may have ended while the body came.
+TSAnswer TCConsole::Answer(TSRequest const& Request) const {
+  auto const Match = m_Routes.Find(Request.Method, Request.Path);
+  if (Match.Route == nullptr) {
+    return Guard(RefuseUnknown(Match));
+  }
+  TSSession Session;
+  std::string Token;
+  if (auto Refused = m_Gate.Refuse(Request, *Match.Route, Session, Token)) {
+    return Guard(std::move(*Refused));
+  }
+  return Guard(Match.Route->Handler({Request, Match.Parameters, Session, Token}));
+}
+
+TSAnswer TCConsole::Complain(int Status) const {
+  return Guard(StatusAnswer(Status));
+}
+
+TSHTTPHandlers TCConsole::get_Handlers() const {
+  return {[this](TSRequest const& Request) { return Refuse(Request); },
+          [this](TSRequest const& Request) { return Answer(Request); },
+          [this](int Status) { return Complain(Status); }};
+}
+
+TSAnswer TCConsole::Guard(TSAnswer Answer) const {
+  for (auto const& [Name, Value] : kGuards) {
+    Answer.Headers.emplace_back(Name, Value);
+  }
+  if (m_IsEncrypted) {
+    Answer.Headers.emplace_back("Strict-Transport-Security", "max-age=31536000");
+  }
+  return Answer;
+}
+
+}  // namespace Property

@@ -1,0 +1,242 @@
+// SPDX-License-Identifier: MIT
+// Takes connections and has the HTTP library read and write on them.
+#include "PropertyConsole/TCHTTPServer.h"
+
+#include <httplib.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <exception>
+#include <utility>
+
+#include "Platform/Utility/PrintableText.h"
+#include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCException.h"
+#include "PropertyConsole/TCBoundedStream.h"
+#include "PropertyConsole/TCWorkers.h"
+
+namespace Property {
+namespace {
+
+constexpr char kSource[] = "../PropertyConsole/TCHTTPServer";
+constexpr int kRestTime = 100;  // milliseconds, when the system has no descriptors left
+constexpr char kBusy[] =
+    "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Length: 0\r\n"
+    "Connection: close\r\n\r\n";
+constexpr char kTooLongLine[] =
+    "HTTP/1.1 414 URI Too Long\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+
+// In small letters, of ASCII.
+std::string LowerName(std::string Name) {
+  std::transform(Name.begin(), Name.end(), Name.begin(), [](char Letter) {
+    return Letter >= 'A' && Letter <= 'Z' ? static_cast<char>(Letter - 'A' + 'a') : Letter;
+  });
+  return Name;
+}
+
+// All but the body.
+TSRequest HeadOf(httplib::Request const& Read, std::string const& Peer) {
+  TSRequest Request;
+  Request.Method = Read.method;
+  Request.Path = Read.path;
+  Request.Query.insert(Read.params.begin(), Read.params.end());
+  for (auto const& [Name, Value] : Read.headers) {
+    Request.Headers.emplace(LowerName(Name), Value);
+  }
+  Request.Peer = Peer;
+  return Request;
+}
+
+void Write(TSAnswer const& Answer, httplib::Response& Response) {
+  Response.status = Answer.Status;
+  if (!Answer.Body.empty()) {
+    Response.set_content(Answer.Body, Answer.ContentType);
+  }
+  for (auto const& [Name, Value] : Answer.Headers) {
+    Response.set_header(Name, Value);
+  }
+}
+
+}  // namespace
+
+// The HTTP library's part: it parses a request, has it answered and writes the answer. It routes by
+// regular expressions, which take stack for every byte of a path; therefore it sees one path only.
+class TCHTTPServer::TCProtocol : public httplib::Server {
+ public:
+  TCProtocol(TSHTTPLimits const& Limits, TSHTTPHandlers Functions)
+      : m_Limits(Limits), m_Handlers(std::move(Functions)) {
+    set_payload_max_length(Limits.BodyBytes);
+    set_pre_routing_handler(
+        [this](auto const& Read, auto& Response) { return LookAt(Read, Response); });
+    set_error_handler([this](auto const&, auto& Response) { Explain(Response); });
+    set_exception_handler([this](auto const&, auto& Response, std::exception_ptr const& Failure) {
+      Log(Failure);
+      Write(m_Handlers.Complain(500), Response);
+    });
+    auto const Answer = [this](auto const& Read, auto& Response) { Reply(Read, Response); };
+    Get("/", Answer);
+    Post("/", Answer);
+    Put("/", Answer);
+    Delete("/", Answer);
+    Patch("/", Answer);
+    Options("/", Answer);
+  }
+
+  void Serve(TCBoundedStream& Stream, std::string const& Peer) {
+    TSWork Work{Stream, Peer, {}};
+    m_Work = &Work;
+    bool IsClosed = false;
+    bool const IsAnswered =
+        process_request(Stream, true, IsClosed, [&Work](httplib::Request& Read) {
+          Work.Head = HeadOf(Read, Work.Peer);
+          Read.path = "/";
+          Read.ranges.clear();
+          // The answer is written as it is: what is compressed beside a secret can betray it.
+          Read.headers.erase("Accept-Encoding");
+        });
+    if (!IsAnswered && Stream.HasSentTooMuch()) {
+      Stream.httplib::Stream::write(kTooLongLine);
+    }
+    m_Work = nullptr;
+  }
+
+ private:
+  // What the thread is at.
+  struct TSWork {
+    TCBoundedStream& Stream;
+    std::string const& Peer;
+    TSRequest Head;
+  };
+
+  HandlerResponse LookAt(httplib::Request const& Read, httplib::Response& Response) {
+    auto Refused = RefuseBody(Read);
+    if (!Refused) {
+      Refused = m_Handlers.Refuse(m_Work->Head);
+    }
+    if (Refused) {
+      Write(*Refused, Response);
+      return HandlerResponse::Handled;
+    }
+    m_Work->Stream.AllowBody(m_Limits.BodyBytes);
+    return HandlerResponse::Unhandled;
+  }
+
+  // A body is announced with its length, in one way, or refused before it is read.
+  std::optional<TSAnswer> RefuseBody(httplib::Request const& Read) const {
+    if (Read.has_header("Transfer-Encoding") || Read.has_header("Content-Encoding")) {
+      return m_Handlers.Complain(411);
+    }
+    std::size_t const Count = Read.get_header_value_count("Content-Length");
+    bool const NeedsLength =
+        Read.method == "POST" || Read.method == "PUT" || Read.method == "PATCH";
+    if (Count == 0) {
+      return NeedsLength ? std::optional(m_Handlers.Complain(411)) : std::nullopt;
+    }
+    std::string const Length = Read.get_header_value("Content-Length");
+    constexpr std::size_t kMostDigits = 18;
+    if (Count > 1 || Length.empty() ||
+        Length.find_first_not_of("0123456789") != std::string::npos) {
+      return m_Handlers.Complain(400);
+    }
+    if (Length.size() > kMostDigits || std::stoull(Length) > m_Limits.BodyBytes) {
+      return m_Handlers.Complain(413);
+    }
+    return std::nullopt;
+  }
+
+  void Reply(httplib::Request const& Read, httplib::Response& Response) const {
+    m_Work->Head.Body = Read.body;
+    Write(m_Handlers.Answer(m_Work->Head), Response);
+  }
+
+  // What the library refuses by itself has no body.
+  void Explain(httplib::Response& Response) const {
+    if (!Response.body.empty()) {
+      return;
+    }
+    if (m_Work->Stream.IsLate()) {
+      Response.status = 408;
+    } else if (m_Work->Stream.HasSentTooMuch()) {
+      Response.status = 431;
+    }
+    Write(m_Handlers.Complain(Response.status), Response);
+  }
+
+  static void Log(std::exception_ptr const& Failure) {
+    try {
+      std::rethrow_exception(Failure);
+    } catch (std::exception const& Exception) {
+      SyslogError("A request has failed: %s", PrintableLine(Exception.what()).c_str());
+    } catch (...) {
+      SyslogError("A request has failed");
+    }
+  }
+
+  static thread_local TSWork* m_Work;
+
+  TSHTTPLimits const m_Limits;
+  TSHTTPHandlers const m_Handlers;
+};
+
+thread_local TCHTTPServer::TCProtocol::TSWork* TCHTTPServer::TCProtocol::m_Work = nullptr;
+
+TCHTTPServer::TCHTTPServer(std::string const& Address, unsigned Port, TSHTTPLimits const& Limits,
+                           TSHTTPHandlers Handlers, TCMakeTransport MakeTransport)
+    : m_Limits(Limits),
+      m_MakeTransport(std::move(MakeTransport)),
+      m_Listener(Address, Port),
+      m_StopFile(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      m_Protocol(std::make_unique<TCProtocol>(Limits, std::move(Handlers))) {
+  if (m_StopFile.get() < 0) {
+    throw TCException(kSource, __LINE__)
+        .Format("the system has no descriptor left: %s", std::strerror(errno));
+  }
+}
+
+TCHTTPServer::~TCHTTPServer() = default;
+
+void TCHTTPServer::Stop() noexcept {
+  std::uint64_t const One = 1;
+  while (write(m_StopFile.get(), &One, sizeof(One)) < 0 && errno == EINTR) {
+  }
+}
+
+void TCHTTPServer::Run() {
+  TCWorkers Workers(m_Limits.Threads, m_Limits.WaitingConnections);
+  pollfd Files[] = {{m_Listener.get_Socket(), POLLIN, 0}, {m_StopFile.get(), POLLIN, 0}};
+  while (Files[1].revents == 0) {
+    poll(Files, 2, -1);
+    bool IsFull = false;
+    if (auto Connection = m_Listener.Accept(IsFull)) {
+      auto const Shared = std::make_shared<TCListener::TSConnection>(std::move(*Connection));
+      if (!Workers.Add([this, Shared] { Serve(*Shared); })) {
+        SendAway(*Shared);
+      }
+    }
+    if (IsFull) {
+      poll(&Files[1], 1, kRestTime);
+    }
+  }
+}
+
+void TCHTTPServer::Serve(TCListener::TSConnection& Connection) {
+  TCBoundedStream Stream(m_MakeTransport(std::move(Connection.Socket)), Connection.Peer,
+                         m_StopFile.get(),
+                         {m_Limits.HeadBytes, std::chrono::milliseconds(m_Limits.ReadTime),
+                          std::chrono::milliseconds(m_Limits.WriteTime)});
+  m_Protocol->Serve(Stream, Connection.Peer);
+  Stream.Finish();
+}
+
+// In plain words even where the others are encrypted: nothing is spent on whom there is no time
+// for.
+void TCHTTPServer::SendAway(TCListener::TSConnection const& Connection) {
+  send(Connection.Socket.get(), kBusy, sizeof(kBusy) - 1, MSG_DONTWAIT | MSG_NOSIGNAL);
+}
+
+}  // namespace Property

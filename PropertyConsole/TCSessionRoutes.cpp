@@ -1,0 +1,86 @@
+// SPDX-License-Identifier: MIT
+// Checks passwords, at a limited rate, and opens and closes sessions.
+#include "PropertyConsole/TCSessionRoutes.h"
+
+#include <nlohmann/json.hpp>
+
+#include "Platform/Utility/PrintableText.h"
+#include "Platform/Utility/SystemLog.h"
+#include "PropertyConsole/JSONAnswers.h"
+
+namespace Property {
+namespace {
+
+constexpr char kSessionPath[] = "/api/v1/session";
+constexpr std::size_t kLongestUserName = 64;
+
+TSAnswer AnswerOf(TSSession const& Session) {
+  return JSONAnswer({{"user", Session.User},
+                     {"role", RoleName(Session.Role)},
+                     {"csrf_token", Session.CSRFToken}});
+}
+
+}  // namespace
+
+TCSessionRoutes::TCSessionRoutes(TCGate const& Gate, TCSessions& Sessions, TCUsers& Users)
+    : m_Gate(Gate), m_Sessions(Sessions), m_Users(Users), m_ByAddress({}), m_ByUser({}) {}
+
+void TCSessionRoutes::AddTo(TCRoutes& Routes) {
+  Routes.Add(
+      {"POST", kSessionPath, std::nullopt, [this](TSCall const& Call) { return SignIn(Call); }});
+  Routes.Add({"GET", kSessionPath, TERole::eViewer,
+              [](TSCall const& Call) { return AnswerOf(Call.Session); }});
+  Routes.Add({"DELETE", kSessionPath, TERole::eViewer,
+              [this](TSCall const& Call) { return SignOut(Call); }});
+}
+
+// The attempt counts before its password is looked at, so that many at once are no way around.
+TSAnswer TCSessionRoutes::SignIn(TSCall const& Call) {
+  TSAnswer Wrong;
+  auto const Object = ReadObject(Call.Request, Wrong);
+  if (!Object) {
+    return Wrong;
+  }
+  auto const Name = TextMember(*Object, "user");
+  auto const Password = TextMember(*Object, "password");
+  if (!Name || !Password || Name->size() > kLongestUserName) {
+    return ProblemAnswer(400, "no_credentials", "The members user and password have to be texts.");
+  }
+  std::string const& Peer = Call.Request.Peer;
+  if (!m_ByAddress.Take(Peer) || !m_ByUser.Take(*Name)) {
+    TSAnswer Answer = ProblemAnswer(429, "too_many_attempts",
+                                    "There were too many attempts; try again in half a minute.");
+    Answer.Headers.emplace_back("Retry-After", "30");
+    return Answer;
+  }
+  if (auto const User = m_Users.SignIn(*Name, *Password)) {
+    return Open(*Name, *User, Peer);
+  }
+  SyslogWarning("Sign-in of \"%s\" from %s has failed", PrintableLine(*Name).c_str(), Peer.c_str());
+  return ProblemAnswer(401, "sign_in_failed", "There is no such user, or the password is wrong.");
+}
+
+TSAnswer TCSessionRoutes::Open(std::string const& Name, TSUser const& User,
+                               std::string const& Peer) {
+  m_ByAddress.Forget(Peer);
+  m_ByUser.Forget(Name);
+  auto const Token = m_Sessions.Open(Name, User.Role, User.Hash);
+  auto const Session = Token ? m_Sessions.Use(*Token) : std::nullopt;
+  if (!Session) {
+    return ProblemAnswer(503, "too_many_sessions", "Too many others have signed in; try later.");
+  }
+  SyslogWarning("%s has signed in from %s", Name.c_str(), Peer.c_str());
+  TSAnswer Answer = AnswerOf(*Session);
+  Answer.Headers.emplace_back("Set-Cookie", m_Gate.CookieOf(*Token));
+  return Answer;
+}
+
+TSAnswer TCSessionRoutes::SignOut(TSCall const& Call) {
+  m_Sessions.Close(Call.Token);
+  TSAnswer Answer;
+  Answer.Status = 204;
+  Answer.Headers.emplace_back("Set-Cookie", m_Gate.CookieOf(""));
+  return Answer;
+}
+
+}  // namespace Property

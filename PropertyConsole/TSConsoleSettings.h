@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// How the console serves.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Property {
+
+struct TSConsoleSettings {
+  std::string Address = "127.0.0.1";
+  unsigned Port = 8420;
+  std::string Users;               ///< file of the users
+  std::vector<std::string> Names;  ///< of this host, beside localhost
+  std::string Certificate;         ///< file; empty: nothing is encrypted
+  std::string Key;                 ///< file
+  bool PlainHTTP = false;          ///< serves others than this machine without encryption
+  unsigned Threads = 8;
+  unsigned WaitingConnections = 128;
+  unsigned BodyKiB = 4096;
+  unsigned RequestSeconds = 10;
+  unsigned IdleSeconds = 1800;
+  unsigned SessionSeconds = 43200;
+  unsigned Sessions = 256;
+};
+
+}  // namespace Property
