@@ -139,7 +139,7 @@ void TCPropertyServer::DecideChange(TSTakenMail& Taken) {
                 TCNorvMessage::SignalTypename(Mail.Content.SignalType).c_str(),
                 Mail.Content.SignalName);
   }
-  Taken.Changes = m_Records.ReadAll(Mail.Content);
+  Taken.Changes = m_Records.ReadAll(Mail.Content, Taken.IsUsual);
   m_Trace.Print("received", Mail.Sender, Mail.Content, *m_Configuration);
   Refuse(Taken, m_Rules.ReasonAgainst(Mail.Sender, Taken.Changes, Taken.Outcome.Places));
 }
@@ -383,7 +383,8 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
   if (Taken.Refused) {
     Published.Body = m_Values.EncodeStanding(Taken.Mail.Sender, Taken.Changes);
   } else {
-    Published.Body = m_Values.EncodeChanges(Taken.Changes);
+    Published.Body = m_Values.EncodeChanges(
+        Taken.Changes, Taken.IsUsual ? Taken.Mail.Content.Body : TCPropertyValues::TCBody());
     m_Values.Set(Taken.Changes);
   }
   bool const Control = Taken.Mail.Content.MailClass == Norv_ControlMail;

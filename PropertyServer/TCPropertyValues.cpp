@@ -153,7 +153,10 @@ TCPropertyValues::TCBody TCPropertyValues::EncodeStanding(
 }
 
 TCPropertyValues::TCBody TCPropertyValues::EncodeChanges(
-    std::vector<TSPropertyRecord> const& Changes) {
+    std::vector<TSPropertyRecord> const& Changes, TCBody const& Sent) {
+  if (Sent && m_Orphans.empty()) {
+    return Sent;
+  }
   TCNorvMailBody::TCWriter Writer = m_Records.NewWriter();
   for (TSPropertyRecord const& Change : Changes) {
     if (IsOrphan(Change.Number)) {
@@ -175,9 +178,10 @@ TCPropertyValues::TCBody TCPropertyValues::SelectReadable(TSNorvMailSender const
   }
   std::vector<bool> Readable;
   for (int Index = 0; Index < Body->get_Count(); ++Index) {
-    TCNorvPropertyObject::TCRecord const& Part = m_Records.Decode(Body->get_Record(Index));
-    bool const Own = !Part.m_Data.IsAssigned() && Part.m_Loaded.IsAssigned();  // a refused change
-    Readable.push_back(Own || m_Configuration->MayRead(Reader, Part.m_ID));
+    TSValueFields const Fields = m_Records.ReadFields(Body->get_Record(Index));
+    bool const Own =  // a refused change
+        !Fields.Has(TSValueFields::kData) && Fields.Has(TSValueFields::kLoaded);
+    Readable.push_back(Own || m_Configuration->MayRead(Reader, Fields.Number));
   }
   auto const Count = std::count(Readable.begin(), Readable.end(), true);
   if (Count == 0) {

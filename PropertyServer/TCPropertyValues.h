@@ -62,8 +62,9 @@ class TCPropertyValues {
   TCBody EncodeStanding(TSNorvMailSender const& Reader,
                         std::vector<TSPropertyRecord> const& Changes);
   /// `Changes` for those who may read them, in the one form that every process writes a link and a
-  /// device in, whatever the sender wrote.
-  TCBody EncodeChanges(std::vector<TSPropertyRecord> const& Changes);
+  /// device in, whatever the sender wrote. `Sent`, if it is not null, has them in this form
+  /// already.
+  TCBody EncodeChanges(std::vector<TSPropertyRecord> const& Changes, TCBody const& Sent);
   /// What `Reader` may read of records that were encoded here; null for nothing.
   TCBody SelectReadable(TSNorvMailSender const& Reader, TCBody const& Body);
 

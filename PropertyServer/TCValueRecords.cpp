@@ -2,7 +2,9 @@
 // Reads and writes the records of values.
 #include "PropertyServer/TCValueRecords.h"
 
+#include "Platform/Messaging/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
+#include "PropertyInterface/TCNorvPropertyObject.h"
 
 namespace Property {
 namespace {
@@ -14,52 +16,69 @@ constexpr char kSource[] = "../PropertyServer/TCValueRecords";
 }
 
 // A link or device that can not be read must not be stored as none.
-Accessories::TCRecordID ReadLink(TCNorvField const& Field) {
-  Accessories::TCRecordID const Link = Field.get_AsRecordID();
-  if (Link.IsNull() && !Field.get_AsString().empty()) {
+Accessories::TCRecordID ReadLink(std::string_view Text) {
+  if (Text.empty()) {
+    return Accessories::TCRecordID();
+  }
+  Accessories::TCRecordID const Link{std::string(Text)};
+  if (Link.IsNull()) {
     ThrowMalformed(__LINE__, "a link that is no number");
   }
   return Link;
 }
 
-TCMACAddress ReadMAC(TCNorvField const& Field) {
-  std::string const Text = Field.get_AsString();
-  TCMACAddress const MAC(Text);
-  if (MAC.Empty() && !Text.empty()) {
-    ThrowMalformed(__LINE__, "a device that is no MAC address");
-  }
-  return MAC;
+// What is assigned of a value that says where it belongs.
+constexpr std::uint32_t kPlaceFields =
+    TSValueFields::kNumber | TSValueFields::kLink | TSValueFields::kMAC;
+
+std::uint32_t AssignedFor(Accessories::TCRecordID const& Link) {
+  constexpr std::uint32_t kAll = kPlaceFields | TSValueFields::kData | TSValueFields::kLoaded;
+  return Link.IsNull() ? kAll & ~TSValueFields::kLink : kAll;
 }
 
-void RequireLayout(TSNorvMailContent const& Content, TCNorvRecordObject const& Part) {
-  if (Content.Body->get_Count() > 0 && Content.Body->get_Signature() != Part.get_Signature()) {
+// Of a record that has nothing in the fields that are not assigned.
+std::size_t SizeOf(TSValueFields const& Fields) {
+  constexpr std::size_t kMaskAndNumber = 2 * kWordSize;
+  return kMaskAndNumber + kWordSize + Fields.Data.size() + kWordSize + Fields.Link.size() +
+         kWordSize + Fields.MAC.size() + 1;
+}
+
+void RequireLayout(TSNorvMailContent const& Content, std::string const& Signature) {
+  if (Content.Body->get_Count() > 0 && Content.Body->get_Signature() != Signature) {
     ThrowMalformed(__LINE__, "records of another layout");
   }
 }
 
 }  // namespace
 
-std::vector<TSPropertyRecord> TCValueRecords::ReadAll(TSNorvMailContent const& Content) {
-  RequireLayout(Content, m_Scratch.get_Record());
+TCValueRecords::TCValueRecords() : m_Signature(TCNorvPropertyObject::TCRecord().get_Signature()) {}
+
+// ---- reading ----
+
+std::vector<TSPropertyRecord> TCValueRecords::ReadAll(TSNorvMailContent const& Content,
+                                                      bool& IsUsual) {
+  RequireLayout(Content, m_Signature);
+  IsUsual = true;
   std::vector<TSPropertyRecord> Records;
   Records.reserve(static_cast<std::size_t>(Content.Body->get_Count()));
   for (int Index = 0; Index < Content.Body->get_Count(); ++Index) {
-    Records.push_back(Read(Content.Body->get_Record(Index)));
+    Records.push_back(Read(Content.Body->get_Record(Index), IsUsual));
   }
   return Records;
 }
 
 TCPropertyPlace TCValueRecords::ReadPlace(TSNorvMailContent const& Request) {
-  RequireLayout(Request, m_Scratch.get_Record());
+  RequireLayout(Request, m_Signature);
   if (Request.Body->get_Count() != 1) {
     ThrowMalformed(__LINE__, "a request for one property has one record");
   }
-  return PlaceOf(Read(Request.Body->get_Record(0)));
+  bool IsUsual = true;
+  return PlaceOf(Read(Request.Body->get_Record(0), IsUsual));
 }
 
 int TCValueRecords::ReadAction(TSNorvMailContent const& Request) {
-  TCNorvPropertyObject::TCRequest& Part = m_Scratch.get_Request();
-  RequireLayout(Request, Part);
+  TCNorvPropertyObject::TCRequest Part;
+  RequireLayout(Request, Part.get_Signature());
   if (Request.Body->get_Count() != 1) {
     ThrowMalformed(__LINE__, "a request for all properties has one record");
   }
@@ -67,52 +86,104 @@ int TCValueRecords::ReadAction(TSNorvMailContent const& Request) {
   return Part.m_Action;
 }
 
-TSPropertyRecord TCValueRecords::Read(std::string_view Record) {
-  TCNorvPropertyObject::TCRecord& Part = m_Scratch.get_Record();
-  Part.Decode(Record);
-  if (!Part.m_ID.IsAssigned()) {
+TSValueFields TCValueRecords::ReadFields(std::string_view Record) const {
+  TCNorvRecordCursor Cursor(m_Signature, Record);
+  TSValueFields Fields;
+  Fields.Assigned = Cursor.get_AssignedMask();
+  TSNorvFieldValue Value;
+  Cursor.Next(Value);
+  Fields.Number = Value.Integer;
+  for (std::string_view* const Text : {&Fields.Data, &Fields.Link, &Fields.MAC}) {
+    Cursor.Next(Value);
+    *Text = Value.Assigned ? Value.Text : std::string_view();
+  }
+  Cursor.Next(Value);
+  Fields.Loaded = Value.Integer != 0;
+  return Fields;
+}
+
+TSPropertyRecord TCValueRecords::Read(std::string_view Record, bool& IsUsual) {
+  TSValueFields const Fields = ReadFields(Record);
+  if (!Fields.Has(TSValueFields::kNumber)) {
     ThrowMalformed(__LINE__, "a record without a property's number");
   }
-  return {Part.m_ID, ReadLink(Part.m_Link), ReadMAC(Part.m_MAC), Part.m_Data.get_AsString()};
+  Accessories::TCRecordID const Link = ReadLink(Fields.Link);
+  TCMACAddress const MAC = ReadMAC(Fields.MAC);
+  IsUsual = IsUsual && Fields.Assigned == AssignedFor(Link) && !Fields.Loaded &&
+            (Link.IsNull() || Fields.Link == Link.get_AsString()) && Fields.MAC == TextOf(MAC) &&
+            Record.size() == SizeOf(Fields);
+  return {Fields.Number, Link, MAC, std::string(Fields.Data)};
 }
 
-TCNorvPropertyObject::TCRecord const& TCValueRecords::Decode(std::string_view Record) {
-  m_Scratch.get_Record().Decode(Record);
-  return m_Scratch.get_Record();
+TCMACAddress TCValueRecords::ReadMAC(std::string_view Text) {
+  if (Text == m_DeviceText) {
+    return m_Device;
+  }
+  TCMACAddress const MAC{std::string(Text)};
+  if (MAC.Empty() && !Text.empty()) {
+    ThrowMalformed(__LINE__, "a device that is no MAC address");
+  }
+  return MAC;
 }
 
-TCNorvMailBody::TCWriter TCValueRecords::NewWriter() {
-  return TCNorvMailBody::TCWriter(m_Scratch.get_Record().get_Signature());
+// ---- writing ----
+
+std::string const& TCValueRecords::TextOf(TCMACAddress const& MAC) {
+  if (m_Device != MAC) {
+    m_DeviceText = MAC.get_AsString(':');
+    m_Device = MAC;
+  }
+  return m_DeviceText;
 }
 
 void TCValueRecords::Append(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place,
                             std::string const& Data, bool Loaded) {
-  Fill(Place, Data, Loaded).Encode(Writer);
+  TSValueFields Fields;
+  Fields.Assigned = TSValueFields::kData | TSValueFields::kLoaded;
+  Fields.Data = Data;
+  Fields.Loaded = Loaded;
+  Write(Writer, Place, Fields);
 }
 
 void TCValueRecords::AppendNone(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place) {
-  TCNorvPropertyObject::TCRecord& Record = Fill(Place, std::string(), false);
-  Record.m_Data.Unassign();
-  Record.Encode(Writer);
+  TSValueFields Fields;
+  Fields.Assigned = TSValueFields::kLoaded;
+  Write(Writer, Place, Fields);
 }
 
 void TCValueRecords::AppendRemoved(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place) {
-  TCNorvPropertyObject::TCRecord& Record = Fill(Place, std::string(), false);
-  Record.m_Data.Unassign();
-  Record.m_Loaded.Unassign();
-  Record.Encode(Writer);
+  Write(Writer, Place, TSValueFields());
 }
 
 void TCValueRecords::AppendWhole(TCNorvMailBody::TCWriter& Writer) {
-  TCNorvPropertyObject::TCRecord().Encode(Writer);
+  Write(Writer, TSValueFields());
 }
 
-TCNorvPropertyObject::TCRecord& TCValueRecords::Fill(TCPropertyPlace const& Place,
-                                                     std::string const& Data, bool Loaded) {
+void TCValueRecords::Write(TCNorvMailBody::TCWriter& Writer, TCPropertyPlace const& Place,
+                           TSValueFields Fields) {
   auto const& [Number, Link, MAC] = Place;
-  m_Scratch.get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
-  m_Scratch.SetRecord(Number, Data, Link, Loaded, MAC.get_AsString(':'));
-  return m_Scratch.get_Record();
+  std::string const LinkText = Link.get_AsString();
+  Fields.Assigned |= AssignedFor(Link) & kPlaceFields;
+  Fields.Number = Number;
+  Fields.Link = LinkText;
+  Fields.MAC = TextOf(MAC);
+  Write(Writer, Fields);
+}
+
+void TCValueRecords::Write(TCNorvMailBody::TCWriter& Writer, TSValueFields const& Fields) {
+  Writer.BeginRecord(Fields.Assigned);
+  TSNorvFieldValue Value;
+  Value.Code = 'i';
+  Value.Integer = Fields.Number;
+  Writer.AppendField(Value);
+  Value.Code = 's';
+  for (std::string_view const Text : {Fields.Data, Fields.Link, Fields.MAC}) {
+    Value.Text = Text;
+    Writer.AppendField(Value);
+  }
+  Value.Code = 'b';
+  Value.Integer = Fields.Loaded ? 1 : 0;
+  Writer.AppendField(Value);
 }
 
 }  // namespace Property

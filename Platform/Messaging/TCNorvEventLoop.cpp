@@ -190,16 +190,42 @@ int TCNorvEventLoop::Wait(TCTime Limit) {
   return Result;
 }
 
+// Each at most once, also one that is set again for a time that has passed.
+template <class TRead>
+bool TCNorvEventLoop::CallTimers(TCTimers TSClock::*Order, TRead const& ReadClock) {
+  bool Called = false;
+  for (auto const& [Clock, ID] :
+       {std::pair(&m_Monotonic, CLOCK_MONOTONIC), {&m_Boot, CLOCK_BOOTTIME}}) {
+    TCTimers& Timers = Clock->*Order;
+    if (Timers.empty()) {
+      continue;
+    }
+    Clock->Passed = ReadClock(ID);
+    while (!Timers.empty() && (*Timers.begin())->get_Deadline() <= Clock->Passed) {
+      TCNorvLoopTimer& Timer = **Timers.begin();
+      Timer.SwitchOff();
+      Call(Timer);
+      Called = true;
+    }
+  }
+  return Called;
+}
+
 bool TCNorvEventLoop::CallAll(std::size_t Ready) {
-  bool Called = CallTimers(&TSClock::Important);
+  bool Called = CallTimers(&TSClock::Important, [this](clockid_t Clock) {
+    return Clock == CLOCK_MONOTONIC ? m_Now : Read(Clock);  // which was read right before
+  });
   Called = CallWorks(m_NextTurn, m_Resting) || Called;
   Called = CallFiles(Ready) || Called;
-  return CallTimers(&TSClock::Usual) || Called;
+  return CallTimers(&TSClock::Usual, Read) || Called;
 }
 
 bool TCNorvEventLoop::CallFiles(std::size_t Ready) {
   bool Called = false;
   for (std::size_t Index = 0; Index < Ready; ++Index) {
+    if (Called) {
+      CallTimers(&TSClock::Important, Read);
+    }
     epoll_event const Event = m_Ready[Index];
     if (Event.data.u64 == kBootTimerKey) {
       continue;
@@ -214,27 +240,6 @@ bool TCNorvEventLoop::CallFiles(std::size_t Ready) {
     }
     Call(*Place.File, Events);
     Called = true;
-    CallTimers(&TSClock::Important);
-  }
-  return Called;
-}
-
-// Each at most once, also one that is set again for a time that has passed.
-bool TCNorvEventLoop::CallTimers(TCTimers TSClock::*Order) {
-  bool Called = false;
-  for (auto const& [Clock, ID] :
-       {std::pair(&m_Monotonic, CLOCK_MONOTONIC), {&m_Boot, CLOCK_BOOTTIME}}) {
-    TCTimers& Timers = Clock->*Order;
-    if (Timers.empty()) {
-      continue;
-    }
-    Clock->Passed = Read(ID);
-    while (!Timers.empty() && (*Timers.begin())->get_Deadline() <= Clock->Passed) {
-      TCNorvLoopTimer& Timer = **Timers.begin();
-      Timer.SwitchOff();
-      Call(Timer);
-      Called = true;
-    }
   }
   return Called;
 }

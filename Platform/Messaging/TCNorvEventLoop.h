@@ -94,7 +94,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvEventLoop {
   int Wait(TCTime Limit);
   bool CallAll(std::size_t Ready);
   bool CallFiles(std::size_t Ready);
-  bool CallTimers(TCTimers TSClock::*Order);
+  template <class TRead>
+  bool CallTimers(TCTimers TSClock::*Order, TRead const& ReadClock);
   bool CallWorks(TCWorks& Works, TCWorks& Then);
   template <class TSource, class... TArguments>
   void Call(TSource& Source, TArguments... Arguments);

@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 #include <new>
+#include <stdexcept>
 #include <utility>
 
 #include "Platform/Messaging/LittleEndian.h"
@@ -127,7 +128,7 @@ void TCNorvMailBody::TCWriter::AppendWord(std::uint32_t Word) {
 }
 
 void TCNorvMailBody::TCWriter::BeginRecord(std::uint32_t Assigned) {
-  m_Begins.push_back(m_Bytes.size());
+  m_Places.Add(m_Bytes.size());
   m_Field = 0;
   AppendWord(Assigned);
 }
@@ -158,7 +159,7 @@ void TCNorvMailBody::TCWriter::AppendField(TSNorvFieldValue const& Value) {
 }
 
 void TCNorvMailBody::TCWriter::AppendRecord(std::string_view Record) {
-  m_Begins.push_back(m_Bytes.size());
+  m_Places.Add(m_Bytes.size());
   m_Bytes.append(Record);
 }
 
@@ -166,8 +167,8 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::TCWriter::Finish() {
   if (m_Bytes.capacity() - m_Bytes.size() > kSpareLimit) {
     m_Bytes.shrink_to_fit();  // it may be kept for long
   }
-  return std::shared_ptr<TCNorvMailBody const>(
-      new TCNorvMailBody(std::move(m_Signature), std::move(m_Bytes), std::move(m_Begins)));
+  return std::make_shared<TCNorvMailBody const>(TSMade(), m_Signature, std::move(m_Bytes),
+                                                std::move(m_Places));
 }
 
 // A read-only view of a memory file, and the file where it is to be handed on.
@@ -197,30 +198,30 @@ class TCNorvMailBody::TCMapping {
   TCFileDescriptor m_File;
 };
 
-TCNorvMailBody::TCNorvMailBody(std::string Signature, std::string Bytes,
-                               std::vector<std::size_t> Begins)
-    : m_Signature(std::move(Signature)),
+TCNorvMailBody::TCNorvMailBody(TSMade /*Made*/, std::string_view Signature, std::string Bytes,
+                               TSPlaces Places)
+    : m_Signature(Signature),
       m_Owned(std::move(Bytes)),
       m_Bytes(m_Owned),
-      m_Begins(std::move(Begins)) {}
+      m_Places(std::move(Places)) {}
 
-TCNorvMailBody::TCNorvMailBody(std::string Signature, std::unique_ptr<TCMapping> Mapping,
-                               std::string_view Bytes, std::vector<std::size_t> Begins)
-    : m_Signature(std::move(Signature)),
+TCNorvMailBody::TCNorvMailBody(TSMade /*Made*/, std::string_view Signature,
+                               std::unique_ptr<TCMapping> Mapping, TSPlaces Places)
+    : m_Signature(Signature),
       m_Mapping(std::move(Mapping)),
-      m_Bytes(Bytes),
-      m_Begins(std::move(Begins)) {}
+      m_Bytes(m_Mapping->get_Bytes()),
+      m_Places(std::move(Places)) {}
 
 // Where each of the records begins, once all are known to be good and no more than `Most`.
-std::vector<std::size_t> TCNorvMailBody::FindRecords(std::string_view Signature,
+TCNorvMailBody::TSPlaces TCNorvMailBody::FindRecords(std::string_view Signature,
                                                      std::string_view Bytes, std::size_t Most) {
   RequireKnownCodes(Signature);
-  std::vector<std::size_t> Begins;
+  TSPlaces Places;
   for (std::string_view Rest = Bytes; !Rest.empty(); Rest = SkipRecord(Signature, Rest)) {
-    RequireCount(Begins.size() + 1, Most);
-    Begins.push_back(Bytes.size() - Rest.size());
+    RequireCount(Places.Count + 1, Most);
+    Places.Add(Bytes.size() - Rest.size());
   }
-  return Begins;
+  return Places;
 }
 
 TCNorvMailBody::~TCNorvMailBody() = default;
@@ -244,8 +245,12 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::Selected(TCNorvMailBody co
 
 std::string_view TCNorvMailBody::get_Record(int Index) const {
   std::size_t const Place = static_cast<std::size_t>(Index);
-  std::size_t const Begin = m_Begins.at(Place);
-  std::size_t const End = Place + 1 < m_Begins.size() ? m_Begins[Place + 1] : m_Bytes.size();
+  std::vector<std::size_t> const& Further = m_Places.Further;
+  if (Place >= m_Places.Count) {
+    throw std::out_of_range("a record that a mail does not have");
+  }
+  std::size_t const Begin = Place > 0 ? Further[Place - 1] : 0;
+  std::size_t const End = Place < Further.size() ? Further[Place] : m_Bytes.size();
   return m_Bytes.substr(Begin, End - Begin);
 }
 
@@ -259,9 +264,9 @@ void TCNorvMailBody::RequireCount(std::size_t Count, std::size_t Most) {
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromBytes(std::string_view Signature,
                                                                 std::string_view Bytes,
                                                                 std::size_t Count) {
-  std::vector<std::size_t> Begins = FindRecords(Signature, Bytes, Count);
-  return std::shared_ptr<TCNorvMailBody const>(
-      new TCNorvMailBody(std::string(Signature), std::string(Bytes), std::move(Begins)));
+  TSPlaces Places = FindRecords(Signature, Bytes, Count);
+  return std::make_shared<TCNorvMailBody const>(TSMade(), Signature, std::string(Bytes),
+                                                std::move(Places));
 }
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File,
@@ -282,10 +287,9 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::FromMemoryFile(int File,
     ThrowMalformed(__LINE__, "a memory file with holes");
   }
   auto Mapping = std::make_unique<TCMapping>(File, static_cast<std::size_t>(Status.st_size));
-  std::string_view const Bytes = Mapping->get_Bytes();
-  std::vector<std::size_t> Begins = FindRecords(Signature, Bytes, Most);
-  return std::shared_ptr<TCNorvMailBody const>(
-      new TCNorvMailBody(std::string(Signature), std::move(Mapping), Bytes, std::move(Begins)));
+  TSPlaces Places = FindRecords(Signature, Mapping->get_Bytes(), Most);
+  return std::make_shared<TCNorvMailBody const>(TSMade(), Signature, std::move(Mapping),
+                                                std::move(Places));
 }
 
 std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::InMemoryFile(TCNorvMailBody const& Body) {
@@ -295,10 +299,9 @@ std::shared_ptr<TCNorvMailBody const> TCNorvMailBody::InMemoryFile(TCNorvMailBod
     throw TCException(kSource, __LINE__).Format("cannot use a memory file: %s", strerror(errno));
   }
   auto Mapping = std::make_unique<TCMapping>(File.get(), static_cast<std::size_t>(Status.st_size));
-  std::string_view const Bytes = Mapping->get_Bytes();
   Mapping->Keep(std::move(File));
-  return std::shared_ptr<TCNorvMailBody const>(
-      new TCNorvMailBody(Body.m_Signature, std::move(Mapping), Bytes, Body.m_Begins));
+  return std::make_shared<TCNorvMailBody const>(TSMade(), Body.m_Signature, std::move(Mapping),
+                                                Body.m_Places);
 }
 
 int TCNorvMailBody::MakeMemoryFile() const {
@@ -324,5 +327,5 @@ void TCNorvMailBody::WriteMemoryFile(int File) const {
 std::size_t TCNorvMailBody::get_MemorySize() const {
   return sizeof(*this) + m_Signature.capacity() +
          (m_Mapping ? m_Bytes.size() : m_Owned.capacity()) +
-         m_Begins.capacity() * sizeof(m_Begins[0]);
+         m_Places.Further.capacity() * sizeof(m_Places.Further[0]);
 }

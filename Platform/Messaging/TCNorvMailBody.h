@@ -53,6 +53,19 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   static constexpr std::size_t kMaximumSize = std::size_t{1} << 30;
   static constexpr std::size_t kAnyCount = std::numeric_limits<std::size_t>::max();
 
+  /// Where the records begin. The first one is not noted: most mails have no other.
+  struct TSPlaces {
+    std::size_t Count = 0;
+    std::vector<std::size_t> Further;
+
+    void Add(std::size_t Begin) {
+      if (Count > 0) {
+        Further.push_back(Begin);
+      }
+      ++Count;
+    }
+  };
+
   /// Appends records of one signature.
   class PROPERTY_PLATFORM_EXPORT TCWriter {
    public:
@@ -70,7 +83,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
 
     std::string m_Signature;
     std::string m_Bytes;
-    std::vector<std::size_t> m_Begins;
+    TSPlaces m_Places;
     std::size_t m_Field = 0;
   };
 
@@ -111,7 +124,7 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
   ~TCNorvMailBody();
 
   std::string const& get_Signature() const { return m_Signature; }
-  int get_Count() const { return static_cast<int>(m_Begins.size()); }
+  int get_Count() const { return static_cast<int>(m_Places.Count); }
   std::string_view get_Record(int Index) const;
   std::string_view get_Bytes() const { return m_Bytes; }
   std::size_t get_Size() const { return m_Bytes.size(); }
@@ -120,18 +133,20 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMailBody {
 
  private:
   class TCMapping;
+  struct TSMade {};  // only this class makes bodies
 
-  TCNorvMailBody(std::string Signature, std::string Bytes, std::vector<std::size_t> Begins);
-  TCNorvMailBody(std::string Signature, std::unique_ptr<TCMapping> Mapping, std::string_view Bytes,
-                 std::vector<std::size_t> Begins);
+ public:
+  TCNorvMailBody(TSMade Made, std::string_view Signature, std::string Bytes, TSPlaces Places);
+  TCNorvMailBody(TSMade Made, std::string_view Signature, std::unique_ptr<TCMapping> Mapping,
+                 TSPlaces Places);
 
-  static std::vector<std::size_t> FindRecords(std::string_view Signature, std::string_view Bytes,
-                                              std::size_t Most);
+ private:
+  static TSPlaces FindRecords(std::string_view Signature, std::string_view Bytes, std::size_t Most);
   void WriteMemoryFile(int File) const;
 
-  std::string m_Signature;
-  std::string m_Owned;
-  std::unique_ptr<TCMapping> m_Mapping;
-  std::string_view m_Bytes;  // into m_Owned or m_Mapping
-  std::vector<std::size_t> m_Begins;
+  std::string const m_Signature;
+  std::string const m_Owned;
+  std::unique_ptr<TCMapping> const m_Mapping;
+  std::string_view const m_Bytes;  // into m_Owned or m_Mapping
+  TSPlaces const m_Places;
 };

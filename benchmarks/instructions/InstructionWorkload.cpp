@@ -1,36 +1,23 @@
 // SPDX-License-Identifier: MIT
-// Runs the hottest operations under callgrind, which writes one profile for each: its trigger is
-// the operation's name and how often it was run.
-#include <valgrind/callgrind.h>
-
-#include <functional>
+// Runs the hottest operations under callgrind.
+#include <stdexcept>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 #include "CommonProperties/TCReadGuard.h"
 #include "CommonProperties/Typed.h"
 #include "benchmarks/BenchmarkStore.h"
+#include "benchmarks/instructions/Counting.h"
+#include "benchmarks/instructions/ServerRoads.h"
+#include "benchmarks/support/Processes.h"
 
 namespace {
 
+using Benchmark::Count;
 using Benchmark::TCFilledStore;
 using Benchmark::TSTarget;
 
 constexpr int kValues = 10000;
-
-// Once unmeasured, so that what happens at a first call only does not count.
-template <class TTarget>
-void Count(std::string const& Name, std::vector<TTarget> const& Targets,
-           std::function<void(typename std::common_type<TTarget>::type const&)> const& Operation) {
-  std::string const Trigger = Name + " " + std::to_string(Targets.size());
-  Operation(Targets.front());
-  CALLGRIND_ZERO_STATS;
-  for (TTarget const& Target : Targets) {
-    Operation(Target);
-  }
-  CALLGRIND_DUMP_STATS_AT(Trigger.c_str());
-}
 
 // The same values through handles, which are made before.
 void CountTyped(TCFilledStore const& Store) {
@@ -46,9 +33,7 @@ void CountTyped(TCFilledStore const& Store) {
         [](Property::Typed<int> const& Value) { Value.Set(Value.get_ID().get_Number() + 2); });
 }
 
-}  // namespace
-
-int main() {
+void CountAll() {
   TCFilledStore const& Store = TCFilledStore::WithValues(kValues);
   int Sum = 0;
   Count("read_integer", Store.get_Integers(), [&Sum](TSTarget const& Value) {
@@ -71,5 +56,14 @@ int main() {
     SetProperty(*Value.m_ID, Value.m_ID->get_Number() + 1, Value.m_Link);
   });
   CountTyped(Store);
-  return Sum == 0 ? 1 : 0;
+  Benchmark::CountServerRoads();
+  if (Sum == 0) {
+    throw std::runtime_error("nothing was read");
+  }
+}
+
+}  // namespace
+
+int main() {
+  return Benchmark::RunMeasurements("instruction_workload", CountAll);
 }

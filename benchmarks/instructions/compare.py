@@ -176,11 +176,11 @@ def compare(committed: Mapping[str, float], now: Mapping[str, float]) -> list[Ro
 
 def table(rows: Sequence[Row]) -> str:
     """The counts side by side."""
-    lines = [f'{"operation":16}{"committed":>12}{"now":>12}{"change":>10}']
+    lines = [f'{"operation":24}{"committed":>12}{"now":>12}{"change":>10}']
     for row in rows:
         cells = ["-" if value is None else f"{value:,.1f}" for value in (row.committed, row.now)]
         change = "-" if row.change is None else f"{round(row.change, 3) + 0.0:+.1%}"
-        line = f"{row.name:16}{cells[0]:>12}{cells[1]:>12}{change:>10}  {row.verdict}"
+        line = f"{row.name:24}{cells[0]:>12}{cells[1]:>12}{change:>10}  {row.verdict}"
         lines.append(line.rstrip())
     return "\n".join(lines)
 

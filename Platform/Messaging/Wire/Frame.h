@@ -115,7 +115,6 @@ class TCFrame {
   void AppendMail(TSNorvMailContent const& Content, std::string_view Records);
 
   std::string m_Bytes;
-  std::string m_Fields;
   std::size_t m_Prefix = 0;  // bytes before the first mail
   unsigned m_Count = 0;
   std::shared_ptr<TCNorvMailBody const> m_Body;

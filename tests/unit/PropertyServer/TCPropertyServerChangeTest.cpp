@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "Platform/Utility/TCException.h"
+#include "PropertyInterface/TCNorvPropertyObject.h"
 #include "tests/unit/PropertyServer/ServiceFixture.h"
 
 using Accessories::TCRecordID;

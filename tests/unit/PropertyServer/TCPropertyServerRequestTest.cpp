@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "PropertyInterface/TCNorvPropertyObject.h"
 #include "tests/unit/PropertyServer/ServiceFixture.h"
 
 using Accessories::TCRecordID;

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include "PropertyInterface/TCNorvControlObject.h"
+#include "PropertyInterface/TCNorvPropertyObject.h"
 #include "tests/unit/PropertyServer/ControlFixture.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 
