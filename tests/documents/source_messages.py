@@ -44,8 +44,8 @@ TOKEN = re.compile(
 SPECIFIER = re.compile(r"%(?:[-+ #0]*[\d*]*(?:\.[\d*]+)?(?:hh|h|ll|l|z|j|t)?[a-zA-Z]|(?=$)|%)")
 ESCAPES = {"n": " ", "t": " ", '"': '"', "\\": "\\", "'": "'"}
 SQL = re.compile(
-    r"\b(?:SELECT|INSERT|UPDATE \w+ SET|DELETE FROM|CREATE|PRAGMA|ROLLBACK|VACUUM|BEGIN|WHERE|VALUES"
-    r"|ORDER BY|ALTER|DROP|INTEGER|TEXT|UNION|FROM|STRICT|REPLACE)\b"
+    r"\b(?:SELECT|INSERT|UPDATE \w+ SET|DELETE FROM|CREATE|PRAGMA|ROLLBACK|VACUUM|BEGIN|WHERE"
+    r"|VALUES|ORDER BY|ALTER|DROP|INTEGER|TEXT|UNION|FROM|STRICT|REPLACE)\b"
 )
 
 

@@ -25,7 +25,7 @@ FOLDERS = (
 
 # Texts that no user meets as a message, and why.
 INTERNAL = {
-    **dict.fromkeys(("Boolean Field", "Choice Field", "String Field"), "a type's name within others"),
+    **dict.fromkeys(("Boolean Field", "Choice Field", "String Field"), "names of types"),
     **dict.fromkeys(("(...), value", "), value", "governed by"), "what describe prints"),
     "one for each device": "what describe prints",
     **dict.fromkeys(("set at", "set by", "s unless it is confirmed"), "what explain prints"),
