@@ -13,6 +13,8 @@ namespace {
 constexpr std::size_t kQueuedLimit = 512;                       // frames
 constexpr std::size_t kQueuedByteLimit = std::size_t{1} << 20;  // and what they take
 constexpr std::uint64_t kRatePeriod = 1000000;                  // microseconds
+constexpr TCNorvEventLoop::TCTime kFirstReadingDelay{1000};
+constexpr TCNorvEventLoop::TCTime kLastReadingDelay{256000};
 
 }  // namespace
 
@@ -21,7 +23,10 @@ TCRouterPeer::TCRouterPeer(TCNorvEventLoop& Loop, TCFileDescriptor Socket, TSNor
     : m_Loop(Loop),
       m_Socket(std::move(Socket)),
       m_Sender(std::move(Sender)),
-      m_User(std::move(User)) {}
+      m_User(std::move(User)),
+      m_UnreadFiles(get_File()),
+      m_Reading(Loop, CLOCK_MONOTONIC, [this] { OnReading(); }),
+      m_ReadingDelay(kFirstReadingDelay) {}
 
 void TCRouterPeer::Greet(std::string Identity, TCMACAddress const& Device) {
   m_Sender.Device = Device;
@@ -46,11 +51,7 @@ void TCRouterPeer::OnReady(std::uint32_t Events) {
   bool Ended =
       !IsReading() && (Events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) != 0 && !LeavesUnread();
   if (!Ended && !m_Queue.empty() && (Events & (EPOLLOUT | EPOLLHUP | EPOLLERR)) != 0) {
-    try {
-      Ended = !Flush();
-    } catch (std::exception const&) {
-      Ended = true;  // what can not be sent now the proxy asks for again
-    }
+    Ended = !SendWaiting();
   }
   if (Ended) {
     m_OnEnded();
@@ -102,13 +103,14 @@ void TCRouterPeer::EndAwaiting() {
 void TCRouterPeer::Detach() {
   m_GreetingLimit.reset();
   m_Pause.reset();
+  m_Reading.SwitchOff();
   m_Ready.reset();
 }
 
 void TCRouterPeer::Watch() {
   if (m_Ready) {
     std::uint32_t const Reading = IsReading() ? EPOLLIN : m_LeavesUnread ? 0U : EPOLLRDHUP;
-    m_Ready->SetEvents(m_Queue.empty() ? Reading : Reading | EPOLLOUT);
+    m_Ready->SetEvents(m_Queue.empty() || m_Reading.IsSet() ? Reading : Reading | EPOLLOUT);
   }
 }
 
@@ -124,31 +126,72 @@ std::uint64_t TCRouterPeer::CountMails(std::size_t Mails, unsigned Limit, std::u
 // ---- sending ----
 
 bool TCRouterPeer::Send(std::shared_ptr<Wire::TCFrame const> Frame) {
-  if (m_Queue.empty()) {
-    Wire::TETransfer const Result = Wire::Send(get_File(), *Frame);
+  if (m_Queue.empty() && m_UnreadFiles.HaveRoomFor(*Frame)) {
+    Wire::TETransfer const Result = SendNow(*Frame);
     if (Result != Wire::TETransfer::eLater) {
       return Result == Wire::TETransfer::eDone;
     }
   }
   std::size_t const Size = Frame->get_Size();
+  bool const IsFirst = m_Queue.empty();
   m_Queue.push_back(std::move(Frame));
   m_QueuedBytes += Size;
-  Watch();
+  if (IsFirst) {
+    LookForReading();
+  }
   return true;
+}
+
+Wire::TETransfer TCRouterPeer::SendNow(Wire::TCFrame const& Frame) {
+  Wire::TETransfer const Result = Wire::Send(get_File(), Frame);
+  if (Result == Wire::TETransfer::eDone) {
+    m_UnreadFiles.Add(Frame);
+  }
+  return Result;
 }
 
 // False when the peer has gone.
 bool TCRouterPeer::Flush() {
-  while (!m_Queue.empty()) {
-    Wire::TETransfer const Result = Wire::Send(get_File(), *m_Queue.front());
+  while (!m_Queue.empty() && m_UnreadFiles.HaveRoomFor(*m_Queue.front())) {
+    Wire::TETransfer const Result = SendNow(*m_Queue.front());
     if (Result != Wire::TETransfer::eDone) {
       return Result == Wire::TETransfer::eLater;
     }
     m_QueuedBytes -= m_Queue.front()->get_Size();
     m_Queue.pop_front();
+    m_ReadingDelay = kFirstReadingDelay;
+  }
+  return true;
+}
+
+// False when the peer has gone, or has to go.
+bool TCRouterPeer::SendWaiting() {
+  try {
+    bool const IsThere = Flush();
+    LookForReading();
+    return IsThere;
+  } catch (std::exception const&) {
+    return false;  // what can not be sent now the proxy asks for again
+  }
+}
+
+void TCRouterPeer::OnReading() {
+  if (!SendWaiting()) {
+    m_OnEnded();
+  }
+}
+
+// That there is room in the queue says nothing of the files in it: when they have been read is
+// looked for, more and more seldom.
+void TCRouterPeer::LookForReading() {
+  if (m_Queue.empty() || m_UnreadFiles.HaveRoomFor(*m_Queue.front())) {
+    m_Reading.SwitchOff();
+    m_ReadingDelay = kFirstReadingDelay;
+  } else {
+    m_Reading.SetAfter(m_ReadingDelay);
+    m_ReadingDelay = std::min(2 * m_ReadingDelay, kLastReadingDelay);
   }
   Watch();
-  return true;
 }
 
 bool TCRouterPeer::IsCongested() const {

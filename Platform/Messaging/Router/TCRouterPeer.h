@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "Platform/Messaging/Router/TCRouterUser.h"
+#include "Platform/Messaging/Router/TCUnreadFiles.h"
 #include "Platform/Messaging/TCNorvEventLoop.h"
 #include "Platform/Messaging/TCNorvLoopTimer.h"
 #include "Platform/Messaging/TCNorvService.h"
@@ -127,7 +128,11 @@ class TCRouterPeer {
   bool LeavesUnread();
   bool IsReading() const { return !m_Pause && !m_AwaitsOwner; }
   bool IsAnySubscriptionBehind() const;
+  Wire::TETransfer SendNow(Wire::TCFrame const& Frame);
   bool Flush();
+  bool SendWaiting();
+  void OnReading();
+  void LookForReading();
   void Watch();
 
   TCNorvEventLoop& m_Loop;
@@ -145,6 +150,9 @@ class TCRouterPeer {
 
   std::deque<std::shared_ptr<Wire::TCFrame const>> m_Queue;
   std::size_t m_QueuedBytes = 0;
+  TCUnreadFiles m_UnreadFiles;
+  TCNorvLoopTimer m_Reading;  // while the first frame waits until those have been read
+  TCNorvEventLoop::TCTime m_ReadingDelay;
   std::map<std::string, std::uint64_t> m_Acknowledgements;  // held back, by mailbox
   std::uint64_t m_SecondBegan = 0;                          // microseconds
   std::uint64_t m_MailsInSecond = 0;

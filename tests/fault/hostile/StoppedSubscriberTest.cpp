@@ -2,6 +2,9 @@
 // Subscribers that do not read: nothing is kept for them, nobody waits for them, and they catch up.
 #include <unistd.h>
 
+#include <fstream>
+#include <string>
+
 #include "tests/fault/hostile/HostileFixture.h"
 #include "tests/support/WirePeer.h"
 
@@ -23,6 +26,17 @@ struct StoppedSubscriber : THostileFixture {
     EXPECT_EQ(m_Writer->Ask("fill 101 " + std::to_string(kLinks) + " " + std::to_string(Changes)),
               "filled");
     EXPECT_EQ(m_Writer->Ask("acknowledged"), "acknowledged");
+  }
+  // Of all processes of the system, in KiB.
+  static long SharedMemory() {
+    std::ifstream File("/proc/meminfo");
+    for (std::string Name; File >> Name;) {
+      if (long Size = 0; Name == "Shmem:" && File >> Size) {
+        return Size;
+      }
+    }
+    ADD_FAILURE() << "the system does not tell how much memory is shared";
+    return 0;
   }
   static void ExpectFilled(TProcess& Client, int Changes) {
     for (int Link = 0; Link < kLinks; ++Link) {
@@ -69,6 +83,24 @@ TEST_F(StoppedSubscriber, ThatNeverReadsCostsNoMemory) {
   m_Writer->Ask("acknowledged");
   ExpectServed();
   ExpectNoMoreMemory(Before);
+  EndAndExpectLeftBehind(getpid());
+}
+
+// The memory files that a socket's queue holds are the system's shared memory, not the server's
+// own.
+TEST_F(StoppedSubscriber, ThatNeverReadsLargeChangesCostsNoSharedMemory) {
+  constexpr int kChanges = 200;
+  constexpr long kNoise = 100 << 10;  // KiB, of other programs
+  StartAll();
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_TRUE(Peer.Subscribe());
+  EXPECT_TRUE(Peer.Flush());
+  long const Before = SharedMemory();
+  m_Writer->Ask("fill 101 1 " + std::to_string(kChanges) + " 1000000");
+  m_Writer->Ask("acknowledged");
+  ExpectServed();
+  EXPECT_LT(SharedMemory(), Before + kNoise);
   EndAndExpectLeftBehind(getpid());
 }
 
