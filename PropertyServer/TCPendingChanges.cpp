@@ -66,11 +66,12 @@ std::string TCPendingChanges::ReasonAgainst(uid_t User, int Seconds,
 }
 
 void TCPendingChanges::Add(TSPendingChange const& Change,
-                           std::vector<TSPropertyRecord> const& Values) {
-  for (TSPropertyRecord const& Value : Values) {
+                           std::vector<TSPropertyRecord> const& Former) {
+  for (TSPropertyRecord const& Value : Former) {
     m_Places[PlaceOf(Value)] = Change.Transaction;
   }
   m_Changes[Change.Transaction] = Change;
+  m_Kept += m_KeptOf[Change.Transaction] = CountOf(Former);
   Wake();
 }
 
@@ -78,6 +79,9 @@ void TCPendingChanges::Settle(std::uint64_t Transaction) {
   if (m_Changes.erase(Transaction) == 0) {
     return;
   }
+  auto const Kept = m_KeptOf.find(Transaction);
+  m_Kept -= Kept->second;
+  m_KeptOf.erase(Kept);
   for (auto Place = m_Places.begin(); Place != m_Places.end();) {
     Place = Place->second == Transaction ? m_Places.erase(Place) : std::next(Place);
   }

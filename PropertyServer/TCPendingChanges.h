@@ -12,6 +12,7 @@
 
 #include "Platform/Messaging/TCNorvLoopTimer.h"
 #include "PropertyServer/TCPropertyDatabase.h"
+#include "PropertyServer/TCValueQuota.h"
 #include "PropertyServer/TSPendingChange.h"
 #include "PropertyServer/TSPropertyRecord.h"
 
@@ -40,8 +41,8 @@ class TCPendingChanges {
   /// Why no change of the user to these places may wait for so many seconds; empty when it may.
   std::string ReasonAgainst(uid_t User, int Seconds,
                             std::vector<TSPropertyRecord> const& Changes) const;
-  /// The values were changed and wait now.
-  void Add(TSPendingChange const& Change, std::vector<TSPropertyRecord> const& Values);
+  /// What stood in these places was changed and waits now.
+  void Add(TSPendingChange const& Change, std::vector<TSPropertyRecord> const& Former);
   /// It waits no longer; nothing happens when it did not.
   void Settle(std::uint64_t Transaction);
 
@@ -50,6 +51,8 @@ class TCPendingChanges {
   /// The one that the value belongs to; null for none.
   TSPendingChange const* FindOf(TCPropertyPlace const& Place) const;
   std::map<std::uint64_t, TSPendingChange> const& get_All() const { return m_Changes; }
+  /// The values that all of them would restore.
+  TSValueCount const& get_Kept() const { return m_Kept; }
 
  private:
   void Load();
@@ -61,6 +64,8 @@ class TCPendingChanges {
   TCNorvLoopTimer m_Timer;
   std::map<std::uint64_t, TSPendingChange> m_Changes;
   std::map<TCPropertyPlace, std::uint64_t> m_Places;
+  std::map<std::uint64_t, TSValueCount> m_KeptOf;
+  TSValueCount m_Kept;
   bool m_TryLater = false;
 };
 

@@ -261,8 +261,7 @@ void TCPropertyServer::Take(TSTakenMail&& Taken) {
   if (!Taken.Refused) {
     TCTexts const Former = FindNewest(Taken.Changes);
     Taken.Growth = GrowthBy(Taken.Changes, Former);
-    std::string Reason =
-        m_Quota.ReasonAgainst(Taken.Growth, m_Values.get_Count(), m_Configuration->get_Limits());
+    std::string Reason = ReasonAgainstGrowth(Taken);
     if (!Reason.empty() && Taken.HasSender()) {
       LogRefusal(Sender, Reason);
       MarkRefused(Taken, std::move(Reason));
@@ -272,6 +271,17 @@ void TCPropertyServer::Take(TSTakenMail&& Taken) {
     }
   }
   Queue(std::move(Taken));
+}
+
+// What a change to be confirmed would restore is kept, and counts like the values that stand.
+std::string TCPropertyServer::ReasonAgainstGrowth(TSTakenMail const& Taken) const {
+  TSValueCount Present = m_Values.get_Count();
+  Present += m_Pending.get_Kept();
+  TSValueCount Growth = Taken.Growth;
+  if (Taken.Effects && Taken.Effects->Pending) {
+    Growth += CountOf(Taken.Effects->Former);
+  }
+  return m_Quota.ReasonAgainst(Growth, Present, m_Configuration->get_Limits());
 }
 
 void TCPropertyServer::Queue(TSTakenMail&& Taken) {

@@ -106,6 +106,7 @@ class TCPropertyServer : public TCNorvService {
   static void MarkRefused(TSTakenMail& Mail, std::string Reason);
   void LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason);
   void Take(TSTakenMail&& Taken);
+  std::string ReasonAgainstGrowth(TSTakenMail const& Taken) const;
   void Queue(TSTakenMail&& Taken);
   TSTakenMail& AddToQueue(TSTakenMail&& Taken);
   std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken, TCTexts const& Former);

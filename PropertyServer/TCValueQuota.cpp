@@ -11,6 +11,15 @@ bool Exceeds(std::int64_t Growth, std::int64_t Present, std::size_t Most) {
 
 }  // namespace
 
+TSValueCount CountOf(std::vector<TSPropertyRecord> const& Values) {
+  TSValueCount Count;
+  for (TSPropertyRecord const& Value : Values) {
+    Count.Values += Value.Removed ? 0 : 1;
+    Count.Bytes += Value.Removed ? 0 : static_cast<std::int64_t>(Value.Data.size());
+  }
+  return Count;
+}
+
 TSValueCount GrowthBy(std::vector<TSPropertyRecord> const& Changes,
                       std::vector<std::string const*> const& Former) {
   TSValueCount Growth;

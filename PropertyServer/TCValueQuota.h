@@ -29,6 +29,8 @@ struct TSValueCount {
   }
 };
 
+/// How many values these are. Those that are to be removed do not count.
+TSValueCount CountOf(std::vector<TSPropertyRecord> const& Values);
 /// By how much changes make the values more, each in the place of a former text; null where there
 /// is none. A place that is named twice in `Changes` counts twice.
 TSValueCount GrowthBy(std::vector<TSPropertyRecord> const& Changes,

@@ -279,6 +279,34 @@ TEST_F(PropertyServerUndo, BoundsHowManyChangesOfAUserWait) {
             "all may; confirm some or undo them");
 }
 
+TEST_F(PropertyServerUndo, CountsWhatAWaitingChangeWouldRestoreAmongTheValues) {
+  Start("[limits]\nbytes = 10\n");
+  Set({{1, "12345678", "", ""}});
+  EXPECT_EQ(Send(PropertyControl::kChange, {Seconds(3600), Value(1, "abc")}),
+            "all values would have 11 bytes, at most 10 are allowed (bytes)");
+  EXPECT_EQ(Send(PropertyControl::kChange, {Seconds(3600), Value(1, "a")}), "transaction 2");
+  EXPECT_EQ(Send(PropertyControl::kChange, {Seconds(3600), Value(2, "bc")}),
+            "all values would have 11 bytes, at most 10 are allowed (bytes)");
+}
+
+TEST_F(PropertyServerUndo, CountsItAfterARestartToo) {
+  Start("[limits]\nvalues = 2\n");
+  Set({{1, "1", "", ""}});
+  EXPECT_EQ(Send(PropertyControl::kChange, {Seconds(3600), Value(1, "a")}), "transaction 2");
+  Stop();
+  Start("[limits]\nvalues = 2\n");
+  EXPECT_EQ(Send(PropertyControl::kChange, {Seconds(3600), Value(2, "b")}),
+            "there would be 3 values, at most 2 are allowed (values)");
+}
+
+TEST_F(PropertyServerUndo, CountsItNoMoreWhenItIsConfirmed) {
+  Start("[limits]\nbytes = 10\n");
+  Set({{1, "12345678", "", ""}});
+  EXPECT_EQ(Send(PropertyControl::kChange, {Seconds(3600), Value(1, "a")}), "transaction 2");
+  Send(PropertyControl::kConfirm, {Transaction("2")});
+  EXPECT_EQ(Send(PropertyControl::kChange, {Seconds(3600), Value(2, "bc")}), "transaction 3");
+}
+
 TEST_F(PropertyServerUndo, BoundsTheTimeThatAChangeMayWait) {
   Start();
   EXPECT_EQ(Send(PropertyControl::kChange, {Seconds(0), Value(1, "b")}),
