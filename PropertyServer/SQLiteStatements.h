@@ -13,19 +13,24 @@
 
 namespace Property {
 
-/// Beside the table of values: rows that are newer.
-constexpr char kLoadRecent[] =
-    "SELECT number, has_link, link, mac, data FROM recent_value ORDER BY id";
+/// Values that are newer than those in their places, the last one of a place standing.
+constexpr char kLoadUnmoved[] =
+    "SELECT number, link IS NOT NULL, coalesce(link, 0), mac, present FROM history "
+    "WHERE id > (SELECT value FROM meta WHERE name = 'moved') AND present IS NOT NULL ORDER BY id";
 constexpr char kLoad[] =
     "SELECT number, has_link, link, mac, data FROM property_value "
     "ORDER BY number, has_link, link, mac";
 
-/// The counter of the history's transactions.
+/// The counter of the history's transactions, where its newest entry does not tell.
 constexpr char kTransactionCounter[] = "transaction";
+/// Up to which entry values were moved to their places.
+constexpr char kMovedMark[] = "moved";
+/// Up to which entry those that are not moved yet are no history any more.
+constexpr char kForgottenMark[] = "forgotten";
 
-/// Counted for every recent value beside its text. Their move may change a page for each of them,
-/// which the log has to hold.
-constexpr std::size_t kRecentOverhead = 256;
+/// Counted for every value beside its text until it is moved: that may change a page for each of
+/// them, which the log has to hold.
+constexpr std::size_t kUnmovedOverhead = 256;
 
 /// A third of what a row takes is the statement around it; more rows than these save little more.
 constexpr int kRowsTogether = 10;

@@ -6,6 +6,7 @@
 #include <ctime>
 #include <exception>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 #include "Platform/Utility/SystemLog.h"
@@ -74,7 +75,7 @@ TSPropertyRecord const* TCCommitQueue::Find(TCPropertyPlace const& Place) const 
   for (auto const* Values : {&m_Values, &m_GroupValues}) {
     auto const Value = Values->find(Place);
     if (Value != Values->end()) {
-      return Value->second.Record;
+      return Value->second;
     }
   }
   return nullptr;
@@ -101,10 +102,10 @@ bool TCCommitQueue::IsAnyWithoutEffect() const {
 TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
   std::list<TSTakenMail> Added;
   TSTakenMail const& Taken = Added.emplace_back(std::move(Mail));
-  std::map<TCPropertyPlace, TSValueToStore> Values;
+  TCValues Values;
   if (!Taken.Refused) {
     for (TSPropertyRecord const& Change : Taken.Changes) {
-      Values[PlaceOf(Change)] = {&Change, &Taken.Origin};
+      Values[PlaceOf(Change)] = &Change;
     }
   }
   if (Taken.HasSender()) {
@@ -191,16 +192,6 @@ void TCCommitQueue::Begin() {
   m_WaitingBytes = 0;
 }
 
-TCHistoryKeeper::TCEntries TCCommitQueue::CollectHistory() const {
-  TCHistoryKeeper::TCEntries Entries;
-  for (TSTakenMail const& Mail : m_Group) {
-    for (TSHistoryEntry const& Entry : Mail.History) {
-      Entries.push_back(&Entry);
-    }
-  }
-  return Entries;
-}
-
 // Where the disk has no room, the group is stored in one go, with less history. Without a group
 // there is still what was stored.
 void TCCommitQueue::Store(std::size_t Records) {
@@ -227,19 +218,19 @@ void TCCommitQueue::Store(std::size_t Records) {
   m_Stored.splice(m_Stored.end(), m_Group);
 }
 
-// A group of few values may have a long history: a value that was changed often has one entry for
-// each change.
 void TCCommitQueue::BeginStoring(std::size_t Records) {
-  TCHistoryKeeper::TCEntries Entries = CollectHistory();
-  if (m_GroupValues.size() <= Records && Entries.size() <= Records) {
-    StoreWhole(Entries);
+  std::size_t const Changes = std::accumulate(
+      m_Group.begin(), m_Group.end(), std::size_t{0},
+      [](std::size_t Count, TSTakenMail const& Mail) { return Count + Mail.Changes.size(); });
+  if (Changes <= Records) {
+    StoreWhole();
     return;
   }
   try {
-    m_Storing = std::make_unique<TCGroupStoring>(m_Database, m_Taken, m_Group, m_GroupValues,
-                                                 std::move(Entries), m_History.get_Limits());
+    m_Storing =
+        std::make_unique<TCGroupStoring>(m_Database, m_Taken, m_Group, m_History.get_Limits());
   } catch (TCDatabaseFull const&) {
-    StoreWhole(CollectHistory());
+    StoreWhole();
   }
 }
 
@@ -249,14 +240,14 @@ bool TCCommitQueue::StoreSlice(std::size_t Records) {
     return m_Storing->Store(Records);
   } catch (TCDatabaseFull const&) {
     m_Storing.reset();
-    StoreWhole(CollectHistory());
+    StoreWhole();
     return true;
   }
 }
 
-void TCCommitQueue::StoreWhole(TCHistoryKeeper::TCEntries const& Entries) {
-  m_History.Store(Entries, [this](auto const& Noted, TSHistoryLimits const& Limits) {
-    TCGroupStoring(m_Database, m_Taken, m_Group, m_GroupValues, Noted, Limits)
+void TCCommitQueue::StoreWhole() {
+  m_History.Store([this](std::optional<TSHistoryLimits> const& Limits) {
+    TCGroupStoring(m_Database, m_Taken, m_Group, Limits)
         .Store(std::numeric_limits<std::size_t>::max());
   });
 }

@@ -77,6 +77,8 @@ class TCCommitQueue {
   std::int64_t get_LastCommit() const { return m_LastCommit; }
 
  private:
+  using TCValues = std::map<TCPropertyPlace, TSPropertyRecord const*>;
+
   void Begin();
   void WakeForWaiting();
   void StoreSlices();
@@ -85,8 +87,7 @@ class TCCommitQueue {
   void Store(std::size_t Records);
   void BeginStoring(std::size_t Records);
   bool StoreSlice(std::size_t Records);
-  void StoreWhole(TCHistoryKeeper::TCEntries const& Entries);
-  TCHistoryKeeper::TCEntries CollectHistory() const;
+  void StoreWhole();
   void PutBack();
   void TryLater(char const* Reason);
 
@@ -101,13 +102,13 @@ class TCCommitQueue {
   TCNorvLoopTimer m_Slices;
   TCNorvLoopTimer m_Timer;
   std::list<TSTakenMail> m_Waiting;
-  std::map<TCPropertyPlace, TSValueToStore> m_Values;       // parts of m_Waiting
-  std::list<TSTakenMail> m_Group;                           // being stored
-  std::map<TCPropertyPlace, TSValueToStore> m_GroupValues;  // parts of m_Group
-  std::unique_ptr<TCGroupStoring> m_Storing;                // of m_Group
-  std::list<TSTakenMail> m_Stored;                          // not yet taken over
-  std::size_t m_WaitingBytes = 0;                           // of the mails in m_Waiting
-  std::size_t m_WaitingMemory = 0;                          // of those in m_Waiting and m_Group
+  TCValues m_Values;                          // parts of m_Waiting
+  std::list<TSTakenMail> m_Group;             // being stored
+  TCValues m_GroupValues;                     // parts of m_Group
+  std::unique_ptr<TCGroupStoring> m_Storing;  // of m_Group
+  std::list<TSTakenMail> m_Stored;            // not yet taken over
+  std::size_t m_WaitingBytes = 0;             // of the mails in m_Waiting
+  std::size_t m_WaitingMemory = 0;            // of those in m_Waiting and m_Group
   bool m_Failing = false;
   std::uint64_t m_Commits = 0;
   std::int64_t m_LastCommit = 0;

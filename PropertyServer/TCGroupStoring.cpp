@@ -11,19 +11,12 @@
 namespace Property {
 
 TCGroupStoring::TCGroupStoring(TCPropertyDatabase& Database, TCTakenMails& Taken,
-                               TCMails const& Mails, TCValues const& Values,
-                               std::vector<TSHistoryEntry const*> History,
-                               TSHistoryLimits const& Limits)
-    : m_Taken(Taken),
-      m_Mails(Mails),
-      m_History(std::move(History)),
-      m_Limits(Limits),
-      m_Transaction(Database) {
-  m_Values.reserve(Values.size());
-  for (auto const& [Place, Value] : Values) {
-    m_Values.push_back(Value);
-  }
+                               TCMails const& Mails, std::optional<TSHistoryLimits> const& Limits)
+    : m_Taken(Taken), m_Mails(Mails), m_Limits(Limits), m_Transaction(Database) {
   for (TSTakenMail const& Mail : Mails) {
+    if (!Mail.Refused) {
+      AddChanges(Mail);
+    }
     if (Mail.HasSender()) {
       m_Senders[Mail.Mail.Sender] = Mail.Mail.Number;
       m_Outcomes[Mail.Mail.Sender] = &Mail.Outcome;
@@ -32,10 +25,18 @@ TCGroupStoring::TCGroupStoring(TCPropertyDatabase& Database, TCTakenMails& Taken
   }
 }
 
+// The first ones may have no entries, where all of them are more than are kept.
+void TCGroupStoring::AddChanges(TSTakenMail const& Mail) {
+  std::size_t const Without = Mail.Changes.size() - Mail.History.size();
+  for (std::size_t Index = 0; Index < Mail.Changes.size(); ++Index) {
+    TSHistoryEntry const* const Entry = Index < Without ? nullptr : &Mail.History[Index - Without];
+    m_Changes.push_back({&Mail.Changes[Index], &Mail.Origin, Entry});
+  }
+}
+
 bool TCGroupStoring::Store(std::size_t Records) {
-  m_Transaction.NoteHistory(TakeSlice(m_History, m_NextEntry, Records), m_Limits, CurrentTime());
-  m_Transaction.Put(TakeSlice(m_Values, m_NextValue, Records));
-  if (m_NextValue < m_Values.size() || m_NextEntry < m_History.size()) {
+  StoreChanges(Records);
+  if (m_Next < m_Changes.size()) {
     return false;
   }
   for (TSTakenMail const& Mail : m_Mails) {
@@ -75,12 +76,19 @@ void TCGroupStoring::StoreRefusals() {
   }
 }
 
-template <class T>
-std::vector<T> TCGroupStoring::TakeSlice(std::vector<T> const& All, std::size_t& Next,
-                                         std::size_t Count) {
-  auto const Begin = All.begin() + static_cast<std::ptrdiff_t>(Next);
-  Next += std::min(Count, All.size() - Next);
-  return std::vector<T>(Begin, All.begin() + static_cast<std::ptrdiff_t>(Next));
+void TCGroupStoring::StoreChanges(std::size_t Records) {
+  auto const Begin = m_Changes.begin() + static_cast<std::ptrdiff_t>(m_Next);
+  m_Next += std::min(Records, m_Changes.size() - m_Next);
+  auto const End = m_Changes.begin() + static_cast<std::ptrdiff_t>(m_Next);
+  if (m_Limits) {
+    m_Transaction.Store({Begin, End}, *m_Limits, CurrentTime());
+    return;
+  }
+  std::vector<TSValueToStore> Values;
+  for (auto Change = Begin; Change != End; ++Change) {
+    Values.push_back({Change->Record, Change->Origin});
+  }
+  m_Transaction.Put(Values);
 }
 
 }  // namespace Property

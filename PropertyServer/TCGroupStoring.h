@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <list>
-#include <map>
+#include <optional>
 #include <vector>
 
 #include "PropertyServer/TCPropertyDatabase.h"
@@ -22,35 +22,29 @@ namespace Property {
 class TCGroupStoring {
  public:
   using TCMails = std::list<TSTakenMail>;
-  using TCValues = std::map<TCPropertyPlace, TSValueToStore>;
 
-  /// `Values` are those that stand when all `Mails` are stored. Throws TCException when no
-  /// transaction can begin.
+  /// Without `Limits` the history notes nothing. Throws TCException when no transaction can begin.
   TCGroupStoring(TCPropertyDatabase& Database, TCTakenMails& Taken, TCMails const& Mails,
-                 TCValues const& Values, std::vector<TSHistoryEntry const*> History,
-                 TSHistoryLimits const& Limits);
+                 std::optional<TSHistoryLimits> const& Limits);
 
-  /// Stores at most `Records` values and as many entries of the history. Returns true when all is
-  /// on the disk. Throws TCException when that fails; then nothing is stored.
+  /// Stores at most `Records` changes. Returns true when all is on the disk. Throws TCException
+  /// when that fails; then nothing is stored.
   bool Store(std::size_t Records);
 
  private:
-  template <class T>
-  static std::vector<T> TakeSlice(std::vector<T> const& All, std::size_t& Next, std::size_t Count);
-
+  void AddChanges(TSTakenMail const& Mail);
+  void StoreChanges(std::size_t Records);
   void StoreEffects(TSControlEffects const& Effects);
   void StoreRefusals();
 
   TCTakenMails& m_Taken;
   TCMails const& m_Mails;
-  std::vector<TSValueToStore> m_Values;
-  std::vector<TSHistoryEntry const*> m_History;
+  std::vector<TSChangeToStore> m_Changes;
   TCTakenMails::TCNumbers m_Senders;
   TCTakenMails::TCOutcomes m_Outcomes;
   std::uint64_t m_LastTransaction = 0;
-  TSHistoryLimits const m_Limits;
-  std::size_t m_NextValue = 0;
-  std::size_t m_NextEntry = 0;
+  std::optional<TSHistoryLimits> const m_Limits;
+  std::size_t m_Next = 0;
   TCPropertyDatabase::TCTransaction m_Transaction;
 };
 

@@ -14,22 +14,22 @@ constexpr std::chrono::minutes kShortTime{10};
 
 }  // namespace
 
-void TCHistoryKeeper::Store(TCEntries const& Entries, TCWrite const& Write) {
-  if (Fits(Entries, Write)) {
+void TCHistoryKeeper::Store(TCWrite const& Write) {
+  if (Fits(Write)) {
     return;
   }
   m_Database.EmptyLog();
-  while (!Fits(Entries, Write)) {
+  while (!Fits(Write)) {
     if (m_Shortage == TEShortage::eLog || !MakeRoom()) {  // what there is takes no room in the log
-      Write({}, get_Limits());
+      Write(std::nullopt);
       return;
     }
   }
 }
 
-bool TCHistoryKeeper::Fits(TCEntries const& Entries, TCWrite const& Write) {
+bool TCHistoryKeeper::Fits(TCWrite const& Write) {
   try {
-    Write(Entries, get_Limits());
+    Write(get_Limits());
     return true;
   } catch (TCDatabaseFull const& Full) {
     m_Shortage = Full.get_Shortage();

@@ -5,7 +5,7 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <vector>
+#include <optional>
 
 #include "PropertyServer/TCDatabaseFull.h"
 #include "PropertyServer/TCPropertyDatabase.h"
@@ -19,9 +19,8 @@ namespace Property {
 /// Used by one thread. Refers to the database, which must outlive it.
 class TCHistoryKeeper {
  public:
-  using TCEntries = std::vector<TSHistoryEntry const*>;
-  /// Stores everything in one transaction that notes these entries within these limits.
-  using TCWrite = std::function<void(TCEntries const& Entries, TSHistoryLimits const& Limits)>;
+  /// Stores everything in one transaction that notes it within these limits, or not at all.
+  using TCWrite = std::function<void(std::optional<TSHistoryLimits> const& Limits)>;
 
   explicit TCHistoryKeeper(TCPropertyDatabase& Database) : m_Database(Database) {}
 
@@ -29,10 +28,10 @@ class TCHistoryKeeper {
   /// Those that hold now.
   TSHistoryLimits get_Limits() const;
   /// Throws what `Write` throws, TCDatabaseFull only when giving up history does not help.
-  void Store(TCEntries const& Entries, TCWrite const& Write);
+  void Store(TCWrite const& Write);
 
  private:
-  bool Fits(TCEntries const& Entries, TCWrite const& Write);
+  bool Fits(TCWrite const& Write);
   bool MakeRoom();
 
   TCPropertyDatabase& m_Database;

@@ -33,7 +33,7 @@ void TSSQLiteDeleter::operator()(sqlite3_stmt* Statement) const {
 
 void TCPropertyDatabase::LoadAll(std::function<void(TSPropertyRecord)> const& Take) const {
   std::map<TCPropertyPlace, TSPropertyRecord> Newer;
-  VisitValues(kLoadRecent, [&Newer](TSPropertyRecord Record) {
+  VisitValues(kLoadUnmoved, [&Newer](TSPropertyRecord Record) {
     Newer.insert_or_assign(PlaceOf(Record), std::move(Record));
   });
   auto Next = Newer.begin();
@@ -62,14 +62,6 @@ void TCPropertyDatabase::VisitValues(char const* SQL,
   if (Result != SQLITE_DONE) {
     throw Failure("read the values of");
   }
-}
-
-std::size_t TCPropertyDatabase::MeasureRecent() const {
-  std::size_t Size = 0;
-  VisitValues(kLoadRecent, [&Size](TSPropertyRecord const& Record) {
-    Size += Record.Data.size() + kRecentOverhead;
-  });
-  return Size;
 }
 
 // A key that this program never writes is refused: two such rows could stand for one property.

@@ -32,6 +32,8 @@ struct sqlite3_stmt;
 
 namespace Property {
 
+class TCExecution;
+
 struct TSSQLiteDeleter {
   void operator()(sqlite3* Handle) const;
   void operator()(sqlite3_stmt* Statement) const;
@@ -44,17 +46,30 @@ struct TSSQLiteInsertion {
   std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter> Several;
 };
 
-/// Where the history ends: what its next entry needs to know.
+/// Where the history ends, and how far it is moved: what its next entry needs to know.
 struct TSHistoryEnd {
   long long LastId = 0;
   long long Bytes = 0;  ///< of all entries up to there, those that are forgotten included
   TCHistoryClock Clock;
+  long long Moved = 0;                 ///< the values up to this entry are in their places
+  std::size_t Unmoved = 0;             ///< bytes of the others, as they count for the limit
+  long long Forgotten = 0;             ///< entries up to this one are no history any more
+  long long Gone = 0;                  ///< those up to this one are not in the file any more
+  std::uint64_t Transaction = 0;       ///< the last one that there ever was
+  std::uint64_t EntryTransaction = 0;  ///< that of the newest entry
 };
 
 /// A value and who has set it; both belong to somebody else.
 struct TSValueToStore {
   TSPropertyRecord const* Record;
   TSProvenance const* Origin;
+};
+
+/// A change, and what the history says of it; all belong to somebody else.
+struct TSChangeToStore {
+  TSPropertyRecord const* Record;
+  TSProvenance const* Origin;
+  TSHistoryEntry const* Entry;  ///< null: nothing, as of what it would forget at once
 };
 
 /// Every property value, the last mail taken from each sender and the server's counters.
@@ -79,7 +94,8 @@ class TCPropertyDatabase {
   /// Throws TCException, with the way out in its message, when the file can not be opened or
   /// written, is in use, is damaged, is no property database or has another schema than this
   /// program's; file and log then stay as they were.
-  /// Up to `RecentLimit` bytes of values lie outside of their order until they are moved there.
+  /// Up to `RecentLimit` bytes of values stand in the history alone until they are moved to their
+  /// places, counting 256 for each beside its text.
   explicit TCPropertyDatabase(std::string const& Path,
                               std::size_t RecentLimit = std::size_t{128} << 10);
   TCPropertyDatabase(TCPropertyDatabase const&) = delete;
@@ -120,7 +136,7 @@ class TCPropertyDatabase {
   // ---- history ----
 
   /// The number of the last transaction that was ever in the history; 0 for none.
-  std::uint64_t get_LastTransaction() const;
+  std::uint64_t get_LastTransaction() const { return m_History.Transaction; }
   /// The newest entries first, at most `Limit`; of property `Number` only in the second form.
   std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit) const;
   std::vector<TSHistoryEntry> ReadHistory(std::size_t Limit, int Number) const;
@@ -134,7 +150,8 @@ class TCPropertyDatabase {
   /// The bytes of all entries, as TSHistoryLimits counts them.
   std::uint64_t MeasureHistory() const;
   /// Forgets the older half of the entries, 10000 at most, to make room in the file. What is to be
-  /// written for that fits into the reserved log. Returns false when there is no entry.
+  /// written for that fits into the reserved log. Returns false when there is no entry, or none
+  /// without a value for which there is no room in its place.
   /// Throws TCException when it fails; some may be forgotten then.
   bool GiveUpHistory();
   /// Copies the log into the file, so that the next transaction has the whole of it. No failure is
@@ -209,9 +226,7 @@ class TCPropertyDatabase {
     TCStatement Update;
     TCStatement Insert;
     TCStatement Remove;
-    TSSQLiteInsertion AppendRecent;
-    TCStatement MoveRecent;
-    TCStatement ForgetRecent;
+    TCStatement MoveValues;
     TCStatement Provenance;
     TCStatement LastMail;
     TCStatement RememberMail;
@@ -230,7 +245,9 @@ class TCPropertyDatabase {
     TCStatement AddWriter;
     TCStatement ForgetWriters;
     TSSQLiteInsertion AppendHistory;
-    TCStatement TrimHistory;
+    TCStatement AppendRarely;
+    TCStatement FirstKept;
+    TCStatement ForgetHistory;
     TCStatement PageCount;
   };
 
@@ -266,8 +283,9 @@ class TCPropertyDatabase {
   std::string QueryText(char const* SQL) const;
   void VisitValues(char const* SQL, std::function<void(TSPropertyRecord)> const& Take) const;
   TSPropertyRecord ReadRecord(sqlite3_stmt* Row) const;
-  std::size_t MeasureRecent() const;
   TSHistoryEnd FindHistoryEnd() const;
+  std::size_t MeasureUnmoved() const;
+  bool MoveValues();
   std::vector<TSPropertyRange> ReadRanges(std::string const& Name) const;
   long long CountHistory() const;
   void VisitHistory(std::size_t Limit, std::optional<int> Number,
@@ -280,8 +298,7 @@ class TCPropertyDatabase {
   std::string const m_Path;
   std::size_t const m_RecentLimit = 0;
   TCHandle m_Handle;
-  std::size_t m_RecentSize = 0;  // bytes that count for m_RecentLimit
-  long long m_SenderTurn = 0;    // of the sender that was remembered last
+  long long m_SenderTurn = 0;  // of the sender that was remembered last
   TSHistoryEnd m_History;
   long long m_PageSize = 0;
   long long m_FilePages = 0;           // that the file has room for on the disk, at least
@@ -307,18 +324,17 @@ class TCPropertyDatabase::TCTransaction {
   /// Undoes the changes unless they were committed.
   ~TCTransaction();
 
-  /// Stores values, each in place of the one with the same number, link and MAC, and removes those
-  /// that are to be removed; none of them is named twice. Many at once take less time than one
-  /// after the other.
+  /// Stores changes in their order: each value comes in place of the one with the same number, link
+  /// and MAC, or is removed, and the history notes the change. First it forgets what goes beyond
+  /// `Limits` together with them; what alone goes beyond is not noted. `Now` is the system's time,
+  /// in microseconds since 1970. Many at once take less time than one after the other.
+  void Store(std::vector<TSChangeToStore> const& Changes, TSHistoryLimits const& Limits,
+             std::int64_t Now);
+  /// The same without any history.
   void Put(std::vector<TSValueToStore> const& Values);
   void Put(TSPropertyRecord const& Record, TSProvenance const& Origin) {
     Put({{&Record, &Origin}});
   }
-  /// Forgets what goes beyond `Limits` and then notes changes, in their order, as far as they are
-  /// within the limits together with what is there. `Now` is the system's time, in microseconds
-  /// since 1970. The entries stay the caller's.
-  void NoteHistory(std::vector<TSHistoryEntry const*> const& Entries, TSHistoryLimits const& Limits,
-                   std::int64_t Now);
   /// Remembers `Number` as the last mail of `Sender`, which becomes the most recent one.
   void RememberMail(TSNorvSenderKey const& Sender, std::uint64_t Number,
                     TSMailOutcome const& Outcome = TSMailOutcome());
@@ -349,11 +365,11 @@ class TCPropertyDatabase::TCTransaction {
  private:
   void RequireOpen() const;
   [[noreturn]] void Fail(std::string const& Operation);
-  void PutValues(std::vector<TSValueToStore> const& Values);
+  using TCChanges = std::vector<TSChangeToStore>;
+  struct TSRoom;
   void Remove(TSPropertyRecord const& Record);
-  bool TakeAsRecent(TSValueToStore const& Value);
-  void PutInPlace(TSValueToStore const& Value);
-  void MoveRecent();
+  void PutInPlace(TSPropertyRecord const& Record, TSProvenance const& Origin);
+  void MoveValues();
   std::string const& TextOf(TCMACAddress const& MAC);
   long long WriterOf(TSProvenance const& Origin);
   long long FindOrAddWriter(TSProvenance const& Origin);
@@ -361,8 +377,17 @@ class TCPropertyDatabase::TCTransaction {
                            long long Keep);
   void ForgetRefusals(TSForgetting const& Forgetting, TSNorvSenderKey const& Sender, long long Row);
   friend class TCPropertyDatabase;
-  void AppendHistory(std::vector<TSHistoryEntry const*> const& Entries, long long Counted);
-  void ForgetHistory(sqlite3_stmt* Statement, long long LastId);
+  TSRoom MakeRoom(TCChanges const& Changes, TSHistoryLimits const& Limits, std::int64_t Now);
+  TCChanges WithoutStored(TCChanges const& Changes) const;
+  void Append(TCChanges::const_iterator Begin, TCChanges::const_iterator End, TSRoom const& Room);
+  void StoreRarely(TSChangeToStore const& Change, TSRoom const& Room);
+  void BindEntry(TCExecution& Execution, int Place, TSChangeToStore const& Change,
+                 TSRoom const& Room);
+  void CountEntry(TSChangeToStore const& Change, TSRoom const& Room);
+  void MoveIfMany();
+  void ForgetUpTo(long long LastId);
+  void DeleteForgotten();
+  void NoteCounters();
   void HideTexts(std::vector<TSPropertyRange> const& Secrets);
   void RememberSecrets(std::vector<TSPropertyRange> const& Secrets,
                        std::vector<TSPropertyRange> const& Once);
@@ -371,9 +396,7 @@ class TCPropertyDatabase::TCTransaction {
 
   TCPropertyDatabase& m_Database;
   std::map<TCMACAddress, std::string> m_Devices;  // their texts
-  std::size_t m_RecentSize;
-  bool m_Large = false;                 // more values than are kept recent
-  std::uint64_t m_LastTransaction = 0;  // of the history
+  std::uint64_t m_LastTransaction = 0;            // of the history
   TSHistoryEnd m_History;
   long long m_FilePages;
   bool m_Open = false;

@@ -72,7 +72,7 @@ std::string TCPropertyDatabase::Check(std::string const& Path) {
 
 void TCPropertyDatabase::RequireWriters() const {
   long long Nameless = 0;
-  for (char const* const Table : {"history", "property_value", "recent_value", "pending"}) {
+  for (char const* const Table : {"history", "property_value", "pending"}) {
     Nameless += QueryInteger((std::string("SELECT count(*) FROM ") + Table +
                               " WHERE writer NOT IN (SELECT id FROM writer)")
                                  .c_str());

@@ -14,8 +14,9 @@ namespace Property {
 namespace {
 
 constexpr char kSelectEntries[] =
-    "SELECT turn, number, has_link, link, mac, former, present, time, user, process, name, "
-    "removed, undoes, parts, history.id FROM history JOIN writer ON writer.id = history.writer ";
+    "SELECT turn, number, link, mac, former, present, time, user, process, name, removed, undoes, "
+    "parts, history.id FROM history JOIN writer ON writer.id = history.writer "
+    "WHERE history.id > (SELECT value FROM meta WHERE name = 'forgotten') AND ";
 
 // Time, user, process and name, from column `First` on.
 TSProvenance ReadOrigin(sqlite3_stmt* Row, int First) {
@@ -27,10 +28,9 @@ TSProvenance ReadOrigin(sqlite3_stmt* Row, int First) {
   return Origin;
 }
 
-// A record, from the column on that says whether there is one.
-Accessories::TCRecordID ReadLink(sqlite3_stmt* Row, int First) {
-  return sqlite3_column_int(Row, First) == 1
-             ? Accessories::TCRecordID(sqlite3_column_int(Row, First + 1))
+Accessories::TCRecordID ReadLink(sqlite3_stmt* Row, int Column) {
+  return sqlite3_column_type(Row, Column) != SQLITE_NULL
+             ? Accessories::TCRecordID(sqlite3_column_int(Row, Column))
              : Accessories::TCRecordID();
 }
 
@@ -39,16 +39,16 @@ TSHistoryEntry ReadEntry(sqlite3_stmt* Row) {
   Entry.Transaction = static_cast<std::uint64_t>(sqlite3_column_int64(Row, 0));
   Entry.Number = sqlite3_column_int(Row, 1);
   Entry.Link = ReadLink(Row, 2);
-  Entry.MAC = TCMACAddress(std::string(ColumnText(Row, 4)));
-  if (sqlite3_column_type(Row, 5) != SQLITE_NULL) {
-    Entry.From = ColumnText(Row, 5);
+  Entry.MAC = TCMACAddress(std::string(ColumnText(Row, 3)));
+  if (sqlite3_column_type(Row, 4) != SQLITE_NULL) {
+    Entry.From = ColumnText(Row, 4);
   }
-  Entry.Removed = sqlite3_column_int(Row, 11) == 1;
-  Entry.Secret = Entry.Removed ? !Entry.From : sqlite3_column_type(Row, 6) == SQLITE_NULL;
-  Entry.To = ColumnText(Row, 6);
-  Entry.Origin = ReadOrigin(Row, 7);
-  Entry.Undoes = static_cast<std::uint64_t>(sqlite3_column_int64(Row, 12));
-  Entry.Parts = static_cast<std::size_t>(sqlite3_column_int64(Row, 13));
+  Entry.Removed = sqlite3_column_int(Row, 10) == 1;
+  Entry.Secret = Entry.Removed ? !Entry.From : sqlite3_column_type(Row, 5) == SQLITE_NULL;
+  Entry.To = ColumnText(Row, 5);
+  Entry.Origin = ReadOrigin(Row, 6);
+  Entry.Undoes = static_cast<std::uint64_t>(sqlite3_column_int64(Row, 11));
+  Entry.Parts = static_cast<std::size_t>(sqlite3_column_int64(Row, 12));
   return Entry;
 }
 
@@ -57,14 +57,13 @@ bool IsAskedFor(sqlite3_stmt* Row, TSHistoryQuestion const& Question) {
   int const Number = sqlite3_column_int(Row, 1);
   return (!Question.Number || *Question.Number == Number) &&
          (!Question.Link || *Question.Link == ReadLink(Row, 2)) &&
-         (!Question.MAC || Question.MAC->get_AsString(':') == ColumnText(Row, 4)) &&
+         (!Question.MAC || Question.MAC->get_AsString(':') == ColumnText(Row, 3)) &&
          (!Question.Transaction ||
           static_cast<long long>(*Question.Transaction) == sqlite3_column_int64(Row, 0)) &&
-         (!Question.Since || sqlite3_column_int64(Row, 7) >= *Question.Since) &&
+         (!Question.Since || sqlite3_column_int64(Row, 6) >= *Question.Since) &&
          (!Question.User ||
-          static_cast<long long>(*Question.User) == sqlite3_column_int64(Row, 8)) &&
-         (!Question.Program || *Question.Program == ColumnText(Row, 10)) &&
-         Question.MayRead(Number);
+          static_cast<long long>(*Question.User) == sqlite3_column_int64(Row, 7)) &&
+         (!Question.Program || *Question.Program == ColumnText(Row, 9)) && Question.MayRead(Number);
 }
 
 std::size_t SizeOfTexts(TSHistoryEntry const& Entry) {
@@ -99,7 +98,7 @@ void TCPropertyDatabase::VisitHistory(std::size_t Limit, std::optional<int> Numb
                                       std::function<void(TSHistoryEntry)> const& Take) const {
   TCStatement const Statement =
       Prepare((std::string(kSelectEntries) +
-               "WHERE ?1 IS NULL OR number = ?1 ORDER BY history.id DESC LIMIT ?2")
+               "(?1 IS NULL OR number = ?1) ORDER BY history.id DESC LIMIT ?2")
                   .c_str());
   TCExecution Execution(Statement.get());
   if (Number) {
@@ -133,8 +132,8 @@ std::optional<TSProvenance> TCPropertyDatabase::Provenance(int Number,
 
 // What a transaction under way has noted is not there yet.
 TSHistoryPage TCPropertyDatabase::ReadHistory(TSHistoryQuestion const& Question) const {
-  TCStatement const Statement = Prepare(
-      (std::string(kSelectEntries) + "WHERE history.id < ?1 ORDER BY history.id DESC").c_str());
+  TCStatement const Statement =
+      Prepare((std::string(kSelectEntries) + "history.id < ?1 ORDER BY history.id DESC").c_str());
   TCExecution Execution(Statement.get());
   Execution.Bind(1, std::min(Question.Before, m_History.LastId + 1));
   TSHistoryPage Page;
@@ -147,7 +146,7 @@ TSHistoryPage TCPropertyDatabase::ReadHistory(TSHistoryQuestion const& Question)
         (Asked && Texts >= TSHistoryQuestion::kMostTexts)) {
       return Page;
     }
-    Page.Next = sqlite3_column_int64(Statement.get(), 14);
+    Page.Next = sqlite3_column_int64(Statement.get(), 13);
     if (Asked) {
       Page.Entries.emplace_back(*Page.Next, ReadEntry(Statement.get()));
       Texts += SizeOfTexts(Page.Entries.back().second);
@@ -162,8 +161,7 @@ TSHistoryPage TCPropertyDatabase::ReadHistory(TSHistoryQuestion const& Question)
 
 std::vector<TSHistoryEntry> TCPropertyDatabase::ReadTransaction(std::uint64_t Transaction) const {
   TCStatement const Statement = Prepare(
-      (std::string(kSelectEntries) + "WHERE turn = ?1 AND history.id <= ?2 ORDER BY history.id")
-          .c_str());
+      (std::string(kSelectEntries) + "turn = ?1 AND history.id <= ?2 ORDER BY history.id").c_str());
   TCExecution Execution(Statement.get());
   Execution.Bind(1, static_cast<long long>(Transaction));
   Execution.Bind(2, m_History.LastId);
@@ -182,7 +180,8 @@ std::map<TCPropertyPlace, std::uint64_t> TCPropertyDatabase::LastTransactions(
     std::set<TCPropertyPlace> Places) const {
   std::map<TCPropertyPlace, std::uint64_t> Transactions;
   TCStatement const Statement = Prepare(
-      "SELECT turn, number, has_link, link, mac FROM history WHERE id < ?1 ORDER BY id DESC "
+      "SELECT turn, number, link, mac FROM history WHERE "
+      "id > (SELECT value FROM meta WHERE name = 'forgotten') AND id < ?1 ORDER BY id DESC "
       "LIMIT ?2");
   TCExecution Execution(Statement.get());
   Execution.Bind(1, m_History.LastId + 1);
@@ -197,7 +196,7 @@ std::map<TCPropertyPlace, std::uint64_t> TCPropertyDatabase::LastTransactions(
     }
     auto const Place =
         Places.find(TCPropertyPlace(Number, ReadLink(Statement.get(), 2),
-                                    TCMACAddress(std::string(ColumnText(Statement.get(), 4)))));
+                                    TCMACAddress(std::string(ColumnText(Statement.get(), 3)))));
     if (Place != Places.end()) {
       Transactions[*Place] = static_cast<std::uint64_t>(sqlite3_column_int64(Statement.get(), 0));
       Places.erase(Place);

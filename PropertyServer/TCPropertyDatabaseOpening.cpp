@@ -65,7 +65,6 @@ TCPropertyDatabase::TCPropertyDatabase(std::string const& Path, std::size_t Rece
 void TCPropertyDatabase::StartWork() {
   StartLog();
   PrepareStatements();
-  m_RecentSize = MeasureRecent();
   m_SenderTurn = QueryInteger("SELECT coalesce(max(turn), 0) FROM sender");
   m_History = FindHistoryEnd();
   m_PageSize = QueryInteger("PRAGMA page_size");

@@ -11,10 +11,10 @@ namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCPropertyDatabaseSchema";
 
-constexpr long long kApplicationID = 0x50726f70;
-constexpr long long kSchemaVersion = 7;
+constexpr long long kApplicationID = 0x50727074;
+constexpr long long kSchemaVersion = 1;
 
-// A null link is has_link 0 and link 0, so that the primary key has the order of the server's keys.
+// In a key a null link is has_link 0 and link 0, so that it has the order of the server's keys.
 constexpr char kTables[] = R"(
   BEGIN IMMEDIATE;
   CREATE TABLE writer(
@@ -32,20 +32,11 @@ constexpr char kTables[] = R"(
     changed INTEGER NOT NULL,
     writer INTEGER NOT NULL,
     PRIMARY KEY(number, has_link, link, mac)) STRICT, WITHOUT ROWID;
-  -- Values that are newer than those of the same keys in property_value, in the order in which they
-  -- were set: the last one of a key stands.
-  CREATE TABLE recent_value(
-    id INTEGER PRIMARY KEY,
-    number INTEGER NOT NULL,
-    has_link INTEGER NOT NULL,
-    link INTEGER NOT NULL,
-    mac TEXT NOT NULL,
-    data TEXT NOT NULL,
-    changed INTEGER NOT NULL,
-    writer INTEGER NOT NULL) STRICT;
-  -- An entry without a former text is of a new value, one without a present text of a secret value.
-  -- Where it begins among the bytes of all, and how old it is by the history's own clock, stand
-  -- before its texts: who looks at them need not read those.
+  -- A change. Without a former text it is of a new value, without a present one of a secret value,
+  -- or it has removed the value. The present text of an entry beyond the mark `moved` is the value,
+  -- until a later entry's: it is not in property_value yet. Entries up to the mark `forgotten` are
+  -- no history any more, and go when their values are moved. Where an entry begins among the bytes of all, and how old it is by the history's own clock, stand
+  -- before its texts: who looks at them need not read those. A null link is null.
   CREATE TABLE history(
     id INTEGER PRIMARY KEY,
     start INTEGER NOT NULL,
@@ -56,10 +47,9 @@ constexpr char kTables[] = R"(
     time INTEGER NOT NULL,
     writer INTEGER NOT NULL,
     number INTEGER NOT NULL,
-    has_link INTEGER NOT NULL,
-    link INTEGER NOT NULL,
+    link INTEGER,
     mac TEXT NOT NULL,
-    removed INTEGER NOT NULL,
+    removed INTEGER NOT NULL DEFAULT 0,
     former TEXT,
     present TEXT) STRICT;
   -- What a sender's last mail has led to stands with its number; what is `forgotten` is the last of
@@ -110,8 +100,9 @@ constexpr char kTables[] = R"(
   CREATE TABLE meta(
     name TEXT NOT NULL PRIMARY KEY,
     value INTEGER NOT NULL) STRICT, WITHOUT ROWID;
-  PRAGMA application_id=0x50726f70;
-  PRAGMA user_version=7;
+  INSERT INTO meta VALUES('moved', 0), ('forgotten', 0);
+  PRAGMA application_id=0x50727074;
+  PRAGMA user_version=1;
   COMMIT;)";
 
 }  // namespace
@@ -163,16 +154,16 @@ void TCPropertyDatabase::PrepareStatements() {
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
   m_Statements.Remove = Prepare(
       "DELETE FROM property_value WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4");
-  m_Statements.AppendRecent =
-      PrepareInsertion("recent_value(number, has_link, link, mac, data, changed, writer)");
-  m_Statements.MoveRecent = Prepare(
+  m_Statements.MoveValues = Prepare(
       "INSERT OR REPLACE INTO property_value(number, has_link, link, mac, data, changed, writer) "
-      "SELECT number, has_link, link, mac, data, changed, writer FROM recent_value ORDER BY id");
-  m_Statements.ForgetRecent = Prepare("DELETE FROM recent_value");
+      "SELECT number, link IS NOT NULL, coalesce(link, 0), mac, present, time, writer FROM history "
+      "WHERE id > (SELECT value FROM meta WHERE name = 'moved') AND present IS NOT NULL "
+      "ORDER BY id");
   m_Statements.Provenance = Prepare(
       "SELECT changed, user, process, name FROM "
-      "(SELECT id AS age, changed, writer FROM recent_value "
-      "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4 UNION ALL "
+      "(SELECT id AS age, time AS changed, writer FROM history "
+      "WHERE id > (SELECT value FROM meta WHERE name = 'moved') AND present IS NOT NULL AND "
+      "number = ?1 AND link IS iif(?2, ?3, NULL) AND mac = ?4 UNION ALL "
       "SELECT 0, changed, writer FROM property_value "
       "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4 "
       "ORDER BY age DESC LIMIT 1) AS newest JOIN writer ON writer.id = newest.writer");
@@ -198,17 +189,19 @@ void TCPropertyDatabase::PrepareStatements() {
   m_Statements.AddWriter = Prepare("INSERT INTO writer(user, process, name) VALUES(?1, ?2, ?3)");
   m_Statements.ForgetWriters = Prepare(
       "DELETE FROM writer WHERE (SELECT count(*) FROM writer) > 10000 AND id NOT IN "
-      "(SELECT writer FROM history UNION SELECT writer FROM recent_value UNION "
-      "SELECT writer FROM pending UNION "
+      "(SELECT writer FROM history UNION SELECT writer FROM pending UNION "
       "SELECT writer FROM property_value)");
-  m_Statements.AppendHistory = PrepareInsertion(
-      "history(number, has_link, link, mac, id, start, counted, turn, parts, time, writer, "
-      "removed, undoes, former, present)");
-  // The oldest come first, and what is too old in any way has only such before it: so a beginning
-  // goes.
-  m_Statements.TrimHistory = Prepare(
-      "DELETE FROM history WHERE id < coalesce((SELECT id FROM history WHERE id > ?1 AND "
-      "start >= ?2 AND counted >= ?3 ORDER BY id LIMIT 1), 9223372036854775807)");
+  std::string const Entry =
+      "id, start, counted, turn, parts, time, writer, number, link, mac, former, present";
+  m_Statements.AppendHistory = PrepareInsertion("history(" + Entry + ")");
+  m_Statements.AppendRarely =
+      Prepare(("INSERT INTO history(" + Entry +
+               ", removed, undoes) VALUES(?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)")
+                  .c_str());
+  // The oldest come first, and what is too old in any way has only such before it.
+  m_Statements.FirstKept = Prepare(
+      "SELECT id FROM history WHERE id > ?1 AND start >= ?2 AND counted >= ?3 ORDER BY id LIMIT 1");
+  m_Statements.ForgetHistory = Prepare("DELETE FROM history WHERE id <= ?1");
   m_Statements.PageCount = Prepare("PRAGMA page_count");
 }
 

@@ -71,8 +71,9 @@ std::vector<TSPropertyRange> TCPropertyDatabase::ReadRanges(std::string const& N
 void TCPropertyDatabase::VisitNewest(
     std::function<void(TCPropertyPlace const& Place, bool HasText)> const& Take) const {
   TCStatement const Statement = Prepare(
-      "SELECT number, has_link, link, mac, present IS NOT NULL, max(id) FROM history "
-      "GROUP BY number, has_link, link, mac");
+      "SELECT number, link IS NOT NULL, link, mac, present IS NOT NULL, max(id) FROM history "
+      "WHERE id > (SELECT value FROM meta WHERE name = 'forgotten') "
+      "GROUP BY number, link, mac");
   TCExecution Execution(Statement.get());
   int Result = Execution.Step();
   for (; Result == SQLITE_ROW; Result = Execution.Step()) {
@@ -98,8 +99,8 @@ void TCPropertyDatabase::HideTexts(std::vector<TSPropertyRange> const& Secrets) 
   std::vector<TSPropertyRange> const Once = Unite(ReadRanges(kOnceSecret), Secrets);
   TCTransaction Transaction(*this);
   if (Unite(Former, Secrets) != Former) {
+    Transaction.MoveValues();
     Transaction.HideTexts(Secrets);
-    Transaction.MoveRecent();
     Transaction.SetMeta(kToErase, 1);
   }
   Transaction.RememberSecrets(Secrets, Once);

@@ -21,21 +21,10 @@ constexpr char kSource[] = "../PropertyServer/TCPropertyDatabaseTransaction";
 
 constexpr std::size_t kCachedWriters = 1000;
 
-// `Device` is the text of the record's MAC.
-void BindValue(TCExecution& Execution, int Place, TSValueToStore const& Value,
-               std::string const& Device, long long Writer) {
-  TSPropertyRecord const& Record = *Value.Record;
-  BindKey(Execution, Place, Record.Number, Record.Link, Device);
-  Execution.Bind(Place + 4, Record.Data);
-  Execution.Bind(Place + 5, static_cast<long long>(Value.Origin->Time));
-  Execution.Bind(Place + 6, Writer);
-}
-
 }  // namespace
 
 TCPropertyDatabase::TCTransaction::TCTransaction(TCPropertyDatabase& Database)
     : m_Database((Database.KeepInPlace(), Database)),
-      m_RecentSize(Database.m_RecentSize),
       m_History(Database.m_History),
       m_FilePages(Database.m_FilePages) {
   TCExecution Execution(m_Database.m_Statements.Begin.get());
@@ -49,22 +38,15 @@ TCPropertyDatabase::TCTransaction::~TCTransaction() {
   Undo();
 }
 
+// Nothing newer, or just as new, may come over it later: what is not moved yet is moved before.
 void TCPropertyDatabase::TCTransaction::Put(std::vector<TSValueToStore> const& Values) {
   RequireOpen();
-  auto const IsKept = [](TSValueToStore const& Value) { return !Value.Record->Removed; };
-  if (std::all_of(Values.begin(), Values.end(), IsKept)) {
-    PutValues(Values);
-    return;
-  }
-  std::vector<TSValueToStore> Kept;
-  std::copy_if(Values.begin(), Values.end(), std::back_inserter(Kept), IsKept);
-  PutValues(Kept);
-  if (m_RecentSize > 0) {
-    MoveRecent();  // nothing newer than what is removed is left behind
-  }
+  MoveValues();
   for (TSValueToStore const& Value : Values) {
     if (Value.Record->Removed) {
       Remove(*Value.Record);
+    } else {
+      PutInPlace(*Value.Record, *Value.Origin);
     }
   }
 }
@@ -77,47 +59,19 @@ void TCPropertyDatabase::TCTransaction::Remove(TSPropertyRecord const& Record) {
   }
 }
 
-// Values that change together lie far apart among all others: a page of the file for nearly each of
-// them. So they are first put one after the other into a table of their own, a few pages in all,
-// and from there to their places when it is full. A transaction that fills it has many values: the
-// rest of them goes to its places at once, where it would soon be moved to.
-void TCPropertyDatabase::TCTransaction::PutValues(std::vector<TSValueToStore> const& Values) {
-  auto Rest = Values.begin();
-  while (Rest != Values.end() && TakeAsRecent(*Rest)) {
-    ++Rest;
-  }
-  auto const [Failed, Count] = Insert(
-      m_Database.m_Statements.AppendRecent, Values.begin(), Rest,
-      [this](TCExecution& Execution, int Place, TSValueToStore const& Value) {
-        BindValue(Execution, Place, Value, TextOf(Value.Record->MAC), WriterOf(*Value.Origin));
-      });
-  if (Count > 0) {
-    Fail("store " + DescribeRows(Failed->Record->Number, Count) + " in");
-  }
-  if (Rest != Values.end() && m_RecentSize > 0) {
-    MoveRecent();
-  }
-  for (; Rest != Values.end(); ++Rest) {
-    PutInPlace(*Rest);
-  }
-}
-
-bool TCPropertyDatabase::TCTransaction::TakeAsRecent(TSValueToStore const& Value) {
-  std::size_t const Size = Value.Record->Data.size() + kRecentOverhead;
-  m_Large = m_Large || m_RecentSize + Size > m_Database.m_RecentLimit;
-  m_RecentSize += m_Large ? 0 : Size;
-  return !m_Large;
-}
-
 // Most values are there already, and updating a row costs less than replacing it.
-void TCPropertyDatabase::TCTransaction::PutInPlace(TSValueToStore const& Value) {
-  long long const Writer = WriterOf(*Value.Origin);
+void TCPropertyDatabase::TCTransaction::PutInPlace(TSPropertyRecord const& Record,
+                                                   TSProvenance const& Origin) {
+  long long const Writer = WriterOf(Origin);
   for (TCStatement const* Statement :
        {&m_Database.m_Statements.Update, &m_Database.m_Statements.Insert}) {
     TCExecution Execution(Statement->get());
-    BindValue(Execution, 1, Value, TextOf(Value.Record->MAC), Writer);
+    BindKey(Execution, 1, Record.Number, Record.Link, TextOf(Record.MAC));
+    Execution.Bind(5, Record.Data);
+    Execution.Bind(6, static_cast<long long>(Origin.Time));
+    Execution.Bind(7, Writer);
     if (Execution.Step() != SQLITE_DONE) {
-      Fail("store " + DescribeRows(Value.Record->Number, 1) + " in");
+      Fail("store " + DescribeRows(Record.Number, 1) + " in");
     }
     if (sqlite3_changes(m_Database.m_Handle.get()) > 0) {
       return;
@@ -125,15 +79,22 @@ void TCPropertyDatabase::TCTransaction::PutInPlace(TSValueToStore const& Value) 
   }
 }
 
-void TCPropertyDatabase::TCTransaction::MoveRecent() {
-  for (TCStatement const* Statement :
-       {&m_Database.m_Statements.MoveRecent, &m_Database.m_Statements.ForgetRecent}) {
-    TCExecution Execution(Statement->get());
+// Values that change together lie far apart among all others: a page of the file for nearly each of
+// them. In the history they lie together; many that are moved at once share pages.
+void TCPropertyDatabase::TCTransaction::MoveValues() {
+  if (m_History.Unmoved == 0) {
+    return;
+  }
+  {
+    TCExecution Execution(m_Database.m_Statements.MoveValues.get());
     if (Execution.Step() != SQLITE_DONE) {
-      Fail("move recent values in");
+      Fail("move values to their places in");
     }
   }
-  m_RecentSize = 0;
+  m_History.Moved = m_History.LastId;
+  m_History.Unmoved = 0;
+  SetMeta(kMovedMark, static_cast<std::uint64_t>(m_History.Moved));
+  DeleteForgotten();
 }
 
 // A transaction changes many values of few devices.
@@ -238,11 +199,25 @@ void TCPropertyDatabase::TCTransaction::CountTransaction(std::uint64_t Transacti
   m_LastTransaction = std::max(m_LastTransaction, Transaction);
 }
 
+// What the entries that are left tell need not be written beside them.
+void TCPropertyDatabase::TCTransaction::NoteCounters() {
+  TSHistoryEnd const& Former = m_Database.m_History;
+  m_History.Transaction = std::max(m_History.Transaction, m_LastTransaction);
+  bool const Told =
+      m_History.EntryTransaction == m_History.Transaction && m_History.Forgotten < m_History.LastId;
+  bool const WasTold =
+      Former.EntryTransaction == Former.Transaction && Former.Forgotten < Former.LastId;
+  if (!Told && (WasTold || m_History.Transaction > Former.Transaction)) {
+    SetMeta(kTransactionCounter, m_History.Transaction);
+  }
+  if (m_History.Forgotten > m_History.Gone && m_History.Forgotten > Former.Forgotten) {
+    SetMeta(kForgottenMark, static_cast<std::uint64_t>(m_History.Forgotten));
+  }
+}
+
 void TCPropertyDatabase::TCTransaction::Commit() {
   RequireOpen();
-  if (m_LastTransaction > 0) {
-    SetMeta(kTransactionCounter, m_LastTransaction);
-  }
+  NoteCounters();
   ReserveFile();
   {
     TCExecution Execution(m_Database.m_Statements.Commit.get());
@@ -250,7 +225,6 @@ void TCPropertyDatabase::TCTransaction::Commit() {
       Fail("commit to");
     }
   }
-  m_Database.m_RecentSize = m_RecentSize;
   m_Database.m_History = m_History;
   m_Database.m_FilePages = m_FilePages;
   m_Open = false;

@@ -39,9 +39,8 @@ INTERNAL = {
     "READY=1 STATUS=Serving ... values": "told to the service manager",
     "test configuration": "stands for a file's name",
     **dict.fromkeys(("once secret", "texts to erase"), "names in the database"),
-    "history(number, has_link, link, mac, id, start, counted, turn, parts, time, writer, removed,"
-    " undoes, former, present)": "an index of the database",
-    "recent_value(number, has_link, link, mac, data, changed, writer)": "a table of the database",
+    "id, start, counted, turn, parts, time, writer, number, link, mac, former, present":
+        "columns of the database",
 }
 
 # Entries whose messages are not of these sources.

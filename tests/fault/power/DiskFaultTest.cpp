@@ -121,7 +121,7 @@ class DiskFault : public DatabaseFixture, public ::testing::WithParamInterface<T
     }
     m_Database.reset();
     DiskFaults::Watch(nullptr);
-    EXPECT_THAT(TCPropertyDatabase::Check(StartFile()), HasSubstr(" is sound: schema 7, "));
+    EXPECT_THAT(TCPropertyDatabase::Check(StartFile()), HasSubstr(" is sound: schema 1, "));
     EXPECT_EQ(Workload::Dump(TCPropertyDatabase(StartFile())), m_Contents.back());
     return Failed;
   }

@@ -17,6 +17,7 @@
 using DiskFaults::TEOperation;
 using Property::TCPropertyDatabase;
 using ::testing::HasSubstr;
+using ::testing::IsEmpty;
 
 namespace fs = std::filesystem;
 
@@ -111,7 +112,7 @@ class PowerCut : public DatabaseFixture {
       bool const IsChecked = VerifySchema(Path);
       VerifyContent(Path, Number);
       if (!IsChecked) {
-        EXPECT_THAT(TCPropertyDatabase::Check(Path), HasSubstr(" is sound: schema 7, "));
+        EXPECT_THAT(TCPropertyDatabase::Check(Path), HasSubstr(" is sound: schema 1, "));
       }
     } catch (TCException const& Error) {
       ADD_FAILURE() << Error.get_Message();
@@ -138,7 +139,7 @@ class PowerCut : public DatabaseFixture {
     if (!fs::exists(Path) || fs::file_size(Path) == 0 || fs::exists(Path + "-journal")) {
       return false;
     }
-    EXPECT_THAT(TCPropertyDatabase::Check(Path), HasSubstr(": schema 7, "));
+    EXPECT_THAT(TCPropertyDatabase::Check(Path), HasSubstr(": schema 1, "));
     return true;
   }
 
@@ -214,6 +215,20 @@ TEST_F(PowerCut, LosesNothingWhileTheLogIsReserved) {
   Run(Database, 1, 3);
   Database.ReserveLog();
   Run(Database, 4, 6);
+
+  CutEverywhere();
+}
+
+TEST_F(PowerCut, LosesNothingWhileHistoryIsGivenUp) {
+  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+  Run(Database, 1, 14);
+  Record();
+  Acknowledge(Workload::Dump(Database));
+  while (Database.GiveUpHistory()) {
+    Acknowledge(Workload::Dump(Database));
+  }
+  ASSERT_THAT(Database.ReadHistory(1), IsEmpty());
+  Run(Database, 15, 17);
 
   CutEverywhere();
 }

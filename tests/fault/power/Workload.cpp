@@ -10,16 +10,23 @@
 
 using Accessories::TCRecordID;
 using Property::TCPropertyDatabase;
+using Property::TSChangeToStore;
 using Property::TSHistoryEntry;
 using Property::TSPendingChange;
 using Property::TSPropertyRecord;
 using Property::TSProvenance;
-using Property::TSValueToStore;
 
 namespace {
 
 constexpr int kSenders = 5;
-constexpr Property::TSHistoryLimits kHistoryLimits{60, 10000, std::chrono::hours(30)};
+constexpr int kWithoutEntries = 5;  // of a large transaction
+
+// For some time fewer entries are kept than have values that are not moved.
+Property::TSHistoryLimits LimitsOf(int Turn) {
+  constexpr std::chrono::hours kAge(30);
+  return Turn / 20 % 3 == 1 ? Property::TSHistoryLimits{4, 10000, kAge}
+                            : Property::TSHistoryLimits{60, 10000, kAge};
+}
 
 // An hour passes from each turn to the next.
 std::int64_t TimeOf(int Turn) {
@@ -75,6 +82,15 @@ void FillPending(TCPropertyDatabase::TCTransaction& Transaction, int Turn) {
   }
 }
 
+void PutWithoutHistory(TCPropertyDatabase::TCTransaction& Transaction,
+                       std::vector<TSChangeToStore> const& Changes) {
+  std::vector<Property::TSValueToStore> Values;
+  for (TSChangeToStore const& Change : Changes) {
+    Values.push_back({Change.Record, Change.Origin});
+  }
+  Transaction.Put(Values);
+}
+
 Property::TSMailOutcome OutcomeOf(int Turn) {
   Property::TSMailOutcome Outcome;
   Outcome.Transaction = static_cast<std::uint64_t>(Turn);
@@ -95,18 +111,21 @@ void Workload::Fill(TCPropertyDatabase::TCTransaction& Transaction, int Turn) {
   TSProvenance const Origin = OriginOf(Turn);
   std::list<TSPropertyRecord> Records;
   std::list<TSHistoryEntry> Entries;
-  std::vector<TSValueToStore> Values;
-  std::vector<TSHistoryEntry const*> History;
+  std::vector<TSChangeToStore> Changes;
   for (int Index = 0; Index < CountOf(Turn); ++Index) {
     TSPropertyRecord const& Record = Records.emplace_back(RecordOf(Turn, Index));
-    Values.push_back({&Record, &Origin});
-    History.push_back(&Entries.emplace_back(
+    TSHistoryEntry const& Entry = Entries.emplace_back(
         TSHistoryEntry{static_cast<std::uint64_t>(Turn), Origin, Record.Number, Record.Link,
                        Record.MAC, Record.Number == 3, std::nullopt, Record.Data, Record.Removed,
-                       static_cast<std::uint64_t>(Turn / 7), Records.size()}));
+                       static_cast<std::uint64_t>(Turn / 7 % 3), Records.size()});
+    bool const HasEntry = Turn % 9 != 0 || Index >= kWithoutEntries;
+    Changes.push_back({&Record, &Origin, HasEntry ? &Entry : nullptr});
   }
-  Transaction.Put(Values);
-  Transaction.NoteHistory(History, kHistoryLimits, TimeOf(Turn));
+  if (Turn % 13 == 6) {
+    PutWithoutHistory(Transaction, Changes);
+  } else {
+    Transaction.Store(Changes, LimitsOf(Turn), TimeOf(Turn));
+  }
   Transaction.RememberMail(SenderOf(Turn), static_cast<std::uint64_t>(Turn), OutcomeOf(Turn));
   FillPending(Transaction, Turn);
   if (Turn % 20 == 0) {

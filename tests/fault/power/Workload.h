@@ -10,12 +10,13 @@
 namespace Workload {
 
 /// Begins transaction number `Turn` of the workload and makes its changes, short of committing.
-/// One changes a few values or many, removes some, appends to the history and trims it, remembers
+/// One changes a few values or many, removes some, keeps one secret, appends to the history and
+/// trims it to what has values that are not moved, or stores without it; remembers
 /// senders and what became of their mails, forgets others, and leaves changes pending or settles
 /// them.
 void Fill(Property::TCPropertyDatabase::TCTransaction& Transaction, int Turn);
 
-/// Few enough bytes of recent values that they are moved again and again.
+/// Few enough bytes that values are moved to their places again and again.
 constexpr std::size_t kRecentLimit = 5000;
 
 /// Everything that a database holds, as text.

@@ -47,8 +47,30 @@ std::string DatabaseFixture::OpeningMessage(std::string const& Path) {
 void DatabaseFixture::Store(Property::TCPropertyDatabase& Database,
                             Property::TSPropertyRecord const& Record) {
   Property::TCPropertyDatabase::TCTransaction Transaction(Database);
-  Transaction.Put(Record, Property::TSProvenance());
+  Property::TSProvenance const Nobody;
+  Transaction.Store({{&Record, &Nobody, nullptr}}, Property::TSHistoryLimits(), 0);
   Transaction.Commit();
+}
+
+void DatabaseFixture::Note(Property::TCPropertyDatabase::TCTransaction& Transaction,
+                           std::vector<Property::TSHistoryEntry> const& Entries,
+                           Property::TSHistoryLimits const& Limits, std::int64_t Now) {
+  std::vector<Property::TSPropertyRecord> Records;
+  for (Property::TSHistoryEntry const& Entry : Entries) {
+    Records.push_back(
+        {Entry.Number, Entry.Link, Entry.MAC, Entry.Secret ? "a secret" : Entry.To, Entry.Removed});
+  }
+  std::vector<Property::TSChangeToStore> Changes;
+  for (std::size_t Index = 0; Index < Entries.size(); ++Index) {
+    Changes.push_back({&Records[Index], &Entries[Index].Origin, &Entries[Index]});
+  }
+  Transaction.Store(Changes, Limits, Now);
+}
+
+std::string DatabaseFixture::Unmoved(std::string const& Path) {
+  return QuerySQL(Path,
+                  "SELECT count(*) FROM history WHERE present IS NOT NULL AND "
+                  "id > (SELECT value FROM meta WHERE name = 'moved')");
 }
 
 std::vector<std::string> DatabaseFixture::Values(Property::TCPropertyDatabase const& Database) {

@@ -21,9 +21,15 @@ class DatabaseFixture : public ::testing::Test {
   static std::string MessageOf(std::function<void()> const& Action);
   static std::string OpeningMessage(std::string const& Path);
 
-  /// Stores one value in a transaction of its own.
+  /// Stores one value in a transaction of its own, of which the history keeps nothing.
   static void Store(Property::TCPropertyDatabase& Database,
                     Property::TSPropertyRecord const& Record);
+  /// Stores the values that the entries tell of, and the entries.
+  static void Note(Property::TCPropertyDatabase::TCTransaction& Transaction,
+                   std::vector<Property::TSHistoryEntry> const& Entries,
+                   Property::TSHistoryLimits const& Limits, std::int64_t Now);
+  /// How many values of a file that is closed stand in its history alone.
+  static std::string Unmoved(std::string const& Path);
   /// Every value as "number/link/MAC=data", a null link as "-", in the order of loading.
   static std::vector<std::string> Values(Property::TCPropertyDatabase const& Database);
 

@@ -99,7 +99,7 @@ struct CommitQueue : DatabaseFixture {
   std::string Left(std::string const& Copy) const {
     return QuerySQL(CopyAsLeft(Copy),
                     "SELECT count(*) FROM (SELECT number FROM property_value UNION SELECT number "
-                    "FROM recent_value)");
+                    "FROM history)");
   }
 
   TCNorvEventLoop m_Loop;

@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr char kSound[] = " is sound: schema 7, 1 values, 0 history entries";
+constexpr char kSound[] = " is sound: schema 1, 1 values, 0 history entries";
 
 }  // namespace
 

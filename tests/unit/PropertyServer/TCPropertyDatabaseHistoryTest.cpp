@@ -52,12 +52,8 @@ class PropertyDatabaseHistory : public DatabaseFixture {
   /// Notes the entries in a transaction of its own, at the time of the last one.
   static void Append(TCPropertyDatabase& Database, std::vector<TSHistoryEntry> const& Entries,
                      TSHistoryLimits const& Limits = TSHistoryLimits()) {
-    std::vector<TSHistoryEntry const*> Noted;
-    for (TSHistoryEntry const& Each : Entries) {
-      Noted.push_back(&Each);
-    }
     TCTransaction Transaction(Database);
-    Transaction.NoteHistory(Noted, Limits, Entries.back().Origin.Time);
+    Note(Transaction, Entries, Limits, Entries.back().Origin.Time);
     Transaction.Commit();
   }
 
@@ -69,7 +65,7 @@ class PropertyDatabaseHistory : public DatabaseFixture {
   static void Trim(TCPropertyDatabase& Database, TSHistoryLimits const& Limits,
                    std::int64_t Now = 0) {
     TCTransaction Transaction(Database);
-    Transaction.NoteHistory({}, Limits, Now);
+    Transaction.Store({}, Limits, Now);
     Transaction.Commit();
   }
 
@@ -144,13 +140,9 @@ TEST_F(PropertyDatabaseHistory, KeepsManyThatAreAppendedAtOnce) {
                        Secret || Index % 4 == 0 ? std::nullopt : std::optional<std::string>("old"),
                        Secret ? "" : std::to_string(Index)});
   }
-  std::vector<TSHistoryEntry const*> AtOnce;
-  for (TSHistoryEntry const& Each : Entries) {
-    AtOnce.push_back(&Each);
-  }
   TCPropertyDatabase Database(m_Path);
   TCTransaction Transaction(Database);
-  Transaction.NoteHistory(AtOnce, TSHistoryLimits(), kOrigin.Time);
+  Note(Transaction, Entries, TSHistoryLimits(), kOrigin.Time);
   Transaction.Commit();
 
   std::vector<TSHistoryEntry> const History = Database.ReadHistory(100);
@@ -236,7 +228,7 @@ TEST_F(PropertyDatabaseHistory, NotesOnlyWhatStays) {
   Append(Database, Many, {3, 100000, kAge});
 
   EXPECT_THAT(Texts(Database), ElementsAre("999", "998", "997"));
-  EXPECT_EQ(QuerySQL(Copied(Database), "SELECT count(*) FROM writer"), "4");
+  EXPECT_EQ(QuerySQL(Copied(Database), "SELECT count(*) FROM history"), "3");
   EXPECT_EQ(Database.get_LastTransaction(), 2U);
 }
 
@@ -334,9 +326,7 @@ TEST_F(PropertyDatabaseHistory, IsUndoneWithItsTransaction) {
   TCPropertyDatabase Database(m_Path);
   {
     TCTransaction Transaction(Database);
-    Transaction.Put({5, TCRecordID(), TCMACAddress(), "undone"}, kOrigin);
-    TSHistoryEntry const Undone = Entry(1, 5, 10, "undone");
-    Transaction.NoteHistory({&Undone}, TSHistoryLimits(), 10);
+    Note(Transaction, {Entry(1, 5, 10, "undone")}, TSHistoryLimits(), 10);
   }
 
   Append(Database, {Entry(2, 5, 20, "kept")});

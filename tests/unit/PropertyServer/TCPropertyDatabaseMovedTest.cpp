@@ -64,10 +64,8 @@ class PropertyDatabaseMoved : public DatabaseFixture {
     Entry.Transaction = Turn;
     Entry.Number = 2;
     Entry.To = "b";
-    Property::TSPropertyRecord const Record{2, {}, {}, "b"};
     TCPropertyDatabase::TCTransaction Transaction(*m_Database);
-    Transaction.NoteHistory({&Entry}, {}, 0);
-    Transaction.Put(Record, {});
+    Note(Transaction, {Entry}, {}, 0);
     if (m_BeforeCommit) {
       m_BeforeCommit();
     }

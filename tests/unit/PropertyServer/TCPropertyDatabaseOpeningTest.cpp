@@ -117,8 +117,8 @@ TEST_F(PropertyDatabaseOpening, BeginsAnewInAnEmptyFile) {
 TEST_F(PropertyDatabaseOpening, MarksItsFileWithApplicationAndSchemaVersion) {
   MakeDatabase();
 
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA application_id"), std::to_string(0x50726f70));
-  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "7");
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA application_id"), std::to_string(0x50727074));
+  EXPECT_EQ(QuerySQL(m_Path, "PRAGMA user_version"), "1");
 }
 
 TEST_F(PropertyDatabaseOpening, RefusesAFileThatIsNoDatabase) {
@@ -138,7 +138,7 @@ TEST_F(PropertyDatabaseOpening, RefusesTheDatabaseOfAnotherApplication) {
   EXPECT_EQ(OpeningMessage(m_Path),
             m_Path +
                 " is not a property database: its application id is 0x41424344, not "
-                "0x50726f70; choose another file, nothing was changed");
+                "0x50727074; choose another file, nothing was changed");
   EXPECT_EQ(ReadFile(m_Path), Content);
 }
 
@@ -149,32 +149,47 @@ TEST_F(PropertyDatabaseOpening, RefusesADatabaseOfNobody) {
   EXPECT_EQ(OpeningMessage(m_Path),
             m_Path +
                 " is not a property database: its application id is 0x00000000, not "
-                "0x50726f70; choose another file, nothing was changed");
+                "0x50727074; choose another file, nothing was changed");
   EXPECT_EQ(ReadFile(m_Path), Content);
 }
 
 TEST_F(PropertyDatabaseOpening, RefusesANewerSchema) {
   MakeDatabase();
-  RunSQL(m_Path, "PRAGMA user_version=8");
+  RunSQL(m_Path, "PRAGMA user_version=2");
   std::string const Content = ReadFile(m_Path);
 
   EXPECT_EQ(OpeningMessage(m_Path),
             m_Path +
-                " was written by a newer version (schema 8, this program knows 7); "
+                " was written by a newer version (schema 2, this program knows 1); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(m_Path), Content);
 }
 
 TEST_F(PropertyDatabaseOpening, RefusesEveryOtherSchema) {
   MakeDatabase();
-  for (char const* const Version : {"-1", "0", "1", "6"}) {
+  for (char const* const Version : {"-1", "0"}) {
     RunSQL(m_Path, (std::string("PRAGMA user_version=") + Version).c_str());
     std::string const Content = ReadFile(m_Path);
 
     EXPECT_EQ(OpeningMessage(m_Path),
               m_Path + " was written by another version (schema " + Version +
-                  ", this program knows 7); use that version or restore a backup, nothing was "
+                  ", this program knows 1); use that version or restore a backup, nothing was "
                   "changed");
+    EXPECT_EQ(ReadFile(m_Path), Content);
+  }
+}
+
+TEST_F(PropertyDatabaseOpening, RefusesAFileOfTheTimeBeforeItsFirstVersion) {
+  for (char const* const Version : {"1", "7"}) {
+    RunSQL(m_Path, (std::string("PRAGMA application_id=0x50726f70; PRAGMA user_version=") +
+                    Version + "; CREATE TABLE IF NOT EXISTS recent_value(id INTEGER PRIMARY KEY)")
+                       .c_str());
+    std::string const Content = ReadFile(m_Path);
+
+    EXPECT_EQ(OpeningMessage(m_Path),
+              m_Path +
+                  " is not a property database: its application id is 0x50726f70, not "
+                  "0x50727074; choose another file, nothing was changed");
     EXPECT_EQ(ReadFile(m_Path), Content);
   }
 }
@@ -183,7 +198,7 @@ TEST_F(PropertyDatabaseOpening, LeavesTheLogOfARefusedFileAlone) {
   MakeDatabase();
   sqlite3* Newer = nullptr;
   ASSERT_EQ(sqlite3_open(m_Path.c_str(), &Newer), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(Newer, "PRAGMA user_version=8", nullptr, nullptr, nullptr), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(Newer, "PRAGMA user_version=2", nullptr, nullptr, nullptr), SQLITE_OK);
   std::string const Left = CopyAsLeft("left");
   sqlite3_close(Newer);
   std::string const Content = ReadFile(Left);
@@ -191,7 +206,7 @@ TEST_F(PropertyDatabaseOpening, LeavesTheLogOfARefusedFileAlone) {
 
   EXPECT_EQ(OpeningMessage(Left),
             Left +
-                " was written by a newer version (schema 8, this program knows 7); "
+                " was written by a newer version (schema 2, this program knows 1); "
                 "use that version or restore a backup, nothing was changed");
   EXPECT_EQ(ReadFile(Left), Content);
   EXPECT_EQ(ReadFile(Left + "-wal"), Log);

@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: MIT
-// Values that lie outside of their order for a while: they stand all the same.
+// Values that stand in the history alone until they are moved to their places.
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
+#include "tests/unit/PropertyServer/DiskFaults.h"
 
 using Accessories::TCRecordID;
 using Property::TCPropertyDatabase;
+using Property::TSChangeToStore;
+using Property::TSHistoryEntry;
 using Property::TSPropertyRecord;
 using Property::TSProvenance;
 using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 using ::testing::SizeIs;
 
 namespace {
@@ -20,7 +25,10 @@ namespace {
 using TCTransaction = TCPropertyDatabase::TCTransaction;
 
 constexpr int kRoomForTwo = 540;  // short values
-constexpr char kCountRecent[] = "SELECT count(*) FROM recent_value";
+constexpr std::chrono::hours kAge{24};
+Property::TSHistoryLimits const kMany{1000, 1000000, kAge};
+Property::TSHistoryLimits const kOne{1, 1000000, kAge};
+Property::TSHistoryLimits const kNone{0, 1000000, kAge};
 
 TSPropertyRecord Value(int Number, std::string const& Data) {
   return {Number, TCRecordID(), TCMACAddress(), Data};
@@ -28,6 +36,15 @@ TSPropertyRecord Value(int Number, std::string const& Data) {
 
 TSProvenance By(std::string const& Name) {
   return {1, 2, 3, Name};
+}
+
+TSHistoryEntry Entry(std::uint64_t Transaction, int Number, std::string const& To) {
+  TSHistoryEntry Entry;
+  Entry.Transaction = Transaction;
+  Entry.Origin = By("writer");
+  Entry.Number = Number;
+  Entry.To = To;
+  return Entry;
 }
 
 }  // namespace
@@ -39,8 +56,25 @@ class PropertyDatabaseRecent : public DatabaseFixture {
     return Origin ? Origin->ProcessName : "nobody";
   }
 
-  /// How many values lie outside of their order in a file that is closed.
-  std::string Recent() const { return QuerySQL(m_Path, kCountRecent); }
+  static void Change(TCPropertyDatabase& Database, std::vector<TSHistoryEntry> const& Entries,
+                     Property::TSHistoryLimits const& Limits = kMany) {
+    TCTransaction Transaction(Database);
+    Note(Transaction, Entries, Limits, 0);
+    Transaction.Commit();
+  }
+
+  /// What the history shows, newest first.
+  static std::vector<std::string> Shown(TCPropertyDatabase const& Database) {
+    std::vector<std::string> Texts;
+    for (TSHistoryEntry const& Each : Database.ReadHistory(1000)) {
+      Texts.push_back(std::to_string(Each.Number) + (Each.Removed  ? " removed"
+                                                     : Each.Secret ? " secret"
+                                                                   : "=" + Each.To));
+    }
+    return Texts;
+  }
+
+  std::string Recent() const { return Unmoved(m_Path); }
 };
 
 TEST_F(PropertyDatabaseRecent, ChangeFewPagesAlthoughTheyLieFarApart) {
@@ -49,9 +83,16 @@ TEST_F(PropertyDatabaseRecent, ChangeFewPagesAlthoughTheyLieFarApart) {
   auto const PutEach = [this](int Step) {
     TCPropertyDatabase Database(m_Path);
     TCTransaction Transaction(Database);
+    TSProvenance const Origin = By("a");
+    std::vector<TSPropertyRecord> Records;
     for (int Number = 0; Number < kScattered; Number += Step) {
-      Transaction.Put(Value(Number, "present"), By("a"));
+      Records.push_back(Value(Number, "present"));
     }
+    std::vector<TSChangeToStore> Changes;
+    for (TSPropertyRecord const& Record : Records) {
+      Changes.push_back({&Record, &Origin, nullptr});
+    }
+    Transaction.Store(Changes, kNone, 0);
     Transaction.Commit();
     return std::filesystem::file_size(m_Path + "-wal");
   };
@@ -92,7 +133,7 @@ TEST_F(PropertyDatabaseRecent, AreMovedWhenTheirRoomIsFull) {
     TCPropertyDatabase Database(m_Path, kRoomForTwo);
     Store(Database, Value(1, "a"));
     Store(Database, Value(2, "b"));
-    EXPECT_EQ(QuerySQL(CopyAsLeft("full"), kCountRecent), "2");
+    EXPECT_EQ(Unmoved(CopyAsLeft("full")), "2");
     Store(Database, Value(1, "c"));
   }
 
@@ -134,9 +175,9 @@ TEST_F(PropertyDatabaseRecent, StayWhenTheirMoveIsUndone) {
     Store(Database, Value(2, "b"));
     {
       TCTransaction Transaction(Database);
-      Transaction.Put(Value(1, "undone"), By("a"));
+      Note(Transaction, {Entry(1, 1, "undone"), Entry(1, 2, "undone")}, kMany, 0);
     }
-    EXPECT_EQ(QuerySQL(CopyAsLeft("undone"), kCountRecent), "2");
+    EXPECT_EQ(Unmoved(CopyAsLeft("undone")), "2");
     EXPECT_THAT(Values(Database), ElementsAre("1/-/=a", "2/-/=b"));
     Store(Database, Value(1, "c"));
   }
@@ -156,10 +197,10 @@ TEST_F(PropertyDatabaseRecent, StandAlikeWhenManyAreStoredAtOnce) {
                        std::to_string(Index)});
     Origins.push_back(By("writer " + std::to_string(Index % 5)));
   }
-  std::vector<Property::TSValueToStore> AtOnce;
+  std::vector<TSChangeToStore> AtOnce;
   TCPropertyDatabase OneByOne(m_Path + ".one");
   for (std::size_t Index = 0; Index < kCount; ++Index) {
-    AtOnce.push_back({&Records[Index], &Origins[Index]});
+    AtOnce.push_back({&Records[Index], &Origins[Index], nullptr});
     TCTransaction Transaction(OneByOne);
     Transaction.Put(Records[Index], Origins[Index]);
     Transaction.Commit();
@@ -167,7 +208,7 @@ TEST_F(PropertyDatabaseRecent, StandAlikeWhenManyAreStoredAtOnce) {
   for (int Room : {kRoomForTwo, kRoomForTwenty, 100 * kRoomForTwenty}) {
     TCPropertyDatabase Database(m_Path + std::to_string(Room), static_cast<std::size_t>(Room));
     TCTransaction Transaction(Database);
-    Transaction.Put(AtOnce);
+    Transaction.Store(AtOnce, kMany, 0);
     Transaction.Commit();
 
     EXPECT_EQ(Values(Database), Values(OneByOne));
@@ -181,9 +222,9 @@ TEST_F(PropertyDatabaseRecent, StandAlikeWhenManyAreStoredAtOnce) {
 TEST_F(PropertyDatabaseRecent, HaveTheirOwnWriters) {
   TCPropertyDatabase Database(m_Path, kRoomForTwo);
   for (char const* Name : {"first", "second", "third", "fourth"}) {
-    TCTransaction Transaction(Database);
-    Transaction.Put(Value(1, Name), By(Name));
-    Transaction.Commit();
+    TSHistoryEntry Each = Entry(1, 1, Name);
+    Each.Origin = By(Name);
+    Change(Database, {Each});
 
     EXPECT_EQ(WriterOf(Database, 1), Name);
   }
@@ -194,11 +235,11 @@ TEST_F(PropertyDatabaseRecent, AreCheckedLikeAllOthers) {
     TCPropertyDatabase Database(m_Path);
     Store(Database, Value(1, "a"));
   }
-  RunSQL(m_Path, "INSERT INTO recent_value VALUES(NULL, 2, 0, 5, '', 'x', 0, 1)");
+  RunSQL(m_Path, "UPDATE history SET mac = 'aa:bb'");
 
   EXPECT_EQ(MessageOf([this] { TCPropertyDatabase::Check(m_Path); }),
             m_Path +
-                " is damaged: property 2 has the impossible link 0,5 or MAC \"\"; restore a "
+                " is damaged: property 1 has the impossible link 0,0 or MAC \"aa:bb\"; restore a "
                 "backup, nothing was changed");
 }
 
@@ -212,5 +253,226 @@ TEST_F(PropertyDatabaseRecent, AreCountedOnceByACheck) {
   ASSERT_EQ(Recent(), "2");
 
   EXPECT_EQ(TCPropertyDatabase::Check(m_Path),
-            m_Path + " is sound: schema 7, 4 values, 0 history entries");
+            m_Path + " is sound: schema 1, 4 values, 0 history entries");
+}
+
+TEST_F(PropertyDatabaseRecent, AreOneRowWithTheirHistory) {
+  TCPropertyDatabase Database(m_Path);
+  Change(Database, {Entry(1, 1, "a"), Entry(1, 2, "b")});
+
+  std::string const Left = CopyAsLeft("left");
+
+  EXPECT_EQ(QuerySQL(Left, "SELECT count(*) FROM history"), "2");
+  EXPECT_EQ(QuerySQL(Left, "SELECT count(*) FROM property_value"), "0");
+  EXPECT_THAT(Values(TCPropertyDatabase(Left)), ElementsAre("1/-/=a", "2/-/=b"));
+}
+
+TEST_F(PropertyDatabaseRecent, LeaveTheirHistoryWhenTheyAreMoved) {
+  TCPropertyDatabase Database(m_Path, kRoomForTwo);
+  for (int Number : {1, 2, 3}) {
+    Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")});
+  }
+
+  std::string const Left = CopyAsLeft("left");
+
+  EXPECT_EQ(Unmoved(Left), "0");
+  EXPECT_THAT(Shown(TCPropertyDatabase(Left)), ElementsAre("3=a", "2=a", "1=a"));
+  EXPECT_THAT(Values(TCPropertyDatabase(Left)), ElementsAre("1/-/=a", "2/-/=a", "3/-/=a"));
+}
+
+TEST_F(PropertyDatabaseRecent, StandThoughTheHistoryHasForgottenThem) {
+  TCPropertyDatabase Database(m_Path);
+  for (int Number : {1, 2, 3}) {
+    Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")}, kOne);
+    EXPECT_THAT(Shown(Database), SizeIs(1));
+    EXPECT_EQ(Database.MeasureHistory(), 65U);
+  }
+
+  TCPropertyDatabase Again(CopyAsLeft("left"));
+
+  EXPECT_THAT(Values(Again), ElementsAre("1/-/=a", "2/-/=a", "3/-/=a"));
+  EXPECT_THAT(Shown(Again), ElementsAre("3=a"));
+  EXPECT_THAT(Again.ReadTransaction(2), IsEmpty());
+  EXPECT_THAT(Again.LastTransactions({Property::PlaceOf(Value(1, ""))}), IsEmpty());
+  Change(Again, {Entry(4, 4, "b")});
+  EXPECT_THAT(Shown(Again), ElementsAre("4=b", "3=a"));
+}
+
+TEST_F(PropertyDatabaseRecent, TakeTheirForgottenEntriesWithThem) {
+  {
+    TCPropertyDatabase Database(m_Path, kRoomForTwo);
+    for (int Number : {1, 2, 3}) {
+      Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")}, kOne);
+    }
+  }
+
+  EXPECT_EQ(QuerySQL(m_Path, "SELECT group_concat(number) FROM history"), "3");
+}
+
+TEST_F(PropertyDatabaseRecent, StandWithoutAnyHistory) {
+  {
+    TCPropertyDatabase Database(m_Path, kRoomForTwo);
+    Change(Database, {Entry(1, 1, "a")}, kNone);
+    EXPECT_THAT(Shown(Database), IsEmpty());
+    EXPECT_EQ(Unmoved(CopyAsLeft("left")), "1");
+    Change(Database, {Entry(2, 2, "b"), Entry(2, 3, "c")}, kNone);
+  }
+
+  EXPECT_EQ(QuerySQL(m_Path, "SELECT count(*) FROM history"), "0");
+  EXPECT_THAT(Values(TCPropertyDatabase(m_Path)), ElementsAre("1/-/=a", "2/-/=b", "3/-/=c"));
+  EXPECT_EQ(TCPropertyDatabase(m_Path).get_LastTransaction(), 2U);
+}
+
+TEST_F(PropertyDatabaseRecent, ComeAfterAllThatWereMovedWhenTheirHistoryHasGone) {
+  for (char const* const Text : {"first", "second", "third", "fourth", "fifth"}) {
+    TCPropertyDatabase Database(m_Path, kRoomForTwo);
+    Store(Database, Value(1, Text));
+    EXPECT_THAT(Values(Database), ElementsAre(std::string("1/-/=") + Text));
+  }
+  EXPECT_EQ(Recent(), "2");
+  EXPECT_THAT(Values(TCPropertyDatabase(m_Path)), ElementsAre("1/-/=fifth"));
+}
+
+TEST_F(PropertyDatabaseRecent, DoNotComeOverASecretThatIsNewer) {
+  TCPropertyDatabase Database(m_Path, kRoomForTwo);
+  Change(Database, {Entry(1, 1, "older")});
+  TSHistoryEntry Secret = Entry(2, 1, "");
+  Secret.Secret = true;
+  Change(Database, {Secret});
+  EXPECT_THAT(Values(Database), ElementsAre("1/-/=a secret"));
+
+  Change(Database, {Entry(3, 2, "b"), Entry(3, 3, "b"), Entry(3, 4, "b")});
+
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))),
+              ElementsAre("1/-/=a secret", "2/-/=b", "3/-/=b", "4/-/=b"));
+  EXPECT_THAT(Shown(Database), ElementsAre("4=b", "3=b", "2=b", "1 secret", "1=older"));
+}
+
+TEST_F(PropertyDatabaseRecent, DoNotComeBackWhenTheyAreRemoved) {
+  TCPropertyDatabase Database(m_Path, kRoomForTwo);
+  Change(Database, {Entry(1, 1, "older"), Entry(1, 2, "other")});
+  TSHistoryEntry Removed = Entry(2, 1, "");
+  Removed.Removed = true;
+  Removed.From = "older";
+  Change(Database, {Removed});
+  EXPECT_THAT(Values(Database), ElementsAre("2/-/=other"));
+  EXPECT_EQ(WriterOf(Database, 1), "nobody");
+
+  Change(Database, {Entry(3, 3, "b"), Entry(3, 4, "b"), Entry(3, 5, "b")});
+
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))),
+              ElementsAre("2/-/=other", "3/-/=b", "4/-/=b", "5/-/=b"));
+  EXPECT_THAT(Shown(Database), ElementsAre("5=b", "4=b", "3=b", "1 removed", "2=other", "1=older"));
+}
+
+TEST_F(PropertyDatabaseRecent, StandInTheOrderOfTheChangesOfOneTransaction) {
+  TCPropertyDatabase Database(m_Path);
+  TSHistoryEntry Removed = Entry(1, 1, "");
+  Removed.Removed = true;
+  Removed.From = "a";
+  TSHistoryEntry Undo = Entry(1, 3, "undone");
+  Undo.Undoes = 7;
+
+  Change(Database, {Entry(1, 1, "a"), Entry(1, 2, "b"), Removed, Entry(1, 1, "c"), Entry(1, 2, "d"),
+                    Entry(1, 3, "done"), Undo});
+
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))),
+              ElementsAre("1/-/=c", "2/-/=d", "3/-/=undone"));
+  EXPECT_THAT(Shown(Database), SizeIs(7));
+  EXPECT_EQ(Database.ReadHistory(1).front().Undoes, 7U);
+}
+
+TEST_F(PropertyDatabaseRecent, DoNotComeOverAValueThatTheHistoryHasNoRoomFor) {
+  TCPropertyDatabase Database(m_Path, kRoomForTwo);
+  Property::TSHistoryLimits const Small{100, 300, kAge};
+  Change(Database, {Entry(1, 1, "older")}, Small);
+  Change(Database, {Entry(2, 1, std::string(1000, 'x'))}, Small);
+
+  Change(Database, {Entry(3, 2, "b"), Entry(3, 3, "b"), Entry(3, 4, "b")}, Small);
+
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))),
+              ElementsAre("1/-/=" + std::string(1000, 'x'), "2/-/=b", "3/-/=b", "4/-/=b"));
+  EXPECT_THAT(Shown(Database), ElementsAre("4=b", "3=b", "2=b", "1=older"));
+}
+
+TEST_F(PropertyDatabaseRecent, AreMovedBeforeTheirHistoryIsGivenUp) {
+  TCPropertyDatabase Database(m_Path);
+  for (int Number : {1, 2, 3, 4}) {
+    Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")});
+  }
+
+  EXPECT_TRUE(Database.GiveUpHistory());
+
+  std::string const Left = CopyAsLeft("left");
+  EXPECT_EQ(Unmoved(Left), "0");
+  EXPECT_THAT(Shown(TCPropertyDatabase(Left)), ElementsAre("4=a", "3=a"));
+  EXPECT_THAT(Values(TCPropertyDatabase(Left)), SizeIs(4));
+  while (Database.GiveUpHistory()) {
+  }
+  TCPropertyDatabase const Again(CopyAsLeft("without"));
+  EXPECT_THAT(Shown(Again), IsEmpty());
+  EXPECT_THAT(Values(Again), SizeIs(4));
+  EXPECT_EQ(Again.get_LastTransaction(), 4U);
+}
+
+TEST_F(PropertyDatabaseRecent, StayWithTheirHistoryWhereTheDiskHasNoRoomForTheirMove) {
+  DiskFaults::Install();
+  TCPropertyDatabase Database(m_Path);
+  for (int Number : {1, 2, 3, 4}) {
+    Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")});
+  }
+  DiskFaults::FillDisk();
+
+  EXPECT_FALSE(Database.GiveUpHistory());
+
+  DiskFaults::Repair();
+  EXPECT_THAT(Shown(Database), SizeIs(4));
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))), SizeIs(4));
+  EXPECT_TRUE(Database.GiveUpHistory());
+}
+
+TEST_F(PropertyDatabaseRecent, AreMovedBeforeTheirTextsAreHidden) {
+  TCPropertyDatabase Database(m_Path);
+  Change(Database, {Entry(1, 1, "a"), Entry(1, 2, "b")});
+
+  Database.HideTexts({{1, 1}});
+
+  TCPropertyDatabase const Again(CopyAsLeft("left"));
+  EXPECT_THAT(Values(Again), ElementsAre("1/-/=a", "2/-/=b"));
+  EXPECT_THAT(Shown(Again), ElementsAre("2=b", "1 secret"));
+}
+
+TEST_F(PropertyDatabaseRecent, AreNoneOfATransactionThatHasMoreThanTheirRoom) {
+  constexpr int kCount = 1000;
+  std::vector<TSHistoryEntry> Entries;
+  for (int Number = 1; Number <= kCount; ++Number) {
+    Entries.push_back(Entry(1, Number % 700, std::to_string(Number)));
+  }
+  TCPropertyDatabase Database(m_Path);
+
+  Change(Database, Entries);
+
+  std::string const Left = CopyAsLeft("left");
+  EXPECT_EQ(Unmoved(Left), "0");
+  TCPropertyDatabase const Again(Left);
+  EXPECT_THAT(Values(Again), SizeIs(700));
+  EXPECT_EQ(Values(Again).at(1), "1/-/=701");
+  EXPECT_THAT(Again.ReadHistory(2 * kCount), SizeIs(kCount));
+}
+
+TEST_F(PropertyDatabaseRecent, TellTheLastTransactionWithoutItsCounter) {
+  TCPropertyDatabase Database(m_Path);
+  Change(Database, {Entry(5, 1, "a")});
+  {
+    TCTransaction Transaction(Database);
+    Transaction.CountTransaction(6);
+    Transaction.Commit();
+  }
+  EXPECT_EQ(TCPropertyDatabase(CopyAsLeft("counted")).get_LastTransaction(), 6U);
+  Change(Database, {Entry(7, 1, "b")});
+
+  EXPECT_EQ(Database.get_LastTransaction(), 7U);
+  std::string const Left = CopyAsLeft("left");
+  EXPECT_EQ(TCPropertyDatabase(Left).get_LastTransaction(), 7U);
+  EXPECT_EQ(QuerySQL(Left, "SELECT value FROM meta WHERE name = 'transaction'"), "6");
 }

@@ -139,16 +139,17 @@ TEST_F(PropertyDatabaseRecovery, UndoesAWholeTransactionWhenOneOfManyChangesFail
   Store(Database, {1, TCRecordID(), TCMACAddress(), "old"});
   Property::TSProvenance const Origin;
   std::list<Property::TSPropertyRecord> Records;
-  std::vector<Property::TSValueToStore> AtOnce;
+  std::vector<Property::TSChangeToStore> AtOnce;
   for (int Number = 1; Number <= kCount; ++Number) {
     AtOnce.push_back({&Records.emplace_back(Property::TSPropertyRecord{
                           Number, TCRecordID(), TCMACAddress(), Number > kSmall ? kLarge : "new"}),
-                      &Origin});
+                      &Origin, nullptr});
   }
   TCTransaction Transaction(Database);
 
   DiskFaults::FillDisk();
-  std::string const Message = MessageOf([&] { Transaction.Put(AtOnce); });
+  std::string const Message =
+      MessageOf([&] { Transaction.Store(AtOnce, Property::TSHistoryLimits(), 0); });
   DiskFaults::Repair();
 
   EXPECT_EQ(Message, "cannot store property 11 and 9 others in " + m_Path +

@@ -39,8 +39,7 @@ struct PropertyDatabaseSecrets : DatabaseFixture {
     TSHistoryEntry const Entry{
         ++m_Turn, {10, 1000, 77, "gateway"}, Number, TCRecordID(), TCMACAddress(), false, From, To};
     TCPropertyDatabase::TCTransaction Transaction(Database);
-    Transaction.NoteHistory({&Entry}, TSHistoryLimits(), 10);
-    Transaction.Put({Number, TCRecordID(), TCMACAddress(), To}, Entry.Origin);
+    Note(Transaction, {Entry}, TSHistoryLimits(), 10);
     Transaction.Commit();
   }
 
