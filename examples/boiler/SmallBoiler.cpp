@@ -23,8 +23,8 @@ class TCSmallSeason : public TCPropertyInitOverride {
   void DoInitialize() override { SetDefaultChoice(Choice_Summer.get_AsInteger()); }
 };
 
-TCSmallFlow const SmallFlow;
-TCSmallSeason const SmallSeason;
+TCSmallFlow SmallFlow;
+TCSmallSeason SmallSeason;
 
 TCPropertyShowControl HideWater(&Group_Water, false);
 

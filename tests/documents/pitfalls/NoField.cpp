@@ -12,6 +12,6 @@ class TCDevice : public Property::TCPropertyInitOverride {
   TCDevice() : TCPropertyInitOverride(&Device) {}
   void DoInitialize() override { SetFlags(0x10); }
 };
-TCDevice const OverrideOfDevice;
+TCDevice OverrideOfDevice;
 
 }  // namespace

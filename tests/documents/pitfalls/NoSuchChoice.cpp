@@ -16,6 +16,6 @@ class TCMode : public Property::TCPropertyInitOverride {
   TCMode() : TCPropertyInitOverride(&Mode) {}
   void DoInitialize() override { SetDefaultChoice(40019); }
 };
-TCMode const OverrideOfMode;
+TCMode OverrideOfMode;
 
 }  // namespace

@@ -14,6 +14,6 @@ class TCLabel : public Property::TCPropertyInitOverride {
   TCLabel() : TCPropertyInitOverride(&Label) {}
   void DoInitialize() override { SetDefaultValue(5); }
 };
-TCLabel const OverrideOfLabel;
+TCLabel OverrideOfLabel;
 
 }  // namespace
