@@ -56,12 +56,13 @@ long long SizeOf(TSChangeToStore const& Change) {
 /// What the limits leave of the history.
 struct TCPropertyDatabase::TCTransaction::TSRoom {
   long long MostBytes;   // of one entry
+  long long MostAlone;   // of a value that only waits there to be moved
   long long LastOfMany;  // entries up to this one are too many
   long long LeastStart;  // those that begin before have too many bytes
   long long Counted;     // on the history's clock
 
   bool Fits(TSChangeToStore const& Change) const {
-    return Change.Entry == nullptr || SizeOf(Change) <= MostBytes;
+    return SizeOf(Change) <= (Change.Entry != nullptr ? MostBytes : MostAlone);
   }
   // The text in the entry is the value.
   bool HasValue(TSChangeToStore const& Change) const { return HasText(Change) && Fits(Change); }
@@ -189,7 +190,9 @@ TCPropertyDatabase::TCTransaction::TCChanges TCPropertyDatabase::TCTransaction::
 
 TCPropertyDatabase::TCTransaction::TSRoom TCPropertyDatabase::TCTransaction::MakeRoom(
     TCChanges const& Changes, TSHistoryLimits const& Limits, std::int64_t Now) {
-  TSRoom Room{0, 0, 0, m_History.Clock.Read(Now)};
+  TSRoom Room{};
+  Room.Counted = m_History.Clock.Read(Now);
+  Room.MostAlone = ToSigned(m_Database.m_RecentLimit);
   constexpr long long kAny = std::numeric_limits<long long>::max();
   long long const Most = ToSigned(Limits.Bytes);
   Room.MostBytes =

@@ -168,6 +168,15 @@ TEST_F(PropertyDatabaseRecent, AreNoneOfALargeValue) {
   EXPECT_EQ(QuerySQL(m_Path, "SELECT length(data) FROM property_value"), "1048576");
 }
 
+TEST_F(PropertyDatabaseRecent, AreWrittenOnceWhereTheyAreLargeAndHaveNoHistory) {
+  constexpr std::uintmax_t kSize = std::uintmax_t{1} << 20;
+  TCPropertyDatabase Database(m_Path);
+
+  Store(Database, Value(1, std::string(kSize, 'x')));
+
+  EXPECT_LT(std::filesystem::file_size(m_Path + "-wal"), kSize + kSize / 2);
+}
+
 TEST_F(PropertyDatabaseRecent, StayWhenTheirMoveIsUndone) {
   {
     TCPropertyDatabase Database(m_Path, kRoomForTwo);
