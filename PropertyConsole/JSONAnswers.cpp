@@ -3,6 +3,9 @@
 #include "PropertyConsole/JSONAnswers.h"
 
 #include <nlohmann/json.hpp>
+#include <string_view>
+
+#include "Platform/Utility/UTF8.h"
 
 namespace Property {
 namespace {
@@ -12,6 +15,28 @@ struct TSStatusText {
   char const* Code;
   char const* Message;
 };
+
+bool IsUTF8Text(std::string_view Text) {
+  while (!Text.empty()) {
+    std::size_t const Length = SequenceLength(Text);
+    if (Length == 0) {
+      return false;
+    }
+    Text.remove_prefix(Length);
+  }
+  return true;
+}
+
+std::string HexadecimalText(std::string const& Bytes) {
+  constexpr char kDigits[] = "0123456789abcdef";
+  std::string Text;
+  for (char const Character : Bytes) {
+    auto const Value = static_cast<unsigned char>(Character);
+    Text += kDigits[Value >> 4U];
+    Text += kDigits[Value & 0xfU];
+  }
+  return Text;
+}
 
 constexpr TSStatusText kStatusTexts[] = {
     {400, "bad_request", "The request is none that can be understood."},
@@ -47,6 +72,29 @@ TSAnswer JSONAnswer(nlohmann::ordered_json const& Value) {
   TSAnswer Answer;
   Answer.Body = Value.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   return Answer;
+}
+
+void SetText(nlohmann::ordered_json& Object, std::string const& Name,
+             std::optional<std::string> const& Text) {
+  if (!Text) {
+    Object[Name] = nullptr;
+  } else if (IsUTF8Text(*Text)) {
+    Object[Name] = *Text;
+  } else {
+    Object[Name + "_hex"] = HexadecimalText(*Text);
+  }
+}
+
+TSAnswer ServerProblem(TCServerFailure const& Failure) {
+  switch (Failure.get_Kind()) {
+    case TEServerFailure::eRefused:
+      return ProblemAnswer(502, "server_refuses",
+                           "The property server does not let the console ask this.");
+    case TEServerFailure::eTimeOut:
+      return ProblemAnswer(504, "server_slow", "The property server has not answered in time.");
+    default:
+      return ProblemAnswer(503, "no_server", "The property server cannot be reached.");
+  }
 }
 
 std::optional<nlohmann::ordered_json> ReadObject(TSRequest const& Request, TSAnswer& Wrong) {

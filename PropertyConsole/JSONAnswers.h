@@ -7,6 +7,7 @@
 #include <string>
 
 #include "PropertyConsole/TSRequest.h"
+#include "ServerClient/TCServerFailure.h"
 
 namespace Property {
 
@@ -19,6 +20,14 @@ TSAnswer StatusAnswer(int Status);
 
 /// Bytes that are no valid UTF-8 become the replacement character.
 TSAnswer JSONAnswer(nlohmann::ordered_json const& Value);
+
+/// Sets the member to the text, or to null where there is none. A text that is no valid UTF-8 goes
+/// into the member `Name`_hex instead, two digits a byte.
+void SetText(nlohmann::ordered_json& Object, std::string const& Name,
+             std::optional<std::string> const& Text);
+
+/// The problem of a server that gives no answer.
+TSAnswer ServerProblem(TCServerFailure const& Failure);
 
 /// The object that a request brings; none, and `Wrong` is set, when it brings something else.
 std::optional<nlohmann::ordered_json> ReadObject(TSRequest const& Request, TSAnswer& Wrong);

@@ -4,7 +4,10 @@
 
 #include <utility>
 
+#include "Platform/Utility/PrintableText.h"
+#include "Platform/Utility/SystemLog.h"
 #include "PropertyConsole/JSONAnswers.h"
+#include "PropertyConsole/OpenAPI.h"
 
 namespace Property {
 namespace {
@@ -50,6 +53,11 @@ TCConsole::TCConsole(TSConsoleSettings const& Settings)
       m_Gate(Settings.Names, m_IsEncrypted, m_Sessions, m_Users),
       m_SessionRoutes(m_Gate, m_Sessions, m_Users) {
   m_SessionRoutes.AddTo(m_Routes);
+  m_Routes.Add({"GET", "/api/v1/openapi.json", std::nullopt, [](TSCall const& /*Call*/) {
+                  TSAnswer Answer;
+                  Answer.Body = kOpenAPI;
+                  return Answer;
+                }});
 }
 
 std::optional<TSAnswer> TCConsole::Refuse(TSRequest const& Request) const {
@@ -77,7 +85,12 @@ TSAnswer TCConsole::Answer(TSRequest const& Request) const {
   if (auto Refused = m_Gate.Refuse(Request, *Match.Route, Session, Token)) {
     return Guard(std::move(*Refused));
   }
-  return Guard(Match.Route->Handler({Request, Match.Parameters, Session, Token}));
+  try {
+    return Guard(Match.Route->Handler({Request, Match.Parameters, Session, Token}));
+  } catch (TCServerFailure const& Failure) {
+    SyslogWarning("%s: %s", Match.Route->Path.c_str(), PrintableLine(Failure.what()).c_str());
+    return Guard(ServerProblem(Failure));
+  }
 }
 
 TSAnswer TCConsole::Complain(int Status) const {

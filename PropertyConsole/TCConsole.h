@@ -31,6 +31,8 @@ class TCConsole {
   /// These three, for a server.
   TSHTTPHandlers get_Handlers() const;
   TCRoutes const& get_Routes() const { return m_Routes; }
+  /// To add further ones before the console serves.
+  TCRoutes& get_Routes() { return m_Routes; }
 
  private:
   TSAnswer Guard(TSAnswer Answer) const;

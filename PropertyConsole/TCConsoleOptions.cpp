@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <map>
 
+#include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Utility/PrintableText.h"
 #include "PropertyConsole/TCListener.h"
 #include "PropertyConsole/TCUserFile.h"
@@ -38,6 +39,10 @@ std::string CheckListenAddress(std::string const& Text) {
   return TCListener::IsAddress(Text)
              ? ""
              : "\"" + Text + "\" is no address of numbers, as 127.0.0.1 or ::1";
+}
+
+std::string CheckServerAddress(std::string const& Text) {
+  return Text.compare(0, 5, "unix:") == 0 ? "" : "\"" + Text + "\" does not begin with unix:";
 }
 
 // What may stand in a browser's line of addresses, and lets nobody write another header.
@@ -71,6 +76,7 @@ std::optional<TCConsoleOptions::TSExit> TCConsoleOptions::Parse(int Count,
   m_Command = TECommand::eServe;
   m_Settings = TSConsoleSettings();
   m_Settings.Users = DefaultUsers();
+  m_Settings.Router = kDefaultRouterAddress;
   CLI::App App("Shows and changes the properties of this device in a browser.", kConsole);
   App.set_help_flag("-h,--help", "Print this help and exit");
   App.set_version_flag("--version", std::string(kConsole) + " " + PROPERTY_VERSION,
@@ -111,6 +117,19 @@ void TCConsoleOptions::DeclareService(CLI::App& App) {
                  "STATE_DIRECTORY names, else /var/lib/property-console)")
       ->check(CheckFileName)
       ->type_name("FILE");
+  App.add_option("--address", m_Settings.Router, "Address of the property server")
+      ->envname(kRouterAddressVariable)
+      ->check(CheckServerAddress)
+      ->type_name("ADDRESS")
+      ->capture_default_str();
+  App.add_option("--schema", m_Settings.Schemas,
+                 "Schema library, or folder of them; may be repeated (default:\n"
+                 "those that PROPERTY_SCHEMA names, divided by colons, else the\n"
+                 "folder of installed ones)")
+      ->check(CheckFileName)
+      ->expected(1)
+      ->take_all()
+      ->type_name("PATH");
   App.add_option("--host-name", m_Settings.Names,
                  "Name under which browsers reach the console, beside its\n"
                  "addresses and localhost; may be repeated")

@@ -10,11 +10,13 @@ namespace Property {
 struct TSConsoleSettings {
   std::string Address = "127.0.0.1";
   unsigned Port = 8420;
-  std::string Users;               ///< file of the users
-  std::vector<std::string> Names;  ///< of this host, beside localhost
-  std::string Certificate;         ///< file; empty: nothing is encrypted
-  std::string Key;                 ///< file
-  bool PlainHTTP = false;          ///< serves others than this machine without encryption
+  std::string Router;                ///< address of the property server
+  std::vector<std::string> Schemas;  ///< files and folders; none: those of the environment
+  std::string Users;                 ///< file of the users
+  std::vector<std::string> Names;    ///< of this host, beside localhost
+  std::string Certificate;           ///< file; empty: nothing is encrypted
+  std::string Key;                   ///< file
+  bool PlainHTTP = false;            ///< serves others than this machine without encryption
   unsigned Threads = 8;
   unsigned WaitingConnections = 128;
   unsigned BodyKiB = 4096;

@@ -6,19 +6,24 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <memory>
 #include <new>
 #include <string>
 #include <utility>
 
+#include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Utility/PrintableText.h"
 #include "PropertyConsole/PasswordInput.h"
 #include "PropertyConsole/Passwords.h"
 #include "PropertyConsole/TCConsole.h"
 #include "PropertyConsole/TCConsoleOptions.h"
+#include "PropertyConsole/TCConsoleStore.h"
 #include "PropertyConsole/TCHTTPServer.h"
 #include "PropertyConsole/TCPlainTransport.h"
+#include "PropertyConsole/TCPropertyRoutes.h"
+#include "PropertyConsole/TCServerQuestions.h"
 #include "PropertyConsole/TCTLSContext.h"
 #include "PropertyConsole/TCUserFile.h"
 
@@ -73,9 +78,15 @@ TCHTTPServer::TCMakeTransport TransportsOf(TSConsoleSettings const& Settings) {
 }
 
 int Serve(TSConsoleSettings const& Settings) {
-  Property::TCConsole const Console(Settings);
+  Property::TCConsole Console(Settings);
   TCHTTPServer Server(Settings.Address, Settings.Port, LimitsOf(Settings), Console.get_Handlers(),
                       TransportsOf(Settings));
+  // All connections of this process take it from there.
+  setenv(kRouterAddressVariable, Settings.Router.c_str(), 1);
+  Property::TCConsoleStore const Store(Settings.Schemas);
+  Property::TCServerQuestions Questions(Settings.Router);
+  Property::TCPropertyRoutes const Routes(Store, Questions);
+  Routes.AddTo(Console.get_Routes());
   StopOnSignals(Server);
   PrintLine(stdout, "ready: " + URLOf(Settings, Server.get_Port()));
   std::fflush(stdout);

@@ -8,8 +8,8 @@
 #include "PropertyTool/ControlMails.h"
 #include "PropertyTool/CurrentValue.h"
 #include "PropertyTool/Durations.h"
-#include "PropertyTool/ServerValues.h"
 #include "PropertyTool/TCToolFailure.h"
+#include "ServerClient/ServerValues.h"
 
 namespace Property {
 namespace {

@@ -1,42 +1,17 @@
 // SPDX-License-Identifier: MIT
-// Questions and mails about changes, in the records of their class.
+// Who has changed what, in JSON.
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 
-#include "Platform/Messaging/TCNorvMailMessage.h"
-#include "PropertyInterface/TCNorvControlObject.h"
-#include "PropertyTool/TSPropertyPlace.h"
+#include "ServerClient/ControlRecords.h"
 
 namespace Property {
 
-using TCControlMail = TCNorvMailMessage<TCNorvControlObject>;
-using TCControlRecord = TCNorvControlObject::TCRecord;
-
-/// The place that a record is about.
-TSPropertyPlace PlaceOf(TCControlRecord const& Record);
-void SetPlace(TCControlRecord& Record, TSPropertyPlace const& Place);
-
-/// Who has made a change, and when; empty parts are not known.
-struct TSWriter {
-  std::string Transaction;
-  long long Time = 0;  ///< microseconds since 1970
-  std::string User;    ///< number
-  std::string Process;
-  std::string Program;
-
-  explicit TSWriter(TCControlRecord const& Record);
-
-  /// "anna (panel)". Not for a terminal as it is.
-  std::string get_Name() const;
-  /// Sets transaction, time, user, user_name, process and program; null for what is not known.
-  void WriteTo(nlohmann::ordered_json& Object) const;
-};
-
-/// The number of a user of this system by name; empty where there is none.
-std::string NumberOfUser(std::string const& Name);
+/// Sets transaction, time, user, user_name, process and program; null for what is not known.
+void SetWriter(nlohmann::ordered_json& Object, TSWriter const& Writer);
 
 /// Sets the member to the text, or to null where there is none.
 void SetTextOrNull(nlohmann::ordered_json& Object, std::string const& Name,

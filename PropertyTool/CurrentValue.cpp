@@ -2,8 +2,8 @@
 // Asks for values, also where nobody has said whose.
 #include "PropertyTool/CurrentValue.h"
 
-#include "PropertyTool/ServerValues.h"
 #include "PropertyTool/TCToolFailure.h"
+#include "ServerClient/ServerValues.h"
 
 namespace Property {
 namespace {

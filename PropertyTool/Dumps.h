@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "PropertyTool/TCToolContext.h"
-#include "PropertyTool/TSPropertyPlace.h"
+#include "ServerClient/TSPropertyPlace.h"
 
 namespace Property {
 

@@ -6,8 +6,8 @@
 #include <optional>
 #include <string>
 
-#include "PropertyTool/TCServerConnection.h"
-#include "PropertyTool/TSPropertyPlace.h"
+#include "ServerClient/TCServerConnection.h"
+#include "ServerClient/TSPropertyPlace.h"
 
 namespace Property {
 

@@ -4,7 +4,7 @@
 
 #include "Platform/Utility/TextConversions.h"
 #include "PropertyTool/ControlMails.h"
-#include "PropertyTool/TCToolFailure.h"
+#include "ServerClient/TCServerFailure.h"
 
 namespace Property {
 namespace {
@@ -41,7 +41,7 @@ std::vector<TSSchemaLibrary> AskForVerdicts(TCServerConnection& Server) {
         Libraries.push_back(LibraryIn(Mail.GetMailRecord(Index)->get_Record()));
       }
     }
-  } catch (TCToolFailure const&) {
+  } catch (TCServerFailure const&) {
     Libraries.clear();  // not everybody may ask
   }
   return Libraries;

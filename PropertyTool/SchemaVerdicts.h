@@ -4,8 +4,8 @@
 
 #include <vector>
 
-#include "PropertyTool/TCServerConnection.h"
 #include "SchemaLibrary/TSSchemaLibrary.h"
+#include "ServerClient/TCServerConnection.h"
 
 namespace Property {
 

@@ -124,7 +124,7 @@ void TCCompleteCommand::OfferForgettable(TCToolContext& Context) const {
                     }
                     return true;
                   });
-  } catch (TCToolFailure const&) {  // nothing can be offered
+  } catch (TCServerFailure const&) {  // nothing can be offered
   }
 }
 

@@ -38,7 +38,7 @@ void TCConfirmCommand::List(TCToolContext& Context) {
     TCControlRecord const& Record = Mail.GetMailRecord(Index)->get_Record();
     TSWriter const Writer(Record);
     nlohmann::ordered_json Object;
-    Writer.WriteTo(Object);
+    SetWriter(Object, Writer);
     Object["seconds"] = Record.m_Seconds.get_AsInteger();
     Array.push_back(std::move(Object));
     std::vector<std::string> const Row = {Writer.Transaction, TimeText(Writer.Time),

@@ -11,9 +11,9 @@
 #include "CommonProperties/TCPropertyDependency.h"
 #include "PropertyTool/TCTextTable.h"
 #include "PropertyTool/TCToolContext.h"
-#include "PropertyTool/Visibility.h"
 #include "SchemaLibrary/SchemaExport.h"
 #include "SchemaLibrary/TSCurrentValue.h"
+#include "SchemaLibrary/Visibility.h"
 
 namespace Property {
 namespace {

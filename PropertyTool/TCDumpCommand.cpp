@@ -5,9 +5,9 @@
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
-#include "PropertyTool/ServerValues.h"
 #include "PropertyTool/TCProgress.h"
 #include "PropertyTool/TCToolContext.h"
+#include "ServerClient/ServerValues.h"
 
 namespace Property {
 

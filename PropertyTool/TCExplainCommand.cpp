@@ -8,7 +8,7 @@
 #include "PropertyTool/Durations.h"
 #include "PropertyTool/TCTextTable.h"
 #include "PropertyTool/TCToolFailure.h"
-#include "PropertyTool/Visibility.h"
+#include "SchemaLibrary/Visibility.h"
 
 namespace Property {
 
@@ -89,7 +89,7 @@ void TCExplainCommand::WriteJSON(TCToolContext& Context, TSFound const& Found) {
   Object["secret"] = Found.IsSecret;
   SetTextOrNull(Object, "value", Found.IsSecret ? std::nullopt : Found.Value.Data);
   Object["source"] = Found.Source();
-  Found.Writer.WriteTo(Object);
+  SetWriter(Object, Found.Writer);
   Object["pending_seconds"] = nullptr;
   if (Found.Seconds) {
     Object["pending_seconds"] = *Found.Seconds;

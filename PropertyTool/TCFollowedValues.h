@@ -12,9 +12,9 @@
 #include <vector>
 
 #include "Platform/Messaging/TCNorvMessage.h"
-#include "PropertyTool/ServerValues.h"
-#include "PropertyTool/TCServerConnection.h"
-#include "PropertyTool/TSPropertyPlace.h"
+#include "ServerClient/ServerValues.h"
+#include "ServerClient/TCServerConnection.h"
+#include "ServerClient/TSPropertyPlace.h"
 
 namespace Property {
 

@@ -3,12 +3,12 @@
 #include "PropertyTool/TCHistoryCommand.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "PropertyTool/Changes.h"
 #include "PropertyTool/CommandLines.h"
+#include "PropertyTool/ControlMails.h"
 #include "PropertyTool/Durations.h"
 #include "PropertyTool/TCTextTable.h"
 #include "PropertyTool/TCToolContext.h"
@@ -28,7 +28,7 @@ std::string CheckTime(std::string const& Text) {
 }
 
 // A user of the system by name or number; else a program.
-void SetWriter(TCControlRecord& Record, std::string const& Writer) {
+void NarrowToWriter(TCControlRecord& Record, std::string const& Writer) {
   std::string const User = NumberOfUser(Writer);
   if (!User.empty()) {
     Record.m_User.set_AsString(User);
@@ -39,30 +39,7 @@ void SetWriter(TCControlRecord& Record, std::string const& Writer) {
   }
 }
 
-std::optional<std::string> TextIn(TCNorvField const& Field) {
-  return Field.IsAssigned() ? std::optional(Field.get_AsString()) : std::nullopt;
-}
-
 }  // namespace
-
-struct TCHistoryCommand::TSEntry {
-  explicit TSEntry(TCControlRecord const& Record)
-      : Place(PlaceOf(Record)),
-        Writer(Record),
-        Former(TextIn(Record.m_Former)),
-        Data(TextIn(Record.m_Data)),
-        IsSecret(Record.m_Secret.get_AsBool()),
-        IsRemoval(Record.m_Removed.get_AsBool()),
-        Undoes(Record.m_Undoes.get_AsString()) {}
-
-  TSPropertyPlace Place;
-  TSWriter Writer;
-  std::optional<std::string> Former;
-  std::optional<std::string> Data;
-  bool IsSecret;
-  bool IsRemoval;
-  std::string Undoes;
-};
 
 CLI::App& TCHistoryCommand::Declare(CLI::App& Tool) {
   CLI::App* const Command = Tool.add_subcommand("history", "Show who has changed what, and when");
@@ -105,7 +82,7 @@ void TCHistoryCommand::Narrow(TCToolContext& Context, TCControlRecord& Record) c
     }
   }
   if (!m_Writer.empty()) {
-    SetWriter(Record, m_Writer);
+    NarrowToWriter(Record, m_Writer);
   }
   if (auto const Since = ReadTime(m_Since)) {
     Record.m_Time.set_AsString(std::to_string(*Since));
@@ -115,35 +92,7 @@ void TCHistoryCommand::Narrow(TCToolContext& Context, TCControlRecord& Record) c
   }
 }
 
-// A last record with a place only says that there may be more.
-std::vector<TCHistoryCommand::TSEntry> TCHistoryCommand::Collect(TCToolContext& Context) const {
-  std::vector<TSEntry> Entries;
-  std::string Place;
-  do {
-    TCControlMail Mail(Norv_ControlMail, PropertyControl::kHistory.Type,
-                       PropertyControl::kHistory.Name);
-    TCControlRecord& Filter = Mail.CreateRecord()->get_Record();
-    Narrow(Context, Filter);
-    Filter.m_Limit = static_cast<int>(
-        std::min<std::size_t>(m_Limit - Entries.size(), PropertyControl::kMostPageEntries));
-    if (!Place.empty()) {
-      Filter.m_Place.set_AsString(Place);
-    }
-    Context.get_Server().Ask(Mail);
-    Place.clear();
-    for (int Index = 0; Index < Mail.RecordCount(); ++Index) {
-      TCControlRecord const& Record = Mail.GetMailRecord(Index)->get_Record();
-      if (Record.m_ID.IsAssigned()) {
-        Entries.emplace_back(Record);
-      } else {
-        Place = Record.m_Place.get_AsString();
-      }
-    }
-  } while (!Place.empty() && Entries.size() < m_Limit);
-  return Entries;
-}
-
-std::string TCHistoryCommand::TextOf(TCToolContext& Context, TSEntry const& Entry,
+std::string TCHistoryCommand::TextOf(TCToolContext& Context, TSHistoryEntry const& Entry,
                                      std::optional<std::string> const& Data) {
   if (Entry.IsSecret) {
     return kSecretMask;
@@ -151,11 +100,12 @@ std::string TCHistoryCommand::TextOf(TCToolContext& Context, TSEntry const& Entr
   return Data ? Context.get_Naming().TextOf(Entry.Place.Number, *Data) : "(none)";
 }
 
-void TCHistoryCommand::WriteJSON(TCToolContext& Context, std::vector<TSEntry> const& Entries) {
+void TCHistoryCommand::WriteJSON(TCToolContext& Context,
+                                 std::vector<TSHistoryEntry> const& Entries) {
   nlohmann::ordered_json Array = nlohmann::ordered_json::array();
-  for (TSEntry const& Entry : Entries) {
+  for (TSHistoryEntry const& Entry : Entries) {
     nlohmann::ordered_json Object;
-    Entry.Writer.WriteTo(Object);
+    SetWriter(Object, Entry.Writer);
     Object.update(Context.get_Naming().JSONOf(Entry.Place));
     Object["secret"] = Entry.IsSecret;
     SetTextOrNull(Object, "former", Entry.Former);
@@ -170,14 +120,15 @@ void TCHistoryCommand::WriteJSON(TCToolContext& Context, std::vector<TSEntry> co
 }
 
 TEExit TCHistoryCommand::Run(TCToolContext& Context) {
-  std::vector<TSEntry> const Entries = Collect(Context);
+  std::vector<TSHistoryEntry> const Entries = AskForHistory(
+      Context.get_Server(), m_Limit, [&](TCControlRecord& Record) { Narrow(Context, Record); });
   TCOutput& Output = Context.get_Output();
   if (Output.get_Form() == TEForm::eJSON) {
     WriteJSON(Context, Entries);
     return TEExit::eDone;
   }
   TCTextTable Table({"TIME", "TRANSACTION", "WRITER", "PROPERTY", "FROM", "TO"});
-  for (TSEntry const& Entry : Entries) {
+  for (TSHistoryEntry const& Entry : Entries) {
     std::vector<std::string> const Row = {TimeText(Entry.Writer.Time),
                                           Entry.Writer.Transaction,
                                           Entry.Writer.get_Name(),

@@ -5,9 +5,9 @@
 #include <string>
 #include <vector>
 
-#include "PropertyTool/ControlMails.h"
 #include "PropertyTool/TCNaming.h"
 #include "PropertyTool/TCToolCommand.h"
+#include "ServerClient/History.h"
 
 namespace Property {
 
@@ -17,13 +17,10 @@ class TCHistoryCommand : public TCToolCommand {
   TEExit Run(TCToolContext& Context) override;
 
  private:
-  struct TSEntry;
-
   void Narrow(TCToolContext& Context, TCControlRecord& Record) const;
-  std::vector<TSEntry> Collect(TCToolContext& Context) const;
-  static std::string TextOf(TCToolContext& Context, TSEntry const& Entry,
+  static std::string TextOf(TCToolContext& Context, TSHistoryEntry const& Entry,
                             std::optional<std::string> const& Data);
-  static void WriteJSON(TCToolContext& Context, std::vector<TSEntry> const& Entries);
+  static void WriteJSON(TCToolContext& Context, std::vector<TSHistoryEntry> const& Entries);
 
   std::string m_Name;
   TSPlaceOptions m_Places;

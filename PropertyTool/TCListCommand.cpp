@@ -10,10 +10,10 @@
 #include <utility>
 
 #include "Platform/Utility/PrintableText.h"
-#include "PropertyTool/ServerValues.h"
 #include "PropertyTool/TCTextTable.h"
-#include "PropertyTool/Visibility.h"
 #include "SchemaLibrary/ASCIICase.h"
+#include "SchemaLibrary/Visibility.h"
+#include "ServerClient/ServerValues.h"
 
 namespace Property {
 

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "PropertyTool/TCSchemaRoom.h"
-#include "PropertyTool/TSPropertyPlace.h"
+#include "ServerClient/TSPropertyPlace.h"
 
 namespace CLI {
 class App;

@@ -6,7 +6,7 @@
 
 #include "PropertyTool/ControlMails.h"
 #include "PropertyTool/FoundValues.h"
-#include "PropertyTool/ServerValues.h"
+#include "ServerClient/ServerValues.h"
 
 namespace Property {
 

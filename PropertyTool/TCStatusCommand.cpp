@@ -9,30 +9,15 @@
 #include <utility>
 #include <vector>
 
-#include "Platform/Messaging/TCNorvMailMessage.h"
-#include "PropertyInterface/TCNorvServerObject.h"
 #include "PropertyTool/TCTextTable.h"
 #include "PropertyTool/TCToolContext.h"
+#include "ServerClient/ServerFigures.h"
 
 namespace Property {
 namespace {
 
-using TCFigures = std::vector<std::pair<std::string, std::string>>;
-
-TCFigures AskForFigures(TCServerConnection& Server) {
-  TCNorvMailMessage<TCNorvServerObject> Mail(Norv_ServerMail, eNorvRequest, kServerStatus);
-  Mail.CreateRecord();
-  Server.Ask(Mail);
-  TCFigures Figures;
-  for (int Index = 0; Index < Mail.RecordCount(); ++Index) {
-    TCNorvServerObject::TCRecord& Record = Mail.GetMailRecord(Index)->get_Record();
-    Figures.emplace_back(Record.m_Name.get_AsString(), Record.m_Value.get_AsString());
-  }
-  return Figures;
-}
-
 // A member's name is the figure's with "_" for the blanks; every value is a text.
-nlohmann::ordered_json AsJSON(TCFigures const& Figures) {
+nlohmann::ordered_json AsJSON(TCServerFigures const& Figures) {
   nlohmann::ordered_json Object = nlohmann::ordered_json::object();
   for (auto [Name, Value] : Figures) {
     std::replace(Name.begin(), Name.end(), ' ', '_');
@@ -50,7 +35,7 @@ CLI::App& TCStatusCommand::Declare(CLI::App& Tool) {
 }
 
 TEExit TCStatusCommand::Run(TCToolContext& Context) {
-  TCFigures const Figures = AskForFigures(Context.get_Server());
+  TCServerFigures const Figures = AskForFigures(Context.get_Server());
   TCOutput& Output = Context.get_Output();
   if (Output.get_Form() == TEForm::eJSON) {
     Output.JSON(AsJSON(Figures));

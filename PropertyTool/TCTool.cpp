@@ -35,6 +35,7 @@
 #include "PropertyTool/TCUndoCommand.h"
 #include "PropertyTool/TCWaitCommand.h"
 #include "PropertyTool/TCWatchCommand.h"
+#include "ServerClient/TCServerFailure.h"
 
 namespace Property {
 namespace {
@@ -109,6 +110,17 @@ int Fail(TEExit Exit, char const* Text) {
   return static_cast<int>(Exit);
 }
 
+TEExit ExitOf(TEServerFailure Kind) {
+  switch (Kind) {
+    case TEServerFailure::eNoServer:
+      return TEExit::eNoServer;
+    case TEServerFailure::eTimeOut:
+      return TEExit::eTimeOut;
+    default:
+      return TEExit::eRefused;
+  }
+}
+
 int RunParsed(std::vector<TSDeclared> const& Commands, TSToolOptions const& Options) {
   TCToolContext Context(Options);
   for (TSDeclared const& Declared : Commands) {
@@ -146,6 +158,8 @@ int RunTool(int Count, char const* const* Arguments) noexcept {
     return Run(Count, Arguments);
   } catch (TCToolFailure const& Failure) {
     return Fail(Failure.get_Exit(), Failure.what());
+  } catch (TCServerFailure const& Failure) {
+    return Fail(ExitOf(Failure.get_Kind()), Failure.what());
   } catch (std::exception const& Failure) {
     return Fail(TEExit::eRefused, Failure.what());
   }

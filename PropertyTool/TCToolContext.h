@@ -6,9 +6,9 @@
 #include "PropertyTool/TCNaming.h"
 #include "PropertyTool/TCOutput.h"
 #include "PropertyTool/TCSchemaRoom.h"
-#include "PropertyTool/TCSecrets.h"
-#include "PropertyTool/TCServerConnection.h"
 #include "PropertyTool/TSToolOptions.h"
+#include "ServerClient/TCSecrets.h"
+#include "ServerClient/TCServerConnection.h"
 
 namespace Property {
 

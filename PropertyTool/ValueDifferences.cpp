@@ -7,7 +7,7 @@
 
 #include "Platform/Utility/PrintableText.h"
 #include "PropertyTool/ControlMails.h"
-#include "PropertyTool/ServerValues.h"
+#include "ServerClient/ServerValues.h"
 
 namespace Property {
 namespace {

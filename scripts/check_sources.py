@@ -15,7 +15,7 @@ SOURCES_OF_OTHERS: dict[str, str] = {}
 HEADING = re.compile(r"^ *// *[-=*#]{2,}.*$|^ */{4,}.*$", re.MULTILINE)
 GOOD_HEADING = re.compile(r"^ *// ---- [^ -].*[^ -] ----$")
 SOURCE = re.compile(
-    r'"(\.\./(?:Platform|CommonProperties|PropertyInterface|SchemaLibrary|PropertyServer|PropertyTool|PropertyConsole)'
+    r'"(\.\./(?:Platform|CommonProperties|PropertyInterface|SchemaLibrary|PropertyServer|PropertyTool|PropertyConsole|ServerClient)'
     r'/[^"]*)"'
 )
 NO_CODE = re.compile(

@@ -7,9 +7,30 @@
 #include <sys/socket.h>
 #include <sys/time.h>
 
+#include <cctype>
 #include <cerrno>
+#include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 #include <system_error>
+
+namespace {
+
+// Whatever a described address answers to a described method is described, too.
+void ExpectDescribed(std::string const& Method, std::string const& Path, int Status) {
+  static auto const Description = nlohmann::json::parse(std::ifstream(CONSOLE_DESCRIPTION));
+  std::string Name = Method == "HEAD" ? "GET" : Method;
+  for (char& Letter : Name) {
+    Letter = static_cast<char>(std::tolower(Letter));
+  }
+  auto const& Paths = Description.at("paths");
+  if (Paths.contains(Path) && Paths.at(Path).contains(Name)) {
+    EXPECT_TRUE(Paths.at(Path).at(Name).at("responses").contains(std::to_string(Status)))
+        << Method << " " << Path << " answers " << Status;
+  }
+}
+
+}  // namespace
 
 std::string TReply::Header(std::string const& Name) const {
   auto const Found = m_Headers.find(Name);
@@ -62,14 +83,50 @@ void TConnection::EndSending() const {
   shutdown(m_Socket.get(), SHUT_WR);
 }
 
-void TConsoleFixture::StartConsole(std::vector<std::string> const& Options) {
-  std::vector<std::string> Command = {CONSOLE_PROGRAM, "--port", "0", "--users", File("users")};
+TConsoleFixture::TConsoleFixture() {
+  // In a place that nobody else can change: a checkout may belong to another user.
+  std::filesystem::create_directory(File("schema"));
+  std::filesystem::copy_file(CONSOLE_SCHEMA, File("schema/schema.so"));
+  std::ofstream(File("server.toml")) << "secret = [212]\n";
+}
+
+std::vector<std::string> TConsoleFixture::ConsoleCommand(
+    std::vector<std::string> const& Options) const {
+  std::vector<std::string> Command = {CONSOLE_PROGRAM, "--port",      "0",
+                                      "--users",       File("users"), "--address",
+                                      Address(),       "--schema",    File("schema")};
   Command.insert(Command.end(), Options.begin(), Options.end());
-  m_Console = Start(Command);
+  return Command;
+}
+
+std::unique_ptr<TProcess> TConsoleFixture::StartSchemaServer() const {
+  return StartServer({"--schema", File("schema"), "--config", File("server.toml")});
+}
+
+void TConsoleFixture::StartConsole(std::vector<std::string> const& Options) {
+  if (m_Server == nullptr) {
+    m_Server = StartSchemaServer();
+  }
+  m_Console = std::make_unique<TProcess>(
+      ConsoleCommand(Options),
+      std::map<std::string, std::string>{{"PROPERTY_OWN_MAC", kThisDevice}});
   std::string const Line = m_Console->Hear();
-  std::string const Mark = "ready: http://127.0.0.1:";
-  ASSERT_EQ(Line.substr(0, Mark.size()), Mark);
-  m_Port = std::stoi(Line.substr(Mark.size()));
+  std::string const Mark = "://127.0.0.1:";
+  std::size_t const Place = Line.find(Mark);
+  ASSERT_EQ(Line.substr(0, 11), "ready: http");
+  m_Port = std::stoi(Line.substr(Place + Mark.size()));
+}
+
+void TConsoleFixture::Property(std::vector<std::string> const& Arguments,
+                               std::string const& Input) const {
+  std::vector<std::string> Line = {TOOL_PROGRAM, "--address", Address(), "--schema",
+                                   File("schema")};
+  Line.insert(Line.end(), Arguments.begin(), Arguments.end());
+  TProcess Tool(Line, {{"PROPERTY_OWN_MAC", kThisDevice}});
+  if (!Input.empty()) {
+    Tool.Say(Input);
+  }
+  ASSERT_EQ(Tool.End(), 0) << Tool.Errors();
 }
 
 int TConsoleFixture::Command(std::vector<std::string> const& Arguments,
@@ -98,7 +155,9 @@ TReply TConsoleFixture::Ask(std::string const& Method, std::string const& Path,
     Request +=
         "Content-Type: application/json\r\nContent-Length: " + std::to_string(Body.size()) + "\r\n";
   }
-  return Exchange(Request + "\r\n" + Body);
+  TReply Reply = Exchange(Request + "\r\n" + Body);
+  ExpectDescribed(Method, Path.substr(0, Path.find('?')), Reply.m_Status);
+  return Reply;
 }
 
 TReply TConsoleFixture::Exchange(std::string const& Bytes) const {

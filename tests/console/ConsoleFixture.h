@@ -41,7 +41,9 @@ class TConnection {
 
 class TConsoleFixture : public TProcessFixture {
  protected:
-  /// Starts the console with the users and waits until it is ready.
+  /// Starts a server, unless one runs, and the console with the users, and waits until both are
+  /// ready. Both know the schema of the tests of the command; 212 is a secret.
+  TConsoleFixture();
   void StartConsole(std::vector<std::string> const& Options = {});
   /// Runs the command to its end, with `Input` as its standard input; answers its exit code.
   int Command(std::vector<std::string> const& Arguments, std::string const& Input = "") const;
@@ -63,6 +65,13 @@ class TConsoleFixture : public TProcessFixture {
   static constexpr char kPassword[] = "correct horse";
   static constexpr char kSession[] = "/api/v1/session";
 
+  /// Runs the property command, with `Input` as its standard input.
+  void Property(std::vector<std::string> const& Arguments, std::string const& Input = "") const;
+  /// The options with which a console finds server and schema.
+  std::vector<std::string> ConsoleCommand(std::vector<std::string> const& Options) const;
+  std::unique_ptr<TProcess> StartSchemaServer() const;
+
+  std::unique_ptr<TProcess> m_Server;
   std::unique_ptr<TProcess> m_Console;
   int m_Port = 0;
 };

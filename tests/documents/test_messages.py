@@ -21,6 +21,7 @@ FOLDERS = (
     "PropertyTesting",
     "PropertyTool",
     "SchemaLibrary",
+    "ServerClient",
 )
 
 # Texts that no user meets as a message, and why.

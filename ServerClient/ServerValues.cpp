@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Reads and writes the records of values.
-#include "PropertyTool/ServerValues.h"
+#include "ServerClient/ServerValues.h"
 
 #include <memory>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Requests and mails to the property server, and what their failures mean.
-#include "PropertyTool/TCServerConnection.h"
+#include "ServerClient/TCServerConnection.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -9,7 +9,7 @@
 #include "Platform/Messaging/RouterAddress.h"
 #include "Platform/Messaging/TCNorvServiceName.h"
 #include "PropertyInterface/PropertyProtocol.h"
-#include "PropertyTool/TCToolFailure.h"
+#include "ServerClient/TCServerFailure.h"
 
 namespace Property {
 namespace {
@@ -67,12 +67,12 @@ TCServerConnection::TCProxy& TCServerConnection::Proxy() {
 void TCServerConnection::ThrowUnreached() {
   std::string const Refusal = Proxy().get_Refusal();
   if (!Refusal.empty()) {
-    throw TCToolFailure(TEExit::eRefused,
-                        "the property server at " + m_Address + " refuses: " + Refusal);
+    throw TCServerFailure(TEServerFailure::eRefused,
+                          "the property server at " + m_Address + " refuses: " + Refusal);
   }
-  throw TCToolFailure(TEExit::eNoServer, "no property server at " + m_Address + " (" +
-                                             Proxy().get_Failure() +
-                                             "); start it or give its address with --address");
+  throw TCServerFailure(TEServerFailure::eNoServer,
+                        "no property server at " + m_Address + " (" + Proxy().get_Failure() +
+                            "); start it or give its address with --address");
 }
 
 void TCServerConnection::Reach() {
@@ -92,6 +92,10 @@ bool TCServerConnection::IsThere() {
   return false;
 }
 
+bool TCServerConnection::IsReachedWithin(int Milliseconds) {
+  return Proxy().WaitForMailRouter(Milliseconds);
+}
+
 void TCServerConnection::Ask(TCNorvMessage& Mail) {
   Reach();
   if (Proxy().SendAndWait(Server(), Mail, m_AnswerTime)) {
@@ -99,9 +103,10 @@ void TCServerConnection::Ask(TCNorvMessage& Mail) {
   }
   std::string const Refusal = Proxy().get_Refusal();
   if (!Refusal.empty()) {
-    throw TCToolFailure(TEExit::eRefused, "the property server refuses: " + Refusal);
+    throw TCServerFailure(TEServerFailure::eRefused, "the property server refuses: " + Refusal);
   }
-  throw TCToolFailure(TEExit::eTimeOut, "the property server at " + m_Address + " does not answer");
+  throw TCServerFailure(TEServerFailure::eTimeOut,
+                        "the property server at " + m_Address + " does not answer");
 }
 
 void TCServerConnection::Send(TSNorvMailContent const& Content) {
@@ -111,10 +116,10 @@ void TCServerConnection::Send(TSNorvMailContent const& Content) {
 
 void TCServerConnection::WaitUntilStored(int Milliseconds) {
   if (!Proxy().WaitForAcknowledgements(Milliseconds)) {
-    throw TCToolFailure(TEExit::eTimeOut,
-                        "the property server at " + m_Address +
-                            " has not stored the change in time; it may still do so: look at the "
-                            "values before trying again");
+    throw TCServerFailure(TEServerFailure::eTimeOut,
+                          "the property server at " + m_Address +
+                              " has not stored the change in time; it may still do so: look at the "
+                              "values before trying again");
   }
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Asks for the ranges of secrets once.
-#include "PropertyTool/TCSecrets.h"
+#include "ServerClient/TCSecrets.h"
 
 #include <algorithm>
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "Platform/Messaging/TCNorvMessage.h"
-#include "PropertyTool/TCServerConnection.h"
-#include "PropertyTool/TSPropertyPlace.h"
+#include "ServerClient/TCServerConnection.h"
+#include "ServerClient/TSPropertyPlace.h"
 
 namespace Property {
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// The command's connection to the property server.
+// A program's connection to the property server.
 #pragma once
 
 #include <functional>
@@ -11,7 +11,7 @@
 
 namespace Property {
 
-/// One proxy, connected when it is first needed. What fails throws TCToolFailure, which tells a
+/// One proxy, connected when it is first needed. What fails throws TCServerFailure, which tells a
 /// server that is not there from one that refuses and one that does not answer in time.
 /// Used by one thread; the listener is called by the proxy's.
 class TCServerConnection {
@@ -37,6 +37,9 @@ class TCServerConnection {
   void Reach();
   /// Whether a server is there now. Waits for its greeting only, for a second at most.
   bool IsThere();
+  /// Whether the server is reached, or is within the time; for who keeps the connection over ends
+  /// of the server.
+  bool IsReachedWithin(int Milliseconds);
   /// Sends a request; its answer replaces it.
   void Ask(TCNorvMessage& Mail);
   /// Sends a mail without waiting for it to be stored.

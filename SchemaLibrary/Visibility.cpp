@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Reads visibility from a node and its parents.
-#include "PropertyTool/Visibility.h"
+#include "SchemaLibrary/Visibility.h"
 
 #include "Platform/Utility/PrintableText.h"
 

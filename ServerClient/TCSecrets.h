@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "PropertyTool/TCServerConnection.h"
+#include "ServerClient/TCServerConnection.h"
 
 namespace Property {
 

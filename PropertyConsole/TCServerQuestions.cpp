@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+// Asks the server, one question at a time.
+#include "PropertyConsole/TCServerQuestions.h"
+
+#include "ServerClient/ServerValues.h"
+#include "ServerClient/TCSecrets.h"
+#include "ServerClient/TCServerFailure.h"
+
+namespace Property {
+namespace {
+
+// Milliseconds. Short, because others wait for their turn meanwhile.
+constexpr int kReachTime = 250;
+constexpr int kQuestionTime = 5000;
+
+}  // namespace
+
+TCServerQuestions::TCServerQuestions(std::string const& Address) : m_Server(Address) {
+  m_Server.set_Patience(kQuestionTime);
+  m_Server.Reach();
+}
+
+// With m_Lock held. A question would wait for a server that is away until its time is over; where
+// it ends meanwhile, that is what is told.
+template <class TQuestion>
+auto TCServerQuestions::Ask(TQuestion const& Question) -> decltype(Question()) {
+  TCServerFailure const Away(TEServerFailure::eNoServer,
+                             "no property server at " + m_Server.get_Address());
+  if (!m_Server.IsReachedWithin(kReachTime)) {
+    throw Away;
+  }
+  try {
+    return Question();
+  } catch (TCServerFailure const& Failure) {
+    if (Failure.get_Kind() == TEServerFailure::eTimeOut && !m_Server.IsReachedWithin(0)) {
+      throw Away;
+    }
+    throw;
+  }
+}
+
+TCServerFigures TCServerQuestions::AskFigures() {
+  std::lock_guard<std::mutex> const Lock(m_Lock);
+  return Ask([this] { return AskForFigures(m_Server); });
+}
+
+std::vector<TSHistoryEntry> TCServerQuestions::AskHistory(
+    std::size_t Most, std::function<void(TCControlRecord&)> const& Narrow) {
+  std::lock_guard<std::mutex> const Lock(m_Lock);
+  return Ask([&] { return AskForHistory(m_Server, Most, Narrow); });
+}
+
+std::set<int> TCServerQuestions::AskSecrets(std::set<int> const& Numbers) {
+  std::lock_guard<std::mutex> const Lock(m_Lock);
+  try {
+    m_Secrets = Ask([&] {
+      TCSecrets Secrets(m_Server, false);
+      std::set<int> Found;
+      for (int const Number : Numbers) {
+        if (Secrets.IsSecret(Number)) {
+          Found.insert(Number);
+        }
+      }
+      return Found;
+    });
+  } catch (TCServerFailure const& Failure) {
+    if (!m_Secrets || Failure.get_Kind() == TEServerFailure::eRefused) {
+      throw;
+    }
+  }
+  return *m_Secrets;
+}
+
+std::set<std::string> TCServerQuestions::AskDevices() {
+  std::lock_guard<std::mutex> const Lock(m_Lock);
+  return Ask([this] {
+    std::set<std::string> Devices;
+    AskForAll(m_Server, [&Devices](TSValueRecord const& Record) {
+      if (!Record.IsWhole && !Record.Place.MAC.empty()) {
+        Devices.insert(Record.Place.MAC);
+      }
+    });
+    return Devices;
+  });
+}
+
+}  // namespace Property

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: MIT
+// What only the property server knows.
+#pragma once
+
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "ServerClient/History.h"
+#include "ServerClient/ServerFigures.h"
+#include "ServerClient/TCServerConnection.h"
+
+namespace Property {
+
+/// A connection for questions, which are asked one after the other. Every operation throws
+/// TCServerFailure when there is no answer. Synchronised.
+class TCServerQuestions {
+ public:
+  /// Connects before other threads serve: the address goes into the environment.
+  explicit TCServerQuestions(std::string const& Address);
+
+  TCServerFigures AskFigures();
+  std::vector<TSHistoryEntry> AskHistory(std::size_t Most,
+                                         std::function<void(TCControlRecord&)> const& Narrow);
+  /// Those of the numbers whose texts are secret; while the server is away, as it was last told.
+  std::set<int> AskSecrets(std::set<int> const& Numbers);
+  /// The devices that have values.
+  std::set<std::string> AskDevices();
+
+ private:
+  template <class TQuestion>
+  auto Ask(TQuestion const& Question) -> decltype(Question());
+
+  std::mutex m_Lock;
+  // guarded by m_Lock
+  TCServerConnection m_Server;
+  std::optional<std::set<int>> m_Secrets;  // as last told
+};
+
+}  // namespace Property
