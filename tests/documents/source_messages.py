@@ -129,8 +129,8 @@ def texts(source: str) -> list[str]:
         if token.kind != "text" or at < end:
             continue
         text, after = expression(found, at)
-        if not NO_MESSAGES.isdisjoint(token.calls):
-            continue
+        if any(call in NO_MESSAGES or call.startswith("PROPERTY_") for call in token.calls):
+            continue  # what begins like that is an attribute for the compiler
         # Texts within an operand, such as the argument of a call, come by themselves.
         end = at + 1 if any(inner.depth > token.depth for inner in found[at:after]) else after
         formatted = not MESSAGES.isdisjoint(token.calls)
