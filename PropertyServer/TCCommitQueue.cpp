@@ -99,7 +99,7 @@ bool TCCommitQueue::IsAnyWithoutEffect() const {
          std::any_of(m_Waiting.begin(), m_Waiting.end(), HasNone);
 }
 
-TSTakenMail& TCCommitQueue::Add(TSTakenMail Mail) {
+TSTakenMail& TCCommitQueue::Add(TSTakenMail&& Mail) {
   std::list<TSTakenMail> Added;
   TSTakenMail const& Taken = Added.emplace_back(std::move(Mail));
   TCValues Values;

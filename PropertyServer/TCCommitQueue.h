@@ -48,7 +48,7 @@ class TCCommitQueue {
 
   /// The mail as it waits, valid until the next commit. Throws, with nothing added, only for lack
   /// of memory.
-  TSTakenMail& Add(TSTakenMail Mail);
+  TSTakenMail& Add(TSTakenMail&& Mail);
   /// Commits when enough has been added.
   void CommitIfMuch();
   /// What waits is stored as soon as nothing else is to do, whatever the durability.

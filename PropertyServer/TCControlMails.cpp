@@ -122,7 +122,7 @@ void TCControlMails::DecideChange(TSTakenMail& Taken) const {
   }
   Check(Taken);
   std::string const Reason =
-      m_Pending.ReasonAgainst(Taken.Mail.Sender.User, Seconds, Taken.Changes);
+      m_Pending.ReasonAgainst(Taken.Mail.Sender->User, Seconds, Taken.Changes);
   if (!Reason.empty()) {
     throw TCException(kSource, __LINE__).Format("%s", Reason.c_str());
   }
@@ -345,9 +345,11 @@ bool TCControlMails::TakeBack(TSPendingChange const& Change, TSTakenMail& Taken)
   }
   Taken.Changes = m_Database.ReadFormer(Change.Transaction);
   DropEmpty(Taken.Changes);
-  Taken.Mail.Sender.User = geteuid();
-  Taken.Mail.Sender.Process = getpid();
-  Taken.Mail.Sender.ProcessName = kServerName;
+  TSNorvMailSender Server;
+  Server.User = geteuid();
+  Server.Process = getpid();
+  Server.ProcessName = kServerName;
+  Taken.Mail.Sender = std::move(Server);
   Taken.Effects = std::make_shared<TSControlEffects>();
   Taken.Effects->Undoes = Change.Transaction;
   Taken.Effects->Settles = Change.Transaction;

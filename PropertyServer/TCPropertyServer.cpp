@@ -257,9 +257,13 @@ bool TCPropertyServer::IsRepeated(TSNorvReceivedMail const& Mail) {
 
 void TCPropertyServer::Take(TSTakenMail&& Taken) {
   TSNorvMailSender const& Sender = Taken.Mail.Sender;
-  Taken.Origin = {CurrentTime(), Sender.User, Sender.Process, Sender.ProcessName};
+  Taken.Origin.Time = CurrentTime();
+  Taken.Origin.User = Sender.User;
+  Taken.Origin.Process = Sender.Process;
+  Taken.Origin.ProcessName = Sender.ProcessName;
   if (!Taken.Refused) {
     TCTexts const Former = FindNewest(Taken.Changes);
+    Taken.IsNew = std::find(Former.begin(), Former.end(), nullptr) != Former.end();
     Taken.Growth = GrowthBy(Taken.Changes, Former);
     std::string Reason = ReasonAgainstGrowth(Taken);
     if (!Reason.empty() && Taken.HasSender()) {
@@ -326,9 +330,7 @@ TSTakenMail& TCPropertyServer::AddToQueue(TSTakenMail&& Taken) {
 // nobody has is told of when it is stored: no mail could take it back from a process if it were
 // lost.
 void TCPropertyServer::TakeEffectAtOnce(TSTakenMail& Taken) {
-  m_EffectsWait =
-      std::any_of(Taken.Changes.begin(), Taken.Changes.end(),
-                  [this](auto const& Change) { return m_Values.Find(PlaceOf(Change)) == nullptr; });
+  m_EffectsWait = Taken.IsNew;
   if (m_EffectsWait) {
     m_Queue.CommitWhenIdle();
     return;
@@ -348,7 +350,7 @@ std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken
   History.reserve(Kept);  // the rest would be forgotten at once
   for (std::size_t Index = Taken.Changes.size() - Kept; Index < Taken.Changes.size(); ++Index) {
     TSPropertyRecord const& Change = Taken.Changes[Index];
-    TSHistoryEntry Entry;
+    TSHistoryEntry& Entry = History.emplace_back();
     Entry.Transaction = Taken.Outcome.Transaction;
     Entry.Parts = Taken.Changes.size();
     Entry.Undoes = Taken.Effects ? Taken.Effects->Undoes : 0;
@@ -364,7 +366,6 @@ std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken
       }
       Entry.To = Change.Data;
     }
-    History.push_back(std::move(Entry));
   }
   return History;
 }
@@ -379,8 +380,12 @@ TCPropertyServer::TCTexts TCPropertyServer::FindNewest(
   return Texts;
 }
 
-// What the value will be once everything that waits is stored.
+// What the value will be once everything that waits is stored. Where all of it has taken effect,
+// that is what it is.
 std::string const* TCPropertyServer::FindNewest(TCPropertyPlace const& Place) const {
+  if (m_Durability == TEDurability::eRelaxed && !m_EffectsWait) {
+    return m_Values.Find(Place);
+  }
   if (TSPropertyRecord const* const Waiting = m_Queue.Find(Place)) {
     return Waiting->Removed ? nullptr : &Waiting->Data;
   }
@@ -408,7 +413,11 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
       // whether something was done, it has to know at which place of the order that was.
       bool const Decided =
           Control && Taken.Mail.Content.SignalName == PropertyControl::kChangeIf.Name;
-      Publish(Published, Control && !Decided ? NewOwnMail() : Taken.Mail);
+      if (Control && !Decided) {
+        Publish(Published, NewOwnMail());
+      } else {
+        Publish(Published, Taken.Mail);
+      }
       if (Decided) {
         Restore(Taken.Mail, Published);
       }
@@ -416,7 +425,7 @@ void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
   }
   m_Taken.TakeEffect(Taken.Mail.Sender, Taken.Mail.Number);
   if (Taken.Refused && Taken.Changes.empty() && !Control) {
-    m_Router.BringUpToDate(Taken.Mail.Sender.get_Key());  // what it has changed is not known
+    m_Router.BringUpToDate(Taken.Mail.Sender->get_Key());  // what it has changed is not known
   }
   if (!Taken.Refused) {
     m_Quota.TakeEffect(Taken.Growth);

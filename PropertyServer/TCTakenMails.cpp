@@ -10,7 +10,7 @@ namespace Property {
 // The senders that were connected to the last server are not connected again yet, so room is left
 // for them.
 TCTakenMails::TCTakenMails(TCPropertyDatabase& Database, TCConnected Connected)
-    : m_Database(Database), m_Connected(std::move(Connected)) {
+    : m_Database(Database), m_Connected(std::move(Connected)), m_Found(m_Senders.end()) {
   TCPropertyDatabase::TCTransaction Transaction(m_Database);
   Transaction.ForgetSenders(2 * kRemembered, {});
   Transaction.Commit();
@@ -35,9 +35,8 @@ void TCTakenMails::Wait(TSNorvSenderKey const& Sender, std::uint64_t Number) {
 }
 
 void TCTakenMails::TakeEffect(TSNorvSenderKey const& Sender, std::uint64_t Number) noexcept {
-  auto const Known = m_Senders.find(Sender);
-  if (Known != m_Senders.end()) {
-    Known->second.InEffect = Number;
+  if (TSNumbers* const Known = FindKnown(Sender)) {
+    Known->InEffect = Number;
   }
 }
 
@@ -57,22 +56,28 @@ void TCTakenMails::Remember(TCPropertyDatabase::TCTransaction& Transaction, TCNu
 void TCTakenMails::OnStored(TCNumbers const& Stored) noexcept {
   m_New = m_Forgetting ? 0 : m_New;
   for (auto const& [Sender, Number] : Stored) {
-    auto const Known = m_Senders.find(Sender);
-    if (Known != m_Senders.end()) {
-      m_New += Known->second.Stored == 0 ? 1U : 0U;
-      Known->second.Stored = Number;
+    if (TSNumbers* const Known = FindKnown(Sender)) {
+      m_New += Known->Stored == 0 ? 1U : 0U;
+      Known->Stored = Number;
     }
   }
 }
 
 TCTakenMails::TSNumbers& TCTakenMails::Find(TSNorvSenderKey const& Sender) {
-  auto const Known = m_Senders.find(Sender);
-  if (Known != m_Senders.end()) {
-    return Known->second;
+  if (TSNumbers* const Known = FindKnown(Sender)) {
+    return *Known;
   }
   std::uint64_t const Number = m_Database.LastMail(Sender);
   MakeRoom();
-  return m_Senders.emplace(Sender, TSNumbers{Number, Number, Number}).first->second;
+  m_Found = m_Senders.emplace(Sender, TSNumbers{Number, Number, Number}).first;
+  return m_Found->second;
+}
+
+TCTakenMails::TSNumbers* TCTakenMails::FindKnown(TSNorvSenderKey const& Sender) noexcept {
+  if (m_Found == m_Senders.end() || m_Found->first != Sender) {
+    m_Found = m_Senders.find(Sender);
+  }
+  return m_Found != m_Senders.end() ? &m_Found->second : nullptr;
 }
 
 // What is stored and in effect is in the database. When nearly all are under way, looking through
@@ -81,6 +86,7 @@ void TCTakenMails::MakeRoom() {
   if (m_Senders.size() < m_MostInMemory) {
     return;
   }
+  m_Found = m_Senders.end();
   for (auto Sender = m_Senders.begin(); Sender != m_Senders.end();) {
     TSNumbers const& Numbers = Sender->second;
     bool const UnderWay = Numbers.Last != Numbers.Stored || Numbers.Last != Numbers.InEffect;

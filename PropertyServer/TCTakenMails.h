@@ -67,11 +67,13 @@ class TCTakenMails {
   };
 
   TSNumbers& Find(TSNorvSenderKey const& Sender);
+  TSNumbers* FindKnown(TSNorvSenderKey const& Sender) noexcept;
   void MakeRoom();
 
   TCPropertyDatabase& m_Database;
   TCConnected const m_Connected;
   std::map<TSNorvSenderKey, TSNumbers> m_Senders;
+  std::map<TSNorvSenderKey, TSNumbers>::iterator m_Found;  // last: it is asked for again at once
   std::size_t m_MostInMemory = kKeptInMemory;
   std::size_t m_New = 0;  // since old ones were forgotten
   bool m_Forgetting = false;

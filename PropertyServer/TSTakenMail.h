@@ -34,6 +34,7 @@ struct TSTakenMail {
   TSNorvReceivedMail Mail;
   std::vector<TSPropertyRecord> Changes;
   bool IsUsual = false;  ///< its body has the changes in the form in which they are published
+  bool IsNew = false;    ///< it changes something where there was no value, as far as is known
   bool Refused = false;
   bool InEffect = false;     ///< everybody has been told
   bool RefusalTold = false;  ///< its sender has been told of it

@@ -88,7 +88,7 @@ std::string TCTestService::OnDecide(TSNorvMailSender const& /*Sender*/,
 
 void TCTestService::OnSettled(TSNorvReceivedMail const& Mail) {
   if (m_Faults.AcknowledgementsHeld) {
-    m_Held.insert_or_assign(Mail.Sender.get_Key(), Mail);
+    m_Held.insert_or_assign(Mail.Sender->get_Key(), Mail);
   } else {
     TCPropertyServer::OnSettled(Mail);
   }

@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <new>
@@ -32,7 +33,9 @@ void RequireKnownCodes(std::string_view Signature) {
   if (Signature.size() > TCNorvMailBody::kMaximumFields) {
     ThrowMalformed(__LINE__, "too many fields in a record");
   }
-  if (Signature.find_first_not_of("isbv") != std::string_view::npos) {
+  if (!std::all_of(Signature.begin(), Signature.end(), [](char Code) {
+        return Code == 'i' || Code == 's' || Code == 'b' || Code == 'v';
+      })) {
     ThrowMalformed(__LINE__, "a field of an unknown type");
   }
 }

@@ -9,10 +9,21 @@ namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/TCNorvService";
 
+std::shared_ptr<TSNorvMailSender const> const& Nobody() {
+  static auto const& Sender =  // in use until the process ends
+      *new std::shared_ptr<TSNorvMailSender const>(std::make_shared<TSNorvMailSender const>());
+  return Sender;
+}
+
 }  // namespace
 
+TCNorvSender::TCNorvSender() : m_Sender(Nobody()) {}
+
+TCNorvSender::TCNorvSender(TSNorvMailSender Sender)
+    : m_Sender(std::make_shared<TSNorvMailSender const>(std::move(Sender))) {}
+
 TCNorvService::TCNorvService(TCNorvMailRouter& Router, std::string const& Mailbox)
-    : m_Router(Router), m_Mailbox(Mailbox) {
+    : m_Router(Router), m_Mailbox(std::make_shared<std::string const>(Mailbox)) {
   if (Mailbox.empty() || Mailbox.size() > Wire::kNameLimit) {
     throw TCException(kSource, __LINE__)
         .Format("the name of a mailbox has 1 to %zu bytes, not %zu", Wire::kNameLimit,
@@ -26,20 +37,20 @@ TCNorvService::~TCNorvService() {
 
 void TCNorvService::Open() {
   m_Router.Execute([this] {
-    m_Router.m_Core->OpenMailbox(m_Mailbox, *this);
+    m_Router.m_Core->OpenMailbox(*m_Mailbox, *this);
     m_Open = true;
   });
 }
 
 void TCNorvService::Close() {
   if (m_Open) {
-    m_Router.Execute([this] { m_Router.m_Core->CloseMailbox(m_Mailbox); });
+    m_Router.Execute([this] { m_Router.m_Core->CloseMailbox(*m_Mailbox); });
     m_Open = false;
   }
 }
 
 void TCNorvService::Acknowledge(TSNorvReceivedMail const& Mail) {
-  m_Router.m_Core->get_Publisher().Acknowledge(m_Mailbox, Mail.Sender, Mail.Number);
+  m_Router.m_Core->get_Publisher().Acknowledge(*m_Mailbox, Mail.Sender, Mail.Number);
 }
 
 void TCNorvService::Publish(TSNorvMailContent const& Content, TSNorvReceivedMail const& Origin) {

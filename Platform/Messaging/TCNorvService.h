@@ -5,7 +5,9 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "Platform/Messaging/TCNorvMailRouter.h"
@@ -26,9 +28,24 @@ struct TSNorvMailSender : TSNorvSenderKey {
   TCMACAddress Device;  ///< the device that the process says it acts for
 };
 
+/// Who has sent a mail. All mails of a connection share it, and so may who keeps them; without one
+/// it is nobody.
+class PROPERTY_PLATFORM_EXPORT TCNorvSender {
+ public:
+  TCNorvSender();
+  TCNorvSender(TSNorvMailSender Sender);
+  TCNorvSender(std::shared_ptr<TSNorvMailSender const> Sender) : m_Sender(std::move(Sender)) {}
+
+  operator TSNorvMailSender const&() const { return *m_Sender; }
+  TSNorvMailSender const* operator->() const { return m_Sender.get(); }
+
+ private:
+  std::shared_ptr<TSNorvMailSender const> m_Sender;
+};
+
 /// A mail as a service receives it.
 struct TSNorvReceivedMail {
-  TSNorvMailSender Sender;
+  TCNorvSender Sender;
   std::uint64_t Number = 0;  ///< of this sender's mails to this mailbox, from 1 without gaps
   TSNorvMailContent Content;
 };
@@ -97,10 +114,11 @@ class PROPERTY_PLATFORM_EXPORT TCNorvService {
                                                           TSNorvMailContent const& Content);
 
  private:
+  friend class TCRouterForwarding;
   friend class TCRouterMailboxes;
   friend class TCRouterPublisher;
 
   TCNorvMailRouter& m_Router;
-  std::string const m_Mailbox;
+  std::shared_ptr<std::string const> const m_Mailbox;
   bool m_Open = false;
 };

@@ -9,18 +9,19 @@
 #include <string>
 
 #include "Platform/Messaging/TCNorvMessage.h"
-#include "Platform/Messaging/TSNorvSenderKey.h"
+#include "Platform/Messaging/TCNorvService.h"
 
 /// One mail as it was published.
 struct TSPublishedMail {
-  std::string Mailbox;  ///< empty for what is no mail, but a place before which all is outdated
+  /// Its name; null for what is no mail, but a place before which all is outdated.
+  std::shared_ptr<std::string const> Mailbox;
   std::uint64_t Sequence;
-  TSNorvSenderKey Origin;  ///< whose mail it is; without an identity it is the service's own
-  std::uint64_t Number;    ///< of that mail
-  bool Restoring;          ///< only for its origin, which it brings up to date
+  TCNorvSender Origin;   ///< whose mail it is; without an identity it is the service's own
+  std::uint64_t Number;  ///< of that mail
+  bool Restoring;        ///< only for its origin, which it brings up to date
   TSNorvMailContent Content;
 
-  bool IsMail() const { return !Mailbox.empty(); }
+  bool IsMail() const { return Mailbox != nullptr; }
 };
 
 /// Bounded in number and in the size of the records. Belongs to the router's thread.

@@ -33,6 +33,14 @@ TCRouterCore::TCRouterCore(std::string const& Address, TCRouterSocket Socket)
       m_Acceptor(get_Loop(), m_Socket, m_Peers, m_Limits,
                  [this](TCRouterPeer& Peer) { OnReadable(Peer); }) {}
 
+// Who publishes outside of a turn of the loop has the subscribers told at once.
+void TCRouterCore::Execute(std::function<void()> const& Function) {
+  m_Loop.Execute([&] {
+    Function();
+    m_Publisher.Tell();
+  });
+}
+
 void TCRouterCore::OpenMailbox(std::string const& Mailbox, TCNorvService& Owner) {
   if (!m_Owners.emplace(Mailbox, &Owner).second) {
     throw TCException(kSource, __LINE__).Format("mailbox %s has an owner", Mailbox.c_str());
@@ -165,7 +173,8 @@ void TCRouterCore::Refuse(TCRouterPeer& Peer, Wire::TSFrameHead const& Head,
   }
 }
 
-bool TCRouterCore::IsBehind(pid_t Process) const {
+bool TCRouterCore::IsBehind(pid_t Process) {
+  m_Publisher.Tell();
   auto const& All = m_Peers.get_All();
   return std::any_of(All.begin(), All.end(), [=](TCRouterPeer const& Peer) {
     return Peer.get_Sender().Process == Process && Peer.IsBehind();

@@ -27,7 +27,7 @@ class TCRouterCore {
 
   void Run() { m_Loop.Run(); }
   void Stop() { m_Loop.Stop(); }
-  void Execute(std::function<void()> const& Function) { m_Loop.Execute(Function); }
+  void Execute(std::function<void()> const& Function);
   TCNorvEventLoop& get_Loop() { return m_Loop.get_Loop(); }
   std::string const& get_Address() const { return m_Address; }
 
@@ -39,7 +39,7 @@ class TCRouterCore {
   void SetLimits(TSNorvRouterLimits const& Limits) { m_Limits = Limits; }
 
   std::size_t get_ConnectionCount() const { return m_Peers.get_All().size(); }
-  bool IsBehind(pid_t Process) const;
+  bool IsBehind(pid_t Process);
   std::vector<TSNorvSenderKey> get_Senders() const;
 
  private:

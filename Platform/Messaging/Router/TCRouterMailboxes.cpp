@@ -25,8 +25,7 @@ constexpr std::size_t kParkedFilesOfOne = 4;
 }  // namespace
 
 TCRouterMailboxes::TCRouterMailboxes(TCRouterPeers& Peers, TCRouterThrottle& Throttle,
-                                     TCRouterPublisher const& Publisher,
-                                     TCMailboxOwners const& Owners,
+                                     TCRouterPublisher& Publisher, TCMailboxOwners const& Owners,
                                      TSNorvRouterLimits const& Limits)
     : m_Peers(Peers),
       m_Throttle(Throttle),
@@ -37,10 +36,10 @@ TCRouterMailboxes::TCRouterMailboxes(TCRouterPeers& Peers, TCRouterThrottle& Thr
 void TCRouterMailboxes::Take(TCRouterPeer& Peer, Wire::TCFrameView const& Frame,
                              std::string_view Bytes, int File, std::uint64_t Now) {
   m_Throttle.CountMails(Peer, 1, Now);
-  std::string const Mailbox(Frame.get_Head().Mailbox);
+  std::string_view const Mailbox = Frame.get_Head().Mailbox;
   auto const Owner = m_Owners.find(Mailbox);
   if (Owner == m_Owners.end()) {
-    m_Peers.DoOrDrop(Peer, [&] { Park(Peer, Mailbox, Bytes, File); });
+    m_Peers.DoOrDrop(Peer, [&] { Park(Peer, std::string(Mailbox), Bytes, File); });
   } else if (Frame.get_Head().Kind == Wire::TEFrame::eRequest) {
     TakeRequest(*Owner->second, Peer, Frame);
   } else {
@@ -123,8 +122,9 @@ void TCRouterMailboxes::Forget(TCRouterPeer const& Peer) {
 // by the number of the last: sent again they would be as malformed.
 void TCRouterMailboxes::TakeMails(TCNorvService& Owner, TCRouterPeer& Peer, Wire::TCFrameView Frame,
                                   std::uint64_t Now) {
-  TSNorvMailContent const Nothing{ClassOf(Frame), 0, 0, TCNorvMailBody::Empty()};
-  TSNorvReceivedMail Mail{Peer.get_Sender(), Frame.get_Head().Number, Nothing};
+  TSNorvReceivedMail Mail{Peer.get_SharedSender(),
+                          Frame.get_Head().Number,
+                          {ClassOf(Frame), 0, 0, TCNorvMailBody::Empty()}};
   std::size_t const Count = Frame.get_Count();
   if (Count == 0 || Mail.Number > UINT64_MAX - (Count - 1)) {
     throw TCException(kSource, __LINE__).Format("mails without numbers");
@@ -140,7 +140,9 @@ void TCRouterMailboxes::TakeMails(TCNorvService& Owner, TCRouterPeer& Peer, Wire
     std::size_t Work = Count - 1;  // a record takes as long as a mail of one does; one is counted
     Wire::TSFrameMail Packed;
     while (Frame.Next(Packed)) {
-      Mail.Content = Nothing;
+      Mail.Content.SignalType = 0;  // until it is read
+      Mail.Content.SignalName = 0;
+      Mail.Content.Body = TCNorvMailBody::Empty();
       TakeMail(Owner, Peer, Mail, Frame, Packed);
       int const Records = Mail.Content.Body->get_Count();
       Work += Records > 1 ? static_cast<std::size_t>(Records) - 1 : 0;
@@ -184,6 +186,7 @@ void TCRouterMailboxes::TakeRequest(TCNorvService& Owner, TCRouterPeer& Peer,
   if (!Owner.OnRequest(Sender, Request, Answer)) {
     throw TCException(kSource, __LINE__).Format("the service refuses");
   }
+  m_Publisher.Tell();  // what the answer includes comes before it
   Wire::TSFrameHead Head;
   Head.Kind = Wire::TEFrame::eAnswer;
   Head.Mailbox = Frame.get_Head().Mailbox;

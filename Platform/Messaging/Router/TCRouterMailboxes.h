@@ -28,9 +28,8 @@ class TCRouterMailboxes {
   };
 
   /// All must outlive it.
-  TCRouterMailboxes(TCRouterPeers& Peers, TCRouterThrottle& Throttle,
-                    TCRouterPublisher const& Publisher, TCMailboxOwners const& Owners,
-                    TSNorvRouterLimits const& Limits);
+  TCRouterMailboxes(TCRouterPeers& Peers, TCRouterThrottle& Throttle, TCRouterPublisher& Publisher,
+                    TCMailboxOwners const& Owners, TSNorvRouterLimits const& Limits);
 
   /// Takes a frame of mails, or a request, of a peer that has greeted. Throws TCException when it
   /// is refused, and std::bad_alloc when a request can not be answered for lack of memory; mails
@@ -64,7 +63,7 @@ class TCRouterMailboxes {
 
   TCRouterPeers& m_Peers;
   TCRouterThrottle& m_Throttle;
-  TCRouterPublisher const& m_Publisher;
+  TCRouterPublisher& m_Publisher;
   TCMailboxOwners const& m_Owners;
   TSNorvRouterLimits const& m_Limits;
   TCNorvMailClassID m_LastClass{"", 0};                  // the next mail is of it, too

@@ -4,6 +4,7 @@
 
 #include <sys/epoll.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <ctime>
@@ -22,21 +23,22 @@ TCRouterPeer::TCRouterPeer(TCNorvEventLoop& Loop, TCFileDescriptor Socket, TSNor
                            std::shared_ptr<TCRouterUser> User)
     : m_Loop(Loop),
       m_Socket(std::move(Socket)),
-      m_Sender(std::move(Sender)),
+      m_Sender(std::make_shared<TSNorvMailSender>(std::move(Sender))),
       m_User(std::move(User)),
+      m_IsCharged(m_Sender->User != 0 && m_Sender->User != geteuid()),
       m_UnreadFiles(get_File()),
       m_Reading(Loop, CLOCK_MONOTONIC, [this] { OnReading(); }),
       m_ReadingDelay(kFirstReadingDelay) {}
 
 void TCRouterPeer::Greet(std::string Identity, TCMACAddress const& Device) {
-  m_Sender.Device = Device;
-  m_Sender.Identity = std::move(Identity);
+  m_Sender->Device = Device;
+  m_Sender->Identity = std::move(Identity);
   m_GreetingLimit.reset();
 }
 
 std::string TCRouterPeer::Describe() const {
-  return m_Sender.ProcessName + " (process " + std::to_string(m_Sender.Process) + ", user " +
-         std::to_string(m_Sender.User) + ")";
+  return m_Sender->ProcessName + " (process " + std::to_string(m_Sender->Process) + ", user " +
+         std::to_string(m_Sender->User) + ")";
 }
 
 // ---- reading ----

@@ -31,7 +31,7 @@ struct TSRouterSubscription {
   };
   /// Mails of the peer itself that were published one after the other, as far as it is concerned.
   struct TSOwnMails {
-    std::string Mailbox;
+    std::shared_ptr<std::string const> Mailbox;
     std::uint64_t Sequence = 0;  // of the last
     std::uint64_t Number = 0;
   };
@@ -62,11 +62,13 @@ class TCRouterPeer {
   TCRouterPeer(TCRouterPeer const&) = delete;
   TCRouterPeer& operator=(TCRouterPeer const&) = delete;
 
-  TSNorvMailSender const& get_Sender() const { return m_Sender; }
+  TSNorvMailSender const& get_Sender() const { return *m_Sender; }
+  std::shared_ptr<TSNorvMailSender const> get_SharedSender() const { return m_Sender; }
   TCRouterUser& get_User() const { return *m_User; }
-  std::shared_ptr<TCRouterUser> const& get_SharedUser() const { return m_User; }
+  /// Whether its user may take a share of the router's time only.
+  bool IsCharged() const { return m_IsCharged; }
   int get_File() const { return m_Socket.get(); }
-  bool IsGreeted() const { return !m_Sender.Identity.empty(); }
+  bool IsGreeted() const { return !m_Sender->Identity.empty(); }
   /// The peer has said who it is; it may send files from now on.
   void Greet(std::string Identity, TCMACAddress const& Device);
   /// "program (process 1, user 2)".
@@ -137,8 +139,9 @@ class TCRouterPeer {
 
   TCNorvEventLoop& m_Loop;
   TCFileDescriptor const m_Socket;
-  TSNorvMailSender m_Sender;  // complete once greeted
+  std::shared_ptr<TSNorvMailSender> const m_Sender;  // complete, and unchanging, once greeted
   std::shared_ptr<TCRouterUser> const m_User;
+  bool const m_IsCharged;
 
   std::function<void()> m_OnReadable;
   std::function<void()> m_OnEnded;

@@ -30,13 +30,6 @@ std::uint64_t NewEpoch() {
   return Epoch | std::uint64_t{1} << 63U;
 }
 
-Wire::TEWhose WhoseFor(TSNorvMailSender const& Subscriber, TSPublishedMail const& Mail) {
-  if (Mail.Origin != Subscriber.get_Key()) {
-    return Wire::TEWhose::eAnothers;
-  }
-  return Mail.Restoring ? Wire::TEWhose::eUpToDate : Wire::TEWhose::eOwn;
-}
-
 }  // namespace
 
 TCRouterPublisher::TCRouterPublisher(TCNorvEventLoop& Loop, TCRouterPeers& Peers,
@@ -44,10 +37,14 @@ TCRouterPublisher::TCRouterPublisher(TCNorvEventLoop& Loop, TCRouterPeers& Peers
     : m_Peers(Peers),
       m_Owners(Owners),
       m_Innermost(Innermost),
+      m_Forwarding(Owners, m_Position, [this](TCRouterPeer const& Peer) { OnBehind(Peer); }),
+      m_Telling(Loop, TCNorvLoopWork::TEWhen::eAfterTurns, [this] { Tell(); }),
       m_Progress(Loop, TCNorvLoopWork::TEWhen::eAfterTurns, [this] { OnProgress(); }),
       m_NextTurn(Loop, TCNorvLoopWork::TEWhen::eNextTurn, [] {}),
       m_ProgressTimer(Loop, CLOCK_MONOTONIC, [] {}) {
   m_Position.Epoch = NewEpoch();
+  m_Untold.reserve(Wire::kMailCountLimit);
+  m_Told.reserve(Wire::kMailCountLimit);
 }
 
 // ---- subscribing ----
@@ -67,6 +64,7 @@ void TCRouterPublisher::Subscribe(TCRouterPeer& Peer, TCNorvMailClassID const& M
     }
     Subscription = &Peer.m_Subscriptions.emplace_back(MailClass, TSRouterSubscription()).second;
   }
+  Tell();
   // What it was not told of at once it would never hear of.
   m_Peers.DoOrDrop(Peer, [&] { CatchUp(Peer, MailClass, *Subscription, Known); });
 }
@@ -91,18 +89,19 @@ void TCRouterPublisher::CatchUp(TCRouterPeer& Peer, TCNorvMailClassID const& Mai
   }
   m_Recent.ForEachAfter(Known.Sequence, [&](TSPublishedMail const& Mail) {
     if (Mail.IsMail() && Mail.Content.MailClass == MailClass) {
-      TSForwarded Last;
-      Forward(Peer, Subscription, Mail, Last);
+      m_Forwarding.Forward(Peer, Subscription, Mail);
     }
     return !Subscription.IsBehind();
   });
+  m_Forwarding.Finish(Peer);
+  m_Forwarding.Forget();
 }
 
 // Whether it was away when those were brought up to date that were there.
 bool TCRouterPublisher::HasToHaveAll(TSNorvSenderKey const& Subscriber, std::uint64_t Since) const {
   bool Found = false;
   m_Recent.ForEachAfter(Since, [&](TSPublishedMail const& Mail) {
-    Found = !Mail.IsMail() && (Mail.Origin.Identity.empty() || Mail.Origin == Subscriber);
+    Found = !Mail.IsMail() && (Mail.Origin->Identity.empty() || Mail.Origin == Subscriber);
     return !Found;
   });
   return Found;
@@ -113,7 +112,7 @@ void TCRouterPublisher::CatchUpByServices(TCRouterPeer& Peer, TCNorvMailClassID 
   TSNorvMailSender const& Subscriber = Peer.get_Sender();
   Subscription.Outdate();
   if (Peer.IsCongested()) {
-    FallBehind(Peer, Subscription);
+    m_Forwarding.FallBehind(Peer, Subscription);
     return;
   }
   for (auto const& [Mailbox, Owner] : m_Owners) {
@@ -122,10 +121,16 @@ void TCRouterPublisher::CatchUpByServices(TCRouterPeer& Peer, TCNorvMailClassID 
       continue;
     }
     std::uint64_t const Included = Owner->get_LastTaken(Subscriber);
-    if (!Peer.Send(
-            NewFrame({Mailbox, m_Position.Sequence, Subscriber.get_Key(), Included, true, Content},
-                     Wire::TEWhose::eUpToDate, 0, Content.Body))) {
-      FallBehind(Peer, Subscription);
+    TSPublishedMail const Mail{std::make_shared<std::string const>(Mailbox),
+                               m_Position.Sequence,
+                               Peer.get_SharedSender(),
+                               Included,
+                               true,
+                               Content};
+    if (!Peer.Send(Wire::TCFrame(
+            TCPublishedRun::HeadOf(Mail, Wire::TEWhose::eUpToDate, m_Position.Epoch, 0),
+            Content))) {
+      m_Forwarding.FallBehind(Peer, Subscription);
       return;
     }
   }
@@ -135,26 +140,16 @@ void TCRouterPublisher::CatchUpByServices(TCRouterPeer& Peer, TCNorvMailClassID 
 
 // ---- subscribers that do not keep up ----
 
-// Nothing more is sent to the subscriber, and nothing is kept for it, until it has read what waits
-// and its user has time again.
-void TCRouterPublisher::ServeLater(TCRouterPeer& Peer, TSRouterSubscription& Subscription) {
-  Subscription.FallBehind();
+void TCRouterPublisher::OnBehind(TCRouterPeer const& Peer) {
   m_Progress.Schedule();
   if (Peer.IsDrained()) {
     m_ProgressTimer.SetAfter(kTryLater);  // its reading, which it is not waiting for, wakes nobody
   }
 }
 
-void TCRouterPublisher::FallBehind(TCRouterPeer& Peer, TSRouterSubscription& Subscription) {
-  ServeLater(Peer, Subscription);
-  LogWithin(Peer.get_User().m_LogBudget, [&](char const* Note) {
-    SyslogWarning("mail router: %s does not read its mails; it will be brought up to date%s",
-                  Peer.Describe().c_str(), Note);
-  });
-}
-
 // Runs after every turn of the loop in which anything happened, such as a peer's reading.
 void TCRouterPublisher::OnProgress() {
+  Tell();
   std::uint64_t const End = TCRouterWork::Now() + kProgressTime;
   bool Waiting = false;
   m_Peers.ForEach([&](TCRouterPeer& Peer) {
@@ -204,6 +199,7 @@ void TCRouterPublisher::Resume(TCRouterPeer& Peer) {
 // One after the other, as others that are behind: for each the services may look at all they hold.
 void TCRouterPublisher::BringUpToDate(
     std::function<bool(TSNorvMailSender const&)> const& IsConcerned, bool WhenReturning) {
+  Tell();
   m_Peers.ForEach([&](TCRouterPeer& Peer) {
     if (!Peer.IsGreeted() || !IsConcerned(Peer.get_Sender())) {
       return;
@@ -231,9 +227,9 @@ void TCRouterPublisher::KeepForReturning(TSNorvSenderKey const& Sender) {
   ++m_Position.Sequence;
   try {
     m_Recent.Add(std::make_shared<TSPublishedMail const>(
-        TSPublishedMail{std::string(),
+        TSPublishedMail{nullptr,
                         m_Position.Sequence,
-                        Sender,
+                        TSNorvMailSender{Sender, 0, {}, 0, std::string(), TCMACAddress()},
                         0,
                         true,
                         {TCNorvMailClassID("", 0), 0, 0, TCNorvMailBody::Empty()}}));
@@ -244,150 +240,59 @@ void TCRouterPublisher::KeepForReturning(TSNorvSenderKey const& Sender) {
 
 // ---- publishing ----
 
-Wire::TCFrame TCRouterPublisher::NewFrame(TSPublishedMail const& Mail, Wire::TEWhose Whose,
-                                          std::uint64_t Previous,
-                                          std::shared_ptr<TCNorvMailBody const> const& Body) const {
-  TSNorvMailContent const& Content = Mail.Content;
-  Wire::TSFrameHead Head;
-  Head.Kind = Wire::TEFrame::ePublished;
-  Head.Whose = Whose;
-  Head.Mailbox = Mail.Mailbox;
-  Head.Class = Content.MailClass.get_Name();
-  Head.Version = Content.MailClass.get_Version();
-  Head.Number = Whose == Wire::TEWhose::eAnothers ? 0 : Mail.Number;
-  Head.Position = {m_Position.Epoch, Mail.Sequence};
-  Head.Previous = Previous;
-  return Wire::TCFrame(Head, {Content.MailClass, Content.SignalType, Content.SignalName, Body});
-}
-
 void TCRouterPublisher::Publish(TSPublishedMail Published) {
   Published.Sequence = m_Position.Sequence + 1;
   auto const Kept = std::make_shared<TSPublishedMail const>(std::move(Published));
-  TSPublishedMail const& Mail = *Kept;
   m_Recent.Add(Kept);
   ++m_Position.Sequence;
-  TSForwarded Last;
-  m_Peers.ForEach([&](TCRouterPeer& Peer) {
-    TSRouterSubscription* const Subscription = Peer.FindSubscription(Mail.Content.MailClass);
+  m_Untold.push_back(Kept);  // there is room
+  if (m_Untold.size() == Wire::kMailCountLimit) {
+    Tell();
+  } else {
+    m_Telling.Schedule();
+  }
+}
+
+void TCRouterPublisher::Tell() {
+  m_Telling.Cancel();
+  if (m_Untold.empty() || !m_Told.empty()) {
+    return;
+  }
+  m_Untold.swap(m_Told);
+  m_Peers.ForEach([this](TCRouterPeer& Peer) { Tell(Peer); });
+  m_Forwarding.Forget();
+  m_Told.clear();
+}
+
+void TCRouterPublisher::Tell(TCRouterPeer& Peer) {
+  TCRouterWork const Work(m_Innermost, Peer);  // what it may have of many records takes long
+  for (auto const& Mail : m_Told) {
+    TSRouterSubscription* const Subscription = Peer.FindSubscription(Mail->Content.MailClass);
     if (Subscription == nullptr || Subscription->IsBehind()) {
-      return;
+      continue;
     }
-    if (!Mail.Restoring && Mail.Origin == Peer.get_Sender().get_Key()) {
-      KeepOwn(Peer, *Subscription, Mail);
+    if (!Mail->Restoring && Mail->Origin == Peer.get_Sender().get_Key()) {
+      m_Forwarding.KeepOwn(Peer, *Subscription, *Mail);
     } else {
-      Forward(Peer, *Subscription, Mail, Last);
+      m_Forwarding.Forward(Peer, *Subscription, *Mail);
     }
-  });
-}
-
-// The peer holds its own mails already. It has to hear of them before anything that came after
-// them, and before their acknowledgement, and of many of them once.
-void TCRouterPublisher::KeepOwn(TCRouterPeer& Peer, TSRouterSubscription& Subscription,
-                                TSPublishedMail const& Mail) {
-  if (Subscription.Own && Subscription.Own->Mailbox != Mail.Mailbox) {
-    TellOfOwn(Peer, Mail.Content.MailClass, Subscription);
   }
-  if (Subscription.IsBehind()) {
-    return;
-  }
-  try {
-    Subscription.Own = {Mail.Mailbox, Mail.Sequence, Mail.Number};
-  } catch (std::bad_alloc const&) {
-    FallBehind(Peer, Subscription);
-  }
-}
-
-void TCRouterPublisher::TellOfOwn(TCRouterPeer& Peer, TCNorvMailClassID const& MailClass,
-                                  TSRouterSubscription& Subscription) {
-  if (!Subscription.Own) {
-    return;
-  }
-  TSRouterSubscription::TSOwnMails const Own = *std::exchange(Subscription.Own, std::nullopt);
-  Wire::TSFrameHead Head;
-  Head.Kind = Wire::TEFrame::ePublished;
-  Head.Whose = Wire::TEWhose::eOwnKept;
-  Head.Mailbox = Own.Mailbox;
-  Head.Class = MailClass.get_Name();
-  Head.Version = MailClass.get_Version();
-  Head.Number = Own.Number;
-  Head.Position = {m_Position.Epoch, Own.Sequence};
-  Head.Previous = Subscription.Sent;
-  try {
-    if (!Peer.IsCongested() && Peer.Send(Wire::TCFrame(Head))) {
-      Subscription.Sent = Own.Sequence;
-      return;
-    }
-  } catch (std::exception const&) {  // as one that does not read
-  }
-  FallBehind(Peer, Subscription);
+  m_Forwarding.Finish(Peer);
 }
 
 void TCRouterPublisher::Acknowledge(std::string const& Mailbox, TSNorvSenderKey const& Sender,
                                     std::uint64_t Number) {
+  Tell();
   m_Peers.ForEach([&](TCRouterPeer& Peer) {
     if (Peer.get_Sender().get_Key() != Sender) {
       return;
     }
     for (auto& [MailClass, Subscription] : Peer.m_Subscriptions) {
-      TellOfOwn(Peer, MailClass, Subscription);
+      m_Forwarding.TellOfOwn(Peer, MailClass, Subscription);
     }
     Peer.Acknowledge(Mailbox, Number);
     if (Peer.IsBehind()) {
       m_Progress.Schedule();
     }
   });
-}
-
-void TCRouterPublisher::Forward(TCRouterPeer& Peer, TSRouterSubscription& Subscription,
-                                TSPublishedMail const& Mail, TSForwarded& Last) {
-  if (Mail.Restoring && Mail.Origin != Peer.get_Sender().get_Key()) {
-    return;
-  }
-  if (Peer.IsCongested()) {
-    FallBehind(Peer, Subscription);
-    return;
-  }
-  if (TCRouterThrottle::PauseOf(Peer.get_User()) > 0) {
-    ServeLater(Peer, Subscription);
-    return;
-  }
-  TCRouterWork const Work(m_Innermost, Peer);  // what it may have of many records takes long
-  try {
-    if (TryToForward(Peer, Subscription, Mail, Last)) {
-      return;
-    }
-  } catch (...) {
-    LogWithin(Peer.get_User().m_LogBudget, [&](char const* Note) {
-      SyslogError("mail router: cannot send to %s: %s%s", Peer.Describe().c_str(),
-                  FailureText::OfCaught().c_str(), Note);
-    });
-  }
-  FallBehind(Peer, Subscription);
-}
-
-// False when it could not be sent.
-bool TCRouterPublisher::TryToForward(TCRouterPeer& Peer, TSRouterSubscription& Subscription,
-                                     TSPublishedMail const& Mail, TSForwarded& Last) {
-  auto const Owner = m_Owners.find(Mail.Mailbox);
-  if (Owner == m_Owners.end()) {
-    return true;  // nobody can say what of it the subscriber may have
-  }
-  auto const Body = Owner->second->OnForward(Peer.get_Sender(), Mail.Content);
-  if (!Body) {
-    return true;
-  }
-  TellOfOwn(Peer, Mail.Content.MailClass, Subscription);
-  if (Subscription.IsBehind()) {
-    return true;
-  }
-  Wire::TEWhose const Whose = WhoseFor(Peer.get_Sender(), Mail);
-  if (Last.Body != Body || Last.Previous != Subscription.Sent || Last.Whose != Whose) {
-    Last = {std::make_shared<Wire::TCFrame const>(NewFrame(Mail, Whose, Subscription.Sent, Body)),
-            Body, Subscription.Sent, Whose};
-  }
-  if (!Peer.Send(Last.Frame)) {
-    return false;
-  }
-  Subscription.Sent = Mail.Sequence;
-  return true;
 }

@@ -7,8 +7,10 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Platform/Messaging/Router/TCRecentMails.h"
+#include "Platform/Messaging/Router/TCRouterForwarding.h"
 #include "Platform/Messaging/Router/TCRouterPeers.h"
 #include "Platform/Messaging/Router/TCRouterWork.h"
 #include "Platform/Messaging/TCNorvLoopTimer.h"
@@ -16,13 +18,10 @@
 #include "Platform/Messaging/TCNorvService.h"
 #include "Platform/Messaging/Wire/Frame.h"
 
-/// The owners of a router's mailboxes, by name.
-using TCMailboxOwners = std::map<std::string, TCNorvService*>;
-
 /// Numbers what is published, keeps the last of it, and sends every subscriber what it has not had:
-/// at once, or, for one that does not keep up, when it has read what waits for it. Whatever fails
-/// for one subscriber makes it fall behind and concerns nobody else. Belongs to the router's
-/// thread.
+/// at the end of the turn of the loop, what was published in it together, or, for one that does not
+/// keep up, when it has read what waits for it. Whatever fails for one subscriber makes it fall
+/// behind and concerns nobody else. Belongs to the router's thread.
 class TCRouterPublisher {
  public:
   /// The owners, who say what a subscriber may have, and the innermost work that is under way,
@@ -38,6 +37,8 @@ class TCRouterPublisher {
                  Wire::TSPosition const& Known);
   /// Throws, with nothing published, only for lack of memory.
   void Publish(TSPublishedMail Published);
+  /// The subscribers are told now of what was published.
+  void Tell();
   /// The service need not be sent the mails of `Sender` up to `Number` again.
   void Acknowledge(std::string const& Mailbox, TSNorvSenderKey const& Sender, std::uint64_t Number);
 
@@ -48,14 +49,7 @@ class TCRouterPublisher {
   void BringUpToDate(TSNorvSenderKey const& Sender);
 
  private:
-  // A frame that was made for one subscriber and serves the next one too, if nothing differs. It
-  // owns the records that it was made of: others may come to lie where they were.
-  struct TSForwarded {
-    std::shared_ptr<Wire::TCFrame const> Frame;
-    std::shared_ptr<TCNorvMailBody const> Body;
-    std::uint64_t Previous = 0;
-    Wire::TEWhose Whose = Wire::TEWhose::eAnothers;
-  };
+  using TCMails = std::vector<std::shared_ptr<TSPublishedMail const>>;
 
   void CatchUp(TCRouterPeer& Peer, TCNorvMailClassID const& MailClass,
                TSRouterSubscription& Subscription, Wire::TSPosition Known);
@@ -63,27 +57,22 @@ class TCRouterPublisher {
   void CatchUpByServices(TCRouterPeer& Peer, TCNorvMailClassID const& MailClass,
                          TSRouterSubscription& Subscription);
   void KeepForReturning(TSNorvSenderKey const& Sender);
-  void Forward(TCRouterPeer& Peer, TSRouterSubscription& Subscription, TSPublishedMail const& Mail,
-               TSForwarded& Last);
-  bool TryToForward(TCRouterPeer& Peer, TSRouterSubscription& Subscription,
-                    TSPublishedMail const& Mail, TSForwarded& Last);
-  void KeepOwn(TCRouterPeer& Peer, TSRouterSubscription& Subscription, TSPublishedMail const& Mail);
-  void TellOfOwn(TCRouterPeer& Peer, TCNorvMailClassID const& MailClass,
-                 TSRouterSubscription& Subscription);
-  void ServeLater(TCRouterPeer& Peer, TSRouterSubscription& Subscription);
-  void FallBehind(TCRouterPeer& Peer, TSRouterSubscription& Subscription);
+  void Tell(TCRouterPeer& Peer);
+  void OnBehind(TCRouterPeer const& Peer);
   void OnProgress();
   void ResumeInTurn(TCRouterPeer& Peer, std::uint64_t End);
   void Resume(TCRouterPeer& Peer);
-  Wire::TCFrame NewFrame(TSPublishedMail const& Mail, Wire::TEWhose Whose, std::uint64_t Previous,
-                         std::shared_ptr<TCNorvMailBody const> const& Body) const;
 
   TCRouterPeers& m_Peers;
   TCMailboxOwners const& m_Owners;
   TCRouterWork*& m_Innermost;
   Wire::TSPosition m_Position;
+  TCRouterForwarding m_Forwarding;
   TCRecentMails m_Recent;
-  TCNorvLoopWork m_Progress;        // while a peer is behind
-  TCNorvLoopWork m_NextTurn;        // for those that the present turn had no time for
+  TCMails m_Untold;           // the last of them, of which the subscribers are still to be told
+  TCMails m_Told;             // while they are being told of these
+  TCNorvLoopWork m_Telling;   // after the turn
+  TCNorvLoopWork m_Progress;  // while a peer is behind
+  TCNorvLoopWork m_NextTurn;  // for those that the present turn had no time for
   TCNorvLoopTimer m_ProgressTimer;  // while one is behind whose reading nothing waits for
 };

@@ -2,11 +2,8 @@
 // Measures what a router does for a user.
 #pragma once
 
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdint>
-#include <memory>
 
 #include "Platform/Messaging/Router/TCRouterPeer.h"
 #include "Platform/Messaging/Router/TCRouterUser.h"
@@ -19,10 +16,9 @@ class TCRouterWork {
   /// `Innermost` is the router's work that is under way, or null.
   TCRouterWork(TCRouterWork*& Innermost, TCRouterPeer const& Peer)
       : m_Innermost(Innermost),
-        m_User(Peer.get_SharedUser()),
+        m_User(Peer.get_User()),
         m_Outer(Innermost),
-        m_Counts(Peer.get_Sender().User != 0 && Peer.get_Sender().User != geteuid() &&
-                 (m_Outer == nullptr || m_Outer->m_User != m_User)),
+        m_Counts(Peer.IsCharged() && (m_Outer == nullptr || &m_Outer->m_User != &m_User)),
         m_Begin(m_Counts ? Now() : 0) {
     m_Innermost = this;
   }
@@ -33,7 +29,7 @@ class TCRouterWork {
     if (m_Counts) {
       std::uint64_t const End = Now();
       std::uint64_t const Time = End - m_Begin - m_PaidByOthers;
-      m_PaidByOthers += m_User->Charge(Time, End) ? Time : 0;
+      m_PaidByOthers += m_User.Charge(Time, End) ? Time : 0;
     }
     if (m_Outer != nullptr) {
       m_Outer->m_PaidByOthers += m_PaidByOthers;
@@ -50,7 +46,7 @@ class TCRouterWork {
 
  private:
   TCRouterWork*& m_Innermost;
-  std::shared_ptr<TCRouterUser> const m_User;
+  TCRouterUser& m_User;         // a peer that is dropped is freed with the next turn
   TCRouterWork* const m_Outer;  // that this one is part of
   bool const m_Counts;
   std::uint64_t const m_Begin;

@@ -64,22 +64,23 @@ TCFrame::TCFrame(TSFrameHead const& Head) {
   AppendHead(Head, std::string_view());
 }
 
-TCFrame::TCFrame(TSFrameHead const& Head, TSNorvMailContent const& Content) {
+void TCFrame::Begin(TSFrameHead const& Head, TSNorvMailContent const& Content) {
   TCNorvMailBody const& Body = *Content.Body;
   bool const Fits = FitsFrame(Body.get_Size());
   TSFrameHead Written = Head;
   Written.HasFile = !Fits;
+  m_Bytes.clear();
+  m_Count = 0;
   m_Bytes.reserve(kHeadSize + Head.Mailbox.size() + Head.Class.size() +
                   Body.get_Signature().size() + kMailHeadSize + (Fits ? Body.get_Size() : 0));
   AppendHead(Written, Body.get_Signature());
-  if (!Fits) {
-    m_Body = Content.Body;
-  }
+  m_Body = Fits ? nullptr : Content.Body;
   AppendMail(Content, Fits ? Body.get_Bytes() : std::string_view());
 }
 
 void TCFrame::AppendHead(TSFrameHead const& Head, std::string_view Fields) {
-  char Bytes[kHeadSize] = {};
+  char Bytes[kHeadSize + 3 * kNameLimit];
+  std::fill_n(Bytes, kHeadSize, '\0');
   Bytes[kKindPlace] = static_cast<char>(Head.Kind);
   Bytes[kWhosePlace] = static_cast<char>(Head.Whose);
   Bytes[kFilePlace] = Head.HasFile ? '\1' : '\0';
@@ -92,10 +93,11 @@ void TCFrame::AppendHead(TSFrameHead const& Head, std::string_view Fields) {
   StoreLong(Bytes + kEpochPlace, Head.Position.Epoch);
   StoreLong(Bytes + kPreviousPlace, Head.Previous);
   StoreLong(Bytes + kSequencePlace, Head.Position.Sequence);
-  m_Bytes.append(Bytes, kHeadSize);
-  m_Bytes.append(Head.Mailbox);
-  m_Bytes.append(Head.Class);
-  m_Bytes.append(Fields);
+  char* End = Bytes + kHeadSize;
+  for (std::string_view const Text : {Head.Mailbox, Head.Class, Fields}) {
+    End = std::copy(Text.begin(), Text.end(), End);
+  }
+  m_Bytes.append(Bytes, static_cast<std::size_t>(End - Bytes));
   m_Prefix = m_Bytes.size();
 }
 

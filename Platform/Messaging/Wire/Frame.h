@@ -93,11 +93,14 @@ struct TSFrameMail {
 /// A frame that is being written, or is ready to be sent.
 class TCFrame {
  public:
+  TCFrame() = default;
   /// A frame without mails. Throws TCException when a name is too long (RequireNames).
   explicit TCFrame(TSFrameHead const& Head);
   /// A frame with one mail, whose records it holds, or, when they are too large, keeps for a memory
   /// file that is made when the frame is sent.
-  TCFrame(TSFrameHead const& Head, TSNorvMailContent const& Content);
+  TCFrame(TSFrameHead const& Head, TSNorvMailContent const& Content) { Begin(Head, Content); }
+  /// Makes it anew, in the memory that it has, as that constructor does.
+  void Begin(TSFrameHead const& Head, TSNorvMailContent const& Content);
 
   /// Whether a further mail of the same class would fit.
   bool HasRoomFor(TSNorvMailContent const& Content) const;

@@ -6,6 +6,7 @@
 
 #include "Platform/Messaging/TCNorvMailBody.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
+#include "tests/support/MailSender.h"
 #include "tests/unit/CommonProperties/FailingAllocations.h"
 #include "tests/unit/PropertyServer/ServiceFixture.h"
 
@@ -28,7 +29,7 @@ struct FailingMemory : TPropertyServiceFixture {
   static TSNorvReceivedMail NewMail(std::uint64_t Number, std::string const& Data) {
     TSNorvReceivedMail Mail{
         {}, Number, Change({{1, Data, "4", "00:11:22:33:44:55"}, {2, Data, "", ""}})};
-    Mail.Sender.Identity = "a sender with a name of some length";
+    Mail.Sender = NewSender("a sender with a name of some length");
     return Mail;
   }
 

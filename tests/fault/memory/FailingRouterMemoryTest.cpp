@@ -10,6 +10,7 @@
 #include <string>
 
 #include "Platform/Messaging/TCNorvEventLoop.h"
+#include "tests/support/MailSender.h"
 #include "tests/unit/CommonProperties/FailingAllocations.h"
 #include "tests/unit/Platform/Messaging/MessagingFixture.h"
 #include "tests/unit/Platform/Messaging/RouterPeer.h"
@@ -142,19 +143,20 @@ TEST_F(FailingRouterMemory, HasAMailPublishedOnceToEverybody) {
   TRouterPeer Subscriber = NewGreetedPeer();
   EXPECT_TRUE(Subscriber.Send(TRouterPeer::NewSubscription()));
   Turn();
-  TSNorvMailContent const Content = OneRecord(eNorvEvent, 7);
-  TSNorvReceivedMail Cause{{}, 1, Content};
-  Cause.Sender.User = geteuid();
-  Cause.Sender.Identity = "another";
   std::uint64_t Published = 0;
   bool HasFailedAfterPublishing = false;
-  auto const PublishWith = [&](int Successes) {
+  auto const PublishWith = [&](int Successes, std::size_t Bytes) {
+    TSNorvMailContent const Content = OneRecord(eNorvEvent, 7, std::string(Bytes, 'x'));
+    TSNorvReceivedMail Cause{{}, 1, Content};
+    Cause.Sender = NewSender("another", geteuid());
     bool HasFailed = false;
     m_Router.Execute([&] {
       TFailingAllocation const Failing(Successes);
       try {
         Service.Publish(Content, Cause);
         ++Published;
+        EXPECT_FALSE(Failing.HasFailed());
+        Service.Acknowledge(Cause);  // before which everybody is told
         HasFailedAfterPublishing = HasFailedAfterPublishing || Failing.HasFailed();
       } catch (std::bad_alloc const&) {
         EXPECT_TRUE(Failing.HasFailed());
@@ -164,15 +166,18 @@ TEST_F(FailingRouterMemory, HasAMailPublishedOnceToEverybody) {
     EXPECT_EQ(Service.get_Sequence(), Published) << Successes;
     return HasFailed;
   };
-  PublishWith(kNever);  // allocates what is needed once
-  for (int Successes = 0; PublishWith(Successes); ++Successes) {
+  std::size_t Bytes = 100;
+  PublishWith(kNever, Bytes);  // allocates what is needed once
+  for (int Successes = 0; PublishWith(Successes, Bytes); ++Successes) {
+    Bytes *= 3;  // what was allocated for the last frame is too small for the next one
   }
   EXPECT_TRUE(HasFailedAfterPublishing);
   std::uint64_t Told = 0;
   for (int Round = 0; Round < kRounds && Told < Published; ++Round) {
     m_Router.Execute([&] { m_Router.get_Loop().Turn(kPatience); });
     for (TSWireFrame const& Frame : Subscriber.TakeHeard()) {
-      Told = Frame.Kind == WireKind::kPublished ? Frame.Sequence : Told;
+      bool const Is = Frame.Kind == WireKind::kPublished;
+      Told = Is ? Frame.Sequence + Frame.get_Mails().size() - 1 : Told;
     }
   }
   EXPECT_EQ(Told, Published);

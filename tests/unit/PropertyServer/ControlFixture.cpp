@@ -3,6 +3,7 @@
 #include "tests/unit/PropertyServer/ControlFixture.h"
 
 #include "Platform/Utility/TCException.h"
+#include "tests/support/MailSender.h"
 
 TSNorvMailContent Control(Property::PropertyControl::TSSignal Signal,
                           std::vector<TControlFiller> const& Fillers) {
@@ -103,9 +104,7 @@ std::string TControlFixture::Outcome(TPropertyProxy& Sender) {
 std::string TControlFixture::SendAs(unsigned User, TSSignal Signal,
                                     std::vector<TControlFiller> const& Fillers) {
   TSNorvReceivedMail Mail{{}, 1, Control(Signal, Fillers)};
-  Mail.Sender.User = User;
-  Mail.Sender.Group = User;
-  Mail.Sender.Identity = "of user " + std::to_string(User);
+  Mail.Sender = NewSender("of user " + std::to_string(User), User);
   std::string Result;
   Execute([&] {
     Mail.Number = m_Service->m_Server.get_LastTaken(Mail.Sender) + 1;

@@ -11,6 +11,7 @@
 #include "Platform/Messaging/TCNorvEventLoop.h"
 #include "Platform/Messaging/TCNorvWatchedFile.h"
 #include "Platform/Utility/TCFileDescriptor.h"
+#include "tests/support/MailSender.h"
 #include "tests/unit/PropertyServer/DatabaseFixture.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 
@@ -54,8 +55,7 @@ struct CommitQueue : DatabaseFixture {
   // A mail that gives the properties from 1 to `Count` the value `Data`.
   static TSTakenMail Mail(std::uint64_t Number, int Count, std::string const& Data) {
     TSTakenMail Taken({{}, Number, {Norv_Mail(), 2, 3, TCNorvMailBody::Empty()}});
-    Taken.Mail.Sender.User = kUser;
-    Taken.Mail.Sender.Identity = "sender";
+    Taken.Mail.Sender = NewSender("sender", kUser);
     for (int Property = 1; Property <= Count; ++Property) {
       Taken.Changes.push_back({Property, Accessories::TCRecordID(), TCMACAddress(), Data});
     }

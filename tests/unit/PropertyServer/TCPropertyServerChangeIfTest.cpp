@@ -2,6 +2,7 @@
 // Changes on conditions, as the server decides on them.
 #include <gmock/gmock.h>
 
+#include "tests/support/MailSender.h"
 #include "tests/unit/PropertyServer/ControlFixture.h"
 
 namespace {
@@ -55,7 +56,7 @@ TEST_F(PropertyServerChangeIf, ComparesWithWhatWaitsToBeStored) {
   Start();
   Execute([this] {
     TSNorvReceivedMail First{{}, 1, Change({{1, "a", "", ""}})};
-    First.Sender.Identity = "first";
+    First.Sender = NewSender("first");
     m_Service->m_Server.OnMail(First);
   });
   EXPECT_EQ(Send(kChangeIf, {Held(1, "a"), Value(1, "b")}), "transaction 2");
@@ -115,7 +116,7 @@ TEST_F(PropertyServerChangeIf, IsSubjectToTheLimits) {
 TEST_F(PropertyServerChangeIf, IsTakenOnce) {
   Start();
   TSNorvReceivedMail Mail{{}, 1, Control(kChangeIf, {Missing(1), Value(1, "a")})};
-  Mail.Sender.Identity = "sender";
+  Mail.Sender = NewSender("sender");
   Execute([&] {
     m_Service->m_Server.OnMail(Mail);
     m_Service->m_Server.OnMail(Mail);

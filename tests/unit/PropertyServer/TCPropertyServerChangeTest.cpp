@@ -4,6 +4,7 @@
 
 #include "Platform/Utility/TCException.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
+#include "tests/support/MailSender.h"
 #include "tests/unit/PropertyServer/ServiceFixture.h"
 
 using Accessories::TCRecordID;
@@ -32,7 +33,7 @@ struct PropertyServerChange : TPropertyServiceFixture {
   // acknowledgement.
   void Receive(std::string const& Identity, std::uint64_t Number, std::string const& Data) {
     TSNorvReceivedMail Mail{{}, Number, Change({{1, Data, "", ""}})};
-    Mail.Sender.Identity = Identity;
+    Mail.Sender = NewSender(Identity);
     Execute([&] {
       m_Service->m_Server.OnMail(Mail);
       m_Service->m_Server.Commit();
@@ -114,8 +115,7 @@ TEST_F(PropertyServerChange, ThatIsRepeatedAfterARestartIsDropped) {
 
 TEST_F(PropertyServerChange, IsNoRepeatOfWhatAnotherUserSentAsTheSameIdentity) {
   TSNorvReceivedMail Foreign{{}, 1000000, Change({{1, "foreign", "", ""}})};
-  Foreign.Sender.User = 65534;
-  Foreign.Sender.Identity = "sender";
+  Foreign.Sender = NewSender("sender", 65534);
   Execute([&] { m_Service->m_Server.OnMail(Foreign); });  // who may not write
   Receive("sender", 1, "first");
   EXPECT_EQ(AllValues(), "property v2 Change 1: {id=1 data=\"first\" mac=\"\" loaded=0}");
@@ -127,7 +127,7 @@ TEST_F(PropertyServerChange, IsNoRepeatOfWhatAnotherUserSentAsTheSameIdentity) {
 
 TEST_F(PropertyServerChange, ThatWasRefusedIsNotTakenWhenItIsRepeated) {
   TSNorvReceivedMail Mail{{}, 1, Change({{1, "a", "", ""}})};
-  Mail.Sender.Identity = "sender";
+  Mail.Sender = NewSender("sender");
   Execute([&] { m_Service->m_Server.OnRefused(Mail); });
   Receive("sender", 1, "a");
   EXPECT_EQ(AllValues(), "property v2 Change 1:");

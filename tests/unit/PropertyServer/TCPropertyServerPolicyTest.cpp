@@ -7,6 +7,7 @@
 #include "PropertyInterface/TCNorvPropertyObject.h"
 #include "PropertyInterface/TCNorvServerObject.h"
 #include "ServiceFixture.h"
+#include "tests/support/MailSender.h"
 #include "tests/unit/PropertyServer/DiskFaults.h"
 
 namespace {
@@ -271,11 +272,11 @@ TEST_F(PropertyServerPolicy, LogsRefusalsOfAUserBesideTheFloodOfAnother) {
   Execute([&] {
     for (std::uint64_t Number = 1; Number <= kFlood; ++Number) {
       TSNorvReceivedMail Mail{{}, Number, Change({{1, "too large", "", ""}})};
-      Mail.Sender.User = kFlooding;
+      Mail.Sender = NewSender("", kFlooding);
       m_Service->m_Server.OnMail(Mail);
     }
     TSNorvReceivedMail Mail{{}, 1, Change({{1, "too large", "", ""}})};
-    Mail.Sender.User = kOther;
+    Mail.Sender = NewSender("", kOther);
     m_Service->m_Server.OnMail(Mail);
   });
   auto const Lines = Warnings().WaitFor(0);

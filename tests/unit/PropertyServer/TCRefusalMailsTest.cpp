@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include "tests/support/MailSender.h"
 #include "tests/unit/PropertyServer/ControlFixture.h"
 
 namespace {
@@ -54,9 +55,7 @@ struct RefusalMails : TControlFixture {
   // Sends mails as a user that has no group; returns when they are stored.
   TSNorvMailSender SendAs(unsigned User, std::vector<TSNorvMailContent> const& Mails) {
     TSNorvReceivedMail Mail{{}, 0, Mails.front()};
-    Mail.Sender.User = User;
-    Mail.Sender.Group = User;
-    Mail.Sender.Identity = "of user " + std::to_string(User);
+    Mail.Sender = NewSender("of user " + std::to_string(User), User);
     for (TSNorvMailContent const& Content : Mails) {
       Mail.Content = Content;
       ++Mail.Number;

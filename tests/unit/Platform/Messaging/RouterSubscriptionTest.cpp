@@ -5,6 +5,7 @@
 
 #include "MessagingFixture.h"
 #include "RouterPeer.h"
+#include "tests/support/MailSender.h"
 
 namespace {
 
@@ -85,8 +86,7 @@ struct RouterSubscription : TMessagingFixture {
   void Publish(std::uint64_t Number, bool Refused = false) {
     m_Server.m_Router.Execute([&] {
       TSNorvReceivedMail Mail{{}, Number, OneRecord(eNorvEvent, 7)};
-      Mail.Sender.User = geteuid();
-      Mail.Sender.Identity = "peer";
+      Mail.Sender = NewSender("peer", geteuid());
       Refused ? m_Server.m_Service.Restore(Mail, Mail.Content)
               : m_Server.m_Service.Publish(Mail.Content, Mail);
     });
@@ -176,8 +176,7 @@ TEST_F(RouterSubscription, KeepsTheHighestAcknowledgementForASubscriberThatIsBeh
       m_Server.Publish(Number, std::string(60000, 'x'));
     }
     TSNorvReceivedMail Mail{{}, 6, OneRecord(eNorvEvent, 7)};
-    Mail.Sender.User = geteuid();
-    Mail.Sender.Identity = "peer";
+    Mail.Sender = NewSender("peer", geteuid());
     m_Server.m_Service.Acknowledge(Mail);
     Mail.Number = 3;  // it was repeated, and is acknowledged again
     m_Server.m_Service.Acknowledge(Mail);

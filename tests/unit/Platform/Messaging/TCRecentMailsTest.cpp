@@ -19,7 +19,7 @@ struct RecentMails : testing::Test {
   // Keeps the next mail of the sequence, with so many bytes of text.
   void Add(std::size_t Bytes = 0) {
     m_Mails.Add(std::make_shared<TSPublishedMail const>(
-        TSPublishedMail{"mailbox",
+        TSPublishedMail{m_Mailbox,
                         ++m_Last,
                         {},
                         0,
@@ -42,6 +42,8 @@ struct RecentMails : testing::Test {
   static constexpr std::size_t kCount = 1024;
   static constexpr std::size_t kMegabyte = std::size_t{1} << 20;
 
+  std::shared_ptr<std::string const> const m_Mailbox =
+      std::make_shared<std::string const>("mailbox");
   TCRecentMails m_Mails;
   std::uint64_t m_Last = 0;
 };
