@@ -25,10 +25,10 @@ namespace {
 using TCTransaction = TCPropertyDatabase::TCTransaction;
 
 constexpr int kRoomForTwo = 540;  // short values
-constexpr std::chrono::hours kAge{24};
-Property::TSHistoryLimits const kMany{1000, 1000000, kAge};
-Property::TSHistoryLimits const kOne{1, 1000000, kAge};
-Property::TSHistoryLimits const kNone{0, 1000000, kAge};
+constexpr std::chrono::hours kOneDay{24};
+Property::TSHistoryLimits const kKeepMany{1000, 1000000, kOneDay};
+Property::TSHistoryLimits const kKeepOne{1, 1000000, kOneDay};
+Property::TSHistoryLimits const kKeepNone{0, 1000000, kOneDay};
 
 TSPropertyRecord Value(int Number, std::string const& Data) {
   return {Number, TCRecordID(), TCMACAddress(), Data};
@@ -57,7 +57,7 @@ class PropertyDatabaseRecent : public DatabaseFixture {
   }
 
   static void Change(TCPropertyDatabase& Database, std::vector<TSHistoryEntry> const& Entries,
-                     Property::TSHistoryLimits const& Limits = kMany) {
+                     Property::TSHistoryLimits const& Limits = kKeepMany) {
     TCTransaction Transaction(Database);
     Note(Transaction, Entries, Limits, 0);
     Transaction.Commit();
@@ -92,7 +92,7 @@ TEST_F(PropertyDatabaseRecent, ChangeFewPagesAlthoughTheyLieFarApart) {
     for (TSPropertyRecord const& Record : Records) {
       Changes.push_back({&Record, &Origin, nullptr});
     }
-    Transaction.Store(Changes, kNone, 0);
+    Transaction.Store(Changes, kKeepNone, 0);
     Transaction.Commit();
     return std::filesystem::file_size(m_Path + "-wal");
   };
@@ -184,7 +184,7 @@ TEST_F(PropertyDatabaseRecent, StayWhenTheirMoveIsUndone) {
     Store(Database, Value(2, "b"));
     {
       TCTransaction Transaction(Database);
-      Note(Transaction, {Entry(1, 1, "undone"), Entry(1, 2, "undone")}, kMany, 0);
+      Note(Transaction, {Entry(1, 1, "undone"), Entry(1, 2, "undone")}, kKeepMany, 0);
     }
     EXPECT_EQ(Unmoved(CopyAsLeft("undone")), "2");
     EXPECT_THAT(Values(Database), ElementsAre("1/-/=a", "2/-/=b"));
@@ -217,7 +217,7 @@ TEST_F(PropertyDatabaseRecent, StandAlikeWhenManyAreStoredAtOnce) {
   for (int Room : {kRoomForTwo, kRoomForTwenty, 100 * kRoomForTwenty}) {
     TCPropertyDatabase Database(m_Path + std::to_string(Room), static_cast<std::size_t>(Room));
     TCTransaction Transaction(Database);
-    Transaction.Store(AtOnce, kMany, 0);
+    Transaction.Store(AtOnce, kKeepMany, 0);
     Transaction.Commit();
 
     EXPECT_EQ(Values(Database), Values(OneByOne));
@@ -292,7 +292,7 @@ TEST_F(PropertyDatabaseRecent, LeaveTheirHistoryWhenTheyAreMoved) {
 TEST_F(PropertyDatabaseRecent, StandThoughTheHistoryHasForgottenThem) {
   TCPropertyDatabase Database(m_Path);
   for (int Number : {1, 2, 3}) {
-    Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")}, kOne);
+    Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")}, kKeepOne);
     EXPECT_THAT(Shown(Database), SizeIs(1));
     EXPECT_EQ(Database.MeasureHistory(), 65U);
   }
@@ -311,7 +311,7 @@ TEST_F(PropertyDatabaseRecent, TakeTheirForgottenEntriesWithThem) {
   {
     TCPropertyDatabase Database(m_Path, kRoomForTwo);
     for (int Number : {1, 2, 3}) {
-      Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")}, kOne);
+      Change(Database, {Entry(static_cast<std::uint64_t>(Number), Number, "a")}, kKeepOne);
     }
   }
 
@@ -321,10 +321,10 @@ TEST_F(PropertyDatabaseRecent, TakeTheirForgottenEntriesWithThem) {
 TEST_F(PropertyDatabaseRecent, StandWithoutAnyHistory) {
   {
     TCPropertyDatabase Database(m_Path, kRoomForTwo);
-    Change(Database, {Entry(1, 1, "a")}, kNone);
+    Change(Database, {Entry(1, 1, "a")}, kKeepNone);
     EXPECT_THAT(Shown(Database), IsEmpty());
     EXPECT_EQ(Unmoved(CopyAsLeft("left")), "1");
-    Change(Database, {Entry(2, 2, "b"), Entry(2, 3, "c")}, kNone);
+    Change(Database, {Entry(2, 2, "b"), Entry(2, 3, "c")}, kKeepNone);
   }
 
   EXPECT_EQ(QuerySQL(m_Path, "SELECT count(*) FROM history"), "0");
@@ -393,7 +393,7 @@ TEST_F(PropertyDatabaseRecent, StandInTheOrderOfTheChangesOfOneTransaction) {
 
 TEST_F(PropertyDatabaseRecent, DoNotComeOverAValueThatTheHistoryHasNoRoomFor) {
   TCPropertyDatabase Database(m_Path, kRoomForTwo);
-  Property::TSHistoryLimits const Small{100, 300, kAge};
+  Property::TSHistoryLimits const Small{100, 300, kOneDay};
   Change(Database, {Entry(1, 1, "older")}, Small);
   Change(Database, {Entry(2, 1, std::string(1000, 'x'))}, Small);
 
