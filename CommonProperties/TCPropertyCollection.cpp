@@ -261,10 +261,9 @@ void TCPropertyCollection::ChangedThenNotify(TCCommonPropertyObject const& Objec
                                              TCCriticalSectionLock& Lock) {
   TCCommonPropertyObject const Copy(Object);
   CountChange();
-  OnPropertySet(Copy);
   unsigned const ChangeCount = get_ChangeCount();
+  OnPropertySet(Copy, Lock);
   Lock.Leave();
-  OnPropertyChanged(Copy);
   Notify(eNotifyChanged, Copy);
   TellLaterChange(Copy, ChangeCount);
 }
@@ -913,7 +912,11 @@ void TCPropertyCollection::CommitTransaction(TCPropertyTransaction* Transaction)
   RemoveTransaction(Transaction);
 }
 
-void TCPropertyCollection::OnPropertySet(TCCommonPropertyObject const&) {}
+void TCPropertyCollection::OnPropertySet(TCCommonPropertyObject const& Object,
+                                         TCCriticalSectionLock& Lock) {
+  Lock.Leave();
+  OnPropertyChanged(Object);
+}
 
 }  // namespace Property
 

@@ -9,7 +9,7 @@
 //  - the session callback, DoSetSession, DoDeleteSession and DoLoadPropertyList;
 //  - Notify's walk over the notifiers, and with it their OnPropQueued;
 //  - all of Notify for values that are updated or deleted;
-//  - OnPropertySet,
+//  - OnPropertySet, which leaves it,
 // and while all of one transaction, or of one received mail, is put into the store.
 // It is left before these run:
 //  - OnFetchProperty and validators;
@@ -237,9 +237,10 @@ class PROPERTY_EXPORT TCPropertyCollection {
   virtual void Notify(TENotificationType Type, TCCommonPropertyObject const& Object);
   /// Hands a transaction's changes over. The base only closes the transaction.
   virtual void CommitTransaction(TCPropertyTransaction* Transaction);
-  /// Called before OnPropertyChanged, with the lock held: what comes before and after it in the
-  /// store is certain here. Does nothing in the base.
-  virtual void OnPropertySet(TCCommonPropertyObject const& Object);
+  /// The same, with the lock held, by `Lock`: what comes before and after it in the store is
+  /// certain here. Leaves the lock before it does what may take long. The base leaves it and calls
+  /// OnPropertyChanged.
+  virtual void OnPropertySet(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock);
 
  protected:
   /// Takes this device's own MAC, completes the schema if nobody has, and registers the store.

@@ -2,7 +2,6 @@
 // Lays out the records of the property protocol.
 #include "PropertyInterface/TCNorvPropertyObject.h"
 
-#include "Platform/Utility/TCPerThread.h"
 #include "PropertyInterface/PropertyProtocol.h"
 
 namespace Property {
@@ -20,10 +19,10 @@ TCNorvPropertyObject::TCRequest::~TCRequest() = default;
 
 // The order of registration is the order on the wire, and is not that of the members.
 TCNorvPropertyObject::TCRecord::TCRecord() {
-  AddKey(m_ID, "id", TENorvFieldKind::eInteger);
+  Add(m_ID, "id", TENorvFieldKind::eInteger);
   Add(m_Data, "data", TENorvFieldKind::eString);
-  AddKey(m_Link, "link", TENorvFieldKind::eRecordID);
-  AddKey(m_MAC, "mac", TENorvFieldKind::eString);
+  Add(m_Link, "link", TENorvFieldKind::eRecordID);
+  Add(m_MAC, "mac", TENorvFieldKind::eString);
   Add(m_Loaded, "loaded", TENorvFieldKind::eBoolean);
 }
 
@@ -53,15 +52,6 @@ void TCNorvPropertyObject::SetRecord(int ID, std::string const& Data,
   }
   m_Record.m_Loaded.set_AsBool(Loaded);
   m_Record.m_MAC.set_AsString(MAC);
-}
-
-std::string TCNorvPropertyObject::Key(int ID, Accessories::TCRecordID const& Link,
-                                      std::string const& MAC) {
-  auto& Record = TCPerThread<TCRecord>::Get();
-  Record.m_ID = ID;
-  Record.m_Link.set_AsRecordID(Link);
-  Record.m_MAC.set_AsString(MAC);
-  return Record.get_Key();
 }
 
 void TCNorvPropertyObject::RequestProperty(int ID, Accessories::TCRecordID const& Link,

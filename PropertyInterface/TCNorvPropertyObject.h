@@ -52,9 +52,6 @@ class PROPERTY_EXPORT TCNorvPropertyObject : public TCNorvMailObject {
   /// Fills the record part as a request for one property; the link is written also when null.
   void RequestProperty(int ID, Accessories::TCRecordID const& Link, std::string const& MAC);
 
-  /// What get_Key() of a value record with this content is.
-  static std::string Key(int ID, Accessories::TCRecordID const& Link, std::string const& MAC);
-
   static TCNorvMailClassID m_MailClassID;
 
  private:

@@ -3,7 +3,6 @@
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 
 #include <algorithm>
-#include <functional>
 #include <set>
 #include <utility>
 #include <vector>
@@ -18,6 +17,7 @@
 #include "Platform/Utility/TCMACAddress.h"
 #include "Platform/Utility/TCPerThread.h"
 #include "Platform/Utility/TextConversions.h"
+#include "PropertyInterface/ChangeKey.h"
 #include "PropertyInterface/PropertyProtocol.h"
 #include "PropertyInterface/TCConditionalMail.h"
 #include "PropertyInterface/TCNorvControlObject.h"
@@ -69,14 +69,13 @@ class TCChangeMail {
     Scratch().get_Record().Encode(m_Writer);
   }
 
-  void Send(TCNorvServiceProxy const& Proxy) {
-    std::shared_ptr<TCNorvMailBody const> const Body = m_Writer.Finish();
+  TSNorvMailContent Finish() {
+    std::shared_ptr<TCNorvMailBody const> Body = m_Writer.Finish();
     if (Body->get_Size() > kLargeMail) {
       TCPerThread<TCNorvPropertyObject>::Drop();
     }
-    Proxy.Post(PropertyServer(),
-               {TCNorvPropertyObject::m_MailClassID, PropertyProtocol::kChange.Type,
-                PropertyProtocol::kChange.Name, Body});
+    return {TCNorvPropertyObject::m_MailClassID, PropertyProtocol::kChange.Type,
+            PropertyProtocol::kChange.Name, std::move(Body)};
   }
 
  private:
@@ -86,20 +85,13 @@ class TCChangeMail {
   TCNorvMailBody::TCWriter m_Writer{Scratch().get_Record().get_Signature()};
 };
 
-std::string MailKey(TCCommonPropertyObject const& Object) {
-  return TCNorvPropertyObject::Key(Object.get_ID().get_Number(), Object.get_Link(),
-                                   Object.get_MAC().get_AsString(':'));
+std::string KeyOfChange(TCCommonPropertyObject const& Object) {
+  return ChangeKey(Object.get_ID().get_Number(), Object.get_Link(), Object.get_MAC());
 }
 
-// The place in the store of what MailKey() names.
-TCPropertyKey StoreKey(std::string const& MailKey) {
-  std::vector<std::string> const Texts = TCNorvRecordObject::KeyTexts(MailKey);
-  TCPropertyID const* const ID = TCPropertyID::Find(ToInt(Texts.at(0)));
-  if (ID == nullptr) {
-    throw TCException(kSource, __LINE__).Format("Property ID %s is not defined", Texts[0].c_str());
-  }
-  return TCPropertyKey(*ID, Accessories::TCRecordID(Texts.at(1)), Texts.at(2));
-}
+// The calling thread's last mail, for the receipt of its last set: SetProperty answers the value,
+// so there is nowhere else to put it. The one thing about a change that is not handed on.
+thread_local std::uint64_t LastMail = 0;
 
 // What the records of mails are read into. Each thread keeps one: to make it takes longer than to
 // read a record, and a bulk load has hundreds of thousands.
@@ -111,6 +103,15 @@ struct TSReading {
   TCMACAddress Device;  // of LastMAC
 };
 
+// Whether a change of this process has overtaken what the mail says of a value, or of any.
+bool IsOvertaken(TCNorvMessage const& Mail, std::string const& Key) {
+  return Mail.get_InHand() != nullptr && Mail.get_InHand()->IsOvertaken(Key);
+}
+
+bool IsAnyOvertaken(TCNorvMessage const& Mail) {
+  return Mail.get_InHand() != nullptr && Mail.get_InHand()->IsAnyOvertaken();
+}
+
 // Who has a guard must not wait for the server, however long that is away: nobody else could use
 // the store.
 void ExpectNoGuard(std::string const& What) {
@@ -119,12 +120,6 @@ void ExpectNoGuard(std::string const& What) {
         .Format("%s: the server is not asked while this thread holds a read guard", What.c_str());
   }
 }
-
-// A change that could not be sent is not on its way.
-struct TCMarkEnd {
-  std::function<void()> m_Forget;
-  ~TCMarkEnd() { m_Forget(); }
-};
 
 }  // namespace
 
@@ -196,7 +191,7 @@ void TCPropertyCollectionDriver::Fetch() {
       m_OwnMACOnly ? PropertyProtocol::kActionOwn : PropertyProtocol::kActionAll;
   TraceCommon("Property Request All");
   TCOwnValues const Own = ClearForAnswer();
-  TCAnswerInHand const Answer(*this);
+  TCAnswerInHand const Answer(*this, Mail);
   if (!SendAndWait(PropertyServer(), Mail, kWithoutLimit)) {
     TraceCommon("Property Request All Done");
     throw TCException(kSource, 163).Format("Unable to fetch properties");
@@ -213,10 +208,10 @@ void TCPropertyCollectionDriver::Fetch() {
 TCPropertyCollectionDriver::TCOwnValues TCPropertyCollectionDriver::ClearForAnswer() {
   TCCriticalSectionLock const Lock(m_CSection);
   TCOwnValues Own;
-  for (std::string const& MailKey : KeysOnWay(PropertyServer(), Norv_PropertyMail)) {
-    auto const Stored = m_Properties.find(StoreKey(MailKey));
+  for (std::string const& Key : KeysOnWay(PropertyServer(), Norv_PropertyMail)) {
+    auto const Stored = m_Properties.find(StoreKey(Key));
     if (Stored != m_Properties.end()) {
-      Own.emplace(MailKey, *Stored->second);
+      Own.emplace(Key, *Stored->second);
     }
   }
   Clear();
@@ -227,15 +222,15 @@ TCPropertyCollectionDriver::TCOwnValues TCPropertyCollectionDriver::ClearForAnsw
 // those come first. A change whose value has gone meanwhile is left to what the server sends.
 void TCPropertyCollectionDriver::LayOver(TCOwnValues const& Own) {
   std::vector<std::string> Gone;
-  for (std::string const& MailKey : KeysOnWay(PropertyServer(), Norv_PropertyMail)) {
-    auto const Value = Own.find(MailKey);
-    if (m_Properties.count(StoreKey(MailKey)) != 0) {
+  for (std::string const& Key : KeysOnWay(PropertyServer(), Norv_PropertyMail)) {
+    auto const Value = Own.find(Key);
+    if (m_Properties.count(StoreKey(Key)) != 0) {
       continue;  // set since
     }
     if (Value != Own.end()) {
       LoadProperty(Value->second);
     } else {
-      Gone.push_back(MailKey);
+      Gone.push_back(Key);
     }
   }
   GiveUpChanges(PropertyServer(), Norv_PropertyMail, Gone);
@@ -301,7 +296,7 @@ TCPropertyCollectionDriver::TCChangedKeys TCPropertyCollectionDriver::TakeIn(
     if (!IsWanted(*ID, Link, MAC, OwnMAC)) {
       continue;
     }
-    if (IsAnyOvertaken() && IsOvertaken(Record.get_Key())) {
+    if (IsAnyOvertaken(Mail) && IsOvertaken(Mail, ChangeKey(Record.m_ID, Link, Device))) {
       continue;  // by a change of this process
     }
     bool const IsGone = !Record.m_Data.IsAssigned();  // the server holds no value
@@ -313,7 +308,7 @@ TCPropertyCollectionDriver::TCChangedKeys TCPropertyCollectionDriver::TakeIn(
     }
   }
   if (Whole) {
-    std::vector<TCPropertyKey> const Gone = RemoveAllBut(std::move(Named));
+    std::vector<TCPropertyKey> const Gone = RemoveAllBut(std::move(Named), Mail);
     for (TCPropertyKey const& Key : Gone) {
       Changed.emplace_back(Key, true);
     }
@@ -326,13 +321,14 @@ TCPropertyCollectionDriver::TCChangedKeys TCPropertyCollectionDriver::TakeIn(
 }
 
 // Leaves also those of which a change of this process is on its way. Returns what it has removed.
-std::vector<TCPropertyKey> TCPropertyCollectionDriver::RemoveAllBut(
-    std::vector<TCPropertyKey> Held) {
+std::vector<TCPropertyKey> TCPropertyCollectionDriver::RemoveAllBut(std::vector<TCPropertyKey> Held,
+                                                                    TCNorvMessage const& Mail) {
   std::sort(Held.begin(), Held.end());
   std::vector<TCPropertyKey> Gone;
   TCCriticalSectionLock const Lock(m_CSection);
   for (auto const& [Key, Value] : m_Properties) {
-    if (!std::binary_search(Held.begin(), Held.end(), Key) && !IsOvertaken(MailKey(*Value))) {
+    if (!std::binary_search(Held.begin(), Held.end(), Key) &&
+        !IsOvertaken(Mail, KeyOfChange(*Value))) {
       Gone.push_back(Key);
     }
   }
@@ -374,8 +370,19 @@ TCPropertyReceipt TCPropertyCollectionDriver::ReceiptOfAll() const {
 }
 
 TCPropertyReceipt TCPropertyCollectionDriver::ReceiptOfLast() const {
-  std::uint64_t const Last = get_LastSentHere(PropertyServer());
-  return Last == 0 ? TCPropertyReceipt() : TCPropertyReceipt(Last, Last);
+  static_cast<void>(get_LastSent(PropertyServer()));  // throws in a forked child
+  return LastMail == 0 ? TCPropertyReceipt() : TCPropertyReceipt(LastMail, LastMail);
+}
+
+// The receipt of no change when the store is closed.
+TCPropertyReceipt TCPropertyCollectionDriver::Send(TSNorvMailContent const& Content,
+                                                   TCNorvChange Change) const {
+  std::uint64_t const Number = PostChange(PropertyServer(), Content, std::move(Change));
+  if (Number == 0) {
+    return TCPropertyReceipt();
+  }
+  LastMail = Number;
+  return TCPropertyReceipt(Number, Number);
 }
 
 TSPropertyReceipt TCPropertyCollectionDriver::WaitFor(TCPropertyReceipt const& Receipt,
@@ -401,10 +408,8 @@ std::optional<TCPropertyReceipt> TCPropertyCollectionDriver::SendConditional(
   for (auto const& [Key, Change] : Transaction.get_Changes()) {
     Mail.Change(Key, Change->GetRealValue());
   }
-  if (!Post(PropertyServer(), Mail.Finish())) {
-    return std::nullopt;
-  }
-  return ReceiptOfLast();
+  TCPropertyReceipt const Receipt = Send(Mail.Finish());
+  return Receipt.m_Last == 0 ? std::nullopt : std::optional<TCPropertyReceipt>(Receipt);
 }
 
 // What the server has decided on comes as a published mail, too, before or after this.
@@ -412,7 +417,7 @@ void TCPropertyCollectionDriver::ApplyDecided(TCPropertyTransaction const& Trans
                                               TCPropertyReceipt const& Receipt) {
   std::vector<std::string> Keys;
   for (auto const& [Key, Change] : Transaction.get_Changes()) {
-    Keys.push_back(MailKey(*Change));
+    Keys.push_back(KeyOfChange(*Change));
   }
   TCCriticalSectionLock const Lock(m_CSection);
   std::vector<std::string> const Taken =
@@ -420,7 +425,7 @@ void TCPropertyCollectionDriver::ApplyDecided(TCPropertyTransaction const& Trans
   std::set<std::string> const Here(Taken.begin(), Taken.end());
   std::vector<TCPropertyKey> Changed;
   for (auto const& [Key, Change] : Transaction.get_Changes()) {
-    if (Here.count(MailKey(*Change)) != 0 &&
+    if (Here.count(KeyOfChange(*Change)) != 0 &&
         UpdateProperty(Key, Change->GetRealValue()) != nullptr) {
       Changed.push_back(Key);
     }
@@ -449,7 +454,7 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
     SendDebugOutput(DEBUG_PROPERTY, "Fetch property %s from server",
                     Object.get_ID().get_Name().c_str());
   }
-  TCAnswerInHand const Answer(*this);
+  TCAnswerInHand const Answer(*this, Mail);
   if (!SendAndWait(PropertyServer(), Mail, kWithoutLimit)) {
     return false;
   }
@@ -465,25 +470,32 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
   }
   std::string const Data = Record.m_Data.get_AsString();
   TCCriticalSectionLock Lock(m_CSection);
-  if (Record.m_Loaded.get_AsBool() && !IsOvertaken(Record.get_Key())) {
-    UpdateProperty(*PropID, Record.m_Link.get_AsRecordID(), Data, true,
-                   Record.m_MAC.get_AsString());
+  TCPropertyKey const Key(*PropID, Record.m_Link.get_AsRecordID(), Record.m_MAC.get_AsString());
+  if (Record.m_Loaded.get_AsBool() &&
+      !IsOvertaken(Mail, ChangeKey(Record.m_ID, Key.get_Link(), Key.get_MAC()))) {
+    UpdateProperty(*PropID, Key.get_Link(), Data, true, Record.m_MAC.get_AsString());
   }
   Lock.Leave();
   Object.SetRealValue(Data);
   return true;
 }
 
-// From here until its published copy comes, nothing that the server publishes replaces the value.
-void TCPropertyCollectionDriver::OnPropertySet(TCCommonPropertyObject const& Object) {
-  MarkChange(PropertyServer(), Norv_PropertyMail, {MailKey(Object)});
-}
-
-void TCPropertyCollectionDriver::OnPropertyChanged(TCCommonPropertyObject const& Object) {
-  TCMarkEnd const End{[this] { ForgetMark(); }};
+// From its mark until its published copy comes, nothing that the server publishes replaces the
+// value.
+void TCPropertyCollectionDriver::OnPropertySet(TCCommonPropertyObject const& Object,
+                                               TCCriticalSectionLock& Lock) {
+  TCNorvChange Change = MarkChange(PropertyServer(), Norv_PropertyMail, {KeyOfChange(Object)});
+  Lock.Leave();
   TCChangeMail Mail;
   Mail.Append(Object);
-  Mail.Send(*this);
+  Send(Mail.Finish(), std::move(Change));
+}
+
+// Of a value that the store has not just set, as the application may hand it over.
+void TCPropertyCollectionDriver::OnPropertyChanged(TCCommonPropertyObject const& Object) {
+  TCChangeMail Mail;
+  Mail.Append(Object);
+  Send(Mail.Finish());
 }
 
 void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transaction) {
@@ -493,8 +505,8 @@ void TCPropertyCollectionDriver::CommitTransaction(TCPropertyTransaction* Transa
 // `Receipt`, unless it is null, is taken before notifiers may set something, too.
 void TCPropertyCollectionDriver::Commit(TCPropertyTransaction* Transaction,
                                         TCPropertyReceipt* Receipt) {
-  TCMarkEnd const End{[this] { ForgetMark(); }};
   TCChangeMail Mail;
+  std::optional<TCNorvChange> OnWay;
   unsigned ChangeCount = 0;
   {
     TCCriticalSectionLock const Lock(m_CSection);
@@ -506,14 +518,14 @@ void TCPropertyCollectionDriver::Commit(TCPropertyTransaction* Transaction,
     for (auto const& [Key, Change] : Transaction->get_Changes()) {
       UpdateProperty(Key, Change->GetRealValue());
       Mail.Append(*Change);
-      Keys.push_back(MailKey(*Change));
+      Keys.push_back(KeyOfChange(*Change));
     }
-    MarkChange(PropertyServer(), Norv_PropertyMail, std::move(Keys));
+    OnWay.emplace(MarkChange(PropertyServer(), Norv_PropertyMail, std::move(Keys)));
     ChangeCount = get_ChangeCount();
   }
-  Mail.Send(*this);
+  TCPropertyReceipt const Sent = Send(Mail.Finish(), std::move(*OnWay));
   if (Receipt != nullptr) {
-    *Receipt = ReceiptOfLast();
+    *Receipt = Sent;
   }
   for (auto const& [Key, Change] : Transaction->get_Changes()) {
     Notify(eNotifyChanged, *Change);

@@ -88,7 +88,7 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   void OnPropertyMail(TCNorvMessage const& Mail);
 
   std::list<TCCommonPropertyObject> DoLoadPropertyList(TCPropertyID const& ID) override;
-  void OnPropertySet(TCCommonPropertyObject const& Object) override;
+  void OnPropertySet(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock) override;
   void OnPropertyChanged(TCCommonPropertyObject const& Object) override;
   /// Gives a value of this device, or of none, its default; asks the server for any other. False
   /// when no answer comes. Throws TCException for an answer that is not one known property.
@@ -99,7 +99,7 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   void OnMailRouterState(bool Reachable) override;
 
  private:
-  using TCOwnValues = std::map<std::string, TCCommonPropertyObject>;  // by their keys in mails
+  using TCOwnValues = std::map<std::string, TCCommonPropertyObject>;  // by their ChangeKey()
   using TCChangedKeys = std::vector<std::pair<TCPropertyKey, bool>>;  // and whether it is gone
 
   friend class TCPropertyReceipt;
@@ -111,6 +111,8 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   void Commit(TCPropertyTransaction* Transaction, TCPropertyReceipt* Receipt);
   TCPropertyReceipt ReceiptOfAll() const;
   TCPropertyReceipt ReceiptOfLast() const;
+  TCPropertyReceipt Send(TSNorvMailContent const& Content,
+                         TCNorvChange Change = TCNorvChange()) const;
   TSPropertyReceipt WaitFor(TCPropertyReceipt const& Receipt, int Timeout) const;
   using TCExpectations = std::map<TCPropertyKey, std::optional<std::string>>;
   std::optional<TCPropertyReceipt> SendConditional(TCPropertyTransaction const& Transaction,
@@ -120,7 +122,8 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   TCOwnValues ClearForAnswer();
   void LayOver(TCOwnValues const& Own);
   TCChangedKeys TakeIn(TCNorvMessage const& Mail);
-  std::vector<TCPropertyKey> RemoveAllBut(std::vector<TCPropertyKey> Held);
+  std::vector<TCPropertyKey> RemoveAllBut(std::vector<TCPropertyKey> Held,
+                                          TCNorvMessage const& Mail);
   bool IsWanted(TCPropertyID const& ID, Accessories::TCRecordID const& Link, std::string const& MAC,
                 std::string const& OwnMAC);
 

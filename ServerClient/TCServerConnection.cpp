@@ -97,6 +97,9 @@ bool TCServerConnection::IsReachedWithin(int Milliseconds) {
 }
 
 void TCServerConnection::Ask(TCNorvMessage& Mail) {
+  if (std::exchange(m_HoldsNext, false)) {
+    m_Answer.emplace(Proxy(), Mail);
+  }
   Reach();
   if (Proxy().SendAndWait(Server(), Mail, m_AnswerTime)) {
     return;
@@ -123,10 +126,20 @@ void TCServerConnection::WaitUntilStored(int Milliseconds) {
   }
 }
 
+// Ends the answer that is in hand, also where asking for it has failed.
+struct TCServerConnection::TSAnswerEnd {
+  TCServerConnection& Connection;
+  ~TSAnswerEnd() {
+    Connection.m_HoldsNext = false;
+    Connection.m_Answer.reset();
+  }
+};
+
 void TCServerConnection::Follow(TCNorvMailClassID const& MailClass,
                                 std::function<void()> const& Load) {
   Reach();
-  TCNorvServiceProxy::TCAnswerInHand const Answer(Proxy());
+  m_HoldsNext = true;
+  TSAnswerEnd const End{*this};
   Load();
   Proxy().ConnectService(MailClass, 0, false);
 }

@@ -4,6 +4,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "Platform/Messaging/TCNorvMessage.h"
@@ -56,6 +57,7 @@ class TCServerConnection {
 
  private:
   class TCProxy;
+  struct TSAnswerEnd;
 
   TCProxy& Proxy();
   [[noreturn]] void ThrowUnreached();
@@ -63,6 +65,8 @@ class TCServerConnection {
   std::string const m_Address;
   TSListener m_Listener;
   std::unique_ptr<TCProxy> m_Proxy;
+  bool m_HoldsNext = false;  // the answer of the next request
+  std::optional<TCNorvServiceProxy::TCAnswerInHand> m_Answer;
   int m_ReachTime = 2000;    // milliseconds
   int m_AnswerTime = 60000;  // what looks through very many values takes its time
 };

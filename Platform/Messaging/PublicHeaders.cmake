@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 # The headers that programs built with the library include.
 set(PUBLIC_HEADERS
+  TCNorvChange.h
   TCNorvEventLoop.h
   TCNorvField.h
   TCNorvLoopTimer.h
@@ -8,6 +9,7 @@ set(PUBLIC_HEADERS
   TCNorvMailBody.h
   TCNorvMailClassID.h
   TCNorvMailFunctions.h
+  TCNorvMailInHand.h
   TCNorvMailMessage.h
   TCNorvMailObject.h
   TCNorvMailRouter.h

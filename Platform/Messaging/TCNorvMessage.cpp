@@ -26,12 +26,13 @@ void RequireSignature(TCNorvMailBody const& Body, TCNorvRecordObject const& Reco
 TCNorvMessage::TCNorvMessage(TCNorvMailClassID const& MailClass, int SignalType, int SignalName)
     : m_MailClass(MailClass), m_SignalType(SignalType), m_SignalName(SignalName) {}
 
-TCNorvMessage::TCNorvMessage(TSNorvMailContent const& Content)
+TCNorvMessage::TCNorvMessage(TSNorvMailContent const& Content, TCNorvMailInHand* InHand)
     : m_Records(static_cast<std::size_t>(Content.Body->get_Count()), nullptr),
       m_MailClass(Content.MailClass),
       m_SignalType(Content.SignalType),
       m_SignalName(Content.SignalName),
-      m_Body(Content.Body) {}
+      m_Body(Content.Body),
+      m_InHand(InHand) {}
 
 TCNorvMessage::~TCNorvMessage() {
   ReleaseRecords();

@@ -12,6 +12,7 @@
 #include "Platform/Messaging/TCNorvServiceName.h"
 #include "Platform/PlatformExport.h"
 
+class TCNorvMailInHand;
 class TCNorvServiceProxy;
 
 /// What a mail says, detached from any record class; this is what travels and is kept.
@@ -28,7 +29,8 @@ struct TSNorvMailContent {
 class PROPERTY_PLATFORM_EXPORT TCNorvMessage {
  public:
   TCNorvMessage(TCNorvMailClassID const& MailClass, int SignalType, int SignalName);
-  explicit TCNorvMessage(TSNorvMailContent const& Content);
+  /// A received mail. `InHand` says what of it is overtaken, and outlives it.
+  explicit TCNorvMessage(TSNorvMailContent const& Content, TCNorvMailInHand* InHand = nullptr);
   TCNorvMessage(TCNorvMessage const&) = delete;
   TCNorvMessage& operator=(TCNorvMessage const&) = delete;
   virtual ~TCNorvMessage();
@@ -54,6 +56,9 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMessage {
   int get_SignalType() const { return m_SignalType; }
   int get_SignalName() const { return m_SignalName; }
 
+  /// What of the mail is overtaken; null when it was neither handed over nor is to be an answer in
+  /// hand.
+  TCNorvMailInHand const* get_InHand() const { return m_InHand; }
   TSNorvMailContent get_Content() const;
   /// The encoded records, for who reads many of them into one object. Throws TCException when there
   /// are any and they do not have the fields of `Layout`.
@@ -72,6 +77,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMessage {
   mutable std::vector<TCNorvMailObject*> m_Records;
 
  private:
+  friend class TCNorvServiceProxy;
+
   TCNorvRecordObject& BoundRecord(TCNorvMailObject& Object) const;
   void RequireLayout(TSNorvMailContent const& Content) const;
   std::shared_ptr<TCNorvMailBody const> EncodeRecords() const;
@@ -81,4 +88,5 @@ class PROPERTY_PLATFORM_EXPORT TCNorvMessage {
   int m_SignalType;
   int m_SignalName;
   std::shared_ptr<TCNorvMailBody const> m_Body;  // as received; null for a mail built here
+  TCNorvMailInHand* m_InHand = nullptr;
 };

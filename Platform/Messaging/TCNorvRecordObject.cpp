@@ -20,11 +20,7 @@ void TCNorvRecordObject::Add(TCNorvCommonField& Field, char const* Name) {
 }
 
 void TCNorvRecordObject::Add(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind) {
-  Register({&Field, Name, WireCode(Kind), false});
-}
-
-void TCNorvRecordObject::AddKey(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind) {
-  Register({&Field, Name, WireCode(Kind), true});
+  Register({&Field, Name, WireCode(Kind)});
 }
 
 void TCNorvRecordObject::Register(TSEntry const& Entry) {
@@ -33,32 +29,6 @@ void TCNorvRecordObject::Register(TSEntry const& Entry) {
   }
   m_Entries.push_back(Entry);
   m_Signature.push_back(Entry.Code);
-}
-
-// An unassigned field and an empty one say the same.
-std::string TCNorvRecordObject::get_Key() const {
-  std::string Key;
-  std::string Buffer;
-  for (TSEntry const& Entry : m_Entries) {
-    if (Entry.IsKey) {
-      std::string const& Text = Entry.Field->get_AsString(Buffer);
-      Key += std::to_string(Text.size());
-      Key += ':';
-      Key += Text;
-    }
-  }
-  return Key;
-}
-
-std::vector<std::string> TCNorvRecordObject::KeyTexts(std::string const& Key) {
-  std::vector<std::string> Texts;
-  for (std::size_t Place = 0; Place < Key.size();) {
-    std::size_t const Colon = Key.find(':', Place);
-    std::size_t const Size = std::stoul(Key.substr(Place, Colon - Place));
-    Texts.push_back(Key.substr(Colon + 1, Size));
-    Place = Colon + 1 + Size;
-  }
-  return Texts;
 }
 
 std::vector<std::string> TCNorvRecordObject::get_FieldNames() const {

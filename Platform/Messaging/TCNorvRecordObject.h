@@ -22,15 +22,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
   /// with its type beside it; with one it is always sent as that kind, which is shorter.
   void Add(TCNorvCommonField& Field, char const* Name);
   void Add(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind);
-  /// As Add, for a field that says what the record is about: a later record with the same keys
-  /// replaces an earlier one.
-  void AddKey(TCNorvCommonField& Field, char const* Name, TENorvFieldKind Kind);
 
   std::vector<std::string> get_FieldNames() const;
-  /// The content of the keys: equal for two records that are about the same thing.
-  std::string get_Key() const;
-  /// The texts of the fields that `Key`, an answer of get_Key(), was made of.
-  static std::vector<std::string> KeyTexts(std::string const& Key);
 
   /// The wire types of the fields, one letter each.
   std::string const& get_Signature() const { return m_Signature; }
@@ -45,7 +38,6 @@ class PROPERTY_PLATFORM_EXPORT TCNorvRecordObject {
     TCNorvCommonField* Field;
     char const* Name;
     char Code;
-    bool IsKey;
   };
 
   void Register(TSEntry const& Entry);

@@ -5,14 +5,7 @@
 #include <utility>
 
 #include "Platform/Messaging/Proxy/TCNorvProxyConnection.h"
-#include "Platform/Messaging/Proxy/ThreadStream.h"
 #include "Platform/Messaging/TCNorvMailFunctions.h"
-
-namespace {
-
-thread_local TCNorvServiceProxy::TCAnswerInHand* ThreadAnswer = nullptr;
-
-}  // namespace
 
 TCNorvServiceProxy::TCNorvServiceProxy()
     : m_Connection(std::make_shared<TCNorvProxyConnection>(*this)) {}
@@ -45,75 +38,52 @@ void TCNorvServiceProxy::ConnectService(TCNorvMailClassID const& MailClass, int 
 bool TCNorvServiceProxy::SendAndWait(TCNorvServiceName const& Service, TCNorvMessage& Mail,
                                      int const& Timeout) {
   TSNorvMailContent Content = Mail.get_Content();
-  bool const Held = ThreadAnswer != nullptr && ThreadAnswer->m_Connection == m_Connection &&
-                    !ThreadAnswer->m_InHand;
-  std::string const& Mailbox = Service.get_Mailbox();
-  if (!m_Connection->Exchange(Mailbox, Content, Timeout, Held)) {
+  if (!m_Connection->Exchange(Service.get_Mailbox(), Content, Timeout, Mail.m_InHand)) {
     return false;
-  }
-  if (Held) {
-    ThreadAnswer->m_InHand = true;
-    ThreadAnswer->m_Stream = StreamName(Mailbox, Content.MailClass);
   }
   Mail.SetContent(Content);
   return true;
 }
 
-TCNorvServiceProxy::TCAnswerInHand::TCAnswerInHand(TCNorvServiceProxy& Proxy)
-    : m_Connection(Proxy.m_Connection), m_Outer(std::exchange(ThreadAnswer, this)) {}
+TCNorvServiceProxy::TCAnswerInHand::TCAnswerInHand(TCNorvServiceProxy& Proxy, TCNorvMessage& Mail)
+    : m_Connection(Proxy.m_Connection) {
+  Mail.m_InHand = &m_InHand;
+}
 
 TCNorvServiceProxy::TCAnswerInHand::~TCAnswerInHand() {
-  ThreadAnswer = m_Outer;
-  if (m_InHand) {
+  if (m_InHand.IsAnswer()) {
     m_Connection->EndAnswer();
   }
 }
 
-void TCNorvServiceProxy::MarkChange(TCNorvServiceName const& Service,
-                                    TCNorvMailClassID const& MailClass,
-                                    std::vector<std::string> Keys) {
-  m_Connection->MarkChange(Service.get_Mailbox(), MailClass, std::move(Keys));
-}
-
-void TCNorvServiceProxy::ForgetMark() {
-  m_Connection->ForgetMark();
-}
-
-// Null when the calling thread puts no answer of this proxy to use.
-TCNorvServiceProxy::TCAnswerInHand const* TCNorvServiceProxy::AnswerInHand() const {
-  bool const Own = ThreadAnswer != nullptr && ThreadAnswer->m_InHand &&
-                   ThreadAnswer->m_Connection == m_Connection;
-  return Own ? ThreadAnswer : nullptr;
-}
-
-bool TCNorvServiceProxy::IsOvertaken(std::string const& Key) const {
-  if (TCAnswerInHand const* const Answer = AnswerInHand()) {
-    return m_Connection->get_OwnChanges().IsHeld(Answer->m_Stream, Key);
-  }
-  return m_Connection->IsOvertaken(Key);
-}
-
-bool TCNorvServiceProxy::IsAnyOvertaken() const {
-  if (AnswerInHand() != nullptr) {
-    return !m_Connection->get_OwnChanges().IsEmpty();
-  }
-  return m_Connection->IsAnyOvertaken();
+TCNorvChange TCNorvServiceProxy::MarkChange(TCNorvServiceName const& Service,
+                                            TCNorvMailClassID const& MailClass,
+                                            std::vector<std::string> Keys) {
+  return m_Connection->MarkChange(Service.get_Mailbox(), MailClass, std::move(Keys));
 }
 
 std::vector<std::string> TCNorvServiceProxy::KeysOnWay(TCNorvServiceName const& Service,
                                                        TCNorvMailClassID const& MailClass) const {
-  return m_Connection->get_OwnChanges().HeldKeys(StreamName(Service.get_Mailbox(), MailClass));
+  TCOwnChanges& Changes = m_Connection->get_OwnChanges();
+  return Changes.HeldKeys(Changes.StreamOf(Service.get_Mailbox(), MailClass));
 }
 
 void TCNorvServiceProxy::GiveUpChanges(TCNorvServiceName const& Service,
                                        TCNorvMailClassID const& MailClass,
                                        std::vector<std::string> const& Keys) {
-  m_Connection->get_OwnChanges().GiveUp(StreamName(Service.get_Mailbox(), MailClass), Keys);
+  TCOwnChanges& Changes = m_Connection->get_OwnChanges();
+  Changes.GiveUp(Changes.StreamOf(Service.get_Mailbox(), MailClass), Keys);
 }
 
 bool TCNorvServiceProxy::Post(TCNorvServiceName const& Service,
                               TSNorvMailContent const& Content) const {
-  return m_Connection->Post(Service.get_Mailbox(), Content);
+  return PostChange(Service, Content, TCNorvChange()) != 0;
+}
+
+std::uint64_t TCNorvServiceProxy::PostChange(TCNorvServiceName const& Service,
+                                             TSNorvMailContent const& Content,
+                                             TCNorvChange Change) const {
+  return m_Connection->Post(Service.get_Mailbox(), Content, std::move(Change));
 }
 
 bool TCNorvServiceProxy::WaitForAcknowledgements(int Timeout) {
@@ -126,10 +96,6 @@ bool TCNorvServiceProxy::WaitForDelivery(int Timeout) {
 
 std::uint64_t TCNorvServiceProxy::get_LastSent(TCNorvServiceName const& Service) const {
   return m_Connection->get_LastSent(Service.get_Mailbox());
-}
-
-std::uint64_t TCNorvServiceProxy::get_LastSentHere(TCNorvServiceName const& Service) const {
-  return m_Connection->get_LastSentHere(Service.get_Mailbox());
 }
 
 TENorvWait TCNorvServiceProxy::WaitForMail(TCNorvServiceName const& Service, std::uint64_t Number,

@@ -8,7 +8,9 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Messaging/TCNorvChange.h"
 #include "Platform/Messaging/TCNorvMailClassID.h"
+#include "Platform/Messaging/TCNorvMailInHand.h"
 #include "Platform/Messaging/TCNorvMessage.h"
 #include "Platform/Messaging/TCNorvServiceName.h"
 #include "Platform/PlatformExport.h"
@@ -76,23 +78,20 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// False, `Mail` unchanged, when the service refuses, the time passes or the proxy is closing.
   bool SendAndWait(TCNorvServiceName const& Service, TCNorvMessage& Mail, int const& Timeout);
 
-  /// While it lives, the answer that SendAndWait gets on the same thread is being put to use: mails
-  /// that were published after the answer was made are delivered when this ends, so that the answer
-  /// does not undo them. For one request; ended by the thread that made it.
+  /// While it lives, the answer that SendAndWait puts into `Mail` is being put to use: mails that
+  /// were published after the answer was made are delivered when this ends, so that the answer does
+  /// not undo them. For one request; ended by the thread that made it, before the proxy; `Mail` is
+  /// handed to nobody afterwards.
   class PROPERTY_PLATFORM_EXPORT TCAnswerInHand {
    public:
-    explicit TCAnswerInHand(TCNorvServiceProxy& Proxy);
+    TCAnswerInHand(TCNorvServiceProxy& Proxy, TCNorvMessage& Mail);
     TCAnswerInHand(TCAnswerInHand const&) = delete;
     TCAnswerInHand& operator=(TCAnswerInHand const&) = delete;
     ~TCAnswerInHand();
 
    private:
-    friend class TCNorvServiceProxy;
-
-    std::shared_ptr<TCNorvProxyConnection> m_Connection;
-    TCAnswerInHand* m_Outer;  // of the same thread
-    bool m_InHand = false;
-    std::string m_Stream;  // of the answer
+    std::shared_ptr<TCNorvProxyConnection> const m_Connection;
+    TCNorvMailInHand m_InHand;
   };
 
   /// Queues a mail for `Service` and returns at once; used by TCNorvMessage::Send. False when the
@@ -109,10 +108,8 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   /// waited for: inside a hook, or with an answer in hand.
   bool WaitForDelivery(int Timeout = -1);
 
-  /// The number of the last mail to `Service`, of all threads or of the calling one; 0 for none.
-  /// Throws TCException in a forked child.
+  /// The number of the last mail to `Service`; 0 for none. Throws TCException in a forked child.
   std::uint64_t get_LastSent(TCNorvServiceName const& Service) const;
-  std::uint64_t get_LastSentHere(TCNorvServiceName const& Service) const;
   /// Waits up to `Timeout` milliseconds (-1: without limit) until the mail with that number, and
   /// all before it, have been acknowledged, and all has arrived that the service has sent of them
   /// before to a subscription of SubscribeFirst(). Throws TCException in a forked child.
@@ -139,19 +136,15 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
   // A process that keeps a state which mails of `MailClass` change, its own as well as others',
   // ends where the service ends when it uses these, each under the lock that guards the state.
 
-  /// The calling thread makes a change that its next mail tells of. `Keys` says what is changed, as
-  /// TCNorvRecordObject::get_Key() says it of the mail's records. The change is on its way until
-  /// its published copy comes, which is delivered only if the state may hold something else.
-  void MarkChange(TCNorvServiceName const& Service, TCNorvMailClassID const& MailClass,
-                  std::vector<std::string> Keys);
-  /// The calling thread's change will not be sent; nothing happens when it has been.
-  void ForgetMark();
-  /// Whether the record of `Key` in the mail that the calling thread is being handed, or in its
-  /// answer in hand, is to be left out: because it may be older than a change on its way, or
-  /// because the state holds it already. False for any other mail.
-  bool IsOvertaken(std::string const& Key) const;
-  /// Whether IsOvertaken() may be true for any key.
-  bool IsAnyOvertaken() const;
+  /// A change is being made. `Keys` names what is changed, as TCNorvMailInHand::IsOvertaken() will
+  /// be asked for it. The change is on its way until the published copy of the mail comes with
+  /// which it is sent; that is delivered only if the state may hold something else.
+  TCNorvChange MarkChange(TCNorvServiceName const& Service, TCNorvMailClassID const& MailClass,
+                          std::vector<std::string> Keys);
+  /// As Post(), of a mail that tells of `Change`. Returns the mail's number; 0 when the proxy is
+  /// closed.
+  std::uint64_t PostChange(TCNorvServiceName const& Service, TSNorvMailContent const& Content,
+                           TCNorvChange Change) const;
   /// The keys of which changes are on their way that the state has not lost.
   std::vector<std::string> KeysOnWay(TCNorvServiceName const& Service,
                                      TCNorvMailClassID const& MailClass) const;
@@ -178,8 +171,6 @@ class PROPERTY_PLATFORM_EXPORT TCNorvServiceProxy {
 
  private:
   friend class TCNorvProxyConnection;
-
-  TCAnswerInHand const* AnswerInHand() const;
 
   TCNorvBasicMailFunctions* m_MailFunctions = nullptr;
   // Shared with the proxy's thread, which may come back from a hook after the proxy has gone.

@@ -93,7 +93,8 @@ def read_profile(text: str) -> Optional[tuple[str, float]]:
     if asked is None:
         return None
     trigger = re.fullmatch(r"(\w+) ([1-9]\d*)", asked[1])
-    total = re.search(r"^(?:summary|totals): (\d+)$", text, re.MULTILINE)
+    # Of all threads; the summary before it may be of one alone.
+    total = re.search(r"^totals: (\d+)$", text, re.MULTILINE)
     if trigger is None or total is None:
         raise CountError(f'the profile "{asked[1]}" lacks its operations or its instructions')
     return trigger[1], int(total[1]) / int(trigger[2])
@@ -155,6 +156,17 @@ def count(workload: Path, seconds: float = 100.0) -> dict[str, float]:
         return read_profiles([path.read_text(encoding="utf-8") for path in profiles])
 
 
+def count_all(workloads: Sequence[Path]) -> dict[str, float]:
+    """Instructions an operation of all workloads."""
+    counts: dict[str, float] = {}
+    for workload in workloads:
+        for name, instructions in count(workload).items():
+            if name in counts:
+                raise CountError(f"two workloads with {name}")
+            counts[name] = instructions
+    return counts
+
+
 def describe_versions(workload: Path) -> str:
     """The compiler, as the program says, and the installed libraries."""
     said = re.search(rb"GCC: \([^)]*\) [\d.]+", workload.read_bytes())
@@ -205,13 +217,18 @@ def judge(committed: str, now: Mapping[str, float], versions: str, source: str) 
 def main(arguments: Sequence[str]) -> int:
     """The exit code: 0 when no count has grown."""
     parser = argparse.ArgumentParser(description=__doc__)
-    parser.add_argument("workload", type=Path, help="instruction_workload of a release build")
+    parser.add_argument(
+        "workload",
+        type=Path,
+        nargs="+",
+        help="instruction_workload and change_workload of a release build",
+    )
     parser.add_argument("--update", action="store_true", help="writes the committed counts anew")
     parser.add_argument("--committed", type=Path, default=COMMITTED, metavar="FILE")
     options = parser.parse_args(arguments)
     try:
-        now = count(options.workload)
-        versions = describe_versions(options.workload)
+        now = count_all(options.workload)
+        versions = describe_versions(options.workload[0])
         if options.update:
             options.committed.write_text(write_counts(now, versions), encoding="utf-8")
             print(f"{options.committed} is written")

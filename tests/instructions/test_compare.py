@@ -17,14 +17,15 @@ from compare import GROWN, MISSING, NEW, SAME, SHRUNK, CountError
 COMMITTED = "# Counted with: GCC 1\nread 100.0\nset 200.0\n"
 
 
-def profile(trigger: str, instructions: int, total: str = "summary") -> str:
+def profile(trigger: str, instructions: int) -> str:
     """As callgrind writes it."""
-    return f"version: 1\n\ndesc: Trigger: {trigger}\n\nevents: Ir\n{total}: {instructions}\n\nfn=f\n"
+    head = f"version: 1\n\ndesc: Trigger: {trigger}\n\nevents: Ir\nsummary: 1\n\n"
+    return f"{head}fn=f\n0 {instructions}\n\ntotals: {instructions}\n"
 
 
-def asked(operation: str, times: int, instructions: int, total: str = "summary") -> str:
+def asked(operation: str, times: int, instructions: int) -> str:
     """Such a profile as the workload asks for."""
-    return profile(f"Client Request: {operation} {times}", instructions, total)
+    return profile(f"Client Request: {operation} {times}", instructions)
 
 
 class ReadTest(unittest.TestCase):
@@ -50,7 +51,7 @@ class ReadTest(unittest.TestCase):
         self.assertEqual(compare.read_versions(text), "GCC 1, libc 2")
 
     def test_divides_by_the_operations(self) -> None:
-        texts = [asked("read", 10, 1005), asked("set", 2, 7, total="totals")]
+        texts = [asked("read", 10, 1005), asked("set", 2, 7)]
         self.assertEqual(compare.read_profiles(texts), {"read": 100.5, "set": 3.5})
 
     def test_leaves_out_the_profile_of_the_end(self) -> None:
@@ -61,7 +62,7 @@ class ReadTest(unittest.TestCase):
         for bad in (
             asked("read", 0, 5),
             profile("Client Request: read", 5),
-            "desc: Trigger: Client Request: read 1\n",
+            "desc: Trigger: Client Request: read 1\nsummary: 5\n",
         ):
             with self.subTest(bad), self.assertRaisesRegex(CountError, 'profile "read'):
                 compare.read_profiles([bad])
@@ -125,9 +126,9 @@ for option; do case $option in --callgrind-out-file=*) out=${option#*=};; esac; 
 [ "$(./workload)" = counted ] || exit 9
 env | grep -q SECRET && exit 8
 for part in 1 2 10; do
-  printf 'desc: Trigger: Client Request: part%s 10\\nsummary: 1%s0\\n' $part $part >"$out.$part"
+  printf 'desc: Trigger: Client Request: part%s 10\\ntotals: 1%s0\\n' $part $part >"$out.$part"
 done
-printf 'desc: Trigger: Program termination\\nsummary: 7\\n' >"$out"
+printf 'desc: Trigger: Program termination\\ntotals: 7\\n' >"$out"
 """
 
 
@@ -190,6 +191,19 @@ class MainTest(unittest.TestCase):
         self.write("valgrind", f"#!/bin/sh\nread line <'{never}'\n")
         with self.assertRaisesRegex(CountError, "did not end within 0.2 seconds"):
             compare.count(self.folder / "counter", seconds=0.2)
+
+    def test_counts_all_workloads(self) -> None:
+        self.write("other", "#!/bin/sh\necho counted\n")
+        named = VALGRIND.replace("Request: part%s", "Request: %s%s")
+        name = "$(basename $(readlink workload))"
+        self.write("valgrind", named.replace("$part $part", f"{name} $part $part"))
+        found = compare.count_all([self.folder / "counter", self.folder / "other"])
+        names = ["counter1", "counter2", "counter10", "other1", "other2", "other10"]
+        self.assertEqual(list(found), names)
+
+    def test_refuses_an_operation_of_two_workloads(self) -> None:
+        with self.assertRaisesRegex(CountError, "two workloads with part1"):
+            compare.count_all([self.folder / "counter", self.folder / "counter"])
 
     def test_says_that_valgrind_is_missing(self) -> None:
         with mock.patch.dict(os.environ, {"PATH": str(self.folder / "empty")}):

@@ -27,6 +27,11 @@ TConvergenceModel::TConvergenceModel(TModelPlan const& Plan)
   m_Disk = m_Server;
 }
 
+// The one stream of its account is that of the values.
+TConvergenceModel::TProcess::TProcess() {
+  m_Own.StreamOf("mailbox", TCNorvMailClassID("values", 1));
+}
+
 // ---- what can happen ----
 
 std::vector<TConvergenceModel::TStep> TConvergenceModel::Steps() const {

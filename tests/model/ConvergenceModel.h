@@ -94,6 +94,8 @@ class TConvergenceModel {
     std::uint64_t m_OfOne = 0;  // of what stands after this mail
   };
   struct TProcess {
+    TProcess();
+
     std::vector<TThread> m_Threads;
     std::map<int, int> m_Store;
     int m_Exclusive = 0;  // what it has set, or heard that it has changed, of the exclusive key
@@ -178,7 +180,7 @@ class TConvergenceModel {
   void Crash();
   bool MayReplay(std::size_t Process) const;
 
-  static constexpr char kStream[] = "values";
+  static constexpr TCOwnChanges::TCStream kStream = 0;
 
   TModelPlan const* m_Plan;
   int m_CutsLeft;

@@ -3,9 +3,10 @@
 #include "Platform/Messaging/Proxy/TCInbox.h"
 
 #include <algorithm>
+#include <utility>
 
 bool TCInbox::TurnsAway() {
-  bool const IsAway = m_IsDelivering || IsHeldBy(std::this_thread::get_id());
+  bool const IsAway = IsDelivering() || IsHeldBy(std::this_thread::get_id());
   m_HasTurnedAway = m_HasTurnedAway || IsAway;
   return IsAway;
 }
@@ -16,14 +17,16 @@ TCInbox::TSReceived TCInbox::Take() {
   return Received;
 }
 
-void TCInbox::BeginDelivery(TSReceived const& Received) {
-  m_IsDelivering = true;
-  bool const OfOne = Received.Kind == TEKind::eCatchUp && !Received.Whole;
-  m_InDelivery = {OfOne ? Received.Stream : std::string(), Received.Number};
+void TCInbox::BeginDelivery(TSReceived const& Received, std::thread::id By) {
+  m_DeliveredBy = By;
+  m_InDelivery.reset();
+  if (Received.Kind == TEKind::eCatchUp && !Received.Whole) {
+    m_InDelivery = {Received.Stream, Received.Number};
+  }
 }
 
 bool TCInbox::EndDelivery() {
-  m_IsDelivering = false;
+  m_DeliveredBy = std::thread::id();
   return std::exchange(m_HasTurnedAway, false) && !IsEmpty();
 }
 

@@ -11,8 +11,6 @@
 
 #include "Platform/Messaging/FailureText.h"
 #include "Platform/Messaging/Proxy/TCLiveConnections.h"
-#include "Platform/Messaging/Proxy/TCThreadMark.h"
-#include "Platform/Messaging/Proxy/ThreadStream.h"
 #include "Platform/Messaging/Wire/SocketName.h"
 #include "Platform/Utility/RandomBytes.h"
 #include "Platform/Utility/TCException.h"
@@ -42,16 +40,10 @@ struct TSThreadRefusal {
   std::string Text;
 };
 
-struct TSUnmark {
-  TCOwnChanges::TCMark Mark = 0;
-  void operator()(TCOwnChanges* Changes) const { Changes->Unmark(Mark); }
-};
-
 }  // namespace
 
 TCNorvProxyConnection::TCNorvProxyConnection(TCNorvServiceProxy& Owner)
     : m_Owner(Owner),
-      m_OwnChanges(std::make_shared<TCOwnChanges>()),
       m_Process(getpid()),
       m_Link(Wire::RouterAddress(""), NewIdentity()),
       m_Wake(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
@@ -129,29 +121,24 @@ TCOutbox& TCNorvProxyConnection::OutboxOf(std::string const& Mailbox) {
   return m_Outboxes.try_emplace(Mailbox, Mailbox).first->second;
 }
 
-void TCNorvProxyConnection::MarkChange(std::string const& Mailbox,
-                                       TCNorvMailClassID const& MailClass,
-                                       std::vector<std::string> Keys) {
-  TCPerThread<TCThreadMark>::Get().Set(m_OwnChanges, StreamName(Mailbox, MailClass),
-                                       std::move(Keys));
+TCNorvChange TCNorvProxyConnection::MarkChange(std::string const& Mailbox,
+                                               TCNorvMailClassID const& MailClass,
+                                               std::vector<std::string> Keys) {
+  TCOwnChanges::TCStream const Stream = m_OwnChanges.StreamOf(Mailbox, MailClass);
+  return TCNorvChange(m_OwnChanges, m_OwnChanges.Mark(Stream, std::move(Keys)));
 }
 
-void TCNorvProxyConnection::ForgetMark() {
-  TCPerThread<TCThreadMark>::Get().Clear();
-}
-
-bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent const& Content) {
-  std::string const Stream = StreamName(Mailbox, Content.MailClass);  // throws for bad names
-  TCThreadMark& Here = TCPerThread<TCThreadMark>::Get();
-  TCOwnChanges::TCMark Mark = Here.Take(m_OwnChanges);
-  if (Mark == 0) {
-    Mark = m_OwnChanges->Mark(Stream, {});
+// A mail of which nobody has marked anything is one of no keys, so that its copy is known, too.
+std::uint64_t TCNorvProxyConnection::Post(std::string const& Mailbox,
+                                          TSNorvMailContent const& Content, TCNorvChange Change) {
+  if (Change.IsOfNothing()) {
+    return Post(Mailbox, Content, MarkChange(Mailbox, Content.MailClass, {}));
   }
-  std::unique_ptr<TCOwnChanges, TSUnmark> Unsent(m_OwnChanges.get(), TSUnmark{Mark});
+  TCOwnChanges::TCStream const Stream = m_OwnChanges.StreamOf(Mailbox, Content.MailClass);
   TCLock const Lock(m_Mutex);
   if (m_Closing) {
     RequireOwnProcess();
-    return false;
+    return 0;
   }
   std::size_t const Size = TCOutbox::KeptSize(Content);
   if (Size > kKeptLimit - m_KeptBytes || Content.Body->get_Size() > Wire::kMailLimit) {
@@ -165,22 +152,20 @@ bool TCNorvProxyConnection::Post(std::string const& Mailbox, TSNorvMailContent c
   TCOutbox& Outbox = OutboxOf(Mailbox);
   std::uint64_t const Number = Outbox.Add(Content, Stream);
   try {
-    m_OwnChanges->Sent(Mark, Number);
+    Change.Sent(Number);
   } catch (...) {
     Outbox.RemoveNewest();  // who is told that it was not sent may send it again
     throw;
   }
-  static_cast<void>(Unsent.release());
-  Here.NoteSent(Outbox.get_Serial(), Number);
   m_KeptBytes += Size;
   if (!HoldBack(Outbox)) {
     Transmit();
   }
-  return true;
+  return Number;
 }
 
 bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailContent& Content,
-                                     int Timeout, bool Held) {
+                                     int Timeout, TCNorvMailInHand* Held) {
   // Made now where it does not exist yet: nothing may fail between an answer and its use.
   TSThreadRefusal& Refusal = TCPerThread<TSThreadRefusal>::Get();
   Wire::RequireNames(Mailbox, Content.MailClass);
@@ -205,12 +190,6 @@ std::uint64_t TCNorvProxyConnection::get_LastSent(std::string const& Mailbox) {
   return OutboxOf(Mailbox).get_LastNumber();
 }
 
-std::uint64_t TCNorvProxyConnection::get_LastSentHere(std::string const& Mailbox) {
-  TCLock const Lock(m_Mutex);
-  RequireOwnProcess();
-  return TCPerThread<TCThreadMark>::Get().get_LastSent(OutboxOf(Mailbox).get_Serial());
-}
-
 TENorvWait TCNorvProxyConnection::WaitForMail(std::string const& Mailbox, std::uint64_t Number,
                                               int Timeout) {
   TCLock Lock(m_Mutex);
@@ -232,13 +211,11 @@ std::vector<std::string> TCNorvProxyConnection::TakeDecided(std::string const& M
                                                             TCNorvMailClassID const& MailClass,
                                                             std::uint64_t Number,
                                                             std::vector<std::string> const& Keys) {
-  std::string const& Stream = StreamName(Mailbox, MailClass);
+  TCOwnChanges::TCStream const Stream = m_OwnChanges.StreamOf(Mailbox, MailClass);
   TCLock const Lock(m_Mutex);
   bool const InDelivery = m_Inbox.IsDelivering(Stream, Number);
-  std::vector<std::string> Taken = m_OwnChanges->TakeDecided(Stream, Number, Keys, InDelivery);
-  if (m_OwnChanges->HasUpTo(Stream, Number)) {
-    PutAway({TCInbox::TEKind::eAcknowledged, Stream, Number, {MailClass, 0, 0, nullptr}});
-  }
+  std::vector<std::string> Taken = m_OwnChanges.TakeDecided(Stream, Number, Keys, InDelivery);
+  PutAwayAcknowledged(Stream, Number);
   return Taken;
 }
 

@@ -35,6 +35,8 @@
 #include "Platform/Messaging/Proxy/TCOwnChanges.h"
 #include "Platform/Messaging/Proxy/TCProxyLink.h"
 #include "Platform/Messaging/Proxy/TCSubscription.h"
+#include "Platform/Messaging/TCNorvChange.h"
+#include "Platform/Messaging/TCNorvMailInHand.h"
 #include "Platform/Messaging/TCNorvMessage.h"
 #include "Platform/Messaging/TCNorvServiceProxy.h"
 
@@ -50,25 +52,23 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   std::string get_Refusal();
   std::string get_Failure();
   void Subscribe(TCNorvMailClassID const& MailClass);
-  /// A change of `Keys` is being made that the calling thread's next mail of the class will tell
-  /// of.
-  void MarkChange(std::string const& Mailbox, TCNorvMailClassID const& MailClass,
-                  std::vector<std::string> Keys);
-  void ForgetMark();
-  /// Whether the mail that the calling thread is being handed is to leave `Key` alone.
-  bool IsOvertaken(std::string const& Key) const;
-  bool IsAnyOvertaken() const;
-  /// What changes of a class are on their way.
-  TCOwnChanges& get_OwnChanges() const { return *m_OwnChanges; }
-  bool Post(std::string const& Mailbox, TSNorvMailContent const& Content);
-  /// With `Held`, no mail is delivered after it has returned true until EndAnswer().
-  bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout, bool Held);
+  /// See TCNorvServiceProxy.
+  TCNorvChange MarkChange(std::string const& Mailbox, TCNorvMailClassID const& MailClass,
+                          std::vector<std::string> Keys);
+  /// What changes are on their way.
+  TCOwnChanges& get_OwnChanges() { return m_OwnChanges; }
+  /// The mail's number; 0 when the proxy is closed.
+  std::uint64_t Post(std::string const& Mailbox, TSNorvMailContent const& Content,
+                     TCNorvChange Change);
+  /// With `Held`, which then says what of the answer is overtaken, no mail is delivered after it
+  /// has returned true until EndAnswer().
+  bool Exchange(std::string const& Mailbox, TSNorvMailContent& Content, int Timeout,
+                TCNorvMailInHand* Held);
   void EndAnswer();
   bool WaitForAcknowledgements(int Timeout);
   bool WaitForDelivery(int Timeout);
   /// See TCNorvServiceProxy.
   std::uint64_t get_LastSent(std::string const& Mailbox);
-  std::uint64_t get_LastSentHere(std::string const& Mailbox);
   TENorvWait WaitForMail(std::string const& Mailbox, std::uint64_t Number, int Timeout);
   void SubscribeFirst(TCNorvMailClassID const& MailClass, TCNorvServiceProxy::TCWitness Witness);
   std::vector<std::string> TakeDecided(std::string const& Mailbox,
@@ -95,7 +95,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   struct TSExchange {
     std::string const* Mailbox;
     TSNorvMailContent* Content;
-    bool Held;  // the answer is put to use before anything later
+    TCNorvMailInHand* Held;  // not null: what comes later waits for its end
     std::thread::id Waiter = std::this_thread::get_id();
     std::uint64_t After = 0;    // mails up to this number go first
     std::uint64_t Request = 0;  // its number while it is on its way
@@ -107,7 +107,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   struct TSSource {
     std::string Mailbox;
     TCNorvMailClassID MailClass;
-    std::string Stream;
+    TCOwnChanges::TCStream Stream;
   };
 
   enum class TEEvent { eReachable, eLost, eMails };
@@ -145,7 +145,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void TellOfDelivery();
   void Signal(TEEvent Event);
   bool IsToBeHandedOver(TCInbox::TSReceived const& Received, std::set<std::string>& Held);
-  void HandOver(TCInbox::TSReceived const& Received, std::set<std::string> const& Held);
+  void HandOver(TCInbox::TSReceived const& Received, std::set<std::string> Held);
 
   // Forking.
   void RequireOwnProcess() const;
@@ -153,6 +153,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   // Sending; m_Mutex held.
   TCOutbox& OutboxOf(std::string const& Mailbox);
   bool HoldBack(TCOutbox const& Outbox);
+  bool IsRouterBehind();
   bool IsTimeToTransmit() const;
   void Transmit();
   template <class TFunction>
@@ -162,7 +163,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   void TransmitSubscriptions();
 
   // Receiving; m_Mutex held.
-  void Receive();
+  void Receive(int Most);
   void OnFrame();
   void OnWelcome();
   void OnRefused(Wire::TCFrameView const& Frame);
@@ -182,10 +183,11 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   bool IsWitnessed(TSSource const& Source) const;
   void NoteMissing(TSSource const& Source, bool Missing);
   void PutAway(TCInbox::TSReceived Received);
+  void PutAwayAcknowledged(TCOwnChanges::TCStream Stream, std::uint64_t Number);
   void OnLost();
 
   TCNorvServiceProxy& m_Owner;
-  std::shared_ptr<TCOwnChanges> const m_OwnChanges;
+  TCOwnChanges m_OwnChanges;
   pid_t const m_Process;  // that made it
 
   std::mutex m_Mutex;
@@ -200,6 +202,7 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   bool m_IsServed = false;   // a thread polls the link, or reads from it
   TCDeadline m_ServedUntil;  // when that thread looks up, if nothing happens before
   TCDeadline m_HeldUntil;    // when mails that are held back go out; none are while nobody serves
+  unsigned m_SentUnlooked = 0;  // mails that go out before it is asked again who is behind
   TSShortage m_Shortage;
   std::map<std::string, TCOutbox> m_Outboxes;  // by mailbox
   std::size_t m_KeptBytes = 0;                 // of the mails in them

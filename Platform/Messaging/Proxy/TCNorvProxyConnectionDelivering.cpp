@@ -15,16 +15,6 @@ namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/Proxy/TCNorvProxyConnectionDelivering";
 
-// The stream of the mail that the calling thread is being handed, by whom, and which records of it
-// the process holds already.
-struct TSThreadDelivery {
-  TCNorvProxyConnection const* Connection = nullptr;
-  std::string const* Stream = nullptr;
-  std::set<std::string> const* Held = nullptr;
-};
-
-thread_local TSThreadDelivery ThreadDelivery;
-
 }  // namespace
 
 void TCNorvProxyConnection::Start() {
@@ -102,7 +92,8 @@ void TCNorvProxyConnection::TellOfDelivery() {
 bool TCNorvProxyConnection::WaitForDelivery(int Timeout) {
   TCLock Lock(m_Mutex);
   RequireOwnProcess();
-  if (ThreadDelivery.Connection == this || m_Inbox.IsHeldBy(std::this_thread::get_id())) {
+  std::thread::id const Here = std::this_thread::get_id();
+  if (m_Inbox.IsDeliveredBy(Here) || m_Inbox.IsHeldBy(Here)) {
     return false;
   }
   ++m_DeliveryAwaited;
@@ -128,9 +119,9 @@ bool TCNorvProxyConnection::DeliverMail(bool Wait) {
     TCInbox::TSReceived const Received = m_Inbox.Take();
     std::set<std::string> Held;
     if (IsToBeHandedOver(Received, Held)) {
-      m_Inbox.BeginDelivery(Received);
+      m_Inbox.BeginDelivery(Received, std::this_thread::get_id());
       Lock.unlock();
-      HandOver(Received, Held);
+      HandOver(Received, std::move(Held));
       return true;
     }
     TellOfDelivery();
@@ -142,12 +133,12 @@ bool TCNorvProxyConnection::IsToBeHandedOver(TCInbox::TSReceived const& Received
                                              std::set<std::string>& Held) {
   switch (Received.Kind) {
     case TCInbox::TEKind::eOwn:
-      return m_OwnChanges->EndOwn(Received.Stream, Received.Number, Held);
+      return m_OwnChanges.EndOwn(Received.Stream, Received.Number, Held);
     case TCInbox::TEKind::eCatchUp:
-      m_OwnChanges->CatchUp(Received.Stream, Received.Number);
+      m_OwnChanges.CatchUp(Received.Stream, Received.Number);
       return true;
     case TCInbox::TEKind::eAcknowledged:
-      m_OwnChanges->Acknowledge(Received.Stream, Received.Number);
+      m_OwnChanges.Acknowledge(Received.Stream, Received.Number);
       return false;
     case TCInbox::TEKind::eForeign:
       break;
@@ -156,27 +147,19 @@ bool TCNorvProxyConnection::IsToBeHandedOver(TCInbox::TSReceived const& Received
 }
 
 void TCNorvProxyConnection::HandOver(TCInbox::TSReceived const& Received,
-                                     std::set<std::string> const& Held) {
-  auto const End = [this](TSThreadDelivery* Delivery) {
-    *Delivery = TSThreadDelivery();
+                                     std::set<std::string> Held) {
+  auto const End = [this](TCInbox* Inbox) {
     TCLock const Lock(m_Mutex);
-    if (m_Inbox.EndDelivery()) {
+    if (Inbox->EndDelivery()) {
       Signal(TEEvent::eMails);
       Wake();  // the proxy's thread may be polling
     }
     TellOfDelivery();
   };
-  ThreadDelivery = {this, &Received.Stream, &Held};
-  std::unique_ptr<TSThreadDelivery, decltype(End)> const Ending(&ThreadDelivery, End);
-  m_Owner.OnServiceMail(TCNorvMessage(Received.Content));
-}
-
-bool TCNorvProxyConnection::IsAnyOvertaken() const {
-  return ThreadDelivery.Connection == this &&
-         (!ThreadDelivery.Held->empty() || !m_OwnChanges->IsEmpty());
-}
-
-bool TCNorvProxyConnection::IsOvertaken(std::string const& Key) const {
-  return ThreadDelivery.Connection == this && (ThreadDelivery.Held->count(Key) != 0 ||
-                                               m_OwnChanges->IsOnWay(*ThreadDelivery.Stream, Key));
+  std::unique_ptr<TCInbox, decltype(End)> const Ending(&m_Inbox, End);
+  TCNorvMailInHand InHand;
+  InHand.m_Changes = &m_OwnChanges;
+  InHand.m_Stream = Received.Stream;
+  InHand.m_Held = std::move(Held);
+  m_Owner.OnServiceMail(TCNorvMessage(Received.Content, &InHand));
 }

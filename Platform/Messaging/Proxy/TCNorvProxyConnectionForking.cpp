@@ -15,11 +15,11 @@ constexpr char kSource[] = "../Platform/Messaging/Proxy/TCNorvProxyConnectionFor
 
 void TCNorvProxyConnection::PrepareFork() {
   m_Mutex.lock();
-  m_OwnChanges->Lock();
+  m_OwnChanges.Lock();
 }
 
 void TCNorvProxyConnection::EndForkInParent() {
-  m_OwnChanges->Unlock();
+  m_OwnChanges.Unlock();
   m_Mutex.unlock();
 }
 
@@ -27,7 +27,7 @@ void TCNorvProxyConnection::EndForkInParent() {
 // lies on their stacks, what they wait in. The socket is closed, or the router would take the
 // parent for alive while the child is.
 void TCNorvProxyConnection::EndForkInChild() {
-  m_OwnChanges->Unlock();
+  m_OwnChanges.Unlock();
   m_IsInherited = true;
   m_Closing = true;
   m_ThreadEnded = true;

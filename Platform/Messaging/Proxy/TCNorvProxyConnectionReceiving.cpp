@@ -7,13 +7,10 @@
 
 #include "Platform/Messaging/GuardedCall.h"
 #include "Platform/Messaging/Proxy/TCNorvProxyConnection.h"
-#include "Platform/Messaging/Proxy/ThreadStream.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
 
 namespace {
-
-constexpr int kBatch = 64;  // frames that are taken at a time
 
 TCInbox::TEKind KindOf(Wire::TEWhose Whose) {
   switch (Whose) {
@@ -28,10 +25,11 @@ TCInbox::TEKind KindOf(Wire::TEWhose Whose) {
 
 }  // namespace
 
-// No more than a batch, so that a stream of mails keeps nobody from the mutex.
-void TCNorvProxyConnection::Receive() {
+// No more than `Most` frames, so that a stream of mails keeps nobody from the mutex, and a lone
+// frame is delivered before the socket is asked for the next.
+void TCNorvProxyConnection::Receive(int Most) {
   Wire::TETransfer Result = Wire::TETransfer::eDone;
-  for (int Count = 0; Count < kBatch && Result == Wire::TETransfer::eDone; ++Count) {
+  for (int Count = 0; Count < Most && Result == Wire::TETransfer::eDone; ++Count) {
     Result = m_Link.Receive();
     if (Result == Wire::TETransfer::eDone) {
       Guarded("mail router", [this] { OnFrame(); });
@@ -126,14 +124,17 @@ void TCNorvProxyConnection::ReadAnswer(TSExchange& Exchange, Wire::TCFrameView c
   Wire::TSFrameHead const& Head = Frame.get_Head();
   TCNorvMailClassID const& MailClass = Exchange.Content->MailClass;
   TSNorvMailContent Answer = Frame.ReadOnly(MailClass);
+  TCOwnChanges::TCStream const Stream = m_OwnChanges.StreamOf(*Exchange.Mailbox, MailClass);
   // The first answer counts: what was published since is missing from the values it brought.
   if (SubscriptionOf(MailClass).BeginAt(Head.Position)) {
-    std::string const Stream = StreamName(*Exchange.Mailbox, MailClass);
     OutboxOf(*Exchange.Mailbox).NotePublished(Stream, Head.Number);
-    m_OwnChanges->CatchUp(Stream, Head.Number);
+    m_OwnChanges.CatchUp(Stream, Head.Number);
   }
-  if (Exchange.Held) {
+  if (Exchange.Held != nullptr && !Exchange.Held->IsAnswer()) {
     m_Inbox.HoldFor(Exchange.Waiter);
+    Exchange.Held->m_Changes = &m_OwnChanges;
+    Exchange.Held->m_Stream = Stream;
+    Exchange.Held->m_IsAnswer = true;
   }
   *Exchange.Content = std::move(Answer);
   Exchange.Answered = true;
@@ -147,12 +148,7 @@ void TCNorvProxyConnection::OnAcknowledged(Wire::TSFrameHead const& Head) {
   m_KeptBytes -= Found->second.Acknowledge(Head.Number);
   // Counts behind all that was published before: what has not come by then will not.
   for (auto const& [Stream, Published] : Found->second.get_Streams()) {
-    if (m_OwnChanges->HasUpTo(Stream, Head.Number)) {
-      PutAway({TCInbox::TEKind::eAcknowledged,
-               Stream,
-               Head.Number,
-               {TCNorvMailClassID("", 0), 0, 0, nullptr}});
-    }
+    PutAwayAcknowledged(Stream, Head.Number);
   }
   m_Changed.notify_all();
   Transmit();
@@ -166,7 +162,7 @@ TCNorvProxyConnection::TSSource const& TCNorvProxyConnection::SourceOf(
       m_LastSource->MailClass.get_Version() != Head.Version) {
     std::string const Mailbox(Head.Mailbox);
     TCNorvMailClassID const MailClass = Frame.get_Class();
-    m_LastSource = {Mailbox, MailClass, StreamName(Mailbox, MailClass)};
+    m_LastSource = {Mailbox, MailClass, m_OwnChanges.StreamOf(Mailbox, MailClass)};
   }
   return *m_LastSource;
 }
@@ -265,15 +261,22 @@ bool TCNorvProxyConnection::Admit(TSSource const& Source, Wire::TSPosition const
 
 // What nobody has to hear of, and has nothing before it, is done at once.
 void TCNorvProxyConnection::PutAway(TCInbox::TSReceived Received) {
-  bool const First = m_Inbox.IsNextInLine();
-  if (First && Received.Kind == TCInbox::TEKind::eAcknowledged) {
-    m_OwnChanges->Acknowledge(Received.Stream, Received.Number);
-    return;
-  }
-  if (First && Received.Kind == TCInbox::TEKind::eOwn &&
-      m_OwnChanges->EndOwnSilently(Received.Stream, Received.Number)) {
+  if (Received.Kind == TCInbox::TEKind::eOwn && m_Inbox.IsNextInLine() &&
+      m_OwnChanges.EndOwnSilently(Received.Stream, Received.Number)) {
     return;
   }
   m_Inbox.Add(std::move(Received));
   Signal(TEEvent::eMails);
+}
+
+void TCNorvProxyConnection::PutAwayAcknowledged(TCOwnChanges::TCStream Stream,
+                                                std::uint64_t Number) {
+  if (m_Inbox.IsNextInLine()) {
+    m_OwnChanges.Acknowledge(Stream, Number);
+  } else if (m_OwnChanges.HasUpTo(Stream, Number)) {
+    PutAway({TCInbox::TEKind::eAcknowledged,
+             Stream,
+             Number,
+             {TCNorvMailClassID("", 0), 0, 0, nullptr}});
+  }
 }

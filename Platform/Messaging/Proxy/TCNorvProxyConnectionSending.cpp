@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr std::size_t kBusy = 8;  // mails on their way to one mailbox before others may wait
+constexpr unsigned kBusy = 8;  // mails on their way to one mailbox before others may wait
 constexpr std::chrono::microseconds kHoldTime{200};
 constexpr std::chrono::milliseconds kSendingRetryDelay{100};  // after memory or files ran out
 
@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds kSendingRetryDelay{100};  // after memory or
 // router anyway, and only while somebody serves, who ends its waiting in time.
 bool TCNorvProxyConnection::HoldBack(TCOutbox const& Outbox) {
   if (!m_Link.IsReady() || !m_IsServed || Outbox.get_OnWay() < kBusy ||
-      !(m_HeldUntil || m_Link.IsRouterBehind()) || Outbox.IsWorthAFrame()) {
+      !(m_HeldUntil || IsRouterBehind()) || Outbox.IsWorthAFrame()) {
     return false;
   }
   if (!m_HeldUntil) {
@@ -27,6 +27,17 @@ bool TCNorvProxyConnection::HoldBack(TCOutbox const& Outbox) {
     LookUpBy(*m_HeldUntil);
   }
   return true;
+}
+
+// A call of the system, and so not made for each mail while the router keeps up.
+bool TCNorvProxyConnection::IsRouterBehind() {
+  if (m_SentUnlooked > 0) {
+    --m_SentUnlooked;
+    return false;
+  }
+  bool const IsBehind = m_Link.IsRouterBehind();
+  m_SentUnlooked = IsBehind ? 0 : kBusy - 1;
+  return IsBehind;
 }
 
 bool TCNorvProxyConnection::IsTimeToTransmit() const {

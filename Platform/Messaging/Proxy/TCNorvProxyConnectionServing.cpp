@@ -8,6 +8,13 @@
 
 #include "Platform/Messaging/Proxy/TCNorvProxyConnection.h"
 
+namespace {
+
+constexpr int kBatch = 64;  // frames that are taken at a time, where more than one are waiting
+constexpr std::chrono::microseconds kBacklogTime{20};  // in which one comes that was waiting
+
+}  // namespace
+
 TCNorvProxyConnection::TCDeadline TCNorvProxyConnection::DeadlineAfter(int Milliseconds) {
   if (Milliseconds < 0) {
     return std::nullopt;
@@ -52,8 +59,9 @@ void TCNorvProxyConnection::Serve(TCLock& Lock, TCDeadline Deadline) {
       TCClock::now() >= m_Link.get_NextAttempt()) {
     m_Link.Connect();
   }
+  TCClock::time_point const Before = TCClock::now();
   if (Poll(Lock, Deadline)) {
-    Receive();
+    Receive(TCClock::now() - Before < kBacklogTime ? kBatch : 1);
   }
   if (IsTimeToTransmit()) {
     Transmit();

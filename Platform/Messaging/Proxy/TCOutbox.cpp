@@ -2,7 +2,6 @@
 // Keeps mails until they are acknowledged.
 #include "Platform/Messaging/Proxy/TCOutbox.h"
 
-#include <atomic>
 #include <utility>
 
 namespace {
@@ -14,20 +13,15 @@ constexpr std::size_t kMailOverhead = 480;
 constexpr std::size_t kFullFrameMails = 32;
 constexpr std::size_t kFullFrameBytes = std::size_t{16} << 10;
 
-std::uint64_t NewSerial() {
-  static std::atomic<std::uint64_t> Last{0};
-  return ++Last;
-}
-
 }  // namespace
 
-TCOutbox::TCOutbox(std::string Mailbox) : m_Mailbox(std::move(Mailbox)), m_Serial(NewSerial()) {}
+TCOutbox::TCOutbox(std::string Mailbox) : m_Mailbox(std::move(Mailbox)) {}
 
 std::size_t TCOutbox::KeptSize(TSNorvMailContent const& Content) {
   return Content.Body->get_MemorySize() + kMailOverhead;
 }
 
-std::uint64_t TCOutbox::Add(TSNorvMailContent const& Content, std::string const& Stream) {
+std::uint64_t TCOutbox::Add(TSNorvMailContent const& Content, TCOwnChanges::TCStream Stream) {
   m_Streams.try_emplace(Stream, 0);
   m_Mails.push_back({m_LastNumber + 1, Content});
   return ++m_LastNumber;

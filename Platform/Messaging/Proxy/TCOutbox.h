@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Messaging/Proxy/TCOwnChanges.h"
 #include "Platform/Messaging/TCNorvMessage.h"
 #include "Platform/Messaging/Wire/Frame.h"
 
@@ -18,8 +19,8 @@ class TCOutbox {
  public:
   explicit TCOutbox(std::string Mailbox);
 
-  /// Keeps a mail of `Stream`, a name for its class at this mailbox, and returns its number.
-  std::uint64_t Add(TSNorvMailContent const& Content, std::string const& Stream);
+  /// Keeps a mail of `Stream`, its class at this mailbox, and returns its number.
+  std::uint64_t Add(TSNorvMailContent const& Content, TCOwnChanges::TCStream Stream);
   /// Takes the mail back that was added last.
   void RemoveNewest();
   /// Forgets the mails up to `Number` that are on their way; returns the bytes that they took.
@@ -48,7 +49,7 @@ class TCOutbox {
   /// Hands the kept mails of a class to `Take` that come after the last one that was published, as
   /// far as is known, up to `Number`; that is the last one then.
   template <class TTake>
-  void TakePublished(TCNorvMailClassID const& MailClass, std::string const& Stream,
+  void TakePublished(TCNorvMailClassID const& MailClass, TCOwnChanges::TCStream Stream,
                      std::uint64_t Number, TTake const& Take) {
     std::uint64_t& Published = m_Streams[Stream];
     for (TSMail const& Mail : m_Mails) {
@@ -62,18 +63,16 @@ class TCOutbox {
     Published = Number;
   }
   /// The mails of `Stream` up to `Number` are among what was published or answered.
-  void NotePublished(std::string const& Stream, std::uint64_t Number) {
+  void NotePublished(TCOwnChanges::TCStream Stream, std::uint64_t Number) {
     m_Streams[Stream] = Number;
   }
-  /// Names of the streams that mails have gone to, and their last ones that were published.
-  std::map<std::string, std::uint64_t> const& get_Streams() const { return m_Streams; }
+  /// The streams that mails have gone to, and their last ones that were published.
+  std::map<TCOwnChanges::TCStream, std::uint64_t> const& get_Streams() const { return m_Streams; }
 
   std::uint64_t get_LastNumber() const { return m_LastNumber; }
   std::uint64_t get_LastAcknowledged() const {
     return m_Mails.empty() ? m_LastNumber : m_Mails.front().Number - 1;
   }
-  /// Its number among all outboxes of the process.
-  std::uint64_t get_Serial() const { return m_Serial; }
 
   /// Bytes that a kept mail takes of the memory, with what is noted of it elsewhere.
   static std::size_t KeptSize(TSNorvMailContent const& Content);
@@ -85,9 +84,8 @@ class TCOutbox {
   };
 
   std::string const m_Mailbox;
-  std::uint64_t const m_Serial;
   std::deque<TSMail> m_Mails;  // oldest first; those before m_OnWay are on their way
   std::size_t m_OnWay = 0;
   std::uint64_t m_LastNumber = 0;
-  std::map<std::string, std::uint64_t> m_Streams;
+  std::map<TCOwnChanges::TCStream, std::uint64_t> m_Streams;
 };

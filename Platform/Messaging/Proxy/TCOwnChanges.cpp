@@ -3,8 +3,9 @@
 #include "Platform/Messaging/Proxy/TCOwnChanges.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
+
+#include "Platform/Messaging/Wire/Frame.h"
 
 namespace {
 
@@ -31,35 +32,48 @@ TCOwnChanges::TCOwnChanges(TCOwnChanges const& Other) {
     }
     return Result;
   };
-  for (auto const& [Name, Stream] : Other.m_Streams) {
-    TSStream& Copy = m_Streams[Name];
-    Copy.Keys = Stream.Keys;
-    Copy.UpTo = Stream.UpTo;
+  for (TSStream const& Stream : Other.m_Streams) {
+    m_Streams.push_back({Stream.Mailbox, Stream.MailClass, Stream.Keys, {}, {}, Stream.UpTo});
+    TSStream& Copy = m_Streams.back();
     for (auto const& [Number, Places] : Stream.Mails) {
       Copy.Mails.emplace(Number, Here(Copy, Places));
     }
     for (auto const& [Number, Places] : Stream.Come) {
       Copy.Come.emplace(Number, Here(Copy, Places));
     }
-    for (auto const& [Mark, Marked] : Other.m_Marked) {
-      if (Marked.Stream == &Stream) {
-        m_Marked.emplace(Mark, TSMarked{&Copy, Here(Copy, Marked.Places)});
-      }
-    }
   }
+  for (TSMarked const& Marked : Other.m_Marked) {
+    m_Marked.push_back({Marked.Mark, Marked.Stream, Here(m_Streams[Marked.Stream], Marked.Places)});
+  }
+}
+
+TCOwnChanges::TCStream TCOwnChanges::StreamOf(std::string const& Mailbox,
+                                              TCNorvMailClassID const& MailClass) {
+  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCStream Stream = 0;
+  while (Stream < m_Streams.size() &&
+         !(m_Streams[Stream].MailClass == MailClass && m_Streams[Stream].Mailbox == Mailbox)) {
+    ++Stream;
+  }
+  if (Stream == m_Streams.size()) {
+    Wire::RequireNames(Mailbox, MailClass);
+    m_Streams.push_back({Mailbox, MailClass, {}, {}, {}, 0});
+  }
+  return Stream;
 }
 
 // ---- changes that are made ----
 
-TCOwnChanges::TCMark TCOwnChanges::Mark(std::string const& Stream, std::vector<std::string> Keys) {
+// What can fail comes first.
+TCOwnChanges::TCMark TCOwnChanges::Mark(TCStream Stream, std::vector<std::string> Keys) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
-  TSMarked Marked{&m_Streams[Stream], {}};
+  TSMarked Marked{m_LastMark + 1, Stream, {}};
   Marked.Places.reserve(Keys.size());
   for (std::string& Key : Keys) {
-    Marked.Places.push_back(Marked.Stream->Keys.try_emplace(std::move(Key)).first);
+    Marked.Places.push_back(m_Streams[Stream].Keys.try_emplace(std::move(Key)).first);
   }
-  TCPlaces const& Places = m_Marked.emplace(m_LastMark + 1, std::move(Marked)).first->second.Places;
-  for (auto const& Place : Places) {
+  m_Marked.push_back(std::move(Marked));
+  for (auto const& Place : m_Marked.back().Places) {
     ++Place->second.Changes;
     Place->second.GivenUp = false;
     ++m_OnWay;
@@ -69,73 +83,69 @@ TCOwnChanges::TCMark TCOwnChanges::Mark(std::string const& Stream, std::vector<s
 
 void TCOwnChanges::Unmark(TCMark Mark) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
-  auto const Marked = m_Marked.find(Mark);
-  if (Marked != m_Marked.end()) {
-    for (auto const& Place : Marked->second.Places) {
-      EndChange(Place->second);
-      EraseIfUnused(*Marked->second.Stream, Place);
-    }
-    m_Marked.erase(Marked);
+  auto const Marked = FindMarked(Mark);
+  for (auto const& Place : Marked->Places) {
+    EndChange(Place->second);
+    EraseIfUnused(m_Streams[Marked->Stream], Place);
   }
+  m_Marked.erase(Marked);
 }
 
 void TCOwnChanges::Sent(TCMark Mark, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
-  auto const Marked = m_Marked.find(Mark);
-  for (auto const& Place : Marked->second.Places) {
+  auto const Marked = FindMarked(Mark);
+  auto& Mails = m_Streams[Marked->Stream].Mails;
+  TCPlaces& Places = Mails.try_emplace(Mails.end(), Number)->second;
+  Places = std::move(Marked->Places);
+  for (auto const& Place : Places) {
     TSKey& Key = Place->second;
     Key.Inverted = Key.LastSent > Mark;
     Key.LastSent = std::max(Key.LastSent, Mark);
   }
-  Marked->second.Stream->Mails[Number] = std::move(Marked->second.Places);
   m_Marked.erase(Marked);
 }
 
-bool TCOwnChanges::IsOnWay(std::string const& Stream, std::string const& Key) const {
+// It is there: who has it gives it back once.
+std::vector<TCOwnChanges::TSMarked>::iterator TCOwnChanges::FindMarked(TCMark Mark) {
+  return std::find_if(m_Marked.begin(), m_Marked.end(),
+                      [Mark](TSMarked const& Marked) { return Marked.Mark == Mark; });
+}
+
+bool TCOwnChanges::IsOnWay(TCStream Stream, std::string const& Key) const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   return Find(Stream, Key) != nullptr;
 }
 
-bool TCOwnChanges::IsHeld(std::string const& Stream, std::string const& Key) const {
+bool TCOwnChanges::IsHeld(TCStream Stream, std::string const& Key) const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSKey const* const Known = Find(Stream, Key);
   return Known != nullptr && !Known->GivenUp;
 }
 
 // Null when no change of it is on its way.
-TCOwnChanges::TSKey const* TCOwnChanges::Find(std::string const& Stream,
-                                              std::string const& Key) const {
-  auto const Known = m_Streams.find(Stream);
-  if (Known == m_Streams.end()) {
-    return nullptr;
-  }
-  auto const Place = Known->second.Keys.find(Key);
-  return Place != Known->second.Keys.end() && Place->second.Changes != 0 ? &Place->second : nullptr;
+TCOwnChanges::TSKey const* TCOwnChanges::Find(TCStream Stream, std::string const& Key) const {
+  TCKeys const& Keys = m_Streams[Stream].Keys;
+  auto const Place = Keys.find(Key);
+  return Place != Keys.end() && Place->second.Changes != 0 ? &Place->second : nullptr;
 }
 
-std::vector<std::string> TCOwnChanges::HeldKeys(std::string const& Stream) const {
+std::vector<std::string> TCOwnChanges::HeldKeys(TCStream Stream) const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   std::vector<std::string> Keys;
-  auto const Known = m_Streams.find(Stream);
-  if (Known != m_Streams.end()) {
-    for (auto const& [Text, Key] : Known->second.Keys) {
-      if (Key.Changes != 0 && !Key.GivenUp) {
-        Keys.push_back(Text);
-      }
+  for (auto const& [Text, Key] : m_Streams[Stream].Keys) {
+    if (Key.Changes != 0 && !Key.GivenUp) {
+      Keys.push_back(Text);
     }
   }
   return Keys;
 }
 
-void TCOwnChanges::GiveUp(std::string const& Stream, std::vector<std::string> const& Keys) {
+void TCOwnChanges::GiveUp(TCStream Stream, std::vector<std::string> const& Keys) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
-  auto const Known = m_Streams.find(Stream);
-  if (Known == m_Streams.end()) {
-    return;
-  }
+  TCKeys& Known = m_Streams[Stream].Keys;
   for (std::string const& Key : Keys) {
-    auto const Place = Known->second.Keys.find(Key);
-    if (Place != Known->second.Keys.end() && Place->second.Changes != 0) {
+    auto const Place = Known.find(Key);
+    if (Place != Known.end() && Place->second.Changes != 0) {
       Place->second.GivenUp = true;
     }
   }
@@ -148,8 +158,7 @@ bool TCOwnChanges::IsEmpty() const {
 
 // ---- the end of their way ----
 
-bool TCOwnChanges::EndOwn(std::string const& Stream, std::uint64_t Number,
-                          std::set<std::string>& Held) {
+bool TCOwnChanges::EndOwn(TCStream Stream, std::uint64_t Number, std::set<std::string>& Held) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   auto const Mail = Known.Mails.find(Number);
@@ -166,7 +175,7 @@ bool TCOwnChanges::EndOwn(std::string const& Stream, std::uint64_t Number,
   return Applied;
 }
 
-bool TCOwnChanges::EndOwnSilently(std::string const& Stream, std::uint64_t Number) {
+bool TCOwnChanges::EndOwnSilently(TCStream Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   auto const Mail = Known.Mails.find(Number);
@@ -216,7 +225,7 @@ void TCOwnChanges::MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>:
   Stream.Mails.insert(Stream.Come.extract(Mail));
 }
 
-void TCOwnChanges::CatchUp(std::string const& Stream, std::uint64_t Number) {
+void TCOwnChanges::CatchUp(TCStream Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   Known.UpTo = Number;
@@ -231,7 +240,7 @@ void TCOwnChanges::CatchUp(std::string const& Stream, std::uint64_t Number) {
 
 // ---- changes that the service has decided on ----
 
-std::vector<std::string> TCOwnChanges::TakeDecided(std::string const& Stream, std::uint64_t Number,
+std::vector<std::string> TCOwnChanges::TakeDecided(TCStream Stream, std::uint64_t Number,
                                                    std::vector<std::string> const& Keys,
                                                    bool InDelivery) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
@@ -242,7 +251,7 @@ std::vector<std::string> TCOwnChanges::TakeDecided(std::string const& Stream, st
     return Taken;
   }
   for (std::string const& Key : Keys) {
-    if (!IsChangedAfter(Known, Number, Key)) {
+    if (!IsChangedAfter(Stream, Number, Key)) {
       Taken.push_back(Key);
     }
   }
@@ -266,23 +275,24 @@ std::vector<std::string> TCOwnChanges::TakeDecided(std::string const& Stream, st
 }
 
 // Whether a change of `Key` is on its way that is not in a mail up to `Number`.
-bool TCOwnChanges::IsChangedAfter(TSStream const& Stream, std::uint64_t Number,
+bool TCOwnChanges::IsChangedAfter(TCStream Stream, std::uint64_t Number,
                                   std::string const& Key) const {
   auto const IsOfKey = [&Key](TCPlaces const& Places) {
     return std::any_of(Places.begin(), Places.end(),
                        [&Key](auto const& Place) { return Place->first == Key; });
   };
-  for (auto Mail = Stream.Mails.upper_bound(Number); Mail != Stream.Mails.end(); ++Mail) {
+  auto const& Mails = m_Streams[Stream].Mails;
+  for (auto Mail = Mails.upper_bound(Number); Mail != Mails.end(); ++Mail) {
     if (IsOfKey(Mail->second)) {
       return true;
     }
   }
   return std::any_of(m_Marked.begin(), m_Marked.end(), [&](auto const& Marked) {
-    return Marked.second.Stream == &Stream && IsOfKey(Marked.second.Places);
+    return Marked.Stream == Stream && IsOfKey(Marked.Places);
   });
 }
 
-void TCOwnChanges::Acknowledge(std::string const& Stream, std::uint64_t Number) {
+void TCOwnChanges::Acknowledge(TCStream Stream, std::uint64_t Number) {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
@@ -291,16 +301,13 @@ void TCOwnChanges::Acknowledge(std::string const& Stream, std::uint64_t Number) 
   ForgetCome(Known, Number);
 }
 
-bool TCOwnChanges::HasUpTo(std::string const& Stream, std::uint64_t Number) const {
+bool TCOwnChanges::HasUpTo(TCStream Stream, std::uint64_t Number) const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
-  auto const Known = m_Streams.find(Stream);
-  if (Known == m_Streams.end()) {
-    return false;
-  }
   auto const Reaches = [Number](auto const& Mails) {
     return !Mails.empty() && Mails.begin()->first <= Number;
   };
-  return Reaches(Known->second.Mails) || Reaches(Known->second.Come);
+  TSStream const& Known = m_Streams[Stream];
+  return Reaches(Known.Mails) || Reaches(Known.Come);
 }
 
 void TCOwnChanges::ForgetCome(TSStream& Stream, std::uint64_t Number) {
@@ -317,13 +324,14 @@ void TCOwnChanges::ForgetCome(TSStream& Stream, std::uint64_t Number) {
 std::string TCOwnChanges::get_AsText() const {
   std::lock_guard<std::mutex> const Lock(m_Mutex);
   std::string Text;
-  for (auto const& [Name, Stream] : m_Streams) {
-    Text += Name + ':';
+  for (TSStream const& Stream : m_Streams) {
+    Text += Stream.Mailbox + ' ' + Stream.MailClass.get_Name() + ':';
     for (auto const& [Bytes, Key] : Stream.Keys) {
-      auto const Later = m_Marked.lower_bound(Key.LastSent);
+      auto const Later = std::count_if(
+          m_Marked.begin(), m_Marked.end(),
+          [Last = Key.LastSent](TSMarked const& Marked) { return Marked.Mark >= Last; });
       Text += ' ' + Hexadecimal(Bytes) + 'x' + std::to_string(Key.Changes) + '+' +
-              std::to_string(Key.Copies) + '@' +
-              std::to_string(std::distance(Later, m_Marked.end())) + (Key.Inverted ? "i" : "") +
+              std::to_string(Key.Copies) + '@' + std::to_string(Later) + (Key.Inverted ? "i" : "") +
               (Key.GivenUp ? "g" : "");
     }
     for (auto const* const Mails : {&Stream.Mails, &Stream.Come}) {

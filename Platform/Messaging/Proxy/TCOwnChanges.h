@@ -4,11 +4,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <map>
 #include <mutex>
 #include <set>
 #include <string>
 #include <vector>
+
+#include "Platform/Messaging/TCNorvMailClassID.h"
 
 /// The changes that a process has made and whose published copies it has not come to yet.
 ///
@@ -34,49 +37,55 @@ class TCOwnChanges {
  public:
   /// A place in the order in which changes are made.
   using TCMark = std::uint64_t;
+  /// The number of a stream.
+  using TCStream = unsigned;
 
   TCOwnChanges() = default;
   /// An account of its own that goes on from here.
   TCOwnChanges(TCOwnChanges const& Other);
   TCOwnChanges& operator=(TCOwnChanges const&) = delete;
 
+  /// The stream of the mails of a class to a mailbox; the same one always. Throws TCException for a
+  /// mailbox or class that no mail can have.
+  TCStream StreamOf(std::string const& Mailbox, TCNorvMailClassID const& MailClass);
+
   /// A change is being made that will be sent to `Stream`. Ended by Sent() or Unmark().
-  TCMark Mark(std::string const& Stream, std::vector<std::string> Keys);
+  TCMark Mark(TCStream Stream, std::vector<std::string> Keys);
   /// The change will not be sent.
   void Unmark(TCMark Mark);
   /// The change is in mail `Number` of its stream.
   void Sent(TCMark Mark, std::uint64_t Number);
 
   /// Whether a change of `Key` is on its way.
-  bool IsOnWay(std::string const& Stream, std::string const& Key) const;
+  bool IsOnWay(TCStream Stream, std::string const& Key) const;
   /// Whether no change is, of any key.
   bool IsEmpty() const;
   /// Whether a change of `Key` is, and the process holds it: an answer, which may be older, does
   /// not replace it.
-  bool IsHeld(std::string const& Stream, std::string const& Key) const;
+  bool IsHeld(TCStream Stream, std::string const& Key) const;
   /// The keys of which that is so.
-  std::vector<std::string> HeldKeys(std::string const& Stream) const;
+  std::vector<std::string> HeldKeys(TCStream Stream) const;
   /// The process does not hold its changes of `Keys` any more: the copies that come are applied.
-  void GiveUp(std::string const& Stream, std::vector<std::string> const& Keys);
+  void GiveUp(TCStream Stream, std::vector<std::string> const& Keys);
 
   /// The published copy of mail `Number` has come. Returns whether records of it are to be applied:
   /// all but those of `Held` and those of which a later change is on its way.
-  bool EndOwn(std::string const& Stream, std::uint64_t Number, std::set<std::string>& Held);
+  bool EndOwn(TCStream Stream, std::uint64_t Number, std::set<std::string>& Held);
   /// EndOwn() when that says no; otherwise false, and nothing has happened.
-  bool EndOwnSilently(std::string const& Stream, std::uint64_t Number);
+  bool EndOwnSilently(TCStream Stream, std::uint64_t Number);
   /// What brings the process up to date has come; it includes the mails up to `Number`, and none of
-  /// the later ones, not even those that what came before has included: the service has lost them.
-  void CatchUp(std::string const& Stream, std::uint64_t Number);
+  /// the later ones, which a service that has lost them may have published before.
+  void CatchUp(TCStream Stream, std::uint64_t Number);
   /// Mails up to `Number` will not be lost, and copies that have not come will not.
-  void Acknowledge(std::string const& Stream, std::uint64_t Number);
+  void Acknowledge(TCStream Stream, std::uint64_t Number);
   /// The service makes a change of `Keys` that mail `Number` of another stream has asked for, and
   /// the process makes it now. It is on its way until its copy comes, which CatchUp() tells.
   /// Returns those that the process is to change: not those of which a later change is on its way,
   /// nor any whose copy has come, unless that is being applied now (`InDelivery`).
-  std::vector<std::string> TakeDecided(std::string const& Stream, std::uint64_t Number,
+  std::vector<std::string> TakeDecided(TCStream Stream, std::uint64_t Number,
                                        std::vector<std::string> const& Keys, bool InDelivery);
   /// Whether Acknowledge() would do anything.
-  bool HasUpTo(std::string const& Stream, std::uint64_t Number) const;
+  bool HasUpTo(TCStream Stream, std::uint64_t Number) const;
 
   /// Keeps all other threads out, so that a fork copies a whole account.
   void Lock() { m_Mutex.lock(); }
@@ -97,20 +106,25 @@ class TCOwnChanges {
   using TCPlaces = std::vector<TCKeys::iterator>;
 
   struct TSStream {
+    std::string Mailbox;
+    TCNorvMailClassID MailClass;
     TCKeys Keys;
     std::map<std::uint64_t, TCPlaces> Mails;  // on their way, by number
     std::map<std::uint64_t, TCPlaces> Come;   // whose copies have come, until they are acknowledged
     std::uint64_t UpTo = 0;                   // of CatchUp()
   };
+  // Made and not yet sent: one a thread, at most.
   struct TSMarked {
-    TSStream* Stream;
+    TCMark Mark;
+    TCStream Stream;
     TCPlaces Places;
   };
 
   static bool IsToBeApplied(TSKey const& Key) { return Key.Inverted || Key.GivenUp; }
   static bool IsAnyToBeApplied(TCPlaces const& Places);
-  bool IsChangedAfter(TSStream const& Stream, std::uint64_t Number, std::string const& Key) const;
-  TSKey const* Find(std::string const& Stream, std::string const& Key) const;
+  bool IsChangedAfter(TCStream Stream, std::uint64_t Number, std::string const& Key) const;
+  TSKey const* Find(TCStream Stream, std::string const& Key) const;
+  std::vector<TSMarked>::iterator FindMarked(TCMark Mark);
   static void EraseIfUnused(TSStream& Stream, TCKeys::iterator Place);
   void EndChange(TSKey& Key);
   void MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail);
@@ -120,7 +134,7 @@ class TCOwnChanges {
   std::mutex mutable m_Mutex;
   // guarded by m_Mutex
   TCMark m_LastMark = 0;
-  std::map<std::string, TSStream> m_Streams;
-  std::map<TCMark, TSMarked> m_Marked;  // made and not yet sent
-  std::size_t m_OnWay = 0;              // changes, of all keys
+  std::deque<TSStream> m_Streams;  // a handful
+  std::vector<TSMarked> m_Marked;
+  std::size_t m_OnWay = 0;  // changes, of all keys
 };

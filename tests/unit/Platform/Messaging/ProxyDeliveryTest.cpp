@@ -61,8 +61,10 @@ TEST_F(ProxyDelivery, IsNotWaitedForInAHook) {
 TEST_F(ProxyDelivery, IsNotWaitedForWithAnAnswerInHand) {
   m_MayReturn.Set();
   {
-    TCNorvServiceProxy::TCAnswerInHand const Answer(m_Proxy);
-    ASSERT_TRUE(m_Proxy.AskNumber(1));
+    TTestMail Mail(TestClass(), eNorvRequest, 1);
+    Append(Mail, 1);
+    TCNorvServiceProxy::TCAnswerInHand const Answer(m_Proxy, Mail);
+    ASSERT_TRUE(m_Proxy.Ask(Mail));
     EXPECT_FALSE(m_Proxy.WaitForDelivery());
   }
   EXPECT_TRUE(m_Proxy.WaitForDelivery());

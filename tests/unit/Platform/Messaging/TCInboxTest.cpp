@@ -10,8 +10,10 @@ namespace {
 
 using TEKind = TCInbox::TEKind;
 
+constexpr TCOwnChanges::TCStream kInboxStream = 1;
+
 TCInbox::TSReceived Received(TEKind Kind, std::uint64_t Number, bool Whole = false) {
-  return {Kind, "stream", Number, {TCNorvMailClassID("test", 1), 0, 0, nullptr}, Whole};
+  return {Kind, kInboxStream, Number, {TCNorvMailClassID("test", 1), 0, 0, nullptr}, Whole};
 }
 
 std::thread::id const kHere = std::this_thread::get_id();
@@ -49,7 +51,7 @@ TEST_F(Inbox, HasNothingBeforeWhatComesOnlyWhileItIsAtRest) {
   EXPECT_TRUE(m_Inbox.IsNextInLine());
   Add(1);
   EXPECT_FALSE(m_Inbox.IsNextInLine());
-  m_Inbox.BeginDelivery(m_Inbox.Take());
+  m_Inbox.BeginDelivery(m_Inbox.Take(), kHere);
   EXPECT_FALSE(m_Inbox.IsNextInLine());
   EXPECT_FALSE(m_Inbox.IsDelivered());
   m_Inbox.EndDelivery();
@@ -65,8 +67,10 @@ TEST_F(Inbox, HandsOverOneAtATime) {
   Add(1);
   Add(2);
   EXPECT_FALSE(m_Inbox.TurnsAway());
-  m_Inbox.BeginDelivery(m_Inbox.Take());
+  m_Inbox.BeginDelivery(m_Inbox.Take(), kHere);
   EXPECT_TRUE(m_Inbox.IsDelivering());
+  EXPECT_TRUE(m_Inbox.IsDeliveredBy(kHere));
+  EXPECT_FALSE(m_Inbox.IsDeliveredBy(AnotherThread()));
   EXPECT_TRUE(m_Inbox.TurnsAway());
   EXPECT_TRUE(m_Inbox.EndDelivery());  // somebody was turned away, and something waits
   EXPECT_FALSE(m_Inbox.TurnsAway());
@@ -74,7 +78,7 @@ TEST_F(Inbox, HandsOverOneAtATime) {
 
 TEST_F(Inbox, TellsNobodyWhereNothingWaitsAnyMore) {
   Add(1);
-  m_Inbox.BeginDelivery(m_Inbox.Take());
+  m_Inbox.BeginDelivery(m_Inbox.Take(), kHere);
   EXPECT_TRUE(m_Inbox.TurnsAway());
   EXPECT_FALSE(m_Inbox.EndDelivery());
 }
@@ -82,7 +86,7 @@ TEST_F(Inbox, TellsNobodyWhereNothingWaitsAnyMore) {
 TEST_F(Inbox, TellsNobodyWhereNobodyWasTurnedAway) {
   Add(1);
   Add(2);
-  m_Inbox.BeginDelivery(m_Inbox.Take());
+  m_Inbox.BeginDelivery(m_Inbox.Take(), kHere);
   EXPECT_FALSE(m_Inbox.EndDelivery());
 }
 
@@ -90,10 +94,10 @@ TEST_F(Inbox, RemembersOnceThatSomebodyWasTurnedAway) {
   Add(1);
   Add(2);
   Add(3);
-  m_Inbox.BeginDelivery(m_Inbox.Take());
+  m_Inbox.BeginDelivery(m_Inbox.Take(), kHere);
   EXPECT_TRUE(m_Inbox.TurnsAway());
   EXPECT_TRUE(m_Inbox.EndDelivery());
-  m_Inbox.BeginDelivery(m_Inbox.Take());
+  m_Inbox.BeginDelivery(m_Inbox.Take(), kHere);
   EXPECT_FALSE(m_Inbox.EndDelivery());
 }
 
@@ -139,20 +143,20 @@ TEST_F(Inbox, IsReadyForNobodyWhileAnAnswerIsInHand) {
 
 TEST_F(Inbox, KnowsWhichMailBringsUpToDateWhileItIsHandedOver) {
   TCInbox::TSReceived const OfOne = Received(TEKind::eCatchUp, 7);
-  EXPECT_FALSE(m_Inbox.IsDelivering("stream", 7));
-  m_Inbox.BeginDelivery(OfOne);
-  EXPECT_TRUE(m_Inbox.IsDelivering("stream", 7));
-  EXPECT_FALSE(m_Inbox.IsDelivering("stream", 8));
-  EXPECT_FALSE(m_Inbox.IsDelivering("other", 7));
+  EXPECT_FALSE(m_Inbox.IsDelivering(kInboxStream, 7));
+  m_Inbox.BeginDelivery(OfOne, kHere);
+  EXPECT_TRUE(m_Inbox.IsDelivering(kInboxStream, 7));
+  EXPECT_FALSE(m_Inbox.IsDelivering(kInboxStream, 8));
+  EXPECT_FALSE(m_Inbox.IsDelivering(kInboxStream + 1, 7));
   m_Inbox.EndDelivery();
-  EXPECT_FALSE(m_Inbox.IsDelivering("stream", 7));
+  EXPECT_FALSE(m_Inbox.IsDelivering(kInboxStream, 7));
 }
 
 TEST_F(Inbox, TakesNoOtherMailForOneThatBringsUpToDate) {
   for (auto const& Other : {Received(TEKind::eCatchUp, 7, true), Received(TEKind::eOwn, 7),
                             Received(TEKind::eForeign, 7)}) {
-    m_Inbox.BeginDelivery(Other);
-    EXPECT_FALSE(m_Inbox.IsDelivering("stream", 7));
+    m_Inbox.BeginDelivery(Other, kHere);
+    EXPECT_FALSE(m_Inbox.IsDelivering(kInboxStream, 7));
     m_Inbox.EndDelivery();
   }
 }

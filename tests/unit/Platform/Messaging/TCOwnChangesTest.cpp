@@ -4,13 +4,29 @@
 
 #include <gmock/gmock.h>
 
+#include "Platform/Utility/TCException.h"
+
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
 namespace {
 
-constexpr char kStream[] = "stream";
+constexpr TCOwnChanges::TCStream kStream = 0;
+constexpr TCOwnChanges::TCStream kAnother = 1;
 constexpr char kKey[] = "key";
+
+TCNorvMailClassID const& Class() {
+  static TCNorvMailClassID const Class("test", 1);
+  return Class;
+}
+
+// With two streams.
+struct TChanges : TCOwnChanges {
+  TChanges() {
+    EXPECT_EQ(StreamOf("mailbox", Class()), kStream);
+    EXPECT_EQ(StreamOf("another", Class()), kAnother);
+  }
+};
 
 // One change of `Key` in mail `Number`.
 void Send(TCOwnChanges& Changes, std::uint64_t Number, std::string const& Key = kKey) {
@@ -28,16 +44,49 @@ bool EndOwn(TCOwnChanges& Changes, std::uint64_t Number) {
 }  // namespace
 
 TEST(OwnChanges, AreOnTheirWayFromTheMomentTheyAreMade) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   EXPECT_FALSE(Changes.IsOnWay(kStream, kKey));
   Changes.Mark(kStream, {kKey});
   EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
   EXPECT_FALSE(Changes.IsOnWay(kStream, "another"));
-  EXPECT_FALSE(Changes.IsOnWay("another", kKey));
+  EXPECT_FALSE(Changes.IsOnWay(kAnother, kKey));
+}
+
+TEST(OwnChanges, AreOfOneStreamWhoseMailboxAndClassAreTheSame) {
+  TChanges Changes;
+  EXPECT_EQ(Changes.StreamOf("mailbox", Class()), kStream);
+  EXPECT_EQ(Changes.StreamOf("another", Class()), kAnother);
+  EXPECT_EQ(Changes.StreamOf("mailbox", TCNorvMailClassID("test", 2)), 2U);
+  EXPECT_EQ(Changes.StreamOf("mailbox", TCNorvMailClassID("other", 1)), 3U);
+  EXPECT_EQ(Changes.StreamOf("mailbox", TCNorvMailClassID("test", 2)), 2U);
+}
+
+TEST(OwnChanges, AreOfNoStreamThatNoMailCanHave) {
+  TChanges Changes;
+  EXPECT_THROW(Changes.StreamOf("", Class()), TCException);
+  EXPECT_THROW(Changes.StreamOf("mailbox", TCNorvMailClassID("", 1)), TCException);
+  EXPECT_THROW(Changes.StreamOf("mailbox", TCNorvMailClassID("test", -1)), TCException);
+}
+
+TEST(OwnChanges, GoOnInACopyOfTheAccount) {
+  TChanges Changes;
+  Send(Changes, 1, "sent");
+  Send(Changes, 2, "come");
+  EXPECT_TRUE(Changes.EndOwnSilently(kStream, 2));
+  TCOwnChanges::TCMark const Mark = Changes.Mark(kAnother, {"marked"});
+  TCOwnChanges Copy(Changes);
+  EXPECT_EQ(Copy.get_AsText(), Changes.get_AsText());
+  Copy.Sent(Mark, 3);
+  EXPECT_TRUE(Copy.EndOwnSilently(kStream, 1));
+  EXPECT_TRUE(Copy.EndOwnSilently(kAnother, 3));
+  EXPECT_TRUE(Copy.IsEmpty());
+  EXPECT_TRUE(Changes.IsOnWay(kStream, "sent"));
+  EXPECT_TRUE(Changes.IsOnWay(kAnother, "marked"));
+  Changes.Unmark(Mark);
 }
 
 TEST(OwnChanges, EndTheirWayWithTheirCopyWhichIsNotApplied) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 1);
   EXPECT_TRUE(Changes.EndOwnSilently(kStream, 1));
   EXPECT_FALSE(Changes.IsOnWay(kStream, kKey));
@@ -45,7 +94,7 @@ TEST(OwnChanges, EndTheirWayWithTheirCopyWhichIsNotApplied) {
 }
 
 TEST(OwnChanges, StayOnTheirWayUntilTheLastCopyOfAKey) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 1);
   Send(Changes, 2);
   EXPECT_FALSE(EndOwn(Changes, 1));
@@ -55,14 +104,14 @@ TEST(OwnChanges, StayOnTheirWayUntilTheLastCopyOfAKey) {
 }
 
 TEST(OwnChanges, ThatAreNotSentAreForgotten) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Changes.Unmark(Changes.Mark(kStream, {kKey, "another"}));
   EXPECT_FALSE(Changes.IsOnWay(kStream, kKey));
   EXPECT_TRUE(Changes.IsEmpty());
 }
 
 TEST(OwnChanges, ThatWereSentInAnotherOrderThanMadeAreAppliedFromTheLastCopy) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   auto const First = Changes.Mark(kStream, {kKey});
   auto const Second = Changes.Mark(kStream, {kKey});
   Changes.Sent(Second, 1);
@@ -74,13 +123,13 @@ TEST(OwnChanges, ThatWereSentInAnotherOrderThanMadeAreAppliedFromTheLastCopy) {
 }
 
 TEST(OwnChanges, WhoseWayHasEndedBeforeAreAppliedFromTheirCopy) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   EXPECT_FALSE(Changes.EndOwnSilently(kStream, 1));
   EXPECT_TRUE(EndOwn(Changes, 1));
 }
 
 TEST(OwnChanges, AreIncludedInWhatBringsTheProcessUpToDateOrNot) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 1, "included");
   Send(Changes, 2, "later");
   Changes.CatchUp(kStream, 1);
@@ -89,7 +138,7 @@ TEST(OwnChanges, AreIncludedInWhatBringsTheProcessUpToDateOrNot) {
 }
 
 TEST(OwnChanges, ThatTheServiceHasLostAreOnTheirWayAgainAndAppliedFromTheirCopy) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 1);
   EXPECT_TRUE(Changes.EndOwnSilently(kStream, 1));
   Changes.CatchUp(kStream, 0);
@@ -99,7 +148,7 @@ TEST(OwnChanges, ThatTheServiceHasLostAreOnTheirWayAgainAndAppliedFromTheirCopy)
 }
 
 TEST(OwnChanges, ThatAreAcknowledgedAreNotLostAnyMore) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 1);
   EXPECT_TRUE(Changes.EndOwnSilently(kStream, 1));
   EXPECT_TRUE(Changes.HasUpTo(kStream, 1));
@@ -110,7 +159,7 @@ TEST(OwnChanges, ThatAreAcknowledgedAreNotLostAnyMore) {
 }
 
 TEST(OwnChanges, EndTheirWayWithTheirAcknowledgementWhenNoCopyCame) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 1);
   Send(Changes, 2, "later");
   EXPECT_FALSE(Changes.HasUpTo(kStream, 0));
@@ -120,7 +169,7 @@ TEST(OwnChanges, EndTheirWayWithTheirAcknowledgementWhenNoCopyCame) {
 }
 
 TEST(OwnChanges, ThatAreGivenUpAreAppliedFromTheirCopy) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 1, "given up");
   Send(Changes, 2, "held");
   Changes.GiveUp(kStream, {"given up", "unknown"});
@@ -133,7 +182,7 @@ TEST(OwnChanges, ThatAreGivenUpAreAppliedFromTheirCopy) {
 }
 
 TEST(OwnChanges, ThatAreMadeAgainAreHeldAgain) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 1);
   Changes.GiveUp(kStream, {kKey});
   Send(Changes, 2);
@@ -143,7 +192,7 @@ TEST(OwnChanges, ThatAreMadeAgainAreHeldAgain) {
 }
 
 TEST(OwnChanges, OfOneMailAreAppliedEachForItself) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Changes.Sent(Changes.Mark(kStream, {"given up", "held"}), 1);
   Changes.GiveUp(kStream, {"given up"});
   EXPECT_FALSE(Changes.EndOwnSilently(kStream, 1));
@@ -155,7 +204,7 @@ TEST(OwnChanges, OfOneMailAreAppliedEachForItself) {
 // ---- changes that the service has decided on ----
 
 TEST(OwnChanges, ThatWereDecidedAreOnTheirWayUntilWhatBringsUpToDate) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   EXPECT_THAT(Changes.TakeDecided(kStream, 3, {kKey}, false), ElementsAre(kKey));
   EXPECT_TRUE(Changes.IsOnWay(kStream, kKey));
   EXPECT_TRUE(Changes.IsHeld(kStream, kKey));
@@ -166,7 +215,7 @@ TEST(OwnChanges, ThatWereDecidedAreOnTheirWayUntilWhatBringsUpToDate) {
 }
 
 TEST(OwnChanges, ThatWereDecidedEndTheirWayWithTheAcknowledgementAtTheLatest) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Changes.TakeDecided(kStream, 3, {kKey}, false);
   EXPECT_TRUE(Changes.HasUpTo(kStream, 3));
   Changes.Acknowledge(kStream, 3);
@@ -175,21 +224,21 @@ TEST(OwnChanges, ThatWereDecidedEndTheirWayWithTheAcknowledgementAtTheLatest) {
 }
 
 TEST(OwnChanges, ThatWereDecidedAreNotTakenOnceTheirCopyHasCome) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Changes.CatchUp(kStream, 3);
   EXPECT_THAT(Changes.TakeDecided(kStream, 3, {kKey}, false), IsEmpty());
   EXPECT_TRUE(Changes.IsEmpty());
 }
 
 TEST(OwnChanges, ThatWereDecidedAreTakenButNotOnTheirWayWhileTheirCopyIsApplied) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Changes.CatchUp(kStream, 3);
   EXPECT_THAT(Changes.TakeDecided(kStream, 3, {kKey}, true), ElementsAre(kKey));
   EXPECT_TRUE(Changes.IsEmpty());
 }
 
 TEST(OwnChanges, ThatWereDecidedLeaveLaterOnesAlone) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 4, "sent later");
   Send(Changes, 2, "sent before");
   TCOwnChanges::TCMark const Mark = Changes.Mark(kStream, {"not sent"});
@@ -200,7 +249,7 @@ TEST(OwnChanges, ThatWereDecidedLeaveLaterOnesAlone) {
 }
 
 TEST(OwnChanges, ThatWereDecidedHoldTheCopyOfAnEarlierOne) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Send(Changes, 2);
   Changes.TakeDecided(kStream, 3, {kKey}, false);
   EXPECT_FALSE(EndOwn(Changes, 2));
@@ -211,7 +260,7 @@ TEST(OwnChanges, ThatWereDecidedHoldTheCopyOfAnEarlierOne) {
 
 // A server that publishes before it stores may have lost what it had published.
 TEST(OwnChanges, ThatWereDecidedOnceMoreAreTakenThoughALostCopyHadComeOfThem) {
-  TCOwnChanges Changes;
+  TChanges Changes;
   Changes.CatchUp(kStream, 5);
   Changes.CatchUp(kStream, 3);
   EXPECT_THAT(Changes.TakeDecided(kStream, 4, {kKey}, false), ElementsAre(kKey));
