@@ -82,8 +82,9 @@ class PROPERTY_EXPORT TCCommonPropertyChangeNotifier {
   virtual bool OnPropQueued();
 
   TCCriticalSection m_Lock;
-  // guarded by m_Lock
-  std::list<std::pair<TCCommonPropertyObject, TENotificationType>> m_Queue;  // oldest first
+  // The oldest first.
+  std::list<std::pair<TCCommonPropertyObject, TENotificationType>> m_Queue
+      PROPERTY_GUARDED_BY(m_Lock);
 
  private:
   friend class TCPropertyCollection;  // takes m_Lock for a fork

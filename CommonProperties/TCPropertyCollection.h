@@ -249,7 +249,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
 
   /// Stores `Value` under its own definition, link and MAC, and answers the stored value. The key
   /// must be missing; call it with m_CSection held.
-  TCCommonPropertyObject& Insert(TCCommonPropertyObject&& Value);
+  TCCommonPropertyObject& Insert(TCCommonPropertyObject&& Value) PROPERTY_REQUIRES(m_CSection);
 
   /// The second UpdateProperty, for who has a key already.
   TCCommonPropertyObject* UpdateProperty(TCPropertyKey const& Key, std::string const& Data);
@@ -274,20 +274,21 @@ class PROPERTY_EXPORT TCPropertyCollection {
   /// not in use yet: no fork waits for that, and its child has no store.
   class TCLongWait;
 
-  // guarded by m_CSection
   // Owns the values. To be changed by Insert, Remove and Clear: reads find their value beside it.
-  std::map<TCPropertyKey, TCCommonPropertyObject*> m_Properties;
-  std::map<int, TValidator> m_Validators;  // by property number
+  std::map<TCPropertyKey, TCCommonPropertyObject*> m_Properties PROPERTY_GUARDED_BY(m_CSection);
+  // By property number.
+  std::map<int, TValidator> m_Validators PROPERTY_GUARDED_BY(m_CSection);
 
-  // Guarded by m_CSection. The references name objects that are made at their first use and never
-  // destroyed, so that static objects and threads use the store from the first initialiser to the
-  // end of the process.
-  static std::string& m_OwnMACAddress;  // written by the constructor only
-  static TSessionCallback m_FPGetCurrentSession;
-  static std::map<unsigned long, std::string>& m_SessionList;
-  static std::map<int, TCPropertyTransaction*>& m_Transactions;   // by thread id
-  static std::set<TCCommonPropertyChangeNotifier*>* m_Notifiers;  // null until one is added
-  static TCPropertyCollection* m_Instance;
+  // The references name objects that are made at their first use and never destroyed, so that
+  // static objects and threads use the store from the first initialiser to the end of the process.
+  static std::string& m_OwnMACAddress PROPERTY_GUARDED_BY(m_CSection);
+  static TSessionCallback m_FPGetCurrentSession PROPERTY_GUARDED_BY(m_CSection);
+  static std::map<unsigned long, std::string>& m_SessionList PROPERTY_GUARDED_BY(m_CSection);
+  // By thread id.
+  static std::map<int, TCPropertyTransaction*>& m_Transactions PROPERTY_GUARDED_BY(m_CSection);
+  // Null until one is added.
+  static std::set<TCCommonPropertyChangeNotifier*>* m_Notifiers PROPERTY_GUARDED_BY(m_CSection);
+  static TCPropertyCollection* m_Instance PROPERTY_GUARDED_BY(m_CSection);
   static bool m_Ready;  // for subclasses; the library does not use it
 
   static TCCriticalSection m_CSection;
@@ -311,62 +312,70 @@ class PROPERTY_EXPORT TCPropertyCollection {
   // A fork takes all locks of store, schema and notifiers, so that the child finds everything
   // whole.
   static void WatchForks() noexcept;
-  static bool EnterForFork();
-  static void LockForFork();
-  static void UnlockInParent();
-  static void UnlockInChild();
-  static void DropInChild();
+  // Enter here and leave there, the locks of all notifiers too.
+  static bool EnterForFork() PROPERTY_UNCHECKED_LOCKING;
+  static void LockForFork() PROPERTY_UNCHECKED_LOCKING;
+  static void UnlockInParent() PROPERTY_UNCHECKED_LOCKING;
+  static void UnlockInChild() PROPERTY_UNCHECKED_LOCKING;
+  static void DropInChild() PROPERTY_UNCHECKED_LOCKING;
 
-  // With m_CSection held.
-  static TCMACAddress CurrentMAC(TCPropertyID const& ID);
-  static std::string const& SessionMAC();
-  static TCMACAddress MACFor(TCPropertyID const& ID, std::string const& MAC);
-  static TCPropertyTransaction* OpenTransaction();
-  TCCommonPropertyObject* Find(TCPropertyKey const& Key) const;
-  TValidator const* ValidatorOf(TCPropertyID const& ID) const;
+  static TCMACAddress CurrentMAC(TCPropertyID const& ID) PROPERTY_REQUIRES(m_CSection);
+  static std::string const& SessionMAC() PROPERTY_REQUIRES(m_CSection);
+  static TCMACAddress MACFor(TCPropertyID const& ID, std::string const& MAC)
+      PROPERTY_REQUIRES(m_CSection);
+  static TCPropertyTransaction* OpenTransaction() PROPERTY_REQUIRES(m_CSection);
+  TCCommonPropertyObject* Find(TCPropertyKey const& Key) const PROPERTY_REQUIRES(m_CSection);
+  TValidator const* ValidatorOf(TCPropertyID const& ID) const PROPERTY_REQUIRES(m_CSection);
 
   void FetchMissing(TCCommonPropertyObject& Object, bool NoException);
-  // The next four may leave `Lock`.
+  // The next four may leave `Lock`, which the analysis does not follow into them.
   TCCommonPropertyObject Read(TCPropertyID const& ID, bool NoException,
                               Accessories::TCRecordID const& Link, TCMACAddress MAC,
-                              TCCriticalSectionLock& Lock);
+                              TCCriticalSectionLock& Lock)
+      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
   TCCommonPropertyObject ReadStored(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
                                     TCMACAddress const& MAC, TCCommonPropertyObject const& Stored,
-                                    TCCriticalSectionLock& Lock);
+                                    TCCriticalSectionLock& Lock)
+      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
   TCCommonPropertyObject ReadMissing(TCPropertyID const& ID, bool NoException,
                                      Accessories::TCRecordID const& Link, TCMACAddress const& MAC,
-                                     TCCriticalSectionLock& Lock);
+                                     TCCriticalSectionLock& Lock)
+      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
   TCCommonPropertyObject const& Set(TCPropertyKey const& Key, std::string const& Data,
-                                    TCCriticalSectionLock& Lock);
+                                    TCCriticalSectionLock& Lock) PROPERTY_REQUIRES(m_CSection);
   // Leaves `Lock` before it calls out.
-  void ChangedThenNotify(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock);
-  // With m_CSection held.
-  void CountChange();
-  void TellUntilItStands(TCPropertyKey const& Key, TENotificationType Told, std::string Text);
+  void ChangedThenNotify(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock)
+      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
+  void CountChange() PROPERTY_REQUIRES(m_CSection);
+  void TellUntilItStands(TCPropertyKey const& Key, TENotificationType Told, std::string Text)
+      PROPERTY_REQUIRES(m_CSection);
 
   static std::atomic<TCProcessState*> m_State;
-  static TCMACAddress m_OwnMAC;             // of m_OwnMACAddress; guarded by m_CSection
-  static TCPropertyCollection* m_Complete;  // m_Instance, once nobody constructs it any more
-  static bool m_UnderConstruction;          // guarded by m_CSection
+  static TCMACAddress m_OwnMAC PROPERTY_GUARDED_BY(m_CSection);  // of m_OwnMACAddress
+  // m_Instance, once nobody constructs it any more.
+  static TCPropertyCollection* m_Complete PROPERTY_GUARDED_BY(m_CSection);
+  static bool m_UnderConstruction PROPERTY_GUARDED_BY(m_CSection);
   static std::atomic<bool> m_LongWait;
 
   int const m_ExceptionsAtConstruction;
   std::atomic<unsigned> m_ChangeCount{0};  // written under m_CSection
 
-  // guarded by m_CSection
-  std::unique_ptr<TCPropertyIndex> const m_Index;  // of m_Properties
+  // Of m_Properties.
+  std::unique_ptr<TCPropertyIndex> const m_Index PROPERTY_POINTEE_GUARDED_BY(m_CSection);
   // Removed values, which references may still name; Insert uses them again.
-  std::multimap<TCPropertyKey, std::unique_ptr<TCCommonPropertyObject>> m_Removed;
-  int m_Tellings = 0;                // calls of Notify under way
-  TCDeletion* m_Deletion = nullptr;  // the innermost one that is being told
+  std::multimap<TCPropertyKey, std::unique_ptr<TCCommonPropertyObject>> m_Removed
+      PROPERTY_GUARDED_BY(m_CSection);
+  int m_Tellings PROPERTY_GUARDED_BY(m_CSection) = 0;  // calls of Notify under way
+  // The innermost one that is being told.
+  TCDeletion* m_Deletion PROPERTY_GUARDED_BY(m_CSection) = nullptr;
   // Values that Clear removed meanwhile: one of them may be what is being told.
-  std::vector<std::unique_ptr<TCCommonPropertyObject>> m_Cleared;
+  std::vector<std::unique_ptr<TCCommonPropertyObject>> m_Cleared PROPERTY_GUARDED_BY(m_CSection);
 };
 
 class TCPropertyCollection::TCUnderConstruction {
  public:
-  TCUnderConstruction() { m_UnderConstruction = true; }
-  ~TCUnderConstruction() { m_UnderConstruction = false; }
+  TCUnderConstruction() PROPERTY_REQUIRES(m_CSection) { m_UnderConstruction = true; }
+  ~TCUnderConstruction() PROPERTY_REQUIRES(m_CSection) { m_UnderConstruction = false; }
   TCUnderConstruction(TCUnderConstruction const&) = delete;
   TCUnderConstruction& operator=(TCUnderConstruction const&) = delete;
 };

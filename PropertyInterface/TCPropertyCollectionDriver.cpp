@@ -218,7 +218,7 @@ TCPropertyCollectionDriver::TCOwnValues TCPropertyCollectionDriver::ClearForAnsw
   return Own;
 }
 
-// With the lock held, before an answer is taken in that may be older than changes on their way:
+// Before an answer is taken in that may be older than changes on their way:
 // those come first. A change whose value has gone meanwhile is left to what the server sends.
 void TCPropertyCollectionDriver::LayOver(TCOwnValues const& Own) {
   std::vector<std::string> Gone;

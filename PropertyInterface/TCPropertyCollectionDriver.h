@@ -120,7 +120,7 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   void ApplyDecided(TCPropertyTransaction const& Transaction, TCPropertyReceipt const& Receipt);
   void OnControlMail(TCNorvMessage const& Mail);
   TCOwnValues ClearForAnswer();
-  void LayOver(TCOwnValues const& Own);
+  void LayOver(TCOwnValues const& Own) PROPERTY_REQUIRES(m_CSection);
   TCChangedKeys TakeIn(TCNorvMessage const& Mail);
   std::vector<TCPropertyKey> RemoveAllBut(std::vector<TCPropertyKey> Held,
                                           TCNorvMessage const& Mail);

@@ -92,7 +92,7 @@ TSPropertyRefusal TCRefusalLedger::Resolve(TSRefusedMail const& Mail) {
 void TCRefusalLedger::Take(TSNorvMailContent const& Content, std::uint64_t Acknowledged) {
   try {
     TSTold Told = Read(Content);
-    std::lock_guard<std::mutex> const Lock(m_Mutex);
+    TCMutexLock const Lock(m_Mutex);
     if (Told.Forgotten > Acknowledged) {
       NoteUnknown(Acknowledged + 1, Told.Forgotten);
     }
@@ -102,7 +102,7 @@ void TCRefusalLedger::Take(TSNorvMailContent const& Content, std::uint64_t Ackno
       }
     }
   } catch (TCException const&) {
-    std::lock_guard<std::mutex> const Lock(m_Mutex);
+    TCMutexLock const Lock(m_Mutex);
     NoteUnknown(Acknowledged + 1, std::numeric_limits<std::uint64_t>::max());
     throw;
   }
@@ -140,7 +140,7 @@ TSPropertyReceipt TCRefusalLedger::Look(std::uint64_t First, std::uint64_t Last)
   std::vector<TSRefusedMail> Refused;
   bool SomeDropped = false;
   {
-    std::lock_guard<std::mutex> const Lock(m_Mutex);
+    TCMutexLock const Lock(m_Mutex);
     for (TSRefusedMail const& Mail : m_Mails) {
       if (Mail.Number >= First && Mail.Number <= Last) {
         Refused.push_back(Mail);

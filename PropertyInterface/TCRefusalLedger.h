@@ -5,13 +5,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Platform/Messaging/TCNorvMessage.h"
 #include "Platform/Utility/TCMACAddress.h"
+#include "Platform/Utility/TCMutex.h"
 #include "Platform/Utility/TCRecordID.h"
 #include "PropertyInterface/TCPropertyReceipt.h"
 #include "PropertyInterface/TSPropertyRefusal.h"
@@ -59,18 +59,18 @@ class TCRefusalLedger {
 
  private:
   static std::size_t SizeOf(TSRefusedMail const& Mail);
-  void Note(TSRefusedMail Mail);
-  void NoteUnknown(std::uint64_t First, std::uint64_t Last);
+  void Note(TSRefusedMail Mail) PROPERTY_REQUIRES(m_Mutex);
+  void NoteUnknown(std::uint64_t First, std::uint64_t Last) PROPERTY_REQUIRES(m_Mutex);
 
-  std::mutex mutable m_Mutex;
-  // guarded by m_Mutex
-  std::deque<TSRefusedMail> m_Mails;
-  std::size_t m_Bytes = 0;
-  std::uint64_t m_LastNoted = 0;  // the newest refused mail
-  std::uint64_t m_Dropped = 0;    // the newest that is not in m_Mails any more
+  TCMutex mutable m_Mutex;
+  std::deque<TSRefusedMail> m_Mails PROPERTY_GUARDED_BY(m_Mutex);
+  std::size_t m_Bytes PROPERTY_GUARDED_BY(m_Mutex) = 0;
+  // The newest refused mail, and the newest that is not in m_Mails any more.
+  std::uint64_t m_LastNoted PROPERTY_GUARDED_BY(m_Mutex) = 0;
+  std::uint64_t m_Dropped PROPERTY_GUARDED_BY(m_Mutex) = 0;
   // Of the mails between these it is not known which were refused.
-  std::uint64_t m_FirstUnknown = 0;
-  std::uint64_t m_LastUnknown = 0;
+  std::uint64_t m_FirstUnknown PROPERTY_GUARDED_BY(m_Mutex) = 0;
+  std::uint64_t m_LastUnknown PROPERTY_GUARDED_BY(m_Mutex) = 0;
 };
 
 }  // namespace Property

@@ -39,14 +39,14 @@ TCRefusalTelling& TCRefusalTelling::Get() {
 }
 
 void TCRefusalTelling::SetHandler(TCHandler Handler) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   m_Handler = std::move(Handler);
 }
 
 void TCRefusalTelling::Tell(TSPropertyRefusal const& Refusal) {
-  std::unique_lock<std::mutex> Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   if (TCHandler const Handler = m_Handler) {
-    Lock.unlock();
+    Lock.Leave();
     Call(Handler, Refusal);
   } else if (Refusal.Standing.empty()) {  // else who has made the change waits to hear of it
     LogWithin(m_Budget,

@@ -3,10 +3,10 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <string>
 
 #include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Utility/TCMutex.h"
 #include "PropertyInterface/TSPropertyRefusal.h"
 
 namespace Property {
@@ -25,10 +25,9 @@ class TCRefusalTelling {
   static std::string Describe(TSPropertyRefusal const& Refusal);
 
  private:
-  std::mutex m_Mutex;
-  // guarded by m_Mutex
-  TCHandler m_Handler;
-  TCLogBudget m_Budget;
+  TCMutex m_Mutex;
+  TCHandler m_Handler PROPERTY_GUARDED_BY(m_Mutex);
+  TCLogBudget m_Budget PROPERTY_GUARDED_BY(m_Mutex);
 };
 
 }  // namespace Property

@@ -24,27 +24,28 @@ int TCTestDeadline::get_Remaining() const {
 }
 
 void TCTestArrivals::Add() {
-  std::lock_guard<std::mutex> const Guard(m_Lock);
+  TCMutexLock const Guard(m_Lock);
   ++m_Count;
   m_Changed.notify_all();
 }
 
 std::uint64_t TCTestArrivals::get_Count() {
-  std::lock_guard<std::mutex> const Guard(m_Lock);
+  TCMutexLock const Guard(m_Lock);
   return m_Count;
 }
 
 bool TCTestArrivals::WaitForMore(std::uint64_t Count, TCTestDeadline const& Deadline) {
-  std::unique_lock<std::mutex> Guard(m_Lock);
+  TCMutexLock Guard(m_Lock);
   while (m_Count <= Count) {
     int const Remaining = Deadline.get_Remaining();
     if (Remaining == 0) {
       return false;
     }
     if (Remaining < 0) {
-      m_Changed.wait(Guard);
+      Guard.Wait(m_Changed);
     } else {
-      m_Changed.wait_for(Guard, std::chrono::milliseconds(Remaining));
+      Guard.WaitUntil(m_Changed,
+                      std::chrono::steady_clock::now() + std::chrono::milliseconds(Remaining));
     }
   }
   return true;

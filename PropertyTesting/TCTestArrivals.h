@@ -5,8 +5,9 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
-#include <mutex>
 #include <optional>
+
+#include "Platform/Utility/TCMutex.h"
 
 namespace Property::Testing {
 
@@ -32,9 +33,9 @@ class TCTestArrivals {
   bool WaitForMore(std::uint64_t Count, TCTestDeadline const& Deadline);
 
  private:
-  std::mutex m_Lock;
+  TCMutex m_Lock;
   std::condition_variable m_Changed;
-  std::uint64_t m_Count = 0;  // guarded by m_Lock
+  std::uint64_t m_Count PROPERTY_GUARDED_BY(m_Lock) = 0;
 };
 
 }  // namespace Property::Testing

@@ -16,6 +16,18 @@ constexpr char kSource[] = "../PropertyTesting/TCTestControl";
 
 }  // namespace
 
+class PROPERTY_SCOPED_LOCK TCTestControl::TCGuard {
+ public:
+  explicit TCGuard(TCTestControl& Control) PROPERTY_ACQUIRES(Control.m_Lock)
+      : m_Lock((Control.RequireOwnProcess(), Control.m_Lock)) {}
+  ~TCGuard() PROPERTY_RELEASES() = default;
+  TCGuard(TCGuard const&) = delete;
+  TCGuard& operator=(TCGuard const&) = delete;
+
+ private:
+  TCMutexLock m_Lock;
+};
+
 TCTestControl::TCTestControl(TCMACAddress const& Device, TCConfiguration Configuration)
     : m_Process(getpid()),
       m_Place(std::make_unique<TCTestPlace>(Device)),
@@ -34,13 +46,12 @@ bool TCTestControl::IsInherited() const {
   return m_Process != getpid();
 }
 
-TCTestControl::TCGuard TCTestControl::Enter() {
+void TCTestControl::RequireOwnProcess() const {
   if (IsInherited()) {
     throw TCException(kSource, __LINE__, "m_Process==getpid()")
         .Format("the test server belongs to process %d, of which this is a forked child",
                 static_cast<int>(m_Process));
   }
-  return TCGuard(m_Lock);
 }
 
 TCTestRun& TCTestControl::Run(char const* Operation) const {
@@ -61,26 +72,26 @@ void TCTestControl::RequireStopped(char const* Operation) const {
 // ---- its life ----
 
 void TCTestControl::Start() {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   RequireStopped("start");
   m_Run = std::make_unique<TCTestRun>(m_Place->get_Database(), m_Place->get_Address(),
                                       m_Configuration, m_Faults, m_Arrivals);
 }
 
 void TCTestControl::Stop() {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   Run("stop");
   m_Run.reset();
 }
 
 void TCTestControl::LoseValues() {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   RequireStopped("lose the values");
   m_Place->RemoveDatabase();
 }
 
 void TCTestControl::Pause() {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   TCTestRun& Running = Run("pause");
   if (Running.IsPaused()) {
     throw TCException(kSource, __LINE__, "!IsPaused()")
@@ -90,7 +101,7 @@ void TCTestControl::Pause() {
 }
 
 void TCTestControl::Resume() {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   TCTestRun& Running = Run("resume");
   if (!Running.IsPaused()) {
     throw TCException(kSource, __LINE__, "IsPaused()")
@@ -102,14 +113,14 @@ void TCTestControl::Resume() {
 void TCTestControl::EndFaults() {
   ChangeFaults([](TSTestFaults& Faults) { Faults = TSTestFaults(); });
   HoldAcknowledgements(false);
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   if (m_Run && m_Run->IsPaused()) {
     m_Run->Resume();
   }
 }
 
 bool TCTestControl::IsRunning() {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   return m_Run != nullptr;
 }
 
@@ -117,29 +128,30 @@ bool TCTestControl::IsRunning() {
 
 void TCTestControl::Execute(char const* Operation,
                             std::function<void(TCTestService&)> const& Function) {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   Run(Operation).Execute(Function);
 }
 
 void TCTestControl::HoldAcknowledgements(bool Held) {
   ChangeFaults([Held](TSTestFaults& Faults) { Faults.AcknowledgementsHeld = Held; });
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   if (m_Run && !Held) {
     m_Run->Execute([](TCTestService& Service) { Service.AcknowledgeHeld(); });
   }
 }
 
 void TCTestControl::ChangeFaults(std::function<void(TSTestFaults&)> const& Change) {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   if (m_Run) {
-    m_Run->Execute([&](TCTestService const& /*Service*/) { Change(m_Faults); });
+    m_Run->Execute([&](TCTestService const& /*Service*/)
+                       PROPERTY_REQUIRES(m_Lock) { Change(m_Faults); });
   } else {
     Change(m_Faults);
   }
 }
 
 void TCTestControl::SetConfiguration(TCConfiguration Configuration) {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   if (m_Run) {
     m_Run->Execute([&](TCTestService& Service) { Service.SetConfiguration(Configuration); });
   }
@@ -147,12 +159,12 @@ void TCTestControl::SetConfiguration(TCConfiguration Configuration) {
 }
 
 bool TCTestControl::IsBehind() {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   return !m_Run || m_Run->IsBehind();
 }
 
 std::string TCTestControl::DescribeState() {
-  TCGuard const Guard = Enter();
+  TCGuard const Guard(*this);
   if (!m_Run) {
     return "; the test server is stopped";
   }
@@ -160,7 +172,8 @@ std::string TCTestControl::DescribeState() {
     return "; the test server pauses";
   }
   bool Held = false;
-  m_Run->Execute([&](TCTestService const& /*Service*/) { Held = m_Faults.AcknowledgementsHeld; });
+  m_Run->Execute([&](TCTestService const& /*Service*/)
+                     PROPERTY_REQUIRES(m_Lock) { Held = m_Faults.AcknowledgementsHeld; });
   return Held ? "; the test server withholds acknowledgements" : "";
 }
 

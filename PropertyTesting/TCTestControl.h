@@ -6,9 +6,9 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "Platform/Utility/TCMutex.h"
 #include "PropertyTesting/TCTestArrivals.h"
 #include "PropertyTesting/TCTestPlace.h"
 #include "PropertyTesting/TCTestRun.h"
@@ -53,21 +53,20 @@ class TCTestControl {
   TCTestArrivals& get_Arrivals() { return m_Arrivals; }
 
  private:
-  using TCGuard = std::unique_lock<std::mutex>;
+  // Holds m_Lock; refuses a forked child.
+  class TCGuard;
 
-  TCGuard Enter();
-  TCTestRun& Run(char const* Operation) const;
-  void RequireStopped(char const* Operation) const;
+  void RequireOwnProcess() const;
+  TCTestRun& Run(char const* Operation) const PROPERTY_REQUIRES(m_Lock);
+  void RequireStopped(char const* Operation) const PROPERTY_REQUIRES(m_Lock);
 
   pid_t const m_Process;  // that made it
   std::unique_ptr<TCTestPlace> m_Place;
   TCTestArrivals m_Arrivals;
-  std::mutex m_Lock;
-  // guarded by m_Lock; while there is a run, also its service's
-  TSTestFaults m_Faults;
-  // guarded by m_Lock
-  TCConfiguration m_Configuration;
-  std::unique_ptr<TCTestRun> m_Run;  // null while it is stopped
+  TCMutex m_Lock;
+  TSTestFaults m_Faults PROPERTY_GUARDED_BY(m_Lock);  // while there is a run, also its service's
+  TCConfiguration m_Configuration PROPERTY_GUARDED_BY(m_Lock);
+  std::unique_ptr<TCTestRun> m_Run PROPERTY_GUARDED_BY(m_Lock);  // null while it is stopped
 };
 
 }  // namespace Property::Testing

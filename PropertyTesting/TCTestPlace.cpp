@@ -8,10 +8,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <filesystem>
-#include <mutex>
 #include <system_error>
 
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCMutex.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 
 namespace Property::Testing {
@@ -24,11 +24,10 @@ constexpr char kMemory[] = "/dev/shm";
 
 // What is kept for the process, which a forked child is another one of.
 struct TSKept {
-  std::mutex Lock;
-  // guarded by Lock
-  pid_t Process = 0;
-  std::string Folder;  // of the first; empty before it
-  bool InUse = false;
+  TCMutex Lock;
+  pid_t Process PROPERTY_GUARDED_BY(Lock) = 0;
+  std::string Folder PROPERTY_GUARDED_BY(Lock);  // of the first; empty before it
+  bool InUse PROPERTY_GUARDED_BY(Lock) = false;
 };
 
 TSKept& Kept() {
@@ -67,7 +66,7 @@ void MakeFolderAgain(std::string const& Folder) {
 // The folder that is in use from now on.
 std::string TakeFolder() {
   TSKept& Own = Kept();
-  std::lock_guard<std::mutex> const Guard(Own.Lock);
+  TCMutexLock const Guard(Own.Lock);
   if (Own.Process != getpid()) {
     Own.Process = getpid();
     Own.Folder.clear();
@@ -98,7 +97,7 @@ void LeaveFolder(std::string const& Folder) {
   std::error_code Ignored;
   std::filesystem::remove_all(Folder, Ignored);
   TSKept& Own = Kept();
-  std::lock_guard<std::mutex> const Guard(Own.Lock);
+  TCMutexLock const Guard(Own.Lock);
   Own.InUse = false;
 }
 

@@ -20,24 +20,30 @@ TCFollowedValues::~TCFollowedValues() {
 
 void TCFollowedValues::Begin() {
   m_Server.Follow(Norv_PropertyMail, [this] {
-    AskForAll(m_Server, [this](TSValueRecord const& Record) {
+    TCValues Loaded;
+    AskForAll(m_Server, [&Loaded](TSValueRecord const& Record) {
       if (Record.Data) {
-        m_Values[Record.Place] = *Record.Data;  // nobody else is here yet
+        Loaded[Record.Place] = *Record.Data;
       }
     });
-    std::lock_guard<std::mutex> const Lock(m_Mutex);
+    TCMutexLock const Lock(m_Mutex);
+    m_Values = std::move(Loaded);
     m_HasBegun = true;
     m_Callbacks.OnLoaded(m_Values);
   });
 }
 
 bool TCFollowedValues::Wait(std::optional<std::chrono::milliseconds> Time) {
-  std::unique_lock<std::mutex> Lock(m_Mutex);
-  auto const IsOver = [this] { return m_IsFinished || m_Failure != nullptr; };
-  if (!Time) {
-    m_Changed.wait(Lock, IsOver);
-  } else if (!m_Changed.wait_for(Lock, *Time, IsOver)) {
-    return false;
+  TCMutexLock Lock(m_Mutex);
+  auto const Begin = std::chrono::steady_clock::now();
+  while (!m_IsFinished && m_Failure == nullptr) {
+    if (!Time) {
+      Lock.Wait(m_Changed);
+    } else if (std::chrono::steady_clock::now() - Begin < *Time) {
+      Lock.WaitUntil(m_Changed, Begin + *Time);
+    } else {
+      return false;
+    }
   }
   if (m_Failure != nullptr) {
     std::rethrow_exception(m_Failure);
@@ -46,13 +52,14 @@ bool TCFollowedValues::Wait(std::optional<std::chrono::milliseconds> Time) {
 }
 
 void TCFollowedValues::Finish() {
+  m_Mutex.SayHeld();
   m_IsFinished = true;
   m_Changed.notify_all();
 }
 
 // With the lock held: callbacks are called one at a time, and none after the end.
 void TCFollowedValues::Guard(std::function<void()> const& Function) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   if (!m_HasBegun || m_IsFinished || m_Failure != nullptr) {
     return;
   }
@@ -65,7 +72,7 @@ void TCFollowedValues::Guard(std::function<void()> const& Function) {
 }
 
 void TCFollowedValues::OnState(bool Reachable) {
-  Guard([this, Reachable] {
+  Guard([this, Reachable]() PROPERTY_REQUIRES(m_Mutex) {
     if (std::exchange(m_IsReachable, Reachable) != Reachable) {
       m_Callbacks.OnState(Reachable);
     }
@@ -73,7 +80,7 @@ void TCFollowedValues::OnState(bool Reachable) {
 }
 
 void TCFollowedValues::OnMail(TCNorvMessage const& Mail) {
-  Guard([this, &Mail] {
+  Guard([this, &Mail]() PROPERTY_REQUIRES(m_Mutex) {
     Apply(Mail);
     if (!m_IsFinished) {
       m_Callbacks.OnEnd(m_Values);
@@ -83,7 +90,7 @@ void TCFollowedValues::OnMail(TCNorvMessage const& Mail) {
 
 void TCFollowedValues::Apply(TCNorvMessage const& Mail) {
   std::optional<TCValues> Whole;
-  ReadValues(Mail, [this, &Whole](TSValueRecord const& Record) {
+  ReadValues(Mail, [this, &Whole](TSValueRecord const& Record) PROPERTY_REQUIRES(m_Mutex) {
     if (Record.IsWhole) {
       Whole.emplace();
     } else if (!Whole) {

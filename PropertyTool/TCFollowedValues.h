@@ -6,12 +6,12 @@
 #include <exception>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "Platform/Messaging/TCNorvMessage.h"
+#include "Platform/Utility/TCMutex.h"
 #include "ServerClient/ServerValues.h"
 #include "ServerClient/TCServerConnection.h"
 #include "ServerClient/TSPropertyPlace.h"
@@ -53,27 +53,27 @@ class TCFollowedValues {
   /// Waits until Finish() was called or the time has passed (none: without limit), which it answers
   /// with false.
   bool Wait(std::optional<std::chrono::milliseconds> Time);
-  /// Nothing is told from here on. Called from the callbacks.
+  /// Nothing is told from here on. Called from the callbacks, which hold the lock.
   void Finish();
 
  private:
   void OnMail(TCNorvMessage const& Mail);
   void OnState(bool Reachable);
-  void Apply(TCNorvMessage const& Mail);
-  void Take(TSPropertyPlace const& Place, std::optional<std::string> const& Data);
-  void TakeWhole(TCValues const& Whole);
+  void Apply(TCNorvMessage const& Mail) PROPERTY_REQUIRES(m_Mutex);
+  void Take(TSPropertyPlace const& Place, std::optional<std::string> const& Data)
+      PROPERTY_REQUIRES(m_Mutex);
+  void TakeWhole(TCValues const& Whole) PROPERTY_REQUIRES(m_Mutex);
   void Guard(std::function<void()> const& Function);
 
   TCServerConnection& m_Server;
   TSCallbacks const m_Callbacks;
-  std::mutex m_Mutex;
+  TCMutex m_Mutex;
   std::condition_variable m_Changed;
-  // guarded by m_Mutex
-  TCValues m_Values;
-  bool m_HasBegun = false;
-  bool m_IsFinished = false;
-  bool m_IsReachable = true;
-  std::exception_ptr m_Failure;
+  TCValues m_Values PROPERTY_GUARDED_BY(m_Mutex);
+  bool m_HasBegun PROPERTY_GUARDED_BY(m_Mutex) = false;
+  bool m_IsFinished PROPERTY_GUARDED_BY(m_Mutex) = false;
+  bool m_IsReachable PROPERTY_GUARDED_BY(m_Mutex) = true;
+  std::exception_ptr m_Failure PROPERTY_GUARDED_BY(m_Mutex);
 };
 
 }  // namespace Property

@@ -2,12 +2,12 @@
 // A receipt with what has become known of it.
 #pragma once
 
-#include <mutex>
 #include <optional>
 #include <utility>
 #include <vector>
 
 #include "Bindings/C/property.h"
+#include "Platform/Utility/TCMutex.h"
 #include "PropertyInterface/TCPropertyReceipt.h"
 #include "PropertyInterface/TSPropertyRefusal.h"
 
@@ -23,18 +23,18 @@ struct property_receipt {
 
   /// The first that is known stays.
   void Know(TSKnown Result) {
-    std::lock_guard<std::mutex> const Guard(Lock);
+    TCMutexLock const Guard(Lock);
     if (!Known) {
       Known = std::move(Result);
     }
   }
   /// Null when nothing is.
   TSKnown const* get_Known() const {
-    std::lock_guard<std::mutex> const Guard(Lock);
+    TCMutexLock const Guard(Lock);
     return Known ? &*Known : nullptr;
   }
 
   Property::TCPropertyReceipt const Changes;
-  mutable std::mutex Lock;
-  std::optional<TSKnown> Known;  // guarded by Lock
+  mutable TCMutex Lock;
+  std::optional<TSKnown> Known PROPERTY_GUARDED_BY(Lock);
 };

@@ -55,7 +55,7 @@ TCStoreOpening& TCStoreOpening::Get() {
 void TCStoreOpening::Open(std::vector<std::string> const* Paths, bool AllDevices, int Timeout) {
   RequireOwnProcess();
   m_Process = getpid();
-  TCLock Lock(m_Lock);
+  TCMutexLock Lock(m_Lock);
   if (m_Names == nullptr) {
     LoadSchema(Paths, AllDevices);
   }
@@ -106,35 +106,39 @@ void TCStoreOpening::RequireSame(std::vector<std::string> const* Paths, bool All
 void TCStoreOpening::StartConnecting() {
   TCSignalsBlocked const Blocked;  // and so are those of the thread
   m_Failure.clear();
-  std::thread([this] { Connect(); }).detach();
+  std::thread([this, AllDevices = m_AllDevices] { Connect(AllDevices); }).detach();
   m_Phase = TEPhase::eConnecting;
 }
 
-void TCStoreOpening::Connect() {
+void TCStoreOpening::Connect(bool AllDevices) {
   std::string Failure;
   try {
     if (TCPropertyCollectionDriver::get_Instance() == nullptr) {
-      TCPropertyCollectionDriver::Create(!m_AllDevices);
+      TCPropertyCollectionDriver::Create(!AllDevices);
     } else {
       TCPropertyCollectionDriver::get_Instance()->Fetch();  // where the server had refused that
     }
   } catch (std::exception const& Thrown) {
     Failure = std::string(Thrown.what()) + DescribeWaiting();
   }
-  TCLock const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   m_Phase = Failure.empty() ? TEPhase::eOpen : TEPhase::eNone;
   m_Failure = Failure;
   m_Changed.notify_all();
 }
 
-void TCStoreOpening::Wait(TCLock& Lock, int Timeout) {
-  auto const IsDecided = [this] { return m_Phase != TEPhase::eConnecting; };
-  if (Timeout < 0) {
-    m_Changed.wait(Lock, IsDecided);
-  } else if (!m_Changed.wait_for(Lock, std::chrono::milliseconds(Timeout), IsDecided)) {
-    throw TCBorderFailure(PROPERTY_TIMED_OUT, "the property server has not answered within " +
-                                                  std::to_string(Timeout) + " ms" +
-                                                  DescribeWaiting());
+void TCStoreOpening::Wait(TCMutexLock& Lock, int Timeout) {
+  auto const End = std::chrono::steady_clock::now() + std::chrono::milliseconds(Timeout);
+  while (m_Phase == TEPhase::eConnecting) {
+    if (Timeout < 0) {
+      Lock.Wait(m_Changed);
+    } else if (std::chrono::steady_clock::now() < End) {
+      Lock.WaitUntil(m_Changed, End);
+    } else {
+      throw TCBorderFailure(PROPERTY_TIMED_OUT, "the property server has not answered within " +
+                                                    std::to_string(Timeout) + " ms" +
+                                                    DescribeWaiting());
+    }
   }
   if (m_Phase != TEPhase::eOpen) {
     throw TCBorderFailure(PROPERTY_FAILED, m_Failure);
@@ -142,17 +146,17 @@ void TCStoreOpening::Wait(TCLock& Lock, int Timeout) {
 }
 
 std::string TCStoreOpening::DescribeProblems() {
-  TCLock const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   return m_Libraries != nullptr ? DescribeLeftOut(*m_Libraries) : std::string();
 }
 
 std::string TCStoreOpening::ReasonAgainst(TCPropertyID const& Field, std::string const& Data) {
-  TCLock const Lock(m_RulesLock);
+  TCMutexLock const Lock(m_RulesLock);
   return m_Rules.ReasonAgainst(Field, Data);
 }
 
 TCValueRules::TSTyped TCStoreOpening::Read(TCPropertyID const& Field, std::string const& Written) {
-  TCLock const Lock(m_RulesLock);
+  TCMutexLock const Lock(m_RulesLock);
   return m_Rules.Read(Field, Written);
 }
 

@@ -7,11 +7,11 @@
 #include <atomic>
 #include <condition_variable>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "CommonProperties/TCPropertyID.h"
+#include "Platform/Utility/TCMutex.h"
 #include "SchemaLibrary/TCPropertyNames.h"
 #include "SchemaLibrary/TCValueRules.h"
 
@@ -46,28 +46,29 @@ class TCStoreOpening {
 
  private:
   enum class TEPhase { eNone, eConnecting, eOpen };
-  using TCLock = std::unique_lock<std::mutex>;
 
   TCStoreOpening() = default;
 
-  void LoadSchema(std::vector<std::string> const* Paths, bool AllDevices);
-  void RequireSame(std::vector<std::string> const* Paths, bool AllDevices) const;
-  void StartConnecting();
-  void Connect();
-  void Wait(TCLock& Lock, int Timeout);
+  void LoadSchema(std::vector<std::string> const* Paths, bool AllDevices) PROPERTY_REQUIRES(m_Lock);
+  void RequireSame(std::vector<std::string> const* Paths, bool AllDevices) const
+      PROPERTY_REQUIRES(m_Lock);
+  void StartConnecting() PROPERTY_REQUIRES(m_Lock);
+  void Connect(bool AllDevices);
+  void Wait(TCMutexLock& Lock, int Timeout) PROPERTY_REQUIRES(m_Lock);
 
   std::atomic<pid_t> m_Process{0};  // of the first attempt
-  std::mutex m_Lock;
+  TCMutex m_Lock;
   std::condition_variable m_Changed;
-  // guarded by m_Lock; what the schema gives stays once it is there
-  TEPhase m_Phase = TEPhase::eNone;
-  bool m_AllDevices = false;
-  std::vector<std::string> m_Paths;
-  std::unique_ptr<TCSchemaLibraries> m_Libraries;  // null where the program has its own schema
+  TEPhase m_Phase PROPERTY_GUARDED_BY(m_Lock) = TEPhase::eNone;
+  bool m_AllDevices PROPERTY_GUARDED_BY(m_Lock) = false;
+  std::vector<std::string> m_Paths PROPERTY_GUARDED_BY(m_Lock);
+  // Null where the program has its own schema.
+  std::unique_ptr<TCSchemaLibraries> m_Libraries PROPERTY_GUARDED_BY(m_Lock);
+  std::string m_Failure PROPERTY_GUARDED_BY(m_Lock);  // of the last attempt
+  // Written with m_Lock held, before the store is open, and read without it from then on.
   std::unique_ptr<TCPropertyNames> m_Names;
-  std::string m_Failure;  // of the last attempt
-  std::mutex m_RulesLock;
-  TCValueRules m_Rules;  // guarded by m_RulesLock
+  TCMutex m_RulesLock;
+  TCValueRules m_Rules PROPERTY_GUARDED_BY(m_RulesLock);
 };
 
 }  // namespace Property::C

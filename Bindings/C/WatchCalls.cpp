@@ -11,7 +11,6 @@
 #include <cstring>
 #include <initializer_list>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -23,6 +22,7 @@
 #include "CommonProperties/TCPropertyCollection.h"
 #include "CommonProperties/TCPropertyEvents.h"
 #include "Platform/Utility/TCFileDescriptor.h"
+#include "Platform/Utility/TCMutex.h"
 
 /// Never changes.
 struct property_change {
@@ -43,11 +43,10 @@ struct property_watch {
   TCFileDescriptor Stopping;
   TCFileDescriptor Both;
   std::atomic<bool> Stopped{false};
-  std::mutex Lock;
-  // guarded by Lock
-  std::unique_ptr<property_change> Taken;  // while Events dispatches
-  Property::TCPropertyEvents Events;
-  std::vector<Property::TCPropertyEvents::TCSubscription> Subscriptions;
+  TCMutex Lock;
+  std::unique_ptr<property_change> Taken PROPERTY_GUARDED_BY(Lock);  // while Events dispatches
+  Property::TCPropertyEvents Events PROPERTY_GUARDED_BY(Lock);
+  std::vector<Property::TCPropertyEvents::TCSubscription> Subscriptions PROPERTY_GUARDED_BY(Lock);
 };
 
 using namespace Property;
@@ -73,9 +72,8 @@ std::unique_ptr<property_change> ChangeOf(TCCommonPropertyObject const& Value,
 }
 
 TCPropertyEvents::THandler TakerOf(property_watch& Watch) {
-  return [&Watch](TCCommonPropertyObject const& Value, TENotificationType Type) {
-    Watch.Taken = ChangeOf(Value, Type);
-  };
+  return [&Watch](TCCommonPropertyObject const& Value, TENotificationType Type)
+             PROPERTY_REQUIRES(Watch.Lock) { Watch.Taken = ChangeOf(Value, Type); };
 }
 
 /// When a wait ends.
@@ -124,8 +122,8 @@ property_status Subscribe(property_watch* Watch, TSubscribe const& Make) {
   return Cross([&] {
     Require(Watch, "watch");
     TCStoreOpening::Get().RequireOwnProcess();
-    std::lock_guard<std::mutex> const Guard(Watch->Lock);
-    Watch->Subscriptions.push_back(Make());
+    TCMutexLock const Guard(Watch->Lock);
+    Watch->Subscriptions.push_back(Make(Watch->Events));
   });
 }
 
@@ -142,7 +140,7 @@ property_watch::property_watch()
 }
 
 std::unique_ptr<property_change> property_watch::Take() {
-  std::lock_guard<std::mutex> const Guard(Lock);
+  TCMutexLock const Guard(Lock);
   Events.Dispatch(1);
   return std::move(Taken);
 }
@@ -163,21 +161,21 @@ property_status property_watch_new(property_store const* store, property_watch**
 }
 
 property_status property_watch_value(property_watch* watch, property_value const* value) {
-  return Subscribe(watch, [&] {
+  return Subscribe(watch, [&](TCPropertyEvents& Events) {
     Require(value, "value");
-    return watch->Events.On(*value->Field, value->Record, value->Device, TakerOf(*watch));
+    return Events.On(*value->Field, value->Record, value->Device, TakerOf(*watch));
   });
 }
 
 property_status property_watch_property(property_watch* watch, property_value const* value) {
-  return Subscribe(watch, [&] {
+  return Subscribe(watch, [&](TCPropertyEvents& Events) {
     Require(value, "value");
-    return watch->Events.On(*value->Field, TakerOf(*watch));
+    return Events.On(*value->Field, TakerOf(*watch));
   });
 }
 
 property_status property_watch_all(property_watch* watch) {
-  return Subscribe(watch, [&] { return watch->Events.OnAny(TakerOf(*watch)); });
+  return Subscribe(watch, [&](TCPropertyEvents& Events) { return Events.OnAny(TakerOf(*watch)); });
 }
 
 int property_watch_descriptor(property_watch const* watch) {

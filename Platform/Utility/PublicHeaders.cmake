@@ -11,4 +11,5 @@ set(PUBLIC_HEADERS
   TCNullTypes.h
   TCRecordID.h
   TCUtilities.h
+  ThreadAnnotations.h
   TextConversions.h)

@@ -24,8 +24,9 @@ TCCriticalSection WritingSection;
 
 void WriteLine(int Priority, char const* Line) {
   static bool const Watching = SetForkHandlers(
-      TEForkPlace::eLog, {[] { WritingSection.Enter(); }, [] { WritingSection.Leave(); },
-                          [] { WritingSection.LeaveInChild(); }});
+      TEForkPlace::eLog, {[]() PROPERTY_UNCHECKED_LOCKING { WritingSection.Enter(); },
+                          []() PROPERTY_UNCHECKED_LOCKING { WritingSection.Leave(); },
+                          []() PROPERTY_UNCHECKED_LOCKING { WritingSection.LeaveInChild(); }});
   static_cast<void>(Watching);
   TCCriticalSectionLock const Lock(WritingSection);
   syslog(LOG_USER | Priority, "%s", Line);

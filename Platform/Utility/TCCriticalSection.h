@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "Platform/PlatformExport.h"
+#include "Platform/Utility/ThreadAnnotations.h"
 
 // gcc announces the thread sanitizer by a macro, clang by a feature.
 #if defined(__has_feature)
@@ -28,7 +29,7 @@
 /// Entering and leaving are a few instructions while no other thread wants the lock. Who finds it
 /// held looks again for some microseconds, since most holders leave sooner, and sleeps then. It is
 /// not fair: who comes just after it was left may get in before those who sleep.
-class PROPERTY_PLATFORM_EXPORT TCCriticalSection {
+class PROPERTY_LOCK("critical section") PROPERTY_PLATFORM_EXPORT TCCriticalSection {
  public:
   constexpr TCCriticalSection() noexcept = default;
   TCCriticalSection(TCCriticalSection const&) = delete;
@@ -36,7 +37,7 @@ class PROPERTY_PLATFORM_EXPORT TCCriticalSection {
 
   /// Waits at most `Timeout` milliseconds, not at all for 0, without limit for a negative value.
   /// Returns false, with nothing entered, when the time passed or the depth of entries overflowed.
-  bool Enter(int Timeout = -1) noexcept {
+  bool Enter(int Timeout = -1) noexcept PROPERTY_MAY_ACQUIRE(true) {
     pthread_t const Self = pthread_self();
     if (m_Owner.load(std::memory_order_relaxed) == Self) {
       return EnterAgain();
@@ -49,7 +50,7 @@ class PROPERTY_PLATFORM_EXPORT TCCriticalSection {
     return true;
   }
   /// Undoes one Enter. Does nothing when the calling thread does not hold the lock.
-  void Leave() noexcept {
+  void Leave() noexcept PROPERTY_RELEASES() {
     if (m_Owner.load(std::memory_order_relaxed) != pthread_self()) {
       return;
     }
@@ -64,7 +65,7 @@ class PROPERTY_PLATFORM_EXPORT TCCriticalSection {
     }
   }
   /// Undoes one Enter of the thread that has forked, in its child.
-  void LeaveInChild() noexcept { Leave(); }
+  void LeaveInChild() noexcept PROPERTY_RELEASES() { Leave(); }
 
  private:
   // The kernel looks at it, hence its size.
@@ -109,18 +110,19 @@ class PROPERTY_PLATFORM_EXPORT TCCriticalSection {
 };
 
 /// Holds a TCCriticalSection while it lives; belongs to one thread.
-class TCCriticalSectionLock {
+class PROPERTY_SCOPED_LOCK TCCriticalSectionLock {
  public:
   /// Waits without limit.
-  explicit TCCriticalSectionLock(TCCriticalSection& Section) noexcept : m_Section(&Section) {
+  explicit TCCriticalSectionLock(TCCriticalSection& Section) noexcept PROPERTY_ACQUIRES(Section)
+      : m_Section(&Section) {
     m_Section->Enter();
   }
-  ~TCCriticalSectionLock() { Leave(); }
+  ~TCCriticalSectionLock() PROPERTY_RELEASES() { Leave(); }
   TCCriticalSectionLock(TCCriticalSectionLock const&) = delete;
   TCCriticalSectionLock& operator=(TCCriticalSectionLock const&) = delete;
 
   /// Leaves before the end of the scope; a second call does nothing.
-  void Leave() noexcept {
+  void Leave() noexcept PROPERTY_RELEASES() {
     if (m_Section != nullptr) {
       m_Section->Leave();
       m_Section = nullptr;

@@ -28,12 +28,12 @@ constexpr unsigned kNoDigit = 16;
 // Ends up above the six bytes, so that an address of all zeros is not the empty one.
 constexpr unsigned long long kPresent = 1;
 
-// All below is guarded by OwnSection and, like it, constant-initialised: Own works at any time.
+// All is constant-initialised: Own works at any time.
 TCCriticalSection OwnSection;
-TCMACAddress GivenOwn;
-TCMACAddress EnvironmentOwn;
-bool EnvironmentRead = false;
-TCMACAddress FoundOwn;
+TCMACAddress GivenOwn PROPERTY_GUARDED_BY(OwnSection);
+TCMACAddress EnvironmentOwn PROPERTY_GUARDED_BY(OwnSection);
+bool EnvironmentRead PROPERTY_GUARDED_BY(OwnSection) = false;
+TCMACAddress FoundOwn PROPERTY_GUARDED_BY(OwnSection);
 
 constexpr unsigned DigitValue(char Digit) noexcept {
   if (Digit >= '0' && Digit <= '9') {
@@ -49,7 +49,7 @@ constexpr unsigned DigitValue(char Digit) noexcept {
 }
 
 // Takes the environment's address at the first call. A bad text is reported, not obeyed.
-void ReadEnvironment() {
+void ReadEnvironment() PROPERTY_REQUIRES(OwnSection) {
   if (EnvironmentRead) {
     return;
   }
@@ -84,8 +84,9 @@ bool IdentifiesDevice(ifaddrs const& Entry, sockaddr_ll const& Address) noexcept
 // Keeps a process from forking while a thread looks for the address, for good in the child.
 void WatchForks() noexcept {
   static bool const Watching = SetForkHandlers(
-      TEForkPlace::eDevice,
-      {[] { OwnSection.Enter(); }, [] { OwnSection.Leave(); }, [] { OwnSection.LeaveInChild(); }});
+      TEForkPlace::eDevice, {[]() PROPERTY_UNCHECKED_LOCKING { OwnSection.Enter(); },
+                             []() PROPERTY_UNCHECKED_LOCKING { OwnSection.Leave(); },
+                             []() PROPERTY_UNCHECKED_LOCKING { OwnSection.LeaveInChild(); }});
   static_cast<void>(Watching);
 }
 

@@ -48,13 +48,15 @@ void TCRouterLoop::Run() {
 }
 
 bool TCRouterLoop::TakeStop() {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   return std::exchange(m_Stopping, false);
 }
 
 void TCRouterLoop::BeginTurn() {
-  std::unique_lock<std::mutex> Lock(m_Mutex);
-  m_Changed.wait(Lock, [this] { return m_Runner == std::thread::id(); });
+  TCMutexLock Lock(m_Mutex);
+  while (m_Runner != std::thread::id()) {
+    Lock.Wait(m_Changed);
+  }
   m_Runner = std::this_thread::get_id();
 }
 
@@ -62,7 +64,7 @@ void TCRouterLoop::BeginTurn() {
 void TCRouterLoop::EndTurn() {
   for (;;) {
     RunTasks();
-    std::lock_guard<std::mutex> const Lock(m_Mutex);
+    TCMutexLock const Lock(m_Mutex);
     if (m_Waiting.empty()) {
       m_Runner = std::thread::id();
       m_Changed.notify_all();
@@ -72,15 +74,15 @@ void TCRouterLoop::EndTurn() {
 }
 
 void TCRouterLoop::Stop() {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   m_Stopping = true;
   eventfd_write(m_Wake.get(), 1);
 }
 
 void TCRouterLoop::Execute(std::function<void()> const& Function) {
-  std::unique_lock<std::mutex> Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   if (m_Runner == std::this_thread::get_id()) {
-    Lock.unlock();
+    Lock.Leave();
     Function();
     return;
   }
@@ -92,20 +94,22 @@ void TCRouterLoop::Execute(std::function<void()> const& Function) {
     } catch (...) {
       Failure = std::current_exception();
     }
-    std::lock_guard<std::mutex> const TaskLock(m_Mutex);
+    TCMutexLock const TaskLock(m_Mutex);
     Done = true;
     m_Changed.notify_all();
   });
   if (m_Runner == std::thread::id()) {
     m_Runner = std::this_thread::get_id();
-    Lock.unlock();
+    Lock.Leave();
     EndTurn();
-    Lock.lock();
+    Lock.Enter();
   } else {
     eventfd_write(m_Wake.get(), 1);
   }
-  m_Changed.wait(Lock, [&Done] { return Done; });
-  Lock.unlock();
+  while (!Done) {
+    Lock.Wait(m_Changed);
+  }
+  Lock.Leave();
   if (Failure) {
     std::rethrow_exception(Failure);
   }
@@ -115,7 +119,7 @@ void TCRouterLoop::RunTasks() {
   for (;;) {
     std::function<void()> Task;
     {
-      std::lock_guard<std::mutex> const Lock(m_Mutex);
+      TCMutexLock const Lock(m_Mutex);
       if (m_Waiting.empty()) {
         return;
       }

@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 
 #include "Platform/Messaging/TCNorvEventLoop.h"
 #include "Platform/Messaging/TCNorvWatchedFile.h"
 #include "Platform/Utility/TCFileDescriptor.h"
+#include "Platform/Utility/TCMutex.h"
 
 /// One thread at a time has the turn: the one in Run(), or, while none is, the one in Execute().
 /// What is not synchronised in the router belongs to it.
@@ -40,10 +40,10 @@ class TCRouterLoop {
   TCFileDescriptor const m_Wake;
   TCNorvWatchedFile const m_Tasks;
 
-  std::mutex m_Mutex;
+  TCMutex m_Mutex;
   std::condition_variable m_Changed;
-  // guarded by m_Mutex
-  std::thread::id m_Runner;  // whose turn it is: the thread in Run(), or in Execute() without it
-  bool m_Stopping = false;
-  std::deque<std::function<void()>> m_Waiting;
+  // Whose turn it is: the thread in Run(), or in Execute() without it.
+  std::thread::id m_Runner PROPERTY_GUARDED_BY(m_Mutex);
+  bool m_Stopping PROPERTY_GUARDED_BY(m_Mutex) = false;
+  std::deque<std::function<void()>> m_Waiting PROPERTY_GUARDED_BY(m_Mutex);
 };
