@@ -11,7 +11,7 @@ TCAttemptLimit::TCAttemptLimit(TSLimits const& Limits, TCClock Now)
     : m_Limits(Limits), m_Now(std::move(Now)) {}
 
 bool TCAttemptLimit::Take(std::string const& Key) {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   if (m_States.count(Key) == 0) {
     MakeRoom();
   }
@@ -25,12 +25,12 @@ bool TCAttemptLimit::Take(std::string const& Key) {
 }
 
 void TCAttemptLimit::Forget(std::string const& Key) {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   m_States.erase(Key);
 }
 
 std::size_t TCAttemptLimit::get_Count() {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   return m_States.size();
 }
 

@@ -5,9 +5,9 @@
 #include <chrono>
 #include <cstddef>
 #include <map>
-#include <mutex>
 #include <string>
 
+#include "Platform/Utility/TCMutex.h"
 #include "PropertyConsole/TCSessions.h"
 
 namespace Property {
@@ -39,13 +39,13 @@ class TCAttemptLimit {
   };
 
   void GiveBack(TSState& State) const;
-  void MakeRoom();
+  void MakeRoom() PROPERTY_REQUIRES(m_Lock);
 
   TSLimits const m_Limits;
   TCClock const m_Now;
 
-  std::mutex m_Lock;
-  std::map<std::string, TSState> m_States;  // guarded by m_Lock
+  TCMutex m_Lock;
+  std::map<std::string, TSState> m_States PROPERTY_GUARDED_BY(m_Lock);
 };
 
 }  // namespace Property

@@ -40,20 +40,20 @@ auto TCServerQuestions::Ask(TQuestion const& Question) -> decltype(Question()) {
 }
 
 TCServerFigures TCServerQuestions::AskFigures() {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
-  return Ask([this] { return AskForFigures(m_Server); });
+  TCMutexLock const Lock(m_Lock);
+  return Ask([this]() PROPERTY_REQUIRES(m_Lock) { return AskForFigures(m_Server); });
 }
 
 std::vector<TSHistoryEntry> TCServerQuestions::AskHistory(
     std::size_t Most, std::function<void(TCControlRecord&)> const& Narrow) {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
-  return Ask([&] { return AskForHistory(m_Server, Most, Narrow); });
+  TCMutexLock const Lock(m_Lock);
+  return Ask([&]() PROPERTY_REQUIRES(m_Lock) { return AskForHistory(m_Server, Most, Narrow); });
 }
 
 std::set<int> TCServerQuestions::AskSecrets(std::set<int> const& Numbers) {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   try {
-    m_Secrets = Ask([&] {
+    m_Secrets = Ask([&]() PROPERTY_REQUIRES(m_Lock) {
       TCSecrets Secrets(m_Server, false);
       std::set<int> Found;
       for (int const Number : Numbers) {
@@ -72,8 +72,8 @@ std::set<int> TCServerQuestions::AskSecrets(std::set<int> const& Numbers) {
 }
 
 std::set<std::string> TCServerQuestions::AskDevices() {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
-  return Ask([this] {
+  TCMutexLock const Lock(m_Lock);
+  return Ask([this]() PROPERTY_REQUIRES(m_Lock) {
     std::set<std::string> Devices;
     AskForAll(m_Server, [&Devices](TSValueRecord const& Record) {
       if (!Record.IsWhole && !Record.Place.MAC.empty()) {

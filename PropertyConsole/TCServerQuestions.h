@@ -3,12 +3,12 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "Platform/Utility/TCMutex.h"
 #include "ServerClient/History.h"
 #include "ServerClient/ServerFigures.h"
 #include "ServerClient/TCServerConnection.h"
@@ -32,12 +32,11 @@ class TCServerQuestions {
 
  private:
   template <class TQuestion>
-  auto Ask(TQuestion const& Question) -> decltype(Question());
+  auto Ask(TQuestion const& Question) -> decltype(Question()) PROPERTY_REQUIRES(m_Lock);
 
-  std::mutex m_Lock;
-  // guarded by m_Lock
-  TCServerConnection m_Server;
-  std::optional<std::set<int>> m_Secrets;  // as last told
+  TCMutex m_Lock;
+  TCServerConnection m_Server PROPERTY_GUARDED_BY(m_Lock);
+  std::optional<std::set<int>> m_Secrets PROPERTY_GUARDED_BY(m_Lock);  // as last told
 };
 
 }  // namespace Property

@@ -21,7 +21,7 @@ std::optional<std::string> TCSessions::Open(std::string const& User, TERole Role
   TSKept Kept = {{User, Role, Hash, MakeToken()}, MakeToken(), m_Now(), m_Now()};
   std::string const Place = MakeToken();
   std::string Token = Place + Kept.Secret;
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   DropEnded();
   MakeRoomFor(User);
   if (m_Kept.size() >= m_Limits.Count) {
@@ -32,7 +32,7 @@ std::optional<std::string> TCSessions::Open(std::string const& User, TERole Role
 }
 
 std::optional<TSSession> TCSessions::Use(std::string_view Token) {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   auto const Found = Find(Token);
   if (Found == m_Kept.end()) {
     return std::nullopt;
@@ -46,7 +46,7 @@ std::optional<TSSession> TCSessions::Use(std::string_view Token) {
 }
 
 void TCSessions::Close(std::string_view Token) {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   auto const Found = Find(Token);
   if (Found != m_Kept.end()) {
     m_Kept.erase(Found);
@@ -54,7 +54,7 @@ void TCSessions::Close(std::string_view Token) {
 }
 
 std::size_t TCSessions::get_Count() {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   DropEnded();
   return m_Kept.size();
 }

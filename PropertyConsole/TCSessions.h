@@ -6,11 +6,11 @@
 #include <cstddef>
 #include <functional>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "Platform/Utility/TCMutex.h"
 #include "PropertyConsole/TERole.h"
 
 namespace Property {
@@ -58,17 +58,17 @@ class TCSessions {
   using TCKept = std::map<std::string, TSKept, std::less<>>;
 
   bool IsOver(TSKept const& Kept) const;
-  TCKept::iterator Find(std::string_view Token);
-  void DropEnded();
-  void MakeRoomFor(std::string const& User);
+  TCKept::iterator Find(std::string_view Token) PROPERTY_REQUIRES(m_Lock);
+  void DropEnded() PROPERTY_REQUIRES(m_Lock);
+  void MakeRoomFor(std::string const& User) PROPERTY_REQUIRES(m_Lock);
 
   TSSessionLimits const m_Limits;
   TCClock const m_Now;
 
-  std::mutex m_Lock;
-  // Guarded by m_Lock. By the token's first half; the second is compared as a secret, so that the
-  // search tells nothing of it.
-  TCKept m_Kept;
+  TCMutex m_Lock;
+  // By the token's first half; the second is compared as a secret, so that the search tells nothing
+  // of it.
+  TCKept m_Kept PROPERTY_GUARDED_BY(m_Lock);
 };
 
 }  // namespace Property

@@ -53,14 +53,14 @@ void TCUsers::Refresh() {
 }
 
 std::optional<TSUser> TCUsers::SignIn(std::string const& Name, std::string const& Password) {
-  std::lock_guard<std::mutex> const Checking(m_Checking);
+  TCMutexLock const Checking(m_Checking);
   auto User = Find(Name);
   bool const IsRight = IsPassword(Password, User ? User->Hash : m_NobodysHash);
   return IsRight ? User : std::nullopt;
 }
 
 std::optional<TSUser> TCUsers::Find(std::string const& Name) {
-  std::lock_guard<std::mutex> const Lock(m_Lock);
+  TCMutexLock const Lock(m_Lock);
   Refresh();
   auto const Found = m_Users.find(Name);
   return Found != m_Users.end() ? std::optional(Found->second) : std::nullopt;

@@ -4,10 +4,10 @@
 
 #include <sys/stat.h>
 
-#include <mutex>
 #include <optional>
 #include <string>
 
+#include "Platform/Utility/TCMutex.h"
 #include "PropertyConsole/TCUserFile.h"
 
 namespace Property {
@@ -26,17 +26,16 @@ class TCUsers {
   std::optional<TSUser> Find(std::string const& Name);
 
  private:
-  void Refresh();
+  void Refresh() PROPERTY_REQUIRES(m_Lock);
 
   TCUserFile const m_File;
   std::string const m_NobodysHash;  // of a password that nobody knows
 
-  std::mutex m_Checking;  // held while a password is hashed; taken before m_Lock
-  std::mutex m_Lock;
-  // guarded by m_Lock
-  TCUserList m_Users;
-  struct stat m_Read {};  // of the file as it was read
-  bool m_IsRead = false;
+  TCMutex m_Checking;  // held while a password is hashed; taken before m_Lock
+  TCMutex m_Lock;
+  TCUserList m_Users PROPERTY_GUARDED_BY(m_Lock);
+  struct stat m_Read PROPERTY_GUARDED_BY(m_Lock) = {};  // of the file as it was read
+  bool m_IsRead PROPERTY_GUARDED_BY(m_Lock) = false;
 };
 
 }  // namespace Property

@@ -27,7 +27,7 @@ TCWorkers::~TCWorkers() {
 
 bool TCWorkers::Add(TCTask Task) {
   {
-    std::lock_guard<std::mutex> const Lock(m_Lock);
+    TCMutexLock const Lock(m_Lock);
     if (m_Waiting.size() >= m_MostWaiting) {
       return false;
     }
@@ -41,8 +41,10 @@ void TCWorkers::Run() {
   for (;;) {
     TCTask Task;
     {
-      std::unique_lock<std::mutex> Lock(m_Lock);
-      m_Changed.wait(Lock, [this] { return m_Stops || !m_Waiting.empty(); });
+      TCMutexLock Lock(m_Lock);
+      while (!m_Stops && m_Waiting.empty()) {
+        Lock.Wait(m_Changed);
+      }
       if (m_Stops) {
         return;
       }
@@ -59,7 +61,7 @@ void TCWorkers::Run() {
 
 void TCWorkers::Stop() {
   {
-    std::lock_guard<std::mutex> const Lock(m_Lock);
+    TCMutexLock const Lock(m_Lock);
     m_Stops = true;
     m_Waiting.clear();
   }

@@ -6,9 +6,10 @@
 #include <cstddef>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <thread>
 #include <vector>
+
+#include "Platform/Utility/TCMutex.h"
 
 namespace Property {
 
@@ -32,11 +33,10 @@ class TCWorkers {
   void Stop();
 
   std::size_t const m_MostWaiting;
-  std::mutex m_Lock;
+  TCMutex m_Lock;
   std::condition_variable m_Changed;
-  // guarded by m_Lock
-  std::deque<TCTask> m_Waiting;
-  bool m_Stops = false;
+  std::deque<TCTask> m_Waiting PROPERTY_GUARDED_BY(m_Lock);
+  bool m_Stops PROPERTY_GUARDED_BY(m_Lock) = false;
 
   std::vector<std::thread> m_Threads;
 };
