@@ -240,7 +240,8 @@ class PROPERTY_EXPORT TCPropertyCollection {
   /// The same, with the lock held, by `Lock`: what comes before and after it in the store is
   /// certain here. Leaves the lock before it does what may take long. The base leaves it and calls
   /// OnPropertyChanged.
-  virtual void OnPropertySet(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock);
+  virtual void OnPropertySet(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock)
+      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
 
  protected:
   /// Takes this device's own MAC, completes the schema if nobody has, and registers the store.

@@ -20,10 +20,10 @@ TCServerQuestions::TCServerQuestions(std::string const& Address) : m_Server(Addr
   m_Server.Reach();
 }
 
-// With m_Lock held. A question would wait for a server that is away until its time is over; where
+// A question would wait for a server that is away until its time is over; where
 // it ends meanwhile, that is what is told.
 template <class TQuestion>
-auto TCServerQuestions::Ask(TQuestion const& Question) -> decltype(Question()) {
+std::invoke_result_t<TQuestion const&> TCServerQuestions::Ask(TQuestion const& Question) {
   TCServerFailure const Away(TEServerFailure::eNoServer,
                              "no property server at " + m_Server.get_Address());
   if (!m_Server.IsReachedWithin(kReachTime)) {

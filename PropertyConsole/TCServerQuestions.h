@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <type_traits>
 #include <vector>
 
 #include "Platform/Utility/TCMutex.h"
@@ -31,10 +32,11 @@ class TCServerQuestions {
   std::set<std::string> AskDevices();
 
  private:
-  template <class TQuestion>
-  auto Ask(TQuestion const& Question) -> decltype(Question()) PROPERTY_REQUIRES(m_Lock);
-
   TCMutex m_Lock;
+
+  template <class TQuestion>
+  std::invoke_result_t<TQuestion const&> Ask(TQuestion const& Question) PROPERTY_REQUIRES(m_Lock);
+
   TCServerConnection m_Server PROPERTY_GUARDED_BY(m_Lock);
   std::optional<std::set<int>> m_Secrets PROPERTY_GUARDED_BY(m_Lock);  // as last told
 };

@@ -88,7 +88,8 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   void OnPropertyMail(TCNorvMessage const& Mail);
 
   std::list<TCCommonPropertyObject> DoLoadPropertyList(TCPropertyID const& ID) override;
-  void OnPropertySet(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock) override;
+  void OnPropertySet(TCCommonPropertyObject const& Object,
+                     TCCriticalSectionLock& Lock) PROPERTY_UNCHECKED_LOCKING override;
   void OnPropertyChanged(TCCommonPropertyObject const& Object) override;
   /// Gives a value of this device, or of none, its default; asks the server for any other. False
   /// when no answer comes. Throws TCException for an answer that is not one known property.

@@ -5,11 +5,12 @@
 #include "Platform/Messaging/FailureText.h"
 #include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/ThreadAnnotations.h"
 
 /// Logs whatever `Function` throws: it may neither leave a message half read nor pass out of a
 /// thread.
 template <class TFunction>
-void Guarded(char const* Subject, TFunction const& Function) {
+void Guarded(char const* Subject, TFunction const& Function) PROPERTY_UNCHECKED_LOCKING {
   try {
     Function();
   } catch (...) {

@@ -7,9 +7,11 @@
 #include <new>
 #include <string>
 
+#include "Platform/Utility/ThreadAnnotations.h"
+
 /// Runs `Log`. Where memory is short a line may be missing, but nothing else that is to be done.
 template <class TLog>
-void LogIfPossible(TLog const& Log) {
+void LogIfPossible(TLog const& Log) PROPERTY_UNCHECKED_LOCKING {
   try {
     Log();
   } catch (std::bad_alloc const&) {  // no line

@@ -14,6 +14,10 @@ class PROPERTY_LOCK("mutex") TCMutex {
   TCMutex(TCMutex const&) = delete;
   TCMutex& operator=(TCMutex const&) = delete;
 
+  /// For who holds it beyond a scope, around a fork.
+  void Enter() PROPERTY_ACQUIRES() { m_Mutex.lock(); }
+  void Leave() PROPERTY_RELEASES() { m_Mutex.unlock(); }
+
   /// Tells the analysis, where it can not see it, that the calling thread holds the mutex.
   void SayHeld() const PROPERTY_ASSERTS_HELD() {}
 

@@ -28,5 +28,6 @@
 /// A function that is known to run with the lock held, where the analysis can not see it.
 #define PROPERTY_ASSERTS_HELD(...) PROPERTY_THREAD_ANNOTATION(assert_capability(__VA_ARGS__))
 
-/// A function whose locking the analysis can not follow; a comment beside it says why.
+/// A function whose locking the analysis can not follow: it takes a lock in one call and leaves it
+/// in another, or calls a function of its caller's, who holds what that needs.
 #define PROPERTY_UNCHECKED_LOCKING PROPERTY_THREAD_ANNOTATION(no_thread_safety_analysis)

@@ -26,12 +26,12 @@ TCLiveConnections::TCLiveConnections() {
 }
 
 void TCLiveConnections::Insert(TCNorvProxyConnection& Connection) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   m_Connections.insert(&Connection);
 }
 
 void TCLiveConnections::Erase(TCNorvProxyConnection& Connection) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   m_Connections.erase(&Connection);
 }
 
@@ -43,8 +43,9 @@ void TCLiveConnections::CloseAtExit() {
 void TCLiveConnections::CloseAll() {
   std::vector<std::shared_ptr<TCNorvProxyConnection>> Connections;
   {
-    std::lock_guard<std::mutex> const Lock(Get().m_Mutex);
-    for (TCNorvProxyConnection* const Connection : Get().m_Connections) {
+    TCLiveConnections& Live = Get();
+    TCMutexLock const Lock(Live.m_Mutex);
+    for (TCNorvProxyConnection* const Connection : Live.m_Connections) {
       Connections.push_back(Connection->weak_from_this().lock());  // null: being destroyed
     }
   }
@@ -56,7 +57,7 @@ void TCLiveConnections::CloseAll() {
 }
 
 void TCLiveConnections::PrepareFork() {
-  Get().m_Mutex.lock();
+  Get().m_Mutex.Enter();
   for (TCNorvProxyConnection* const Connection : Get().m_Connections) {
     Connection->PrepareFork();
   }
@@ -66,12 +67,12 @@ void TCLiveConnections::EndForkInParent() {
   for (TCNorvProxyConnection* const Connection : Get().m_Connections) {
     Connection->EndForkInParent();
   }
-  Get().m_Mutex.unlock();
+  Get().m_Mutex.Leave();
 }
 
 void TCLiveConnections::EndForkInChild() {
   for (TCNorvProxyConnection* const Connection : Get().m_Connections) {
     Connection->EndForkInChild();
   }
-  Get().m_Mutex.unlock();
+  Get().m_Mutex.Leave();
 }

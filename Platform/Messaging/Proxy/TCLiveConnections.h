@@ -2,8 +2,9 @@
 // The connections of the process: closed when it exits, left to the parent where it forks.
 #pragma once
 
-#include <mutex>
 #include <set>
+
+#include "Platform/Utility/TCMutex.h"
 
 class TCNorvProxyConnection;
 
@@ -25,11 +26,11 @@ class TCLiveConnections {
   TCLiveConnections();
 
   static void CloseAll();
-  static void PrepareFork();
-  static void EndForkInParent();
-  static void EndForkInChild();
+  // Enter here and leave there.
+  static void PrepareFork() PROPERTY_UNCHECKED_LOCKING;
+  static void EndForkInParent() PROPERTY_UNCHECKED_LOCKING;
+  static void EndForkInChild() PROPERTY_UNCHECKED_LOCKING;
 
-  std::mutex m_Mutex;
-  // guarded by m_Mutex
-  std::set<TCNorvProxyConnection*> m_Connections;
+  TCMutex m_Mutex;
+  std::set<TCNorvProxyConnection*> m_Connections PROPERTY_GUARDED_BY(m_Mutex);
 };

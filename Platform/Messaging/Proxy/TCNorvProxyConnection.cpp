@@ -62,17 +62,18 @@ TCNorvProxyConnection::~TCNorvProxyConnection() {
 }
 
 bool TCNorvProxyConnection::WaitForRouter(int Timeout) {
-  TCLock Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   RequireOwnProcess();
   Start();
   return WaitUntil(
-      Lock, [this] { return m_Link.IsReady(); }, DeadlineAfter(Timeout));
+      Lock, [this]() PROPERTY_REQUIRES(m_Mutex) { return m_Link.IsReady(); },
+      DeadlineAfter(Timeout));
 }
 
 std::string TCNorvProxyConnection::get_Refusal() {
   auto const& [Connection, Request] = TCPerThread<TSThreadRefusal>::Get();
   bool const IsOwn = Connection.lock().get() == this;
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   if (!m_Link.get_Wait().get_Refusal().empty()) {
     return m_Link.get_Wait().get_Refusal();
   }
@@ -80,13 +81,13 @@ std::string TCNorvProxyConnection::get_Refusal() {
 }
 
 std::string TCNorvProxyConnection::get_Failure() {
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   return m_Link.get_Wait().get_Failure();
 }
 
 void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
   Wire::RequireNames("any", MailClass);
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   RequireOwnProcess();
   Start();
   SubscriptionOf(MailClass).Want();
@@ -99,7 +100,7 @@ void TCNorvProxyConnection::Subscribe(TCNorvMailClassID const& MailClass) {
 
 void TCNorvProxyConnection::SubscribeFirst(TCNorvMailClassID const& MailClass,
                                            TCNorvServiceProxy::TCWitness Witness) {
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   RequireOwnProcess();
   Start();
   m_Witness = {MailClass, std::move(Witness)};
@@ -135,7 +136,7 @@ std::uint64_t TCNorvProxyConnection::Post(std::string const& Mailbox,
     return Post(Mailbox, Content, MarkChange(Mailbox, Content.MailClass, {}));
   }
   TCOwnChanges::TCStream const Stream = m_OwnChanges.StreamOf(Mailbox, Content.MailClass);
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   if (m_Closing) {
     RequireOwnProcess();
     return 0;
@@ -169,7 +170,7 @@ bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailConte
   // Made now where it does not exist yet: nothing may fail between an answer and its use.
   TSThreadRefusal& Refusal = TCPerThread<TSThreadRefusal>::Get();
   Wire::RequireNames(Mailbox, Content.MailClass);
-  TCLock Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   RequireOwnProcess();
   Start();
   TSExchange Pending{&Mailbox, &Content, Held};
@@ -178,25 +179,26 @@ bool TCNorvProxyConnection::Exchange(std::string const& Mailbox, TSNorvMailConte
   auto const Place = std::prev(m_Exchanges.end());
   Transmit();
   bool const Ended = WaitUntil(
-      Lock, [&Pending] { return Pending.Answered.has_value(); }, DeadlineAfter(Timeout));
+      Lock, [&Pending]() PROPERTY_REQUIRES(m_Mutex) { return Pending.Answered.has_value(); },
+      DeadlineAfter(Timeout));
   m_Exchanges.erase(Place);
   Refusal = {weak_from_this(), std::move(Pending.Refusal)};
   return Ended && *Pending.Answered;
 }
 
 std::uint64_t TCNorvProxyConnection::get_LastSent(std::string const& Mailbox) {
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   RequireOwnProcess();
   return OutboxOf(Mailbox).get_LastNumber();
 }
 
 TENorvWait TCNorvProxyConnection::WaitForMail(std::string const& Mailbox, std::uint64_t Number,
                                               int Timeout) {
-  TCLock Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   RequireOwnProcess();
   Transmit();
   TCOutbox const& Outbox = OutboxOf(Mailbox);
-  auto const IsKnown = [&] {
+  auto const IsKnown = [&]() PROPERTY_REQUIRES(m_Mutex) {
     return Outbox.get_LastAcknowledged() >= Number && !(m_Witness && m_Witness->Missing);
   };
   if (WaitUntil(Lock, IsKnown, DeadlineAfter(Timeout))) {
@@ -212,7 +214,7 @@ std::vector<std::string> TCNorvProxyConnection::TakeDecided(std::string const& M
                                                             std::uint64_t Number,
                                                             std::vector<std::string> const& Keys) {
   TCOwnChanges::TCStream const Stream = m_OwnChanges.StreamOf(Mailbox, MailClass);
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   bool const InDelivery = m_Inbox.IsDelivering(Stream, Number);
   std::vector<std::string> Taken = m_OwnChanges.TakeDecided(Stream, Number, Keys, InDelivery);
   PutAwayAcknowledged(Stream, Number);
@@ -220,11 +222,12 @@ std::vector<std::string> TCNorvProxyConnection::TakeDecided(std::string const& M
 }
 
 bool TCNorvProxyConnection::WaitForAcknowledgements(int Timeout) {
-  TCLock Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   RequireOwnProcess();
   Transmit();
   return WaitUntil(
-      Lock, [this] { return m_KeptBytes == 0; }, DeadlineAfter(Timeout));
+      Lock, [this]() PROPERTY_REQUIRES(m_Mutex) { return m_KeptBytes == 0; },
+      DeadlineAfter(Timeout));
 }
 
 void TCNorvProxyConnection::CloseAfterAcknowledgements(std::chrono::milliseconds Linger) {
@@ -236,7 +239,7 @@ void TCNorvProxyConnection::CloseAfterAcknowledgements(std::chrono::milliseconds
 }
 
 void TCNorvProxyConnection::Close() {
-  TCLock Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   Transmit();
   m_Closing = true;
   Wake();
@@ -245,7 +248,10 @@ void TCNorvProxyConnection::Close() {
   // holds for good: the thread is then left to itself.
   bool const Own = m_Thread.get_id() == std::this_thread::get_id();
   if (!Own && m_Thread.joinable()) {
-    m_Changed.wait_for(Lock, kHookPatience, [this] { return m_ThreadEnded && !m_IsServed; });
+    auto const End = TCClock::now() + kHookPatience;
+    while (!(m_ThreadEnded && !m_IsServed) && TCClock::now() < End) {
+      Lock.WaitUntil(m_Changed, End);
+    }
   }
   // Closed in a hook, the thread stays: who closes next must wait until the hook has returned.
   std::thread Thread = Own ? std::thread() : std::move(m_Thread);
@@ -253,7 +259,7 @@ void TCNorvProxyConnection::Close() {
   if (!m_IsServed) {
     m_Link.Close();
   }
-  Lock.unlock();
+  Lock.Leave();
   if (Thread.joinable() && Ended) {
     Thread.join();
   } else if (Thread.joinable()) {
@@ -262,6 +268,6 @@ void TCNorvProxyConnection::Close() {
 }
 
 bool TCNorvProxyConnection::IsClosed() {
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   return m_Closing;
 }

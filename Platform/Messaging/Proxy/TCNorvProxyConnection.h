@@ -23,7 +23,6 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -82,14 +81,13 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
 
   /// A fork under way keeps everybody else out between these. The child's connection is closed: its
   /// operations throw TCException.
-  void PrepareFork();
-  void EndForkInParent();
-  void EndForkInChild();
+  void PrepareFork() PROPERTY_UNCHECKED_LOCKING;
+  void EndForkInParent() PROPERTY_UNCHECKED_LOCKING;
+  void EndForkInChild() PROPERTY_UNCHECKED_LOCKING;
 
  private:
   using TCClock = std::chrono::steady_clock;
   using TCDeadline = std::optional<TCClock::time_point>;
-  using TCLock = std::unique_lock<std::mutex>;
 
   // A request that a thread waits for; lives on that thread's stack.
   struct TSExchange {
@@ -130,88 +128,105 @@ class TCNorvProxyConnection : public std::enable_shared_from_this<TCNorvProxyCon
   // Serving: who waits.
   static TCDeadline DeadlineAfter(int Milliseconds);
   static TCDeadline Earlier(TCDeadline Deadline, TCDeadline Other);
-  bool WaitUntil(TCLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline);
-  bool ServeUntil(TCLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline);
-  void Serve(TCLock& Lock, TCDeadline Deadline);
-  bool Poll(TCLock& Lock, TCDeadline Deadline);
-  void Wake();
+  bool WaitUntil(TCMutexLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline)
+      PROPERTY_REQUIRES(m_Mutex);
+  bool ServeUntil(TCMutexLock& Lock, std::function<bool()> const& Condition, TCDeadline Deadline)
+      PROPERTY_REQUIRES(m_Mutex);
+  void Serve(TCMutexLock& Lock, TCDeadline Deadline) PROPERTY_REQUIRES(m_Mutex);
+  // Leaves `Lock` while it waits, which the analysis does not follow into it.
+  bool Poll(TCMutexLock& Lock, TCDeadline Deadline)
+      PROPERTY_REQUIRES(m_Mutex) PROPERTY_UNCHECKED_LOCKING;
+  void Wake() PROPERTY_REQUIRES(m_Mutex);
   /// Who serves has to look up by then.
-  void LookUpBy(TCClock::time_point Time);
+  void LookUpBy(TCClock::time_point Time) PROPERTY_REQUIRES(m_Mutex);
 
   // Delivering: the proxy's thread, and who else hands mails over.
-  void Start();
+  void Start() PROPERTY_REQUIRES(m_Mutex);
   void Run();
   void Deliver(TEEvent Event);
-  void TellOfDelivery();
-  void Signal(TEEvent Event);
-  bool IsToBeHandedOver(TCInbox::TSReceived const& Received, std::set<std::string>& Held);
+  void TellOfDelivery() PROPERTY_REQUIRES(m_Mutex);
+  void Signal(TEEvent Event) PROPERTY_REQUIRES(m_Mutex);
+  bool IsToBeHandedOver(TCInbox::TSReceived const& Received, std::set<std::string>& Held)
+      PROPERTY_REQUIRES(m_Mutex);
   void HandOver(TCInbox::TSReceived const& Received, std::set<std::string> Held);
 
   // Forking.
-  void RequireOwnProcess() const;
+  void RequireOwnProcess() const PROPERTY_REQUIRES(m_Mutex);
 
-  // Sending; m_Mutex held.
-  TCOutbox& OutboxOf(std::string const& Mailbox);
-  bool HoldBack(TCOutbox const& Outbox);
-  bool IsRouterBehind();
-  bool IsTimeToTransmit() const;
-  void Transmit();
+  // Sending.
+  TCOutbox& OutboxOf(std::string const& Mailbox) PROPERTY_REQUIRES(m_Mutex);
+  bool HoldBack(TCOutbox const& Outbox) PROPERTY_REQUIRES(m_Mutex);
+  bool IsRouterBehind() PROPERTY_REQUIRES(m_Mutex);
+  bool IsTimeToTransmit() const PROPERTY_REQUIRES(m_Mutex);
+  void Transmit() PROPERTY_REQUIRES(m_Mutex);
   template <class TFunction>
-  bool TryToSend(char const* Subject, TFunction const& Function);
-  void TransmitOutbox(TCOutbox& Outbox);
-  void TransmitExchange(TSExchange& Exchange);
-  void TransmitSubscriptions();
+  bool TryToSend(char const* Subject, TFunction const& Function) PROPERTY_REQUIRES(m_Mutex);
+  void TransmitOutbox(TCOutbox& Outbox) PROPERTY_REQUIRES(m_Mutex);
+  void TransmitExchange(TSExchange& Exchange) PROPERTY_REQUIRES(m_Mutex);
+  void TransmitSubscriptions() PROPERTY_REQUIRES(m_Mutex);
 
-  // Receiving; m_Mutex held.
-  void Receive(int Most);
-  void OnFrame();
-  void OnWelcome();
-  void OnRefused(Wire::TCFrameView const& Frame);
-  void OnAnswer(Wire::TCFrameView const& Frame);
-  void OnAcknowledged(Wire::TSFrameHead const& Head);
-  void OnPublished(Wire::TCFrameView Frame);
-  void OnPublishedOwn(Wire::TSFrameHead const& Head, TSSource const& Source);
+  // Receiving.
+  void Receive(int Most) PROPERTY_REQUIRES(m_Mutex);
+  void OnFrame() PROPERTY_REQUIRES(m_Mutex);
+  void OnWelcome() PROPERTY_REQUIRES(m_Mutex);
+  void OnRefused(Wire::TCFrameView const& Frame) PROPERTY_REQUIRES(m_Mutex);
+  void OnAnswer(Wire::TCFrameView const& Frame) PROPERTY_REQUIRES(m_Mutex);
+  void OnAcknowledged(Wire::TSFrameHead const& Head) PROPERTY_REQUIRES(m_Mutex);
+  void OnPublished(Wire::TCFrameView Frame) PROPERTY_REQUIRES(m_Mutex);
+  void OnPublishedOwn(Wire::TSFrameHead const& Head, TSSource const& Source)
+      PROPERTY_REQUIRES(m_Mutex);
   void TakePublished(Wire::TCFrameView const& Frame, Wire::TSFrameMail const& Mail,
                      Wire::TSPosition const& Position, std::uint64_t Previous,
-                     TSSource const& Source);
+                     TSSource const& Source) PROPERTY_REQUIRES(m_Mutex);
   bool Admit(TSSource const& Source, Wire::TSPosition const& Position, std::uint64_t Previous,
-             bool StandsForAll);
-  TSSource const& SourceOf(Wire::TCFrameView const& Frame);
-  TSExchange* FindExchange(std::uint64_t Request);
-  void ReadAnswer(TSExchange& Exchange, Wire::TCFrameView const& Frame);
-  TCSubscription& SubscriptionOf(TCNorvMailClassID const& MailClass);
-  bool IsWitnessed(TSSource const& Source) const;
-  void NoteMissing(TSSource const& Source, bool Missing);
-  void PutAway(TCInbox::TSReceived Received);
-  void PutAwayAcknowledged(TCOwnChanges::TCStream Stream, std::uint64_t Number);
-  void OnLost();
+             bool StandsForAll) PROPERTY_REQUIRES(m_Mutex);
+  TSSource const& SourceOf(Wire::TCFrameView const& Frame) PROPERTY_REQUIRES(m_Mutex);
+  TSExchange* FindExchange(std::uint64_t Request) PROPERTY_REQUIRES(m_Mutex);
+  void ReadAnswer(TSExchange& Exchange, Wire::TCFrameView const& Frame) PROPERTY_REQUIRES(m_Mutex);
+  TCSubscription& SubscriptionOf(TCNorvMailClassID const& MailClass) PROPERTY_REQUIRES(m_Mutex);
+  bool IsWitnessed(TSSource const& Source) const PROPERTY_REQUIRES(m_Mutex);
+  void NoteMissing(TSSource const& Source, bool Missing) PROPERTY_REQUIRES(m_Mutex);
+  void PutAway(TCInbox::TSReceived Received) PROPERTY_REQUIRES(m_Mutex);
+  void PutAwayAcknowledged(TCOwnChanges::TCStream Stream, std::uint64_t Number)
+      PROPERTY_REQUIRES(m_Mutex);
+  void OnLost() PROPERTY_REQUIRES(m_Mutex);
 
   TCNorvServiceProxy& m_Owner;
   TCOwnChanges m_OwnChanges;
   pid_t const m_Process;  // that made it
 
-  std::mutex m_Mutex;
+  TCMutex m_Mutex;
   std::condition_variable m_Changed;
-  // guarded by m_Mutex
-  TCProxyLink m_Link;
-  std::thread m_Thread;
-  bool m_Closing = false;
-  bool m_ThreadEnded = false;
-  bool m_IsInherited = false;  // by a child of the process that made it
-  TCFileDescriptor m_Wake;
-  bool m_IsServed = false;   // a thread polls the link, or reads from it
-  TCDeadline m_ServedUntil;  // when that thread looks up, if nothing happens before
-  TCDeadline m_HeldUntil;    // when mails that are held back go out; none are while nobody serves
-  unsigned m_SentUnlooked = 0;  // mails that go out before it is asked again who is behind
-  TSShortage m_Shortage;
-  std::map<std::string, TCOutbox> m_Outboxes;  // by mailbox
-  std::size_t m_KeptBytes = 0;                 // of the mails in them
-  std::list<TSExchange*> m_Exchanges;
-  std::uint64_t m_LastRequest = 0;
-  std::deque<std::pair<TCNorvMailClassID, TCSubscription>> m_Subscriptions;  // a handful at most
-  std::optional<TSWitness> m_Witness;
-  std::optional<TSSource> m_LastSource;  // the next published mail comes from there, too
-  TCInbox m_Inbox;
-  unsigned m_DeliveryAwaited = 0;  // by so many threads
-  std::deque<TEEvent> m_Events;
+  TCProxyLink m_Link PROPERTY_GUARDED_BY(m_Mutex);
+  std::thread m_Thread PROPERTY_GUARDED_BY(m_Mutex);
+  bool m_Closing PROPERTY_GUARDED_BY(m_Mutex) = false;
+  bool m_ThreadEnded PROPERTY_GUARDED_BY(m_Mutex) = false;
+  // By a child of the process that made it.
+  bool m_IsInherited PROPERTY_GUARDED_BY(m_Mutex) = false;
+  TCFileDescriptor m_Wake PROPERTY_GUARDED_BY(m_Mutex);
+  // A thread polls the link, or reads from it.
+  bool m_IsServed PROPERTY_GUARDED_BY(m_Mutex) = false;
+  // When that thread looks up, if nothing happens before.
+  TCDeadline m_ServedUntil PROPERTY_GUARDED_BY(m_Mutex);
+  // When mails that are held back go out; none are while nobody serves.
+  TCDeadline m_HeldUntil PROPERTY_GUARDED_BY(m_Mutex);
+  // Mails that go out before it is asked again who is behind.
+  unsigned m_SentUnlooked PROPERTY_GUARDED_BY(m_Mutex) = 0;
+  TSShortage m_Shortage PROPERTY_GUARDED_BY(m_Mutex);
+  // By mailbox.
+  std::map<std::string, TCOutbox> m_Outboxes PROPERTY_GUARDED_BY(m_Mutex);
+  // Of the mails in them.
+  std::size_t m_KeptBytes PROPERTY_GUARDED_BY(m_Mutex) = 0;
+  std::list<TSExchange*> m_Exchanges PROPERTY_GUARDED_BY(m_Mutex);
+  std::uint64_t m_LastRequest PROPERTY_GUARDED_BY(m_Mutex) = 0;
+  // A handful at most.
+  std::deque<std::pair<TCNorvMailClassID, TCSubscription>> m_Subscriptions
+      PROPERTY_GUARDED_BY(m_Mutex);
+  std::optional<TSWitness> m_Witness PROPERTY_GUARDED_BY(m_Mutex);
+  // The next published mail comes from there, too.
+  std::optional<TSSource> m_LastSource PROPERTY_GUARDED_BY(m_Mutex);
+  TCInbox m_Inbox PROPERTY_GUARDED_BY(m_Mutex);
+  // By so many threads.
+  unsigned m_DeliveryAwaited PROPERTY_GUARDED_BY(m_Mutex) = 0;
+  std::deque<TEEvent> m_Events PROPERTY_GUARDED_BY(m_Mutex);
 };

@@ -33,15 +33,16 @@ void TCNorvProxyConnection::Start() {
 }
 
 void TCNorvProxyConnection::Run() {
-  TCLock Lock(m_Mutex);
-  while (WaitUntil(
-             Lock, [this] { return !m_Events.empty(); }, std::nullopt) &&
-         !m_Closing) {
+  TCMutexLock Lock(m_Mutex);
+  while (
+      WaitUntil(
+          Lock, [this]() PROPERTY_REQUIRES(m_Mutex) { return !m_Events.empty(); }, std::nullopt) &&
+      !m_Closing) {
     TEEvent const Event = m_Events.front();
     m_Events.pop_front();
-    Lock.unlock();
+    Lock.Leave();
     Deliver(Event);
-    Lock.lock();
+    Lock.Enter();
   }
   m_ThreadEnded = true;
   m_Changed.notify_all();
@@ -58,7 +59,7 @@ void TCNorvProxyConnection::Deliver(TEEvent Event) {
     Completed = true;
   });
   if (!Completed && Event == TEEvent::eMails) {
-    TCLock const Lock(m_Mutex);
+    TCMutexLock const Lock(m_Mutex);
     if (!m_Inbox.IsEmpty()) {
       Signal(TEEvent::eMails);
     }
@@ -75,7 +76,7 @@ void TCNorvProxyConnection::Signal(TEEvent Event) {
 }
 
 void TCNorvProxyConnection::EndAnswer() {
-  TCLock const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   m_Inbox.Release(std::this_thread::get_id());
   Wake();  // whoever waits to deliver may be polling
   m_Changed.notify_all();
@@ -90,7 +91,7 @@ void TCNorvProxyConnection::TellOfDelivery() {
 }
 
 bool TCNorvProxyConnection::WaitForDelivery(int Timeout) {
-  TCLock Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   RequireOwnProcess();
   std::thread::id const Here = std::this_thread::get_id();
   if (m_Inbox.IsDeliveredBy(Here) || m_Inbox.IsHeldBy(Here)) {
@@ -98,19 +99,21 @@ bool TCNorvProxyConnection::WaitForDelivery(int Timeout) {
   }
   ++m_DeliveryAwaited;
   bool const Delivered = WaitUntil(
-      Lock, [this] { return m_Inbox.IsDelivered(); }, DeadlineAfter(Timeout));
+      Lock, [this]() PROPERTY_REQUIRES(m_Mutex) { return m_Inbox.IsDelivered(); },
+      DeadlineAfter(Timeout));
   --m_DeliveryAwaited;
   return Delivered;
 }
 
 bool TCNorvProxyConnection::DeliverMail(bool Wait) {
-  TCLock Lock(m_Mutex);
+  TCMutexLock Lock(m_Mutex);
   for (;;) {
     if (m_Inbox.TurnsAway() || (m_Inbox.IsEmpty() && !Wait)) {
       return false;
     }
     if (!WaitUntil(
-            Lock, [this, Wait] { return m_Inbox.IsReady(Wait); }, std::nullopt)) {
+            Lock, [this, Wait]() PROPERTY_REQUIRES(m_Mutex) { return m_Inbox.IsReady(Wait); },
+            std::nullopt)) {
       return false;
     }
     if (m_Inbox.IsDelivering() || m_Inbox.IsEmpty()) {
@@ -120,7 +123,7 @@ bool TCNorvProxyConnection::DeliverMail(bool Wait) {
     std::set<std::string> Held;
     if (IsToBeHandedOver(Received, Held)) {
       m_Inbox.BeginDelivery(Received, std::this_thread::get_id());
-      Lock.unlock();
+      Lock.Leave();
       HandOver(Received, std::move(Held));
       return true;
     }
@@ -149,7 +152,7 @@ bool TCNorvProxyConnection::IsToBeHandedOver(TCInbox::TSReceived const& Received
 void TCNorvProxyConnection::HandOver(TCInbox::TSReceived const& Received,
                                      std::set<std::string> Held) {
   auto const End = [this](TCInbox* Inbox) {
-    TCLock const Lock(m_Mutex);
+    TCMutexLock const Lock(m_Mutex);
     if (Inbox->EndDelivery()) {
       Signal(TEEvent::eMails);
       Wake();  // the proxy's thread may be polling

@@ -14,13 +14,13 @@ constexpr char kSource[] = "../Platform/Messaging/Proxy/TCNorvProxyConnectionFor
 }  // namespace
 
 void TCNorvProxyConnection::PrepareFork() {
-  m_Mutex.lock();
+  m_Mutex.Enter();
   m_OwnChanges.Lock();
 }
 
 void TCNorvProxyConnection::EndForkInParent() {
   m_OwnChanges.Unlock();
-  m_Mutex.unlock();
+  m_Mutex.Leave();
 }
 
 // The connection and the other threads are the parent's. What belongs to them is not touched: what
@@ -41,7 +41,7 @@ void TCNorvProxyConnection::EndForkInChild() {
   m_Wake = TCFileDescriptor();
   new (&m_Changed) std::condition_variable;  // the old one counts on threads that do not exist
   new (&m_Thread) std::thread;
-  m_Mutex.unlock();
+  m_Mutex.Leave();
 }
 
 void TCNorvProxyConnection::RequireOwnProcess() const {

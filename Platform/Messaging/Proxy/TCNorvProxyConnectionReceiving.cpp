@@ -32,7 +32,7 @@ void TCNorvProxyConnection::Receive(int Most) {
   for (int Count = 0; Count < Most && Result == Wire::TETransfer::eDone; ++Count) {
     Result = m_Link.Receive();
     if (Result == Wire::TETransfer::eDone) {
-      Guarded("mail router", [this] { OnFrame(); });
+      Guarded("mail router", [this]() PROPERTY_REQUIRES(m_Mutex) { OnFrame(); });
       m_Link.EndFrame();
     }
   }
@@ -57,7 +57,7 @@ void TCNorvProxyConnection::OnLost() {
     Subscription.Restart();
   }
   if (WasReady) {
-    Guarded("mail router", [this] { Signal(TEEvent::eLost); });
+    Guarded("mail router", [this]() PROPERTY_REQUIRES(m_Mutex) { Signal(TEEvent::eLost); });
   }
 }
 
@@ -74,7 +74,7 @@ void TCNorvProxyConnection::OnFrame() {
       OnAnswer(Frame);
       break;
     case Wire::TEFrame::ePublished:
-      Guarded("published mail refused", [&] { OnPublished(Frame); });
+      Guarded("published mail refused", [&]() PROPERTY_REQUIRES(m_Mutex) { OnPublished(Frame); });
       break;
     case Wire::TEFrame::eAcknowledged:
       OnAcknowledged(Frame.get_Head());
@@ -116,7 +116,7 @@ void TCNorvProxyConnection::OnAnswer(Wire::TCFrameView const& Frame) {
     return;
   }
   Exchange->Answered = false;
-  Guarded("answer refused", [&] { ReadAnswer(*Exchange, Frame); });
+  Guarded("answer refused", [&]() PROPERTY_REQUIRES(m_Mutex) { ReadAnswer(*Exchange, Frame); });
   m_Changed.notify_all();
 }
 
@@ -240,9 +240,10 @@ void TCNorvProxyConnection::OnPublishedOwn(Wire::TSFrameHead const& Head, TSSour
   }
   OutboxOf(Source.Mailbox)
       .TakePublished(Source.MailClass, Source.Stream, Head.Number,
-                     [&](std::uint64_t Number, TSNorvMailContent const& Content) {
-                       PutAway({TCInbox::TEKind::eOwn, Source.Stream, Number, Content});
-                     });
+                     [&](std::uint64_t Number, TSNorvMailContent const& Content)
+                         PROPERTY_REQUIRES(m_Mutex) {
+                           PutAway({TCInbox::TEKind::eOwn, Source.Stream, Number, Content});
+                         });
 }
 
 // After a missing mail all later ones are asked for.

@@ -56,15 +56,20 @@ void TCNorvProxyConnection::Transmit() {
   m_Shortage.RetryAt.reset();
   // Subscriptions first, so that what this process has missed arrives before the acknowledgement of
   // mails that are sent again.
-  bool AllSent = TryToSend("a subscription", [this] { TransmitSubscriptions(); });
+  bool AllSent =
+      TryToSend("a subscription", [this]() PROPERTY_REQUIRES(m_Mutex) { TransmitSubscriptions(); });
   for (auto& [Mailbox, Outbox] : m_Outboxes) {
-    AllSent = AllSent && TryToSend("a mail", [this, &To = Outbox] { TransmitOutbox(To); });
+    AllSent = AllSent && TryToSend("a mail", [this, &To = Outbox]() PROPERTY_REQUIRES(m_Mutex) {
+                TransmitOutbox(To);
+              });
   }
   for (TSExchange* const Exchange : m_Exchanges) {
-    AllSent = AllSent && TryToSend("a request", [this, Exchange] { TransmitExchange(*Exchange); });
+    AllSent = AllSent && TryToSend("a request", [this, Exchange]() PROPERTY_REQUIRES(m_Mutex) {
+                TransmitExchange(*Exchange);
+              });
   }
   if (AllSent && std::exchange(m_Shortage.HasLogged, false)) {
-    LogIfPossible([this] {
+    LogIfPossible([this]() PROPERTY_REQUIRES(m_Mutex) {
       SyslogWarning("mail router at %s: what could not be sent is on its way",
                     m_Link.get_Address().c_str());
     });
@@ -85,7 +90,7 @@ bool TCNorvProxyConnection::TryToSend(char const* Subject, TFunction const& Func
     m_Shortage.RetryAt = TCClock::now() + kSendingRetryDelay;
     LookUpBy(*m_Shortage.RetryAt);
     if (!std::exchange(m_Shortage.HasLogged, true)) {
-      LogIfPossible([&] {
+      LogIfPossible([&]() PROPERTY_REQUIRES(m_Mutex) {
         SyslogWarning("mail router at %s: %s can not be sent now and is tried again: %s",
                       m_Link.get_Address().c_str(), Subject, FailureText::OfCaught().c_str());
       });

@@ -27,7 +27,7 @@ TCNorvProxyConnection::TCDeadline TCNorvProxyConnection::Earlier(TCDeadline Dead
   return Deadline && Other ? std::min(*Deadline, *Other) : Deadline ? Deadline : Other;
 }
 
-bool TCNorvProxyConnection::WaitUntil(TCLock& Lock, std::function<bool()> const& Condition,
+bool TCNorvProxyConnection::WaitUntil(TCMutexLock& Lock, std::function<bool()> const& Condition,
                                       TCDeadline Deadline) {
   bool const Met = ServeUntil(Lock, Condition, Deadline);
   if (m_HeldUntil && !m_IsServed) {
@@ -36,7 +36,7 @@ bool TCNorvProxyConnection::WaitUntil(TCLock& Lock, std::function<bool()> const&
   return Met;
 }
 
-bool TCNorvProxyConnection::ServeUntil(TCLock& Lock, std::function<bool()> const& Condition,
+bool TCNorvProxyConnection::ServeUntil(TCMutexLock& Lock, std::function<bool()> const& Condition,
                                        TCDeadline Deadline) {
   while (!Condition()) {
     if (m_Closing || (Deadline && TCClock::now() >= *Deadline)) {
@@ -45,15 +45,15 @@ bool TCNorvProxyConnection::ServeUntil(TCLock& Lock, std::function<bool()> const
     if (!m_IsServed) {
       Serve(Lock, Deadline);
     } else if (Deadline) {
-      m_Changed.wait_until(Lock, *Deadline);
+      Lock.WaitUntil(m_Changed, *Deadline);
     } else {
-      m_Changed.wait(Lock);
+      Lock.Wait(m_Changed);
     }
   }
   return true;
 }
 
-void TCNorvProxyConnection::Serve(TCLock& Lock, TCDeadline Deadline) {
+void TCNorvProxyConnection::Serve(TCMutexLock& Lock, TCDeadline Deadline) {
   m_IsServed = true;
   if (m_Link.get_State() == TCProxyLink::TEState::eDown &&
       TCClock::now() >= m_Link.get_NextAttempt()) {
@@ -74,7 +74,7 @@ void TCNorvProxyConnection::Serve(TCLock& Lock, TCDeadline Deadline) {
 }
 
 // Whether there is something to read.
-bool TCNorvProxyConnection::Poll(TCLock& Lock, TCDeadline Deadline) {
+bool TCNorvProxyConnection::Poll(TCMutexLock& Lock, TCDeadline Deadline) {
   pollfd Files[2] = {{m_Wake.get(), POLLIN, 0}, {-1, 0, 0}};
   if (m_Link.get_State() == TCProxyLink::TEState::eDown) {
     Deadline = Earlier(Deadline, m_Link.get_NextAttempt());
@@ -94,9 +94,9 @@ bool TCNorvProxyConnection::Poll(TCLock& Lock, TCDeadline Deadline) {
     Remaining.tv_sec = static_cast<time_t>(Nanoseconds.count() / 1000000000);
     Remaining.tv_nsec = static_cast<long>(Nanoseconds.count() % 1000000000);
   }
-  Lock.unlock();
+  Lock.Leave();
   ppoll(Files, 2, Deadline ? &Remaining : nullptr, nullptr);
-  Lock.lock();
+  Lock.Enter();
   if ((Files[0].revents & POLLIN) != 0) {
     eventfd_t Ignored = 0;
     eventfd_read(m_Wake.get(), &Ignored);

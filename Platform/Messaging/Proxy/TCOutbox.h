@@ -12,6 +12,7 @@
 #include "Platform/Messaging/Proxy/TCOwnChanges.h"
 #include "Platform/Messaging/TCNorvMessage.h"
 #include "Platform/Messaging/Wire/Frame.h"
+#include "Platform/Utility/ThreadAnnotations.h"
 
 /// Numbers the mails, keeps them in their order, and puts those that are not on their way into
 /// frames. Knows nothing of sockets, threads or time. Synchronised by its owner.
@@ -50,7 +51,7 @@ class TCOutbox {
   /// far as is known, up to `Number`; that is the last one then.
   template <class TTake>
   void TakePublished(TCNorvMailClassID const& MailClass, TCOwnChanges::TCStream Stream,
-                     std::uint64_t Number, TTake const& Take) {
+                     std::uint64_t Number, TTake const& Take) PROPERTY_UNCHECKED_LOCKING {
     std::uint64_t& Published = m_Streams[Stream];
     for (TSMail const& Mail : m_Mails) {
       if (Mail.Number > Number) {

@@ -22,7 +22,7 @@ std::string Hexadecimal(std::string const& Bytes) {
 }  // namespace
 
 TCOwnChanges::TCOwnChanges(TCOwnChanges const& Other) {
-  std::lock_guard<std::mutex> const Lock(Other.m_Mutex);
+  TCMutexLock const Lock(Other.m_Mutex);
   m_LastMark = Other.m_LastMark;
   m_OnWay = Other.m_OnWay;
   auto const Here = [](TSStream& Stream, TCPlaces const& Places) {
@@ -49,7 +49,7 @@ TCOwnChanges::TCOwnChanges(TCOwnChanges const& Other) {
 
 TCOwnChanges::TCStream TCOwnChanges::StreamOf(std::string const& Mailbox,
                                               TCNorvMailClassID const& MailClass) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TCStream Stream = 0;
   while (Stream < m_Streams.size() &&
          !(m_Streams[Stream].MailClass == MailClass && m_Streams[Stream].Mailbox == Mailbox)) {
@@ -66,7 +66,7 @@ TCOwnChanges::TCStream TCOwnChanges::StreamOf(std::string const& Mailbox,
 
 // What can fail comes first.
 TCOwnChanges::TCMark TCOwnChanges::Mark(TCStream Stream, std::vector<std::string> Keys) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TSMarked Marked{m_LastMark + 1, Stream, {}};
   Marked.Places.reserve(Keys.size());
   for (std::string& Key : Keys) {
@@ -82,7 +82,7 @@ TCOwnChanges::TCMark TCOwnChanges::Mark(TCStream Stream, std::vector<std::string
 }
 
 void TCOwnChanges::Unmark(TCMark Mark) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   auto const Marked = FindMarked(Mark);
   for (auto const& Place : Marked->Places) {
     EndChange(Place->second);
@@ -92,7 +92,7 @@ void TCOwnChanges::Unmark(TCMark Mark) {
 }
 
 void TCOwnChanges::Sent(TCMark Mark, std::uint64_t Number) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   auto const Marked = FindMarked(Mark);
   auto& Mails = m_Streams[Marked->Stream].Mails;
   TCPlaces& Places = Mails.try_emplace(Mails.end(), Number)->second;
@@ -112,12 +112,12 @@ std::vector<TCOwnChanges::TSMarked>::iterator TCOwnChanges::FindMarked(TCMark Ma
 }
 
 bool TCOwnChanges::IsOnWay(TCStream Stream, std::string const& Key) const {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   return Find(Stream, Key) != nullptr;
 }
 
 bool TCOwnChanges::IsHeld(TCStream Stream, std::string const& Key) const {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TSKey const* const Known = Find(Stream, Key);
   return Known != nullptr && !Known->GivenUp;
 }
@@ -130,7 +130,7 @@ TCOwnChanges::TSKey const* TCOwnChanges::Find(TCStream Stream, std::string const
 }
 
 std::vector<std::string> TCOwnChanges::HeldKeys(TCStream Stream) const {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   std::vector<std::string> Keys;
   for (auto const& [Text, Key] : m_Streams[Stream].Keys) {
     if (Key.Changes != 0 && !Key.GivenUp) {
@@ -141,7 +141,7 @@ std::vector<std::string> TCOwnChanges::HeldKeys(TCStream Stream) const {
 }
 
 void TCOwnChanges::GiveUp(TCStream Stream, std::vector<std::string> const& Keys) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TCKeys& Known = m_Streams[Stream].Keys;
   for (std::string const& Key : Keys) {
     auto const Place = Known.find(Key);
@@ -152,14 +152,14 @@ void TCOwnChanges::GiveUp(TCStream Stream, std::vector<std::string> const& Keys)
 }
 
 bool TCOwnChanges::IsEmpty() const {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   return m_OnWay == 0;
 }
 
 // ---- the end of their way ----
 
 bool TCOwnChanges::EndOwn(TCStream Stream, std::uint64_t Number, std::set<std::string>& Held) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   auto const Mail = Known.Mails.find(Number);
   if (Mail == Known.Mails.end()) {
@@ -176,7 +176,7 @@ bool TCOwnChanges::EndOwn(TCStream Stream, std::uint64_t Number, std::set<std::s
 }
 
 bool TCOwnChanges::EndOwnSilently(TCStream Stream, std::uint64_t Number) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   auto const Mail = Known.Mails.find(Number);
   if (Mail == Known.Mails.end() || IsAnyToBeApplied(Mail->second)) {
@@ -226,7 +226,7 @@ void TCOwnChanges::MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>:
 }
 
 void TCOwnChanges::CatchUp(TCStream Stream, std::uint64_t Number) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   Known.UpTo = Number;
   while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
@@ -243,7 +243,7 @@ void TCOwnChanges::CatchUp(TCStream Stream, std::uint64_t Number) {
 std::vector<std::string> TCOwnChanges::TakeDecided(TCStream Stream, std::uint64_t Number,
                                                    std::vector<std::string> const& Keys,
                                                    bool InDelivery) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   std::vector<std::string> Taken;
   bool const HasCome = Known.UpTo >= Number;
@@ -293,7 +293,7 @@ bool TCOwnChanges::IsChangedAfter(TCStream Stream, std::uint64_t Number,
 }
 
 void TCOwnChanges::Acknowledge(TCStream Stream, std::uint64_t Number) {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
     MoveToCome(Known, Known.Mails.begin());
@@ -302,7 +302,7 @@ void TCOwnChanges::Acknowledge(TCStream Stream, std::uint64_t Number) {
 }
 
 bool TCOwnChanges::HasUpTo(TCStream Stream, std::uint64_t Number) const {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   auto const Reaches = [Number](auto const& Mails) {
     return !Mails.empty() && Mails.begin()->first <= Number;
   };
@@ -322,7 +322,7 @@ void TCOwnChanges::ForgetCome(TSStream& Stream, std::uint64_t Number) {
 
 // Of marks only the order matters, and only beside those that are still to be sent.
 std::string TCOwnChanges::get_AsText() const {
-  std::lock_guard<std::mutex> const Lock(m_Mutex);
+  TCMutexLock const Lock(m_Mutex);
   std::string Text;
   for (TSStream const& Stream : m_Streams) {
     Text += Stream.Mailbox + ' ' + Stream.MailClass.get_Name() + ':';

@@ -6,12 +6,12 @@
 #include <cstdint>
 #include <deque>
 #include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "Platform/Messaging/TCNorvMailClassID.h"
+#include "Platform/Utility/TCMutex.h"
 
 /// The changes that a process has made and whose published copies it has not come to yet.
 ///
@@ -88,8 +88,8 @@ class TCOwnChanges {
   bool HasUpTo(TCStream Stream, std::uint64_t Number) const;
 
   /// Keeps all other threads out, so that a fork copies a whole account.
-  void Lock() { m_Mutex.lock(); }
-  void Unlock() { m_Mutex.unlock(); }
+  void Lock() PROPERTY_ACQUIRES(m_Mutex) { m_Mutex.Enter(); }
+  void Unlock() PROPERTY_RELEASES(m_Mutex) { m_Mutex.Leave(); }
 
   /// All of the account; equal for two that will decide alike, however they came about.
   std::string get_AsText() const;
@@ -122,19 +122,21 @@ class TCOwnChanges {
 
   static bool IsToBeApplied(TSKey const& Key) { return Key.Inverted || Key.GivenUp; }
   static bool IsAnyToBeApplied(TCPlaces const& Places);
-  bool IsChangedAfter(TCStream Stream, std::uint64_t Number, std::string const& Key) const;
-  TSKey const* Find(TCStream Stream, std::string const& Key) const;
-  std::vector<TSMarked>::iterator FindMarked(TCMark Mark);
+  bool IsChangedAfter(TCStream Stream, std::uint64_t Number, std::string const& Key) const
+      PROPERTY_REQUIRES(m_Mutex);
+  TSKey const* Find(TCStream Stream, std::string const& Key) const PROPERTY_REQUIRES(m_Mutex);
+  std::vector<TSMarked>::iterator FindMarked(TCMark Mark) PROPERTY_REQUIRES(m_Mutex);
   static void EraseIfUnused(TSStream& Stream, TCKeys::iterator Place);
-  void EndChange(TSKey& Key);
-  void MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail);
-  void MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail);
+  void EndChange(TSKey& Key) PROPERTY_REQUIRES(m_Mutex);
+  void MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail)
+      PROPERTY_REQUIRES(m_Mutex);
+  void MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail)
+      PROPERTY_REQUIRES(m_Mutex);
   static void ForgetCome(TSStream& Stream, std::uint64_t Number);
 
-  std::mutex mutable m_Mutex;
-  // guarded by m_Mutex
-  TCMark m_LastMark = 0;
-  std::deque<TSStream> m_Streams;  // a handful
-  std::vector<TSMarked> m_Marked;
-  std::size_t m_OnWay = 0;  // changes, of all keys
+  TCMutex mutable m_Mutex;
+  TCMark m_LastMark PROPERTY_GUARDED_BY(m_Mutex) = 0;
+  std::deque<TSStream> m_Streams PROPERTY_GUARDED_BY(m_Mutex);  // a handful
+  std::vector<TSMarked> m_Marked PROPERTY_GUARDED_BY(m_Mutex);
+  std::size_t m_OnWay PROPERTY_GUARDED_BY(m_Mutex) = 0;  // changes, of all keys
 };
