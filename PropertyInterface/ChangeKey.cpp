@@ -22,7 +22,7 @@ constexpr std::size_t kLinkPlace = kWordSize + kDeviceSize;
 
 // Number, device, and the record's number where there is one.
 std::string ChangeKey(int Number, Accessories::TCRecordID const& Link, TCMACAddress const& MAC) {
-  char Bytes[kWordSize + kLongSize + kWordSize];
+  char Bytes[kWordSize + kLongSize + kWordSize] = {};
   StoreWord(Bytes, static_cast<std::uint32_t>(Number));
   StoreLong(Bytes + kWordSize, MAC.get_Bits());
   if (Link.IsNull()) {

@@ -92,9 +92,10 @@ def read_profile(text: str) -> Optional[tuple[str, float]]:
     asked = re.search(r"^desc: Trigger: Client Request: (.*)$", text, re.MULTILINE)
     if asked is None:
         return None
-    trigger = re.fullmatch(r"(\w+) ([1-9]\d*)", asked[1])
-    # Of all threads; the summary before it may be of one alone.
-    total = re.search(r"^totals: (\d+)$", text, re.MULTILINE)
+    trigger = re.fullmatch(r"(\w+) ([1-9]\d*)( in all threads)?", asked[1])
+    # The summary is of one thread. The totals are of all, and may have some calls twice.
+    kind = "totals" if trigger is not None and trigger[3] else "summary"
+    total = re.search(rf"^{kind}: (\d+)$", text, re.MULTILINE)
     if trigger is None or total is None:
         raise CountError(f'the profile "{asked[1]}" lacks its operations or its instructions')
     return trigger[1], int(total[1]) / int(trigger[2])

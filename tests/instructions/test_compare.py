@@ -19,8 +19,8 @@ COMMITTED = "# Counted with: GCC 1\nread 100.0\nset 200.0\n"
 
 def profile(trigger: str, instructions: int) -> str:
     """As callgrind writes it."""
-    head = f"version: 1\n\ndesc: Trigger: {trigger}\n\nevents: Ir\nsummary: 1\n\n"
-    return f"{head}fn=f\n0 {instructions}\n\ntotals: {instructions}\n"
+    head = f"version: 1\n\ndesc: Trigger: {trigger}\n\nevents: Ir\nsummary: {instructions}\n\n"
+    return f"{head}fn=f\n0 {instructions}\n\ntotals: {2 * instructions}\n"
 
 
 def asked(operation: str, times: int, instructions: int) -> str:
@@ -54,6 +54,10 @@ class ReadTest(unittest.TestCase):
         texts = [asked("read", 10, 1005), asked("set", 2, 7)]
         self.assertEqual(compare.read_profiles(texts), {"read": 100.5, "set": 3.5})
 
+    def test_reads_the_totals_of_what_several_threads_do(self) -> None:
+        text = profile("Client Request: tell 10 in all threads", 50)
+        self.assertEqual(compare.read_profiles([text]), {"tell": 10.0})
+
     def test_leaves_out_the_profile_of_the_end(self) -> None:
         texts = [asked("read", 1, 5), profile("Program termination", 9)]
         self.assertEqual(compare.read_profiles(texts), {"read": 5.0})
@@ -62,7 +66,7 @@ class ReadTest(unittest.TestCase):
         for bad in (
             asked("read", 0, 5),
             profile("Client Request: read", 5),
-            "desc: Trigger: Client Request: read 1\nsummary: 5\n",
+            "desc: Trigger: Client Request: read 1\ntotals: 5\n",
         ):
             with self.subTest(bad), self.assertRaisesRegex(CountError, 'profile "read'):
                 compare.read_profiles([bad])
@@ -126,7 +130,7 @@ for option; do case $option in --callgrind-out-file=*) out=${option#*=};; esac; 
 [ "$(./workload)" = counted ] || exit 9
 env | grep -q SECRET && exit 8
 for part in 1 2 10; do
-  printf 'desc: Trigger: Client Request: part%s 10\\ntotals: 1%s0\\n' $part $part >"$out.$part"
+  printf 'desc: Trigger: Client Request: part%s 10\\nsummary: 1%s0\\n' $part $part >"$out.$part"
 done
 printf 'desc: Trigger: Program termination\\ntotals: 7\\n' >"$out"
 """

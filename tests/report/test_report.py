@@ -82,16 +82,16 @@ class MainTest(unittest.TestCase):
     def test_makes_a_report_of_earlier_lines(self) -> None:
         path = self.write_lines(
             line(metric="start_up", setting="", p50=4.0),
-            line(subject="map", metric="build", setting="", p50=1.0),
+            line(subject="redis", metric="load", setting="", p50=5.0),
         )
         code, output, _ = self.run_main("--lines", str(path))
         self.assertEqual(code, 0)
-        self.assertRegex(output, r"start up, 10,000 values +4 us +1 us +map build @10,000 .* met\n")
+        self.assertRegex(output, r"start up, 10,000 values +4 us +5 us +redis load @10,000 .* met\n")
         self.assertIn("not measured", output)
         self.assertIn("a plot", (self.folder / "new/report.html").read_text(encoding="utf-8"))
         results = json.loads((self.folder / "new/results.json").read_text(encoding="utf-8"))
-        self.assertEqual(results["measurements"][0]["p50"], 1.0)
-        self.assertEqual(results["measurements"][0]["key"]["subject"], "map")
+        self.assertEqual(results["measurements"][0]["p50"], 4.0)
+        self.assertEqual(results["measurements"][0]["key"]["subject"], "product")
         verdicts = {judgement["verdict"] for judgement in results["judgements"]["2"]}
         self.assertEqual(verdicts, {"met", "not measured"})
         self.assertIn("processor", results["machine"])
