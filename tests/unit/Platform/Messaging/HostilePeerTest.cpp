@@ -38,7 +38,13 @@ struct HostilePeer : TMessagingFixture {
   // Of one proxy that lasts, so that the number of descriptors changes for no other reason.
   struct TLastingProxy : TTestProxy {
     TLastingProxy() { EXPECT_TRUE(AskNumber(1)); }
+    ~TLastingProxy() override { Close(); }
   };
+
+  // In the router's turn.
+  void SetLimits(TSNorvRouterLimits const& Limits) {
+    m_Server.m_Router.Execute([&] { m_Server.m_Router.SetLimits(Limits); });
+  }
 
   std::unique_ptr<TRouterPeer> NewGreetedPeer() const {
     auto Peer = std::make_unique<TRouterPeer>(Address());
@@ -167,7 +173,7 @@ TEST_F(HostilePeer, ThatIsNotAdmittedIsToldWhy) {
 
 // How many the router has, it keeps to itself.
 TEST_F(HostilePeer, ThatThereIsNoRoomForIsToldSoAndTakesNone) {
-  m_Server.m_Router.SetLimits({2, 1, 1000, std::chrono::seconds(10)});
+  SetLimits({2, 1, 1000, std::chrono::seconds(10)});
   auto First = std::make_unique<TRouterPeer>(Address());
   EXPECT_EQ(First->Greet("first"), "");
   for (int Number = 0; Number < 100; ++Number) {
@@ -176,14 +182,14 @@ TEST_F(HostilePeer, ThatThereIsNoRoomForIsToldSoAndTakesNone) {
               "too many connections of user " + std::to_string(geteuid()) + " (at most 1)");
     EXPECT_TRUE(Peer.HearEnd());
   }
-  m_Server.m_Router.SetLimits({1, 2, 1000, std::chrono::seconds(10)});
+  SetLimits({1, 2, 1000, std::chrono::seconds(10)});
   TRouterPeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "too many connections in all (at most 1)");
   EXPECT_EQ(CountConnections(), 1U);
 }
 
 TEST_F(HostilePeer, ThatIsSilentWhereThereIsNoRoomIsKeptInSmallNumbers) {
-  m_Server.m_Router.SetLimits({2, 1, 1000, std::chrono::seconds(10)});
+  SetLimits({2, 1, 1000, std::chrono::seconds(10)});
   TRouterPeer First(Address());
   EXPECT_EQ(First.Greet("first"), "");
   std::vector<TCFileDescriptor> Silent;
@@ -232,11 +238,9 @@ TEST_F(HostilePeer, RecordsThatLieAreRefused) {
 }
 
 TEST_F(HostilePeer, RecordsOfMoreThanAreAllowedAreRefused) {
-  m_Server.m_Router.Execute([this] {
-    TSNorvRouterLimits Limits;
-    Limits.RecordsPerMail = 2;
-    m_Server.m_Router.SetLimits(Limits);
-  });
+  TSNorvRouterLimits Limits;
+  Limits.RecordsPerMail = 2;
+  SetLimits(Limits);
   auto const Peer = NewGreetedPeer();
   std::string const Two = TRouterPeer::Record(1) + TRouterPeer::Record(2);
   EXPECT_EQ(AskWith(*Peer, TRouterPeer::kFields, Two), "");

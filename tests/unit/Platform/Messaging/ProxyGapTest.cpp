@@ -12,6 +12,8 @@ using ::testing::HasSubstr;
 struct ProxyGap : TMessagingFixture {};
 
 struct TWitnessingProxy : TTestProxy {
+  ~TWitnessingProxy() override { Close(); }
+
   void Witness(TLog<int>& Heard) {
     SubscribeFirst(TestClass(), [&Heard](TSNorvMailContent const& Content, std::uint64_t) {
       Heard.Add(FirstNumber(Content));
