@@ -11,6 +11,7 @@
 namespace {
 
 constexpr int kMany = 100000 / kShare;
+constexpr int kFillings = 6;  // more than waits for a subscriber, several mails to a frame
 constexpr int kSome = 10000 / kShare;
 constexpr int kLinks = 100;
 constexpr char kThis[] = " 02:00:00:00:00:01 ";
@@ -51,7 +52,9 @@ TEST_F(StoppedSubscriber, CostsNoMemoryAndConvergesWhenItContinues) {
   auto const Stopped = StartClient();
   long const Before = ServerMemory();
   Stopped->Pause();
-  Fill(kMany);
+  for (int Filling = 0; Filling < kFillings; ++Filling) {
+    Fill(kMany);
+  }
   ExpectServed();
   ExpectNoMoreMemory(Before);
   Stopped->Continue();
