@@ -20,6 +20,24 @@ namespace {
 
 constexpr int kLastNumber = std::numeric_limits<int>::max();
 
+// A number, or two with a dash between them in either order; nothing for all else.
+std::optional<TSPropertyRange> ParseRange(toml::node const& Node) {
+  if (std::optional<std::int64_t> const Number = Node.value_exact<std::int64_t>()) {
+    if (*Number < 0 || *Number > kLastNumber) {
+      return std::nullopt;
+    }
+    return TSPropertyRange{static_cast<int>(*Number), static_cast<int>(*Number)};
+  }
+  std::string const Text = Node.value_exact<std::string>().value_or("");
+  std::size_t const Dash = std::min(Text.find('-'), Text.size());
+  std::optional<int> const First = ParseNumber<int>(Text.substr(0, Dash));
+  std::optional<int> const Last = ParseNumber<int>(Text.substr(std::min(Dash + 1, Text.size())));
+  if (!First || !Last) {
+    return std::nullopt;
+  }
+  return TSPropertyRange{*First, *Last};
+}
+
 }  // namespace
 
 // Goes through one text; what can not be meant is thrown as TCException with its line.
@@ -192,24 +210,15 @@ std::vector<TSPropertyRange> TCServerConfiguration::TCReader::ReadProperties(
 TSPropertyRange TCServerConfiguration::TCReader::ReadRange(toml::node const& Node,
                                                            std::string const& Path) const {
   std::string const Named = Path + " names " + TCConfigurationText::Describe(Node);
-  if (std::optional<std::int64_t> const Number = Node.value_exact<std::int64_t>()) {
-    if (*Number >= 0 && *Number <= kLastNumber) {
-      return {static_cast<int>(*Number), static_cast<int>(*Number)};
-    }
-  } else if (Node.is_string()) {
-    std::string_view const Text = Node.as_string()->get();
-    std::size_t const Dash = std::min(Text.find('-'), Text.size());
-    std::optional<int> const First = ParseNumber<int>(Text.substr(0, Dash));
-    std::optional<int> const Last = ParseNumber<int>(Text.substr(std::min(Dash + 1, Text.size())));
-    if (First && Last && *First > *Last) {
-      m_Text.Fail(Node, Named + ", expected the lower number first");
-    }
-    if (First && Last) {
-      return {*First, *Last};
-    }
+  std::optional<TSPropertyRange> const Range = ParseRange(Node);
+  if (!Range) {
+    m_Text.Fail(Node, Named + ", expected a number from 0 to " + std::to_string(kLastNumber) +
+                          " or a range such as \"200-209\"");
   }
-  m_Text.Fail(Node, Named + ", expected a number from 0 to " + std::to_string(kLastNumber) +
-                        " or a range such as \"200-209\"");
+  if (Range->First > Range->Last) {
+    m_Text.Fail(Node, Named + ", expected the lower number first");
+  }
+  return *Range;
 }
 
 std::optional<TCAccessList> TCServerConfiguration::TCReader::ReadAccess(toml::table const& Rule,

@@ -140,7 +140,9 @@ double LoadMilliseconds(std::string const& Socket, int Size) {
     }
   }
   double const Time = Benchmark::MicrosecondsSince(Begin) / 1000;
-  if (Values.size() != static_cast<std::size_t>(Size) || Values.rbegin()->second.empty()) {
+  auto const Last = Values.find(Benchmark::KeyName(Size - 1));
+  if (Values.size() != static_cast<std::size_t>(Size) || Last == Values.end() ||
+      Last->second.empty()) {
     throw std::runtime_error("a load has not found all values");
   }
   return Time;
