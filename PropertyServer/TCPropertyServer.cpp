@@ -279,13 +279,16 @@ void TCPropertyServer::Take(TSTakenMail&& Taken) {
 
 // What a change to be confirmed would restore is kept, and counts like the values that stand.
 std::string TCPropertyServer::ReasonAgainstGrowth(TSTakenMail const& Taken) const {
-  TSValueCount Present = m_Values.get_Count();
-  Present += m_Pending.get_Kept();
   TSValueCount Growth = Taken.Growth;
   if (Taken.Effects && Taken.Effects->Pending) {
     Growth += CountOf(Taken.Effects->Former);
   }
-  return m_Quota.ReasonAgainst(Growth, Present, m_Configuration->get_Limits());
+  if (Growth.Values <= 0 && Growth.Bytes <= 0) {
+    return std::string();
+  }
+  TSValueCount Present = m_Values.get_Count();
+  Present += m_Pending.get_Kept();
+  return m_Quota.ReasonAgainst(Growth, Present, m_Configuration->get_LimitsOf(Taken.Mail.Sender));
 }
 
 void TCPropertyServer::Queue(TSTakenMail&& Taken) {

@@ -40,4 +40,14 @@ std::string TCServerConfiguration::get_Administrators() const {
              : "root, the server's own user and members of the group " + m_GroupName;
 }
 
+TSServerLimits TCServerConfiguration::get_LimitsOf(TSNorvMailSender const& Sender) const {
+  constexpr std::size_t kKeptPart = 4;
+  TSServerLimits Limits = m_Limits;
+  if (!MayAdminister(Sender)) {
+    Limits.Values -= Limits.Values / kKeptPart;
+    Limits.Bytes -= Limits.Bytes / kKeptPart;
+  }
+  return Limits;
+}
+
 }  // namespace Property

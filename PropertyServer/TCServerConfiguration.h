@@ -70,6 +70,9 @@ class TCServerConfiguration {
   std::vector<TSPropertyRange> const& get_Secrets() const { return m_Secrets; }
 
   TSServerLimits const& get_Limits() const { return m_Limits; }
+  /// What the values may be after a change of the sender that makes them more. A quarter is kept
+  /// for administrators: who may write no more than what a rule names can not use up what all need.
+  TSServerLimits get_LimitsOf(TSNorvMailSender const& Sender) const;
   TSHistoryLimits const& get_History() const { return m_History; }
 
  private:

@@ -126,6 +126,41 @@ TEST_F(PropertyServerPolicy, RefusesWhatMakesTheValuesTooMany) {
             "link=\"4\" mac=\"\" loaded=0}");
 }
 
+// Else whoever may write one property could use up what all programs need.
+TEST_F(PropertyServerPolicy, KeepsAQuarterOfTheValuesFromWhomOnlyARuleLetsWrite) {
+  Start(TEDurability::eFull,
+        "[limits]\nvalues = 4\n[[rule]]\nproperties = [1]\nwrite = [\"everybody\"]\n");
+  std::uint64_t Number = 0;
+  for (char const* const Link : {"1", "2", "3", "4", "2"}) {
+    TSNorvReceivedMail Mail{{}, ++Number, Change({{1, Link, Link, ""}})};
+    Mail.Sender = NewSender("", 65534);
+    Execute([&] { m_Service->m_Server.OnMail(Mail); });
+  }
+  EXPECT_THAT(Warnings().WaitFor(1),
+              ElementsAre(HasSubstr("user 65534) refused: there would be 4 values, at most 3 are "
+                                    "allowed (values)")));
+  TPropertyProxy Owner;
+  Owner.Send(Change({{1, "d", "4", ""}}));
+  ASSERT_TRUE(Owner.IsAcknowledged());
+  EXPECT_EQ(Status("values"), "4");
+  EXPECT_EQ(Status("refused mails"), "1");
+}
+
+TEST_F(PropertyServerPolicy, KeepsAQuarterOfTheBytesFromWhomOnlyARuleLetsWrite) {
+  Start(TEDurability::eFull,
+        "[limits]\nbytes = 8\n[[rule]]\nproperties = [1]\nwrite = [\"everybody\"]\n");
+  TSNorvReceivedMail Mail{{}, 1, Change({{1, "1234567", "", ""}})};
+  Mail.Sender = NewSender("", 65534);
+  Execute([&] { m_Service->m_Server.OnMail(Mail); });
+  EXPECT_THAT(Warnings().WaitFor(1),
+              ElementsAre(HasSubstr("refused: all values would have 7 bytes, at most 6 are allowed "
+                                    "(bytes)")));
+  TPropertyProxy Owner;
+  Owner.Send(Change({{1, "12345678", "", ""}}));
+  ASSERT_TRUE(Owner.IsAcknowledged());
+  EXPECT_EQ(Status("refused mails"), "1");
+}
+
 TEST_F(PropertyServerPolicy, RefusesWhatMakesTheTextsTooLong) {
   Start(TEDurability::eFull, "[limits]\nbytes = 10\n");
   TPropertyProxy Writer;
