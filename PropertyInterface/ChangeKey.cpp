@@ -7,7 +7,7 @@
 #include <cstdio>
 
 #include "CommonProperties/TCPropertyID.h"
-#include "Platform/Messaging/LittleEndian.h"
+#include "Platform/Utility/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
 
 namespace Property {

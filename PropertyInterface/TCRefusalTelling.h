@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Utility/TCLogBudget.h"
 #include "Platform/Utility/TCMutex.h"
 #include "PropertyInterface/TSPropertyRefusal.h"
 

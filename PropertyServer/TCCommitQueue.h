@@ -10,8 +10,8 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Messaging/TCNorvLoopTimer.h"
-#include "Platform/Messaging/TCNorvLoopWork.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopWork.h"
 #include "PropertyServer/TCGroupStoring.h"
 #include "PropertyServer/TCHistoryKeeper.h"
 #include "PropertyServer/TCPropertyDatabase.h"

@@ -11,9 +11,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCLogBudget.h"
 #include "Platform/Utility/UTF8.h"
 #include "PropertyServer/TCCommitQueue.h"
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <memory>
 
-#include "Platform/Messaging/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
 #include "Platform/Messaging/TCNorvMailBody.h"
 
 namespace Property {

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCValueQuota.h"
 #include "PropertyServer/TSPendingChange.h"

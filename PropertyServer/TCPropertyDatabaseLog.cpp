@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 
 namespace Property {

@@ -7,9 +7,9 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCLogBudget.h"
 #include "PropertyServer/PropertyMails.h"
 
 namespace Property {

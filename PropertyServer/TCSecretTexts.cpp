@@ -7,8 +7,8 @@
 #include <new>
 #include <tuple>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 #include "PropertyServer/TCDatabaseFull.h"
 
 namespace Property {

@@ -5,8 +5,8 @@
 #include <csignal>
 #include <functional>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 #include "Platform/Utility/TCFileDescriptor.h"
 
 namespace Property {

@@ -2,7 +2,7 @@
 // Reads and writes the records of values.
 #include "PropertyServer/TCValueRecords.h"
 
-#include "Platform/Messaging/LittleEndian.h"
+#include "Platform/Utility/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
 

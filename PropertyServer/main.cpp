@@ -18,7 +18,7 @@
 #include <string>
 #include <utility>
 
-#include "Platform/Messaging/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
 #include "Platform/Messaging/TCNorvMailRouter.h"
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"

@@ -20,7 +20,7 @@ endfunction()
 
 property_add_shared_library(property_platform propertyplatform platform)
 target_link_libraries(property_platform
-  PRIVATE platform_utility platform_messaging
+  PRIVATE platform_utility platform_events platform_messaging
   PUBLIC Threads::Threads)
 
 property_add_shared_library(property_property property property)
@@ -38,7 +38,7 @@ function(property_install_headers Folder Component)
 endfunction()
 
 foreach(Folder IN ITEMS
-    Platform Platform/Utility Platform/Messaging CommonProperties PropertyInterface)
+    Platform Platform/Utility Platform/Events Platform/Messaging CommonProperties PropertyInterface)
   property_install_headers(${Folder} development)
 endforeach()
 

@@ -2,10 +2,7 @@
 # The headers that programs built with the library include.
 set(PUBLIC_HEADERS
   TCNorvChange.h
-  TCNorvEventLoop.h
   TCNorvField.h
-  TCNorvLoopTimer.h
-  TCNorvLoopWork.h
   TCNorvMailBody.h
   TCNorvMailClassID.h
   TCNorvMailFunctions.h
@@ -18,5 +15,4 @@ set(PUBLIC_HEADERS
   TCNorvService.h
   TCNorvServiceName.h
   TCNorvServiceProxy.h
-  TCNorvWatchedFile.h
   TSNorvSenderKey.h)

@@ -14,7 +14,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "Platform/Messaging/LittleEndian.h"
+#include "Platform/Utility/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCFileDescriptor.h"
 

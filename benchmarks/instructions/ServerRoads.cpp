@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 #include "Platform/Messaging/TCNorvMailRouter.h"
 #include "Platform/Utility/TCFileDescriptor.h"
 #include "PropertyServer/TCPropertyDatabase.h"

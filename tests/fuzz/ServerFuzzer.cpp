@@ -15,7 +15,7 @@
 #include <memory>
 #include <string>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 #include "Platform/Messaging/TCNorvMailMessage.h"
 #include "Platform/Messaging/TCNorvMailRouter.h"
 #include "Platform/Messaging/TCNorvServiceProxy.h"

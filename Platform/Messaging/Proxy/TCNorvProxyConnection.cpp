@@ -9,9 +9,9 @@
 #include <cerrno>
 #include <utility>
 
-#include "Platform/Messaging/FailureText.h"
 #include "Platform/Messaging/Proxy/TCLiveConnections.h"
 #include "Platform/Messaging/Wire/SocketName.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/RandomBytes.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCPerThread.h"

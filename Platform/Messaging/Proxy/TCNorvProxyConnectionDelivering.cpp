@@ -4,7 +4,7 @@
 #include <system_error>
 #include <utility>
 
-#include "Platform/Messaging/GuardedCall.h"
+#include "Platform/Messaging/Proxy/GuardedCall.h"
 #include "Platform/Messaging/Proxy/TCLiveConnections.h"
 #include "Platform/Messaging/Proxy/TCNorvProxyConnection.h"
 #include "Platform/Messaging/Proxy/TCSignalsBlocked.h"

@@ -5,7 +5,7 @@
 #include <new>
 #include <utility>
 
-#include "Platform/Messaging/GuardedCall.h"
+#include "Platform/Messaging/Proxy/GuardedCall.h"
 #include "Platform/Messaging/Proxy/TCNorvProxyConnection.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"

@@ -2,10 +2,10 @@
 // Sends what waits: subscriptions, mails, alone or together, and requests.
 #include <utility>
 
-#include "Platform/Messaging/FailureText.h"
 #include "Platform/Messaging/Proxy/TCNorvProxyConnection.h"
-#include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 namespace {
 

@@ -10,9 +10,9 @@
 #include <cerrno>
 #include <utility>
 
-#include "Platform/Messaging/FailureText.h"
-#include "Platform/Messaging/GuardedCall.h"
+#include "Platform/Messaging/Proxy/GuardedCall.h"
 #include "Platform/Messaging/Wire/SocketName.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/TCMACAddress.h"
 
 namespace {

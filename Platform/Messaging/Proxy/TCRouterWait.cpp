@@ -4,8 +4,8 @@
 
 #include <utility>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 namespace {
 

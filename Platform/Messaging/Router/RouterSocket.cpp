@@ -12,9 +12,9 @@
 #include <cstring>
 #include <utility>
 
-#include "Platform/Messaging/FailureText.h"
 #include "Platform/Messaging/Wire/FrameSocket.h"
 #include "Platform/Messaging/Wire/SocketName.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/TCException.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include <ctime>
 #include <utility>
 
-#include "Platform/Messaging/FailureText.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCFileDescriptor.h"

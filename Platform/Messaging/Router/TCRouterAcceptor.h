@@ -5,14 +5,14 @@
 #include <functional>
 #include <string>
 
+#include "Platform/Events/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 #include "Platform/Messaging/Router/RouterSocket.h"
 #include "Platform/Messaging/Router/TCRouterPeers.h"
 #include "Platform/Messaging/Router/TCRouterUser.h"
-#include "Platform/Messaging/TCLogBudget.h"
-#include "Platform/Messaging/TCNorvLoopTimer.h"
 #include "Platform/Messaging/TCNorvMailRouter.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
 #include "Platform/Messaging/Wire/Frame.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 /// Accepts connections at a socket and puts them among the peers. Belongs to the router's thread.
 class TCRouterAcceptor {

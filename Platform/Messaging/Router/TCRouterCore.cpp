@@ -6,10 +6,10 @@
 #include <new>
 #include <utility>
 
-#include "Platform/Messaging/FailureText.h"
-#include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 namespace {
 

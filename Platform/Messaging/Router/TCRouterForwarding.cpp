@@ -4,10 +4,10 @@
 
 #include <utility>
 
-#include "Platform/Messaging/FailureText.h"
 #include "Platform/Messaging/Router/TCRouterThrottle.h"
-#include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 namespace {
 

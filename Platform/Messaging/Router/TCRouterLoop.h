@@ -8,8 +8,8 @@
 #include <functional>
 #include <thread>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 #include "Platform/Utility/TCFileDescriptor.h"
 #include "Platform/Utility/TCMutex.h"
 

@@ -10,8 +10,8 @@
 #include <system_error>
 #include <utility>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 namespace {
 

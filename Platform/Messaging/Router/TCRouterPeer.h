@@ -13,12 +13,12 @@
 #include <string>
 #include <utility>
 
+#include "Platform/Events/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 #include "Platform/Messaging/Router/TCRouterUser.h"
 #include "Platform/Messaging/Router/TCUnreadFiles.h"
-#include "Platform/Messaging/TCNorvEventLoop.h"
-#include "Platform/Messaging/TCNorvLoopTimer.h"
 #include "Platform/Messaging/TCNorvService.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
 #include "Platform/Messaging/Wire/FrameSocket.h"
 
 /// How far a peer has been sent the published mails of one class.

@@ -5,8 +5,8 @@
 #include <iterator>
 #include <utility>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 TCRouterPeers::TCRouterPeers(TCNorvEventLoop& Loop, std::function<void(TCRouterPeer&)> OnDrop)
     : m_Loop(Loop),

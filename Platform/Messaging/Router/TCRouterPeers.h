@@ -7,8 +7,8 @@
 #include <memory>
 #include <string>
 
+#include "Platform/Events/TCNorvLoopWork.h"
 #include "Platform/Messaging/Router/TCRouterPeer.h"
-#include "Platform/Messaging/TCNorvLoopWork.h"
 
 /// Owns the peers. One that is dropped is called no more, and freed when the loop turns again.
 /// Belongs to the router's thread.

@@ -8,12 +8,12 @@
 #include <new>
 #include <utility>
 
-#include "Platform/Messaging/FailureText.h"
 #include "Platform/Messaging/Router/TCRouterThrottle.h"
-#include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/RandomBytes.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 namespace {
 

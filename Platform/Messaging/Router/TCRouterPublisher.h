@@ -9,12 +9,12 @@
 #include <string>
 #include <vector>
 
+#include "Platform/Events/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopWork.h"
 #include "Platform/Messaging/Router/TCRecentMails.h"
 #include "Platform/Messaging/Router/TCRouterForwarding.h"
 #include "Platform/Messaging/Router/TCRouterPeers.h"
 #include "Platform/Messaging/Router/TCRouterWork.h"
-#include "Platform/Messaging/TCNorvLoopTimer.h"
-#include "Platform/Messaging/TCNorvLoopWork.h"
 #include "Platform/Messaging/TCNorvService.h"
 #include "Platform/Messaging/Wire/Frame.h"
 

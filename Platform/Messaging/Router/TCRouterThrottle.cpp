@@ -3,8 +3,8 @@
 #include "Platform/Messaging/Router/TCRouterThrottle.h"
 
 #include "Platform/Messaging/Router/TCRouterWork.h"
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 namespace {
 

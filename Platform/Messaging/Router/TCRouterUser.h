@@ -8,8 +8,8 @@
 #include <map>
 #include <memory>
 
-#include "Platform/Messaging/TCLogBudget.h"
 #include "Platform/PlatformExport.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 /// Lines of the log, and the router's time. What takes long, such as the selection of all values
 /// that a user may read, counts; of the time that it takes a user gets half, so that everybody else

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "Platform/Messaging/LittleEndian.h"
+#include "Platform/Utility/LittleEndian.h"
 #include "Platform/Utility/TCException.h"
 
 namespace Wire {

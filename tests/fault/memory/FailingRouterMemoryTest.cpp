@@ -9,7 +9,7 @@
 #include <new>
 #include <string>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 #include "tests/support/MailSender.h"
 #include "tests/unit/CommonProperties/FailingAllocations.h"
 #include "tests/unit/Platform/Messaging/MessagingFixture.h"

@@ -8,8 +8,8 @@
 
 #include <optional>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 #include "Platform/Utility/TCFileDescriptor.h"
 #include "tests/support/MailSender.h"
 #include "tests/unit/PropertyServer/DatabaseFixture.h"

@@ -11,7 +11,7 @@
 #include <thread>
 #include <vector>
 
-#include "Platform/Messaging/TCNorvLoopWork.h"
+#include "Platform/Events/TCNorvLoopWork.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Says in the kernel what a file is watched for.
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 
 #include <sys/epoll.h>
 
@@ -9,12 +9,12 @@
 #include <new>
 #include <utility>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 #include "Platform/Utility/TCException.h"
 
 namespace {
 
-constexpr char kSource[] = "../Platform/Messaging/TCNorvWatchedFile";
+constexpr char kSource[] = "../Platform/Events/TCNorvWatchedFile";
 
 }  // namespace
 

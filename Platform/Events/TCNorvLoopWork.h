@@ -4,7 +4,7 @@
 
 #include <functional>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 #include "Platform/PlatformExport.h"
 
 /// Has a function called when it has been scheduled. Belongs to the loop's thread.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // When the callback of a watched file is called, and when it is not any more.
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 
 #include <fcntl.h>
 #include <gmock/gmock.h>
@@ -16,7 +16,7 @@
 #include <string>
 
 #include "CountedCalls.h"
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 #include "ReadyFile.h"
 #include "tests/unit/CommonProperties/CaughtException.h"
 
@@ -197,7 +197,7 @@ TEST_F(TCNorvWatchedFileTest, IsNotCalledForWhatAnotherCallbackHasTakenAway) {
 TEST_F(TCNorvWatchedFileTest, SaysWhenAFileCanNotBeWatched) {
   TCException const None =
       CaughtException([this] { TCNorvWatchedFile const Watched(m_Loop, -1, EPOLLIN, Count()); });
-  EXPECT_EQ(None.get_Source(), "../Platform/Messaging/TCNorvWatchedFile");
+  EXPECT_EQ(None.get_Source(), "../Platform/Events/TCNorvWatchedFile");
   EXPECT_EQ(None.get_Message(), "cannot watch file -1: Bad file descriptor");
   TCFileDescriptor const Plain(open("/proc/self/exe", O_RDONLY | O_CLOEXEC));
   TCException const Never = CaughtException(

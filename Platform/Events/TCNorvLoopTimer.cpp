@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Puts a timer among those of its loop, in the order of their times.
-#include "Platform/Messaging/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
 
 #include <algorithm>
 #include <utility>

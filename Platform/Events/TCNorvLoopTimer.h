@@ -5,7 +5,7 @@
 #include <ctime>
 #include <functional>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 #include "Platform/PlatformExport.h"
 
 /// Has a function called once for each time that it is set. One that is set in a turn, for however

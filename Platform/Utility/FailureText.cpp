@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Finds words for failures.
-#include "Platform/Messaging/FailureText.h"
+#include "Platform/Utility/FailureText.h"
 
 #include <cstdlib>
 #include <exception>

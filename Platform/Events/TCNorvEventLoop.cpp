@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Waits in the kernel and calls what is ready in its order.
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 
 #include <sys/timerfd.h>
 
@@ -9,20 +9,19 @@
 #include <climits>
 #include <cstring>
 #include <ctime>
-#include <exception>
-#include <string>
 #include <utility>
 
-#include "Platform/Messaging/TCLogBudget.h"
-#include "Platform/Messaging/TCNorvLoopTimer.h"
-#include "Platform/Messaging/TCNorvLoopWork.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopWork.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
+#include "Platform/Utility/TCLogBudget.h"
 
 namespace {
 
-constexpr char kSource[] = "../Platform/Messaging/TCNorvEventLoop";
+constexpr char kSource[] = "../Platform/Events/TCNorvEventLoop";
 constexpr std::uint64_t kBootTimerKey = UINT64_MAX;  // no file's
 constexpr std::int64_t kSecond = 1000000;            // microseconds
 
@@ -61,16 +60,6 @@ int WaitForFiles(int Epoll, epoll_event* Ready, int Count, TCLoopTime Limit, boo
 
 [[noreturn]] void ThrowCannot(char const* Operation) {
   throw TCException(kSource, __LINE__).Format("cannot %s: %s", Operation, std::strerror(errno));
-}
-
-std::string TextOf(std::exception_ptr const& Failure) {
-  try {
-    std::rethrow_exception(Failure);
-  } catch (std::exception const& Known) {
-    return Known.what();
-  } catch (...) {
-    return "an exception of an unknown type";
-  }
 }
 
 }  // namespace
@@ -268,8 +257,8 @@ void TCNorvEventLoop::Call(TSource& Source, TArguments... Arguments) {
   try {
     Function(Arguments...);
   } catch (...) {
-    LogWithin(*m_LogBudget, [Failure = std::current_exception()](char const* Note) {
-      SyslogError("event loop: a callback has failed: %s%s", TextOf(Failure).c_str(), Note);
+    LogWithin(*m_LogBudget, [](char const* Note) {
+      SyslogError("event loop: a callback has failed: %s%s", FailureText::OfCaught().c_str(), Note);
     });
   }
   if (m_Called == &Source) {

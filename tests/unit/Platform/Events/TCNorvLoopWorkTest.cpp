@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // When a loop does what it was given to do.
-#include "Platform/Messaging/TCNorvLoopWork.h"
+#include "Platform/Events/TCNorvLoopWork.h"
 
 #include <gmock/gmock.h>
 #include <sys/epoll.h>
@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "Platform/Messaging/TCNorvEventLoop.h"
-#include "Platform/Messaging/TCNorvLoopTimer.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 #include "ReadyFile.h"
 
 namespace {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The order of a turn, what comes between, and what happens to callbacks that throw.
-#include "Platform/Messaging/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvEventLoop.h"
 
 #include <gmock/gmock.h>
 #include <pthread.h>
@@ -19,9 +19,9 @@
 #include <vector>
 
 #include "CountedCalls.h"
-#include "Platform/Messaging/TCNorvLoopTimer.h"
-#include "Platform/Messaging/TCNorvLoopWork.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopWork.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 #include "Platform/Utility/SystemLog.h"
 #include "ReadyFile.h"
 #include "tests/unit/CommonProperties/CaughtException.h"
@@ -223,7 +223,7 @@ TEST_F(TCNorvEventLoopTest, StopsWaitingWhenASignalIsHandled) {
 TEST_F(TCNorvEventLoopTest, SaysWhenTheSystemHasNoDescriptorsLeft) {
   TRefusingSystem const Refusing(EMFILE);
   TCException const Exception = CaughtException([] { TCNorvEventLoop const Loop; });
-  EXPECT_EQ(Exception.get_Source(), "../Platform/Messaging/TCNorvEventLoop");
+  EXPECT_EQ(Exception.get_Source(), "../Platform/Events/TCNorvEventLoop");
   EXPECT_EQ(Exception.get_Message(), "cannot make an event loop: Too many open files");
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // When timers are called, by either clock.
-#include "Platform/Messaging/TCNorvLoopTimer.h"
+#include "Platform/Events/TCNorvLoopTimer.h"
 
 #include <gmock/gmock.h>
 #include <sys/epoll.h>
@@ -14,8 +14,8 @@
 #include <vector>
 
 #include "CountedCalls.h"
-#include "Platform/Messaging/TCNorvEventLoop.h"
-#include "Platform/Messaging/TCNorvWatchedFile.h"
+#include "Platform/Events/TCNorvEventLoop.h"
+#include "Platform/Events/TCNorvWatchedFile.h"
 #include "ReadyFile.h"
 #include "tests/unit/CommonProperties/CaughtException.h"
 

@@ -2,9 +2,9 @@
 // Keeps exceptions where they can do no harm.
 #pragma once
 
-#include "Platform/Messaging/FailureText.h"
-#include "Platform/Messaging/TCLogBudget.h"
+#include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/SystemLog.h"
+#include "Platform/Utility/TCLogBudget.h"
 #include "Platform/Utility/ThreadAnnotations.h"
 
 /// Logs whatever `Function` throws: it may neither leave a message half read nor pass out of a

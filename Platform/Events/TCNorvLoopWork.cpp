@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // Puts work among that of its loop.
-#include "Platform/Messaging/TCNorvLoopWork.h"
+#include "Platform/Events/TCNorvLoopWork.h"
 
 #include <utility>
 
