@@ -17,12 +17,6 @@ namespace {
 
 constexpr char kSource[] = "../PropertyServer/TCPropertyServer";
 
-// What the server does by itself comes from nobody.
-TSNorvReceivedMail NewOwnMail() {
-  TSNorvMailSender const Nobody;
-  return {Nobody, 0, {Norv_ControlMail, 0, 0, TCNorvMailBody::Empty()}};
-}
-
 }  // namespace
 
 TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase& Database,
@@ -41,11 +35,12 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
           m_Configuration, [this] { return get_Status(); }, [this] { return Copy(); }),
       m_Taken(Database, [&Router] { return Router.get_Senders(); }),
       m_SecretTexts(Database),
+      m_HistoryEntries(m_Configuration, m_SecretTexts),
       m_LastTransaction(Database.get_LastTransaction()),
       m_Queue(
           Database, m_Taken, Router.get_Loop(), Durability,
           [this](std::list<TSTakenMail>& Stored) { OnStored(Stored); },
-          [this](bool Failing, char const* Reason) { OnTrouble(Failing, Reason); }),
+          [this](bool Failing, char const* Reason) { m_Trouble.Tell(Failing, Reason); }),
       m_Rules(m_Configuration, Schema),
       m_Pending(Database, Router.get_Loop(),
                 [this](TSPendingChange const& Change) { return TakeBack(Change); }),
@@ -54,7 +49,9 @@ TCPropertyServer::TCPropertyServer(TCNorvMailRouter& Router, TCPropertyDatabase&
           [this](TCPropertyPlace const& Place) { return FindNewest(Place); },
           [this] { return m_Queue.get_WaitingCount() == 0 || m_Queue.Commit(); }),
       m_ControlRequests(m_Configuration, m_Values, Database, m_Pending, Schema),
-      m_RefusalMails(m_Configuration, m_Values, Database) {
+      m_RefusalMails(m_Configuration, m_Values, Database),
+      m_Effects(Router, *this, m_Configuration, m_Values, m_Taken, m_Quota, m_Trace,
+                m_RefusalMails) {
   m_Database.LoadAll([this](TSPropertyRecord Record) { m_Values.Load(std::move(Record)); });
   if (m_Schema != nullptr) {
     m_Values.SortOut(*m_Schema);
@@ -105,10 +102,6 @@ void TCPropertyServer::OnSchemaLoaded() {
   }
 }
 
-void TCPropertyServer::SetStatusSink(std::function<void(std::string const&)> Sink) {
-  m_StatusSink = std::move(Sink);
-}
-
 void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
   if (IsRepeated(Mail)) {
     return;
@@ -125,7 +118,7 @@ void TCPropertyServer::OnMail(TSNorvReceivedMail const& Mail) {
     Refuse(Taken, OnDecide(Mail.Sender, Taken.Changes, Taken.Outcome.Places));
   }
   if (Taken.Refused) {
-    LogRefusal(Mail.Sender, Taken.Outcome.Refusal.value_or(std::string()));
+    m_RefusalLog.Write(Mail.Sender, Taken.Outcome.Refusal.value_or(std::string()));
   }
   Take(std::move(Taken));
 }
@@ -162,7 +155,7 @@ void TCPropertyServer::OnSettled(TSNorvReceivedMail const& Mail) {
 }
 
 void TCPropertyServer::Change(std::vector<TSPropertyRecord> Changes, TSNorvMailSender const& As) {
-  TSNorvReceivedMail Mail = NewOwnMail();
+  TSNorvReceivedMail Mail = TCMailEffects::OwnMail();
   Mail.Sender = As;
   Mail.Content.MailClass = Norv_PropertyMail;
   TSTakenMail Taken(std::move(Mail));
@@ -174,7 +167,7 @@ void TCPropertyServer::Change(std::vector<TSPropertyRecord> Changes, TSNorvMailS
 bool TCPropertyServer::TakeBack(TSPendingChange const& Change) {
   auto const Transaction = static_cast<unsigned long long>(Change.Transaction);
   try {
-    TSTakenMail Taken(NewOwnMail());
+    TSTakenMail Taken(TCMailEffects::OwnMail());
     if (!m_ControlMails.TakeBack(Change, Taken)) {
       return false;
     }
@@ -204,17 +197,6 @@ void TCPropertyServer::MarkRefused(TSTakenMail& Mail, std::string Reason) {
   if (TCControlMails::IsKnown(Mail.Mail.Content)) {
     Mail.Changes.clear();  // its sender holds nothing that would have to be restored
   }
-}
-
-void TCPropertyServer::LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason) {
-  LogIfPossible([&] {
-    auto const User = m_Users.Find(Sender.User, 0);  // nothing is charged here, so no time counts
-    if (User->m_LogBudget.Grant()) {
-      SyslogWarning("Change of %s (process %d, user %u) refused: %s%s", Sender.ProcessName.c_str(),
-                    static_cast<int>(Sender.Process), Sender.User, Reason.c_str(),
-                    User->m_LogBudget.TakeNote().c_str());
-    }
-  });
 }
 
 void TCPropertyServer::OnRefused(TSNorvReceivedMail const& Mail) {
@@ -267,11 +249,11 @@ void TCPropertyServer::Take(TSTakenMail&& Taken) {
     Taken.Growth = GrowthBy(Taken.Changes, Former);
     std::string Reason = ReasonAgainstGrowth(Taken);
     if (!Reason.empty() && Taken.HasSender()) {
-      LogRefusal(Sender, Reason);
+      m_RefusalLog.Write(Sender, Reason);
       MarkRefused(Taken, std::move(Reason));
     } else if (!Taken.Changes.empty()) {
       Taken.Outcome.Transaction = ++m_LastTransaction;
-      Taken.History = HistoryOf(Taken, Former);
+      Taken.History = m_HistoryEntries.Of(Taken, Former);
     }
   }
   Queue(std::move(Taken));
@@ -339,38 +321,10 @@ void TCPropertyServer::TakeEffectAtOnce(TSTakenMail& Taken) {
     return;
   }
   try {
-    TakeEffect(Taken);
+    m_Effects.TakeEffect(Taken);
   } catch (std::bad_alloc const&) {
     m_EffectsWait = true;
   }
-}
-
-std::vector<TSHistoryEntry> TCPropertyServer::HistoryOf(TSTakenMail const& Taken,
-                                                        TCTexts const& Former) {
-  std::vector<TSHistoryEntry> History;
-  std::uint64_t const Kept =
-      std::min<std::uint64_t>(m_Configuration->get_History().Entries, Taken.Changes.size());
-  History.reserve(Kept);  // the rest would be forgotten at once
-  for (std::size_t Index = Taken.Changes.size() - Kept; Index < Taken.Changes.size(); ++Index) {
-    TSPropertyRecord const& Change = Taken.Changes[Index];
-    TSHistoryEntry& Entry = History.emplace_back();
-    Entry.Transaction = Taken.Outcome.Transaction;
-    Entry.Parts = Taken.Changes.size();
-    Entry.Undoes = Taken.Effects ? Taken.Effects->Undoes : 0;
-    Entry.Removed = Change.Removed;
-    Entry.Origin = Taken.Origin;
-    Entry.Number = Change.Number;
-    Entry.Link = Change.Link;
-    Entry.MAC = Change.MAC;
-    Entry.Secret = m_Configuration->IsSecret(Change.Number);
-    if (!Entry.Secret) {
-      if (Former[Index] != nullptr && m_SecretTexts.MayShow(PlaceOf(Change))) {
-        Entry.From = *Former[Index];
-      }
-      Entry.To = Change.Data;
-    }
-  }
-  return History;
 }
 
 TCPropertyServer::TCTexts TCPropertyServer::FindNewest(
@@ -395,54 +349,12 @@ std::string const* TCPropertyServer::FindNewest(TCPropertyPlace const& Place) co
   return m_Values.Find(Place);
 }
 
-// The values change and everybody hears of it. May be repeated after it has thrown.
-void TCPropertyServer::TakeEffect(TSTakenMail& Taken) {
-  TSNorvMailContent Published = NewPropertyMail(PropertyProtocol::kPublishedChange, nullptr);
-  if (Taken.Refused) {
-    Published.Body = m_Values.EncodeStanding(Taken.Mail.Sender, Taken.Changes);
-  } else {
-    Published.Body = m_Values.EncodeChanges(
-        Taken.Changes, Taken.IsUsual ? Taken.Mail.Content.Body : TCPropertyValues::TCBody());
-    m_Values.Set(Taken.Changes);
-  }
-  bool const Control = Taken.Mail.Content.MailClass == Norv_ControlMail;
-  if (Control ? Published.Body->get_Count() > 0 : !Taken.Changes.empty()) {
-    m_Trace.Print(Taken.Refused ? "restored" : "published", Taken.Mail.Sender, Published,
-                  *m_Configuration);
-    if (Taken.Refused) {
-      Restore(Taken.Mail, Published);
-    } else {
-      // The sender of a control mail does not hold what it has led to. Where it waits to hear
-      // whether something was done, it has to know at which place of the order that was.
-      bool const Decided =
-          Control && Taken.Mail.Content.SignalName == PropertyControl::kChangeIf.Name;
-      if (Control && !Decided) {
-        Publish(Published, NewOwnMail());
-      } else {
-        Publish(Published, Taken.Mail);
-      }
-      if (Decided) {
-        Restore(Taken.Mail, Published);
-      }
-    }
-  }
-  m_Taken.TakeEffect(Taken.Mail.Sender, Taken.Mail.Number);
-  if (Taken.Refused && Taken.Changes.empty() && !Control) {
-    m_Router.BringUpToDate(Taken.Mail.Sender->get_Key());  // what it has changed is not known
-  }
-  if (!Taken.Refused) {
-    m_Quota.TakeEffect(Taken.Growth);
-  }
-  ++(Taken.Refused ? m_RefusedMails : m_TakenMails);
-  Taken.InEffect = true;
-}
-
 void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
   for (TSTakenMail& Taken : Stored) {
     if (!Taken.InEffect) {
-      TakeEffect(Taken);
+      m_Effects.TakeEffect(Taken);
     }
-    TellRefusal(Taken);
+    m_Effects.TellRefusal(Taken);
   }
   m_EffectsWait = m_Queue.IsAnyWithoutEffect();
   std::map<TSNorvSenderKey, TSNorvReceivedMail const*> Last;
@@ -460,30 +372,6 @@ void TCPropertyServer::OnStored(std::list<TSTakenMail>& Stored) {
   }
 }
 
-// Once it is stored: told before, it might be decided again, and otherwise, after a restart. Comes
-// before the acknowledgement, and to the sender alone. May be repeated after it has thrown.
-void TCPropertyServer::TellRefusal(TSTakenMail& Taken) {
-  if (Taken.Refused && Taken.HasSender() && !Taken.RefusalTold) {
-    Restore(Taken.Mail, m_RefusalMails.Tell(Taken.Mail.Sender, Taken.get_Refusal()));
-    Taken.RefusalTold = true;
-  }
-}
-
-void TCPropertyServer::OnTrouble(bool Failing, char const* Reason) {
-  LogIfPossible([&] {
-    m_Trouble = Reason;
-    if (Failing) {
-      SyslogError("Changes wait until they can be stored: %s", Reason);
-    } else {
-      SyslogWarning("Changes are stored again");
-    }
-    if (m_StatusSink) {
-      m_StatusSink(Failing ? std::string("Changes wait until they can be stored: ") + Reason
-                           : "Changes are stored again");
-    }
-  });
-}
-
 std::uint64_t TCPropertyServer::get_LastTaken(TSNorvSenderKey const& Sender) const {
   return m_Taken.get_InEffect(Sender);
 }
@@ -494,12 +382,12 @@ TCPropertyServer::TCStatus TCPropertyServer::get_Status() const {
           {"epoch", std::to_string(m_Router.get_Epoch())},
           {"sequence", std::to_string(get_Sequence())},
           {"durability", m_Durability == TEDurability::eFull ? "full" : "relaxed"},
-          {"taken mails", std::to_string(m_TakenMails)},
-          {"refused mails", std::to_string(m_RefusedMails)},
+          {"taken mails", std::to_string(m_Effects.get_TakenMails())},
+          {"refused mails", std::to_string(m_Effects.get_RefusedMails())},
           {"waiting mails", std::to_string(m_Queue.get_WaitingCount())},
           {"commits", std::to_string(m_Queue.get_CommitCount())},
           {"last commit", std::to_string(m_Queue.get_LastCommit())},
-          {"trouble", m_Trouble.empty() ? "none" : m_Trouble},
+          {"trouble", m_Trouble.get_Reason().empty() ? "none" : m_Trouble.get_Reason()},
           {"database", m_Database.get_Path()}};
 }
 

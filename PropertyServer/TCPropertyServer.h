@@ -3,27 +3,30 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <list>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "Platform/Messaging/Router/TCRouterUser.h"
 #include "Platform/Messaging/TCNorvService.h"
 #include "PropertyServer/TCChangeRules.h"
 #include "PropertyServer/TCCommitQueue.h"
 #include "PropertyServer/TCControlMails.h"
 #include "PropertyServer/TCControlRequests.h"
+#include "PropertyServer/TCHistoryEntries.h"
+#include "PropertyServer/TCMailEffects.h"
 #include "PropertyServer/TCMailTrace.h"
 #include "PropertyServer/TCPendingChanges.h"
 #include "PropertyServer/TCPropertyDatabase.h"
 #include "PropertyServer/TCPropertyRequests.h"
 #include "PropertyServer/TCPropertyValues.h"
+#include "PropertyServer/TCRefusalLog.h"
 #include "PropertyServer/TCRefusalMails.h"
 #include "PropertyServer/TCSecretTexts.h"
 #include "PropertyServer/TCServerConfiguration.h"
 #include "PropertyServer/TCServerRequests.h"
+#include "PropertyServer/TCStoringTrouble.h"
 #include "PropertyServer/TCTakenMails.h"
 #include "PropertyServer/TCValueRecords.h"
 
@@ -61,7 +64,7 @@ class TCPropertyServer : public TCNorvService {
   void OnSchemaLoaded();
 
   /// Hears of what the administrator should know: a line of text.
-  void SetStatusSink(std::function<void(std::string const&)> Sink);
+  void SetStatusSink(TCStoringTrouble::TCSink Sink) { m_Trouble.SetSink(std::move(Sink)); }
 
   /// Stores what waits; false when that fails.
   bool Commit() { return m_Queue.Commit(); }
@@ -104,19 +107,14 @@ class TCPropertyServer : public TCNorvService {
   bool TakeBack(TSPendingChange const& Change);
   static void Refuse(TSTakenMail& Taken, std::string Reason);
   static void MarkRefused(TSTakenMail& Mail, std::string Reason);
-  void LogRefusal(TSNorvMailSender const& Sender, std::string const& Reason);
   void Take(TSTakenMail&& Taken);
   std::string ReasonAgainstGrowth(TSTakenMail const& Taken) const;
   void Queue(TSTakenMail&& Taken);
   TSTakenMail& AddToQueue(TSTakenMail&& Taken);
-  std::vector<TSHistoryEntry> HistoryOf(TSTakenMail const& Taken, TCTexts const& Former);
   TCTexts FindNewest(std::vector<TSPropertyRecord> const& Changes) const;
   std::string const* FindNewest(TCPropertyPlace const& Place) const;
   void TakeEffectAtOnce(TSTakenMail& Taken);
-  void TakeEffect(TSTakenMail& Taken);
   void OnStored(std::list<TSTakenMail>& Stored);
-  void TellRefusal(TSTakenMail& Taken);
-  void OnTrouble(bool Failing, char const* Reason);
   std::string Copy();
 
   TCNorvMailRouter& m_Router;
@@ -125,7 +123,6 @@ class TCPropertyServer : public TCNorvService {
   TCServerSchema* const m_Schema;
   TCConfiguration m_Configuration;
   TCMailTrace const m_Trace;
-  std::function<void(std::string const&)> m_StatusSink;
   TCValueRecords m_Records;
   TCPropertyValues m_Values;
   TCPropertyRequests m_Requests;
@@ -133,18 +130,18 @@ class TCPropertyServer : public TCNorvService {
   TCValueQuota m_Quota;
   TCTakenMails m_Taken;
   TCSecretTexts m_SecretTexts;
+  TCHistoryEntries const m_HistoryEntries;
   std::uint64_t m_LastTransaction;  // of the history
   bool m_EffectsWait = false;       // for the commit, although it is relaxed
-  TCRouterUsers m_Users;            // what each may have logged of refused changes
-  std::string m_Trouble;            // why nothing can be stored; empty for none
-  std::uint64_t m_RefusedMails = 0;
-  std::uint64_t m_TakenMails = 0;
+  TCRefusalLog m_RefusalLog;
+  TCStoringTrouble m_Trouble;
   TCCommitQueue m_Queue;
   TCChangeRules const m_Rules;
   TCPendingChanges m_Pending;
   TCControlMails const m_ControlMails;
   TCControlRequests const m_ControlRequests;
   TCRefusalMails const m_RefusalMails;
+  TCMailEffects m_Effects;
 };
 
 }  // namespace Property
