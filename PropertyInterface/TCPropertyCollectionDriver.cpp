@@ -15,13 +15,14 @@
 #include "Platform/Utility/DebugOutput.h"
 #include "Platform/Utility/TCException.h"
 #include "Platform/Utility/TCMACAddress.h"
-#include "Platform/Utility/TCPerThread.h"
 #include "Platform/Utility/TextConversions.h"
 #include "PropertyInterface/ChangeKey.h"
 #include "PropertyInterface/PropertyProtocol.h"
+#include "PropertyInterface/TCChangeMail.h"
 #include "PropertyInterface/TCConditionalMail.h"
 #include "PropertyInterface/TCNorvControlObject.h"
 #include "PropertyInterface/TCNorvPropertyObject.h"
+#include "PropertyInterface/TCReceivedValues.h"
 #include "PropertyInterface/TCRefusalLedger.h"
 #include "PropertyInterface/TCRefusalTelling.h"
 
@@ -32,7 +33,6 @@ using TCPropertyMail = TCNorvMailMessage<TCNorvPropertyObject>;
 
 constexpr char kSource[] = "../PropertyInterface/TCPropertyCollectionDriver";
 constexpr int kWithoutLimit = -1;
-constexpr std::size_t kLargeMail = std::size_t{64} << 10;  // what it was read into is not kept
 
 TCNorvServiceName const& PropertyServer() {
   static auto const& Name = *new TCNorvServiceName(  // in use until the process ends
@@ -59,32 +59,6 @@ void TraceCommon(char const* Text) {
   }
 }
 
-// A mail that tells the server of changes. Encodes each as it comes: a transaction can have many.
-class TCChangeMail {
- public:
-  void Append(TCCommonPropertyObject const& Object) {
-    Scratch().get_Record().m_Link.Unassign();  // SetRecord leaves it alone for a null link
-    Scratch().SetRecord(Object.get_ID().get_Number(), Object.GetRealValue(), Object.get_Link(),
-                        false, Object.get_MAC().get_AsString(':'));
-    Scratch().get_Record().Encode(m_Writer);
-  }
-
-  TSNorvMailContent Finish() {
-    std::shared_ptr<TCNorvMailBody const> Body = m_Writer.Finish();
-    if (Body->get_Size() > kLargeMail) {
-      TCPerThread<TCNorvPropertyObject>::Drop();
-    }
-    return {TCNorvPropertyObject::m_MailClassID, PropertyProtocol::kChange.Type,
-            PropertyProtocol::kChange.Name, std::move(Body)};
-  }
-
- private:
-  // To make one takes as long as to encode what it holds.
-  static TCNorvPropertyObject& Scratch() { return TCPerThread<TCNorvPropertyObject>::Get(); }
-
-  TCNorvMailBody::TCWriter m_Writer{Scratch().get_Record().get_Signature()};
-};
-
 std::string KeyOfChange(TCCommonPropertyObject const& Object) {
   return ChangeKey(Object.get_ID().get_Number(), Object.get_Link(), Object.get_MAC());
 }
@@ -93,23 +67,11 @@ std::string KeyOfChange(TCCommonPropertyObject const& Object) {
 // so there is nowhere else to put it. The one thing about a change that is not handed on.
 thread_local std::uint64_t LastMail = 0;
 
-// What the records of mails are read into. Each thread keeps one: to make it takes longer than to
-// read a record, and a bulk load has hundreds of thousands.
-struct TSReading {
-  TCNorvPropertyObject::TCRecord Record;
-  std::string MACBuffer;
-  std::string DataBuffer;
-  std::string LastMAC;  // nearly all are of the same device
-  TCMACAddress Device;  // of LastMAC
-};
-
-// Whether a change of this process has overtaken what the mail says of a value, or of any.
-bool IsOvertaken(TCNorvMessage const& Mail, std::string const& Key) {
-  return Mail.get_InHand() != nullptr && Mail.get_InHand()->IsOvertaken(Key);
-}
-
-bool IsAnyOvertaken(TCNorvMessage const& Mail) {
-  return Mail.get_InHand() != nullptr && Mail.get_InHand()->IsAnyOvertaken();
+// Whether a change of this process has overtaken what the mail says of a value.
+bool IsOvertaken(TCNorvMessage const& Mail, TCPropertyKey const& Key) {
+  TCNorvMailInHand const* const InHand = Mail.get_InHand();
+  return InHand != nullptr && InHand->IsAnyOvertaken() &&
+         InHand->IsOvertaken(ChangeKey(Key.get_ID().get_Number(), Key.get_Link(), Key.get_MAC()));
 }
 
 // Who has a guard must not wait for the server, however long that is away: nobody else could use
@@ -246,10 +208,10 @@ void TCPropertyCollectionDriver::OnProxySignal() {
 
 void TCPropertyCollectionDriver::OnMailRouterState(bool /*Reachable*/) {}
 
-bool TCPropertyCollectionDriver::IsWanted(TCPropertyID const& ID,
-                                          Accessories::TCRecordID const& Link,
-                                          std::string const& MAC, std::string const& OwnMAC) {
-  return !m_OwnMACOnly || MAC == OwnMAC || IsSystemWideProperty(ID) || ExistProperty(ID, Link, MAC);
+bool TCPropertyCollectionDriver::IsWanted(TCPropertyKey const& Key, std::string const& MAC,
+                                          std::string const& OwnMAC) {
+  return !m_OwnMACOnly || MAC == OwnMAC || IsSystemWideProperty(Key.get_ID()) ||
+         ExistProperty(Key.get_ID(), Key.get_Link(), MAC);
 }
 
 void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
@@ -266,56 +228,30 @@ void TCPropertyCollectionDriver::OnPropertyMail(TCNorvMessage const& Mail) {
 TCPropertyCollectionDriver::TCChangedKeys TCPropertyCollectionDriver::TakeIn(
     TCNorvMessage const& Mail) {
   std::string const OwnMAC = m_OwnMACOnly ? TCMACAddress::Own("").get_AsString(':') : std::string();
-  auto& [Record, MACBuffer, DataBuffer, LastMAC, Device] = TCPerThread<TSReading>::Get();
-  std::shared_ptr<TCNorvMailBody const> const Body = Mail.get_Body(Record);
   bool const Notified = !IsBulkLoad(Mail);
   TCChangedKeys Changed;
-  bool Whole = false;                // what the mail does not have, the server does not hold
-  std::vector<TCPropertyKey> Named;  // in such a mail
-  TCCriticalSectionLock Lock(m_CSection);
-  for (int Index = 0; Index < Body->get_Count(); ++Index) {
-    Record.Decode(Body->get_Record(Index));
-    if (!Record.m_ID.IsAssigned()) {
-      Whole = Whole || Index == 0;
-      continue;
-    }
-    std::string const& MAC = Record.m_MAC.get_AsString(MACBuffer);
-    Accessories::TCRecordID const Link = Record.m_Link.get_AsRecordID();
-    TCPropertyID const* const ID = TCPropertyID::Find(Record.m_ID);
-    if (ID == nullptr) {
-      continue;
-    }
-    if (MAC != LastMAC) {
-      LastMAC = MAC;
-      Device = MAC;
-    }
-    TCPropertyKey const Key(*ID, Link, Device);
-    if (Whole) {
+  std::vector<TCPropertyKey> Named;  // in a mail that has all that the server holds
+  TCReceivedValues Values(Mail);
+  TCCriticalSectionLock const Lock(m_CSection);
+  while (Values.Next()) {
+    TCPropertyKey const Key = Values.get_Key();
+    if (Values.IsWhole()) {
       Named.push_back(Key);
     }
-    if (!IsWanted(*ID, Link, MAC, OwnMAC)) {
+    if (!IsWanted(Key, Values.get_MAC(), OwnMAC) || IsOvertaken(Mail, Key)) {
       continue;
     }
-    if (IsAnyOvertaken(Mail) && IsOvertaken(Mail, ChangeKey(Record.m_ID, Link, Device))) {
-      continue;  // by a change of this process
-    }
-    bool const IsGone = !Record.m_Data.IsAssigned();  // the server holds no value
-    bool const IsNew = IsGone
-                           ? Remove(Key)
-                           : UpdateProperty(Key, Record.m_Data.get_AsString(DataBuffer)) != nullptr;
+    bool const IsNew =
+        Values.IsHeld() ? UpdateProperty(Key, Values.get_Data()) != nullptr : Remove(Key);
     if (IsNew && Notified) {
-      Changed.emplace_back(Key, IsGone);
+      Changed.emplace_back(Key, !Values.IsHeld());
     }
   }
-  if (Whole) {
+  if (Values.IsWhole()) {
     std::vector<TCPropertyKey> const Gone = RemoveAllBut(std::move(Named), Mail);
     for (TCPropertyKey const& Key : Gone) {
       Changed.emplace_back(Key, true);
     }
-  }
-  Lock.Leave();
-  if (Body->get_Size() > kLargeMail) {
-    TCPerThread<TSReading>::Drop();
   }
   return Changed;
 }
@@ -327,8 +263,7 @@ std::vector<TCPropertyKey> TCPropertyCollectionDriver::RemoveAllBut(std::vector<
   std::vector<TCPropertyKey> Gone;
   TCCriticalSectionLock const Lock(m_CSection);
   for (auto const& [Key, Value] : m_Properties) {
-    if (!std::binary_search(Held.begin(), Held.end(), Key) &&
-        !IsOvertaken(Mail, KeyOfChange(*Value))) {
+    if (!std::binary_search(Held.begin(), Held.end(), Key) && !IsOvertaken(Mail, Key)) {
       Gone.push_back(Key);
     }
   }
@@ -471,8 +406,7 @@ bool TCPropertyCollectionDriver::OnFetchProperty(TCCommonPropertyObject& Object)
   std::string const Data = Record.m_Data.get_AsString();
   TCCriticalSectionLock Lock(m_CSection);
   TCPropertyKey const Key(*PropID, Record.m_Link.get_AsRecordID(), Record.m_MAC.get_AsString());
-  if (Record.m_Loaded.get_AsBool() &&
-      !IsOvertaken(Mail, ChangeKey(Record.m_ID, Key.get_Link(), Key.get_MAC()))) {
+  if (Record.m_Loaded.get_AsBool() && !IsOvertaken(Mail, Key)) {
     UpdateProperty(*PropID, Key.get_Link(), Data, true, Record.m_MAC.get_AsString());
   }
   Lock.Leave();

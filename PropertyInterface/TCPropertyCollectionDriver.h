@@ -125,8 +125,7 @@ class PROPERTY_EXPORT TCPropertyCollectionDriver : public TCPropertyCollection,
   TCChangedKeys TakeIn(TCNorvMessage const& Mail);
   std::vector<TCPropertyKey> RemoveAllBut(std::vector<TCPropertyKey> Held,
                                           TCNorvMessage const& Mail);
-  bool IsWanted(TCPropertyID const& ID, Accessories::TCRecordID const& Link, std::string const& MAC,
-                std::string const& OwnMAC);
+  bool IsWanted(TCPropertyKey const& Key, std::string const& MAC, std::string const& OwnMAC);
 
   std::atomic<bool> m_Connected{false};
   TCNorvMailFunctions<TCPropertyCollectionDriver> m_MailFunctions;
