@@ -87,7 +87,7 @@ class PROPERTY_EXPORT TCCommonPropertyChangeNotifier {
       PROPERTY_GUARDED_BY(m_Lock);
 
  private:
-  friend class TCPropertyCollection;  // takes m_Lock for a fork
+  friend class TCStoreForks;  // takes m_Lock for a fork
 
   std::atomic<bool> m_Enabled;  // written under m_Lock, read under the store's lock
 };

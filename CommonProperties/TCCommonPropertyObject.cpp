@@ -9,6 +9,7 @@
 #include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyCollection.h"
 #include "CommonProperties/TCPropertyID.h"
+#include "CommonProperties/TCStoredText.h"
 #include "Platform/Utility/DebugOutput.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
@@ -22,10 +23,6 @@ namespace Property {
 namespace {
 
 char const* const kSource = "../CommonProperties/TCCommonPropertyObject";
-
-char const* BoolText(bool Value) {
-  return Value ? "1" : "0";
-}
 
 // Reads one to nine digits, which fit into any number. False, with `Value` as it was, for any other
 // text, be it a number or not.
@@ -44,20 +41,6 @@ bool ParseDigits(std::string const& Text, int& Value) noexcept {
   }
   Value = Number;
   return true;
-}
-
-std::string DefaultText(TCNullTypes<int> const& Default) {
-  return ToString(Default);
-}
-std::string DefaultText(TCNullTypes<long long> const& Default) {
-  return ToString(Default);
-}
-std::string const& DefaultText(TCNullTypes<std::string> const& Default) {
-  return Default.get_Value();
-}
-
-std::string const& ValueText(TCPropertyChoice const* Choice, std::string const& None) {
-  return Choice != nullptr ? Choice->get_Value() : None;
 }
 
 std::string NumberText(TCPropertyChoice const& Choice) {
@@ -244,106 +227,42 @@ void TCCommonPropertyObject::RequireChoiceField(int Line) const {
   }
 }
 
-TCPropertyChoice const* TCCommonPropertyObject::StoredChoice(bool& NotFound) const {
-  return m_ID->FindChoiceByID(ToIntDef(m_Data, 0), NotFound);
-}
-
 TCPropertyChoice const* TCCommonPropertyObject::SelectedChoice(int Line) const {
   if (!IsChoiceField()) {
     throw TCException(kSource, Line, "get_ID().get_Type() == eComboField");
   }
-  bool NotFound = false;
-  return StoredChoice(NotFound);
+  return Stored().Choice();
 }
 
-TCPropertyChoice const* TCCommonPropertyObject::ChoiceByDefault(std::string const& Value,
-                                                                char const* Shown) const {
-  bool NotFound = false;
-  TCPropertyChoice const* Choice = m_ID->FindChoiceByValue(Value, NotFound);
-  if (NotFound) {
-    SyslogWarning("Property %s tried to specifies an invalid choice value (%s)",
-                  m_ID->Viewname(true).c_str(), Shown);
-  }
-  return Choice;
-}
-
-template <class T>
-TCPropertyChoice const* TCCommonPropertyObject::ChoiceFor(TCNullTypes<T> const& Default) const {
-  bool NotFound = false;
-  TCPropertyChoice const* Choice = StoredChoice(NotFound);
-  if (!NotFound || Default.IsNull()) {
-    return Choice;
-  }
-  std::string const Value = DefaultText(Default);
-  return ChoiceByDefault(Value, Value.c_str());
-}
-
-TCPropertyChoice const* TCCommonPropertyObject::ChoiceFor(TCNullTypes<bool> const& Default) const {
-  if (Default.IsNull()) {
-    bool NotFound = false;
-    return StoredChoice(NotFound);
-  }
-  // The stored number is not asked: a choice read with a boolean default is that default.
-  return ChoiceByDefault(BoolText(Default.get_Value()), Default.get_Value() ? "true" : "false");
-}
-
-std::string const& TCCommonPropertyObject::Read(std::string& Buffer) const {
-  if (!IsChoiceField()) {
-    return m_Data;
-  }
-  bool NotFound = false;
-  return ValueText(StoredChoice(NotFound), Buffer);
-}
-
-template <class T>
-std::string const& TCCommonPropertyObject::Read(TCNullTypes<T> const& Default,
-                                                std::string& Buffer) const {
-  if (IsChoiceField()) {
-    return ValueText(ChoiceFor(Default), Buffer);
-  }
-  if (!m_Data.empty()) {
-    return m_Data;
-  }
-  Buffer = Default.IsNull() ? m_ID->GetDefaultValue().get_Value() : DefaultText(Default);
-  return Buffer;
-}
-
-bool TCCommonPropertyObject::ReadBool(TCNullTypes<bool> const& Default) const {
-  if (!m_Data.empty()) {
-    return ToIntDef(m_Data, 0) != 0;
-  }
-  if (!Default.IsNull()) {
-    return Default.get_Value();
-  }
-  TCNullTypes<std::string> const Schema = m_ID->GetDefaultValue();
-  return Schema.IsNull() || Schema.get_Value() != "0";
+inline TCStoredText TCCommonPropertyObject::Stored() const {
+  return TCStoredText(*m_ID, m_Data);
 }
 
 std::string TCCommonPropertyObject::get_Data() const {
   std::string Buffer;
-  return Read(Buffer);
+  return Stored().Read(Buffer);
 }
 
 std::string TCCommonPropertyObject::get_Data(TCNullTypes<bool> const& Default) const {
-  if (!IsChoiceField()) {
-    return BoolText(ReadBool(Default));
-  }
-  return ValueText(ChoiceFor(Default), std::string());
+  return Stored().Read(Default);
 }
 
 std::string TCCommonPropertyObject::get_Data(TCNullTypes<int> const& Default) const {
   std::string Buffer;
-  return Read(Default, Buffer);
+  return Stored().Read(Default, Buffer);
 }
 
 std::string TCCommonPropertyObject::get_Data(TCNullTypes<long long> const& Default) const {
   std::string Buffer;
-  return Read(Default, Buffer);
+  return Stored().Read(Default, Buffer);
 }
 
 std::string TCCommonPropertyObject::get_Data(TCNullTypes<std::string> const& Default) const {
+  if (!IsChoiceField() && !m_Data.empty()) {
+    return m_Data;
+  }
   std::string Buffer;
-  return Read(Default, Buffer);
+  return Stored().Read(Default, Buffer);
 }
 
 std::string TCCommonPropertyObject::get_Data(char const* Default) const {
@@ -354,14 +273,7 @@ std::string TCCommonPropertyObject::get_Data(char const* Default) const {
 }
 
 bool TCCommonPropertyObject::get_AsBool(TCNullTypes<bool> const& Default) const {
-  if (!IsChoiceField()) {
-    return ReadBool(Default);
-  }
-  std::string const Text = get_Data(Default);
-  if (Text.empty() && !Default.IsNull()) {
-    return Default.get_Value();
-  }
-  return ToIntDef(Text, 0) != 0;
+  return Stored().ReadBool(Default);
 }
 
 int TCCommonPropertyObject::get_AsInteger(TCNullTypes<int> const& Default) const {
@@ -375,14 +287,14 @@ int TCCommonPropertyObject::get_AsInteger(TCNullTypes<int> const& Default) const
 int TCCommonPropertyObject::ReadInteger(TCNullTypes<int> const& Default) const {
   std::string Buffer;
   bool OK = false;
-  long const Value = StringToLong(Read(Default, Buffer), OK);
+  long const Value = StringToLong(Stored().Read(Default, Buffer), OK);
   return OK ? static_cast<int>(Value) : Default.get_Value();
 }
 
 long long TCCommonPropertyObject::get_AsBigInt(TCNullTypes<long long> const& Default) const {
   std::string Buffer;
   bool OK = false;
-  long long const Value = StringToBigInt(Read(Default, Buffer), OK);
+  long long const Value = StringToBigInt(Stored().Read(Default, Buffer), OK);
   return OK ? static_cast<int>(Value) : Default.get_Value();
 }
 
@@ -445,7 +357,7 @@ TCCommonPropertyObject::operator long long() const {
 TCCommonPropertyObject::operator double() const {
   std::string Buffer;
   bool OK = false;
-  double const Value = StringToDouble(Read(TCNullTypes<std::string>(), Buffer), OK);
+  double const Value = StringToDouble(Stored().Read(TCNullTypes<std::string>(), Buffer), OK);
   return OK ? Value : 0;
 }
 
@@ -493,8 +405,11 @@ bool TCCommonPropertyObject::IsNumber(double Right) const {
 }
 
 bool TCCommonPropertyObject::operator==(std::string const& Right) const {
+  if (!IsChoiceField()) {
+    return m_Data == Right;
+  }
   std::string Buffer;
-  return Read(Buffer) == Right;
+  return Stored().Read(Buffer) == Right;
 }
 
 bool TCCommonPropertyObject::operator==(char const* Right) const {

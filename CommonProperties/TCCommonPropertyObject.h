@@ -17,8 +17,8 @@ namespace Property {
 
 class TCPropertyChoice;
 class TCPropertyChoiceID;
-class TCPropertyCollection;
 class TCPropertyID;
+class TCStoredText;
 
 /// One property value: its definition, record link, device and text.
 ///
@@ -271,7 +271,7 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
 
  private:
   // Completes a stored value's copy: definedness, loaded mark and MAC of what a read found.
-  friend class TCPropertyCollection;
+  friend class TCPropertyReader;
 
   /// The text that outlives a conversion to `char const*`. It belongs to one object: copying or
   /// assigning that object neither shares nor disturbs it.
@@ -308,27 +308,11 @@ class PROPERTY_EXPORT TCCommonPropertyObject {
 
   bool IsChoiceField() const;
   void RequireChoiceField(int Line) const;
-
-  // A choice is null only for a choice field without choices.
-  TCPropertyChoice const* StoredChoice(bool& NotFound) const;
-  /// The field's choice for one of the reads of a choice.
+  /// The field's choice for one of the reads of a choice; null for a choice field without choices.
   TCPropertyChoice const* SelectedChoice(int Line) const;
-  /// The choice with `Value` as value text; the default choice, with a warning that names `Shown`,
-  /// when there is none.
-  TCPropertyChoice const* ChoiceByDefault(std::string const& Value, char const* Shown) const;
-  template <class T>
-  TCPropertyChoice const* ChoiceFor(Accessories::TCNullTypes<T> const& Default) const;
-  TCPropertyChoice const* ChoiceFor(Accessories::TCNullTypes<bool> const& Default) const;
-
-  // What get_Data answers, without a copy of a text that exists already; `Buffer` comes in empty
-  // and holds the text when it exists nowhere else.
-  std::string const& Read(std::string& Buffer) const;
-  template <class T>
-  std::string const& Read(Accessories::TCNullTypes<T> const& Default, std::string& Buffer) const;
+  TCStoredText Stored() const;
   /// get_AsInteger where not just digits are stored.
   [[gnu::noinline]] int ReadInteger(Accessories::TCNullTypes<int> const& Default) const;
-  /// The boolean read of a field that is no choice field.
-  bool ReadBool(Accessories::TCNullTypes<bool> const& Default) const;
 
   void SelectByValue(std::string const& Text);
   void TakeDefaultChoice(std::string const& Text, TCPropertyChoice const* Choice);

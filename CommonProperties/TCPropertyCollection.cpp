@@ -1,23 +1,22 @@
 // SPDX-License-Identifier: MIT
-// The process-wide store: its values, and what surrounds them in every process.
+// The process-wide store: how it comes to be, its lock, and which of its rooms does what.
 #include "CommonProperties/TCPropertyCollection.h"
 
 #include <exception>
-#include <new>
 #include <utility>
 
 #include "CommonProperties/KeyOf.h"
+#include "CommonProperties/Store/TCChangeTeller.h"
+#include "CommonProperties/Store/TCProcessState.h"
+#include "CommonProperties/Store/TCPropertyReader.h"
+#include "CommonProperties/Store/TCPropertyWriter.h"
+#include "CommonProperties/Store/TCStoreForks.h"
+#include "CommonProperties/Store/TCStoredValues.h"
 #include "CommonProperties/TCBasicPropertyID.h"
-#include "CommonProperties/TCPropertyChoiceID.h"
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyID.h"
-#include "CommonProperties/TCPropertyIndex.h"
 #include "CommonProperties/TCPropertyTransaction.h"
-#include "Platform/Utility/DebugOutput.h"
-#include "Platform/Utility/ForkHandlers.h"
-#include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
-#include "Platform/Utility/TCUtilities.h"
 #include "Platform/Utility/TextConversions.h"
 
 using Accessories::TCNullTypes;
@@ -29,37 +28,31 @@ namespace {
 
 char const* const kSource = "../CommonProperties/TCPropertyCollection";
 
-TCCommonPropertyObject EmptyValue(TCPropertyKey const& Key) {
-  return TCCommonPropertyObject(Key.get_ID(), Key.get_Link(), Key.get_MAC());
-}
-
-TCCommonPropertyObject LoadedValue(TCPropertyKey const& Key, std::string const& Data) {
-  TCCommonPropertyObject Value = EmptyValue(Key);
-  Value.SetRealValue(Data);
-  return Value;
-}
-
-inline void TraceRead(TCCommonPropertyObject const& Object) {
-  if (IsDebugLevel(DEBUG_PROPERTY)) {
-    Object.Trace("Get");
-  }
-}
-
-// Once a store exists the schema is complete, and its mark is only read from then on.
-void CompleteSchema() {
-  if (!TCBasicPropertyID::m_Initialized) {
-    TCBasicPropertyID::Initialize();
-  }
-}
-
 }  // namespace
 
-/// What belongs to the process and not to the instance; the class's static references name it.
-class TCPropertyCollection::TCProcessState {
+/// What the store is made of. Each refers to those before it.
+class TCPropertyCollection::TCRooms {
  public:
-  std::string m_OwnMACText;
-  std::map<unsigned long, std::string> m_Sessions;
-  std::map<int, TCPropertyTransaction*> m_Transactions;
+  explicit TCRooms(TCPropertyCollection& Store)
+      : m_Process(TCProcessState::Get()),
+        m_Values(Store.m_Properties, Store.m_ChangeCount),
+        m_Teller(Store, m_Values),
+        m_Reader(Store, m_Values, m_Process),
+        m_Writer(m_Values, m_Teller, m_Process) {}
+
+  TCMACAddress MACFor(TCPropertyID const& ID, std::string const& MAC) const
+      PROPERTY_REQUIRES(m_CSection) {
+    return m_Process.m_Device.MACFor(ID, MAC);
+  }
+
+ private:
+  TCProcessState const& m_Process;
+
+ public:
+  TCStoredValues m_Values;
+  TCChangeTeller m_Teller;
+  TCPropertyReader m_Reader;
+  TCPropertyWriter m_Writer;
 };
 
 /// Drops the registration of a thread that ends with a transaction open, so that a later thread
@@ -69,86 +62,30 @@ class TCPropertyCollection::TCThreadEnd {
   ~TCThreadEnd() { ForgetTransaction(); }
 };
 
-/// A walk over the notifiers. What Clear removes meanwhile lives until its end.
-class TCPropertyCollection::TCTelling {
- public:
-  explicit TCTelling(TCPropertyCollection& Store) : m_Store(Store) { ++m_Store.m_Tellings; }
-  ~TCTelling() {
-    if (--m_Store.m_Tellings == 0) {
-      m_Store.m_Cleared.clear();
-    }
-  }
-  TCTelling(TCTelling const&) = delete;
-  TCTelling& operator=(TCTelling const&) = delete;
-
- private:
-  TCPropertyCollection& m_Store;
-};
-
-/// A deletion that is being told. Hears whether the value is told as changed meanwhile, by a hook.
-class TCPropertyCollection::TCDeletion {
- public:
-  TCDeletion(TCPropertyCollection& Store, TCPropertyKey const& Key)
-      : m_Store(Store), m_Outer(Store.m_Deletion), m_Key(Key) {
-    m_Store.m_Deletion = this;
-  }
-  ~TCDeletion() { m_Store.m_Deletion = m_Outer; }
-  TCDeletion(TCDeletion const&) = delete;
-  TCDeletion& operator=(TCDeletion const&) = delete;
-
-  /// Passes it on to the deletions in whose hooks this one was made.
-  void HearChange(TCPropertyKey const& Key) {
-    m_Overtaken = m_Overtaken || m_Key == Key;
-    if (m_Outer != nullptr) {
-      m_Outer->HearChange(Key);
-    }
-  }
-  bool IsOvertaken() const { return m_Overtaken; }
-
- private:
-  TCPropertyCollection& m_Store;
-  TCDeletion* const m_Outer;
-  TCPropertyKey const& m_Key;
-  bool m_Overtaken = false;
-};
-
-std::atomic<TCPropertyCollection::TCProcessState*> TCPropertyCollection::m_State{nullptr};
-
-inline TCPropertyCollection::TCProcessState& TCPropertyCollection::State() {
-  TCProcessState* const Made = m_State.load(std::memory_order_acquire);
-  return Made != nullptr ? *Made : MakeState();
-}
-
-TCPropertyCollection::TCProcessState& TCPropertyCollection::MakeState() {
-  static TCProcessState& Result = *new TCProcessState;
-  m_State.store(&Result, std::memory_order_release);
-  return Result;
-}
-
-// The library itself asks State(), because these are not set yet in an early static initialiser.
-std::string& TCPropertyCollection::m_OwnMACAddress = State().m_OwnMACText;
-std::map<unsigned long, std::string>& TCPropertyCollection::m_SessionList = State().m_Sessions;
+// The library itself asks TCProcessState, because these are not set yet in an early static
+// initialiser.
+std::string& TCPropertyCollection::m_OwnMACAddress = TCProcessState::Get().m_Device.get_OwnText();
+std::map<unsigned long, std::string>& TCPropertyCollection::m_SessionList =
+    TCProcessState::Get().m_Device.get_Sessions();
 std::map<int, TCPropertyTransaction*>& TCPropertyCollection::m_Transactions =
-    State().m_Transactions;
+    TCProcessState::Get().m_Transactions.get_All();
 
 TCPropertyCollection::TSessionCallback TCPropertyCollection::m_FPGetCurrentSession = nullptr;
 std::set<TCCommonPropertyChangeNotifier*>* TCPropertyCollection::m_Notifiers = nullptr;
 TCPropertyCollection* TCPropertyCollection::m_Instance = nullptr;
 bool TCPropertyCollection::m_Ready = false;
 TCCriticalSection TCPropertyCollection::m_CSection;
-TCMACAddress TCPropertyCollection::m_OwnMAC;
 TCPropertyCollection* TCPropertyCollection::m_Complete = nullptr;
 bool TCPropertyCollection::m_UnderConstruction = false;
 std::atomic<bool> TCPropertyCollection::m_LongWait{false};
 
 TCPropertyCollection::TCPropertyCollection()
     : m_ExceptionsAtConstruction(std::uncaught_exceptions()),
-      m_Index(std::make_unique<TCPropertyIndex>(m_Properties)) {
+      m_Rooms(std::make_unique<TCRooms>(*this)) {
   TCCriticalSectionLock Lock(m_CSection);
-  m_OwnMAC = TCMACAddress::Own("");
-  State().m_OwnMACText = m_OwnMAC.get_AsString(':');
+  TCProcessState::Get().m_Device.TakeOwn();
   TCBasicPropertyID::Initialize();
-  WatchForks();
+  TCStoreForks::Watch();
   if (m_Instance != nullptr) {
     throw TCException(kSource, __LINE__, "m_Instance==__null")
         .Format("Property collection has already been created");
@@ -195,77 +132,24 @@ TCPropertyCollection* TCPropertyCollection::WaitForInstance() {
 
 void TCPropertyCollection::Clear() {
   TCCriticalSectionLock Lock(m_CSection);
-  if (m_Tellings != 0) {
-    m_Cleared.reserve(m_Cleared.size() + m_Properties.size() + m_Removed.size());
-  }
-  CountChange();
-  for (auto const& Entry : m_Properties) {
-    if (m_Tellings != 0) {
-      m_Cleared.emplace_back(Entry.second);
-    } else {
-      delete Entry.second;
-    }
-  }
-  m_Index->Clear();
-  if (m_Tellings != 0) {
-    for (auto& Entry : m_Removed) {
-      m_Cleared.push_back(std::move(Entry.second));
-    }
-  }
-  m_Removed.clear();
+  m_Rooms->m_Values.Clear();
 }
 
-// ---- the map ----
-
-TCCommonPropertyObject* TCPropertyCollection::Find(TCPropertyKey const& Key) const {
-  return m_Index->Find(Key);
-}
+// ---- what a subclass uses ----
 
 TCCommonPropertyObject& TCPropertyCollection::Insert(TCCommonPropertyObject&& Value) {
-  CountChange();
-  TCPropertyKey const Key = KeyOf(Value);
-  auto const Removed = m_Removed.find(Key);
-  if (Removed != m_Removed.end()) {
-    TCCommonPropertyObject& Stored = *Removed->second;
-    m_Index->Insert(Key, &Stored);
-    Stored = std::move(Value);
-    static_cast<void>(Removed->second.release());  // m_Properties owns it now
-    m_Removed.erase(Removed);
-    return Stored;
-  }
-  auto Stored = std::make_unique<TCCommonPropertyObject>(std::move(Value));
-  m_Index->Insert(Key, Stored.get());
-  return *Stored.release();
+  return m_Rooms->m_Values.Insert(std::move(Value));
+}
+
+TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyKey const& Key,
+                                                             std::string const& Data) {
+  TCCriticalSectionLock Lock(m_CSection);
+  return m_Rooms->m_Values.Update(Key, Data);
 }
 
 bool TCPropertyCollection::Remove(TCPropertyKey const& Key) {
   TCCriticalSectionLock Lock(m_CSection);
-  TCCommonPropertyObject* const Stored = Find(Key);
-  if (Stored == nullptr) {
-    return false;
-  }
-  CountChange();
-  m_Removed.emplace(Key, nullptr)->second.reset(Stored);
-  m_Index->Remove(Key);
-  return true;
-}
-
-// ---- telling ----
-
-// Only who holds the lock writes it, so that it takes no more than an addition.
-void TCPropertyCollection::CountChange() {
-  m_ChangeCount.store(m_ChangeCount.load(std::memory_order_relaxed) + 1, std::memory_order_release);
-}
-
-void TCPropertyCollection::ChangedThenNotify(TCCommonPropertyObject const& Object,
-                                             TCCriticalSectionLock& Lock) {
-  TCCommonPropertyObject const Copy(Object);
-  CountChange();
-  unsigned const ChangeCount = get_ChangeCount();
-  OnPropertySet(Copy, Lock);
-  Lock.Leave();
-  Notify(eNotifyChanged, Copy);
-  TellLaterChange(Copy, ChangeCount);
+  return m_Rooms->m_Values.Remove(Key);
 }
 
 // Who changes a value after the count was read tells it later than `Told` was told, or is seen
@@ -276,51 +160,17 @@ void TCPropertyCollection::TellLaterChange(TCCommonPropertyObject const& Told,
     return;
   }
   TCCriticalSectionLock Lock(m_CSection);
-  TellUntilItStands(KeyOf(Told), eNotifyChanged, Told.GetRealValue());
+  m_Rooms->m_Teller.TellLater(Told);
 }
 
 void TCPropertyCollection::TellChanged(TCPropertyKey const& Key) {
   TCCriticalSectionLock Lock(m_CSection);
-  TCCommonPropertyObject const* const Stored = Find(Key);
-  if (Stored == nullptr) {
-    return;
-  }
-  unsigned const ChangeCount = get_ChangeCount();
-  std::string const Text = Stored->GetRealValue();
-  Notify(eNotifyChanged, *Stored);
-  if (get_ChangeCount() != ChangeCount) {
-    TellUntilItStands(Key, eNotifyChanged, Text);
-  }
+  m_Rooms->m_Teller.TellChanged(Key);
 }
 
 void TCPropertyCollection::TellRemoved(TCPropertyKey const& Key) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (Find(Key) == nullptr) {
-    TellUntilItStands(Key, eNotifyChanged, std::string());
-  }
-}
-
-// What was told last was `Told`, with `Text`. A value that is neither stored nor kept as removed
-// has been cleared away, which is told to nobody.
-void TCPropertyCollection::TellUntilItStands(TCPropertyKey const& Key, TENotificationType Told,
-                                             std::string Text) {
-  for (;;) {
-    TCCommonPropertyObject const* const Stored = Find(Key);
-    auto const Removed = m_Removed.find(Key);
-    if (Stored != nullptr) {
-      if (Told == eNotifyChanged && Stored->GetRealValue() == Text) {
-        return;
-      }
-      Told = eNotifyChanged;
-      Text = Stored->GetRealValue();
-      Notify(Told, *Stored);
-    } else if (Told == eNotifyChanged && Removed != m_Removed.end()) {
-      Told = eNotifyDeleted;
-      Notify(Told, *Removed->second);
-    } else {
-      return;
-    }
-  }
+  m_Rooms->m_Teller.TellRemoved(Key);
 }
 
 // ---- writing ----
@@ -330,44 +180,16 @@ TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID con
                                                                 std::string const& Data,
                                                                 std::string MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  return Set(TCPropertyKey(ID, Link, MACFor(ID, MAC)), Data, Lock);
+  TCPropertyKey const Key(ID, Link, m_Rooms->MACFor(ID, MAC));
+  return m_Rooms->m_Writer.Set(Key, Data, Lock);
 }
 
 TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID const& ID,
                                                                 TCRecordID const& Link, int Data,
                                                                 std::string MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  return Set(TCPropertyKey(ID, Link, MACFor(ID, MAC)), ToString(Data), Lock);
-}
-
-TCCommonPropertyObject const& TCPropertyCollection::setProperty(TCPropertyID const& ID,
-                                                                TCRecordID const& Link,
-                                                                std::string const& Data,
-                                                                std::string const& MAC) {
-  TCCriticalSectionLock Lock(m_CSection);
-  return Set(TCPropertyKey(ID, Link, MAC), Data, Lock);
-}
-
-TCCommonPropertyObject const& TCPropertyCollection::Set(TCPropertyKey const& Key,
-                                                        std::string const& Data,
-                                                        TCCriticalSectionLock& Lock) {
-  CompleteSchema();
-  TCCommonPropertyObject* Stored = Find(Key);
-  if (Stored != nullptr && *Stored == Data) {
-    return *Stored;
-  }
-  if (TCPropertyTransaction* Transaction = OpenTransaction()) {
-    return *Transaction->Changed(Key, Data);
-  }
-  if (Stored != nullptr) {
-    Stored->set_Data(Data);
-  } else {
-    TCCommonPropertyObject Value = EmptyValue(Key);
-    Value.set_Data(Data);
-    Stored = &Insert(std::move(Value));
-  }
-  ChangedThenNotify(*Stored, Lock);
-  return *Stored;
+  TCPropertyKey const Key(ID, Link, m_Rooms->MACFor(ID, MAC));
+  return m_Rooms->m_Writer.Set(Key, ToString(Data), Lock);
 }
 
 TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID const& ID,
@@ -375,28 +197,15 @@ TCCommonPropertyObject const& TCPropertyCollection::SetProperty(TCPropertyID con
                                                                 TCPropertyChoiceID const& Choice,
                                                                 std::string MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  CompleteSchema();
-  std::string const Number = ToString(Choice.get_AsInteger());
-  TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
-  TCCommonPropertyObject* Stored = Find(Key);
-  TCPropertyTransaction* const Transaction = OpenTransaction();
-  if (Stored == nullptr && Transaction == nullptr) {
-    // A choice never makes a value for another device than the current one.
-    TCPropertyKey const Current(ID, Link, CurrentMAC(ID));
-    Stored = Find(Current);
-    if (Stored == nullptr) {
-      Stored = &Insert(EmptyValue(Current));
-    }
-  }
-  if (Stored != nullptr && Stored->GetRealValue() == Number) {
-    return *Stored;
-  }
-  if (Transaction != nullptr) {
-    return *Transaction->Changed(Key, Number);
-  }
-  Stored->SetRealValue(Number);
-  ChangedThenNotify(*Stored, Lock);
-  return *Stored;
+  return m_Rooms->m_Writer.Set(ID, Link, Choice, MAC, Lock);
+}
+
+TCCommonPropertyObject const& TCPropertyCollection::setProperty(TCPropertyID const& ID,
+                                                                TCRecordID const& Link,
+                                                                std::string const& Data,
+                                                                std::string const& MAC) {
+  TCCriticalSectionLock Lock(m_CSection);
+  return m_Rooms->m_Writer.Set(TCPropertyKey(ID, Link, MAC), Data, Lock);
 }
 
 bool TCPropertyCollection::UpdateProperty(TCPropertyID const& ID, TCRecordID const& Link,
@@ -404,19 +213,14 @@ bool TCPropertyCollection::UpdateProperty(TCPropertyID const& ID, TCRecordID con
                                           std::string const& MAC) {
   TCCriticalSectionLock Lock(m_CSection);
   TCPropertyKey const Key(ID, Link, MAC);
-  TCCommonPropertyObject* Stored = Find(Key);
-  if (Stored != nullptr) {
-    if (!Stored->SetRealValue(Data)) {
-      return false;
-    }
-    CountChange();
-  } else if (AddIfMissing) {
-    Insert(LoadedValue(Key, Data));
-  } else {
+  if (!AddIfMissing && m_Rooms->m_Values.Find(Key) == nullptr) {
     throw TCException(kSource, __LINE__)
         .Format("Updating a non existing Property %s", ID.Viewname(true).c_str());
   }
-  TellChanged(Key);
+  if (m_Rooms->m_Values.Update(Key, Data) == nullptr) {
+    return false;
+  }
+  m_Rooms->m_Teller.TellChanged(Key);
   return true;
 }
 
@@ -427,24 +231,10 @@ TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyID const&
   return UpdateProperty(TCPropertyKey(ID, Link, MAC), Data);
 }
 
-TCCommonPropertyObject* TCPropertyCollection::UpdateProperty(TCPropertyKey const& Key,
-                                                             std::string const& Data) {
-  TCCriticalSectionLock Lock(m_CSection);
-  TCCommonPropertyObject* const Stored = Find(Key);
-  if (Stored == nullptr) {
-    return &Insert(LoadedValue(Key, Data));
-  }
-  if (!Stored->SetRealValue(Data)) {
-    return nullptr;
-  }
-  CountChange();
-  return Stored;
-}
-
 void TCPropertyCollection::LoadProperty(TCCommonPropertyObject const& Object) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (Find(KeyOf(Object)) == nullptr) {
-    Insert(TCCommonPropertyObject(Object));
+  if (m_Rooms->m_Values.Find(KeyOf(Object)) == nullptr) {
+    m_Rooms->m_Values.Insert(TCCommonPropertyObject(Object));
   }
 }
 
@@ -453,37 +243,13 @@ TCCommonPropertyObject* TCPropertyCollection::LoadProperty(TCPropertyID const& I
                                                            TCRecordID const& Link,
                                                            std::string const& MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  TCPropertyKey const Key(ID, Link, MAC);
-  TCCommonPropertyObject* Stored = Find(Key);
-  bool Changed = false;
-  if (Stored != nullptr) {
-    Changed = Stored->SetRealValue(Data);
-  } else {
-    std::string const Text = Data;  // Data may be the text of the removed value that Insert reuses
-    Stored = &Insert(EmptyValue(Key));
-    Stored->SetRealValue(Text);
-    Changed = true;
-  }
-  if (Changed) {
-    ChangedThenNotify(*Stored, Lock);
-  }
-  return Stored;
+  return m_Rooms->m_Writer.Load(TCPropertyKey(ID, Link, MAC), Data, Lock);
 }
 
 void TCPropertyCollection::DeleteProperty(TCPropertyID const& ID, TCRecordID const& Link,
                                           std::string MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  TCPropertyKey const Key(ID, Link, MACFor(ID, MAC));
-  TCCommonPropertyObject const* const Stored = Find(Key);
-  if (Stored == nullptr) {
-    return;
-  }
-  TCDeletion const Deletion(*this, Key);
-  Notify(eNotifyDeleted, *Stored);
-  // A hook may have removed the value itself, or set it and told of that.
-  if (Remove(Key) && Deletion.IsOvertaken()) {
-    TellRemoved(Key);
-  }
+  m_Rooms->m_Writer.Delete(TCPropertyKey(ID, Link, m_Rooms->MACFor(ID, MAC)));
 }
 
 void TCPropertyCollection::DeletePropertiesLinkedTo(TCRecordID const& Link,
@@ -492,13 +258,7 @@ void TCPropertyCollection::DeletePropertiesLinkedTo(TCRecordID const& Link,
   std::list<TCCommonPropertyObject> Linked;
   {
     TCCriticalSectionLock Lock(m_CSection);
-    for (auto const& Entry : m_Properties) {
-      TCCommonPropertyObject const& Object = *Entry.second;
-      bool const OfClass = ClassID.IsNull() || Object.get_ID().get_ClassID() == ClassID;
-      if (Object.get_Link() == Link && OfClass) {
-        Linked.push_back(Object);
-      }
-    }
+    Linked = m_Rooms->m_Values.FindLinked(Link, ClassID);
   }
   for (TCCommonPropertyObject const& Object : Linked) {
     DeleteProperty(Object.get_ID(), Link, MAC);
@@ -515,92 +275,21 @@ TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID,
 TCCommonPropertyObject TCPropertyCollection::GetProperty(TCPropertyID const& ID, bool NoException,
                                                          TCRecordID const& Link, std::string MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  return Read(ID, NoException, Link, MACFor(ID, MAC), Lock);
-}
-
-// Each answer is made where the caller wants it, so that a read copies its value once.
-inline TCCommonPropertyObject TCPropertyCollection::Read(TCPropertyID const& ID, bool NoException,
-                                                         TCRecordID const& Link, TCMACAddress MAC,
-                                                         TCCriticalSectionLock& Lock) {
-  if (TCPropertyTransaction const* Transaction = OpenTransaction()) {
-    if (TCCommonPropertyObject* Pending = Transaction->Find(TCPropertyKey(ID, Link, MAC))) {
-      Lock.Leave();
-      Validation(*Pending);
-      return TCCommonPropertyObject(*Pending);
-    }
-  }
-  if (MAC.Empty()) {
-    MAC = CurrentMAC(ID);  // a MAC that is no address counts as none, like an empty one
-  }
-  TCCommonPropertyObject const* const Stored = m_Index->Find(ID, Link, MAC);
-  return Stored != nullptr ? ReadStored(ID, Link, MAC, *Stored, Lock)
-                           : ReadMissing(ID, NoException, Link, MAC, Lock);
-}
-
-inline TCCommonPropertyObject TCPropertyCollection::ReadStored(TCPropertyID const& ID,
-                                                               TCRecordID const& Link,
-                                                               TCMACAddress const& MAC,
-                                                               TCCommonPropertyObject const& Stored,
-                                                               TCCriticalSectionLock& Lock) {
-  TCCommonPropertyObject Object(ID, Link, MAC, Stored);
-  TraceRead(Object);
-  TValidator const* const Function = ValidatorOf(ID);
-  Lock.Leave();
-  if (Function != nullptr) {
-    Object.Validate(*Function);
-  }
-  return Object;
-}
-
-TCCommonPropertyObject TCPropertyCollection::ReadMissing(TCPropertyID const& ID, bool NoException,
-                                                         TCRecordID const& Link,
-                                                         TCMACAddress const& MAC,
-                                                         TCCriticalSectionLock& Lock) {
-  Lock.Leave();
-  TCCommonPropertyObject Object(ID, Link, MAC);
-  FetchMissing(Object, NoException);
-  Validation(Object);
-  return Object;
+  return m_Rooms->m_Reader.Read(ID, NoException, Link, m_Rooms->MACFor(ID, MAC), Lock);
 }
 
 TCCommonPropertyObject& TCPropertyCollection::getProperty(TCCommonPropertyObject& Object,
                                                           bool NoException, std::string const&) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (Object.m_MAC.Empty()) {
-    Object.m_MAC = CurrentMAC(Object.get_ID());
-  }
-  TCCommonPropertyObject const* const Stored = Find(KeyOf(Object));
-  if (Stored == nullptr) {
-    Lock.Leave();
-    FetchMissing(Object, NoException);
-    return Object;
-  }
-  Object.m_Data = Stored->m_Data;
-  Object.m_Defined = true;
-  Object.m_Loaded = Stored->m_Loaded;
-  TraceRead(Object);
+  m_Rooms->m_Reader.Complete(Object, NoException, Lock);
   return Object;
-}
-
-void TCPropertyCollection::FetchMissing(TCCommonPropertyObject& Object, bool NoException) {
-  if (OnFetchProperty(Object)) {
-    Object.Trace("Created");
-    return;
-  }
-  Object.m_Defined = false;
-  Object.Trace("Get Failed");
-  std::string const Name = Object.get_ID().Viewname(false);
-  SyslogWarning("Timeout. Cannot fetch property %s", Name.c_str());
-  if (!NoException) {
-    throw TCException(kSource, __LINE__).Format("Unable to load Property %s", Name.c_str());
-  }
 }
 
 std::string const& TCPropertyCollection::getPropertyData(TCPropertyID const& ID,
                                                          TCRecordID const& Link,
                                                          std::string const& MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  TCCommonPropertyObject const* const Stored = Find(TCPropertyKey(ID, Link, MAC));
+  TCCommonPropertyObject const* const Stored = m_Rooms->m_Values.Find(TCPropertyKey(ID, Link, MAC));
   if (Stored == nullptr) {
     throw TCException(kSource, __LINE__)
         .Format("getting a non existing Property %s", ID.Viewname(true).c_str());
@@ -611,7 +300,7 @@ std::string const& TCPropertyCollection::getPropertyData(TCPropertyID const& ID,
 bool TCPropertyCollection::ExistProperty(TCPropertyID const& ID, TCRecordID const& Link,
                                          std::string MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  return Find(TCPropertyKey(ID, Link, MACFor(ID, MAC))) != nullptr;
+  return m_Rooms->m_Values.Find(TCPropertyKey(ID, Link, m_Rooms->MACFor(ID, MAC))) != nullptr;
 }
 
 std::list<TCCommonPropertyObject> TCPropertyCollection::GetProperties(TCPropertyID const& ID) {
@@ -632,21 +321,11 @@ void TCPropertyCollection::AssignValidator(TCPropertyID const& ID, TValidator Fu
 
 void TCPropertyCollection::Validation(TCCommonPropertyObject& Object) {
   TCCriticalSectionLock Lock(m_CSection);
-  TValidator const* const Function = ValidatorOf(Object.get_ID());
+  TValidator const* const Function = m_Rooms->m_Reader.ValidatorOf(Object.get_ID());
   Lock.Leave();
   if (Function != nullptr) {
     Object.Validate(*Function);
   }
-}
-
-// Null when there is none. An assigned one stays, so the pointer is good without the lock, too.
-TCPropertyCollection::TValidator const* TCPropertyCollection::ValidatorOf(
-    TCPropertyID const& ID) const {
-  if (m_Validators.empty()) {
-    return nullptr;
-  }
-  auto const Entry = m_Validators.find(ID.get_Number());
-  return Entry != m_Validators.end() ? &Entry->second : nullptr;
 }
 
 // ---- devices and sessions ----
@@ -694,29 +373,7 @@ std::string TCPropertyCollection::GetCurrentMAC(TCPropertyID const& ID) {
     return std::string();
   }
   TCCriticalSectionLock Lock(m_CSection);
-  return m_FPGetCurrentSession == nullptr ? State().m_OwnMACText : SessionMAC();
-}
-
-// GetCurrentMAC as an address, without a way over the text of this device's own.
-TCMACAddress TCPropertyCollection::CurrentMAC(TCPropertyID const& ID) {
-  if (IsSystemWideProperty(ID)) {
-    return TCMACAddress();
-  }
-  return m_FPGetCurrentSession == nullptr ? m_OwnMAC : TCMACAddress(SessionMAC());
-}
-
-std::string const& TCPropertyCollection::SessionMAC() {
-  auto const& Sessions = State().m_Sessions;
-  auto const Entry = Sessions.find(m_FPGetCurrentSession());
-  if (Entry == Sessions.end()) {
-    throw TCException(kSource, __LINE__, "Itr!=m_SessionList.end()")
-        .Format("No Mac address saved for current session");
-  }
-  return Entry->second;
-}
-
-TCMACAddress TCPropertyCollection::MACFor(TCPropertyID const& ID, std::string const& MAC) {
-  return MAC.empty() ? CurrentMAC(ID) : TCMACAddress(MAC);
+  return TCProcessState::Get().m_Device.Text();
 }
 
 void TCPropertyCollection::SetSessionCallback(TSessionCallback Function) {
@@ -726,13 +383,13 @@ void TCPropertyCollection::SetSessionCallback(TSessionCallback Function) {
 
 void TCPropertyCollection::SetCurrentSession(unsigned long SessionID, std::string const& MAC) {
   TCCriticalSectionLock Lock(m_CSection);
-  State().m_Sessions[SessionID] = MAC;
+  TCProcessState::Get().m_Device.get_Sessions()[SessionID] = MAC;
   get()->DoSetSession(SessionID, MAC);
 }
 
 void TCPropertyCollection::DeleteSession(unsigned long SessionID) {
   TCCriticalSectionLock Lock(m_CSection);
-  State().m_Sessions.erase(SessionID);
+  TCProcessState::Get().m_Device.get_Sessions().erase(SessionID);
   get()->DoDeleteSession(SessionID);
 }
 
@@ -742,7 +399,7 @@ void TCPropertyCollection::AddTransaction(TCPropertyTransaction* Transaction) {
   static thread_local TCThreadEnd AtThreadEnd;
   TCCriticalSectionLock Lock(m_CSection);
   Transaction->m_Active = true;
-  State().m_Transactions.emplace(TCUtilities::GetCurrentThreadID(), Transaction);
+  TCProcessState::Get().m_Transactions.Add(Transaction);
 }
 
 void TCPropertyCollection::RemoveTransaction(TCPropertyTransaction* Transaction) {
@@ -759,105 +416,12 @@ void TCPropertyCollection::RollbackTransaction(TCPropertyTransaction* Transactio
 
 void TCPropertyCollection::ForgetTransaction() {
   TCCriticalSectionLock Lock(m_CSection);
-  State().m_Transactions.erase(TCUtilities::GetCurrentThreadID());
+  TCProcessState::Get().m_Transactions.Remove();
 }
 
 TCPropertyTransaction* TCPropertyCollection::InTransaction() {
   TCCriticalSectionLock Lock(m_CSection);
-  return OpenTransaction();
-}
-
-TCPropertyTransaction* TCPropertyCollection::OpenTransaction() {
-  auto const& Transactions = State().m_Transactions;
-  if (Transactions.empty()) {
-    return nullptr;
-  }
-  auto const Entry = Transactions.find(TCUtilities::GetCurrentThreadID());
-  return Entry != Transactions.end() ? Entry->second : nullptr;
-}
-
-// ---- forks ----
-
-namespace {
-
-constexpr int kForkTryMilliseconds = 10;
-
-int g_ForkingThread = 0;              // guarded by the store's lock
-thread_local bool t_HasStore = true;  // whether the fork under way on this thread has that lock
-
-}  // namespace
-
-void TCPropertyCollection::WatchForks() noexcept {
-  SetForkHandlers(TEForkPlace::eStore, {LockForFork, UnlockInParent, UnlockInChild});
-}
-
-// Who waits without limit may wait for what this fork is to start. Such a wait may also begin after
-// the other thread has entered, hence the attempts.
-bool TCPropertyCollection::EnterForFork() {
-  while (!m_CSection.Enter(kForkTryMilliseconds)) {
-    if (m_LongWait) {
-      return false;
-    }
-  }
-  return true;
-}
-
-void TCPropertyCollection::LockForFork() {
-  t_HasStore = EnterForFork();
-  TCBasicPropertyID::m_CSection.Enter();
-  if (!t_HasStore) {
-    return;
-  }
-  g_ForkingThread = TCUtilities::GetCurrentThreadID();
-  if (m_Notifiers != nullptr) {
-    for (TCCommonPropertyChangeNotifier* const Notifier : *m_Notifiers) {
-      Notifier->m_Lock.Enter();
-    }
-  }
-}
-
-void TCPropertyCollection::UnlockInParent() {
-  if (t_HasStore && m_Notifiers != nullptr) {
-    for (TCCommonPropertyChangeNotifier* const Notifier : *m_Notifiers) {
-      Notifier->m_Lock.Leave();
-    }
-  }
-  TCBasicPropertyID::m_CSection.Leave();
-  if (t_HasStore) {
-    m_CSection.Leave();
-  }
-}
-
-// The forking thread keeps its transaction; those of the others ended with them.
-void TCPropertyCollection::UnlockInChild() {
-  if (!t_HasStore) {
-    DropInChild();
-    return;
-  }
-  auto& Transactions = State().m_Transactions;
-  auto Own = Transactions.extract(g_ForkingThread);
-  Transactions.clear();
-  if (!Own.empty()) {
-    Own.key() = TCUtilities::GetCurrentThreadID();
-    Transactions.insert(std::move(Own));
-  }
-  if (m_Notifiers != nullptr) {
-    for (TCCommonPropertyChangeNotifier* const Notifier : *m_Notifiers) {
-      Notifier->m_Lock.LeaveInChild();
-    }
-  }
-  TCBasicPropertyID::m_CSection.LeaveInChild();
-  m_CSection.LeaveInChild();
-}
-
-// The lock is held by a thread that does not exist here, and what it guards was the parent's to
-// finish.
-void TCPropertyCollection::DropInChild() {
-  TCBasicPropertyID::m_CSection.LeaveInChild();
-  new (&m_CSection) TCCriticalSection;
-  m_Instance = nullptr;
-  m_Notifiers = nullptr;
-  m_LongWait = false;
+  return TCProcessState::Get().m_Transactions.Find();
 }
 
 // ---- notifiers ----
@@ -879,20 +443,8 @@ void TCPropertyCollection::DelNotifier(TCCommonPropertyChangeNotifier* Notifier)
 
 void TCPropertyCollection::Notify(TENotificationType Type, TCCommonPropertyObject const& Object) {
   TCCriticalSectionLock Lock(m_CSection);
-  if (m_Notifiers == nullptr) {
-    return;
-  }
-  TCTelling const Telling(*this);
-  if (Type == eNotifyChanged && m_Deletion != nullptr) {
-    m_Deletion->HearChange(KeyOf(Object));
-  }
-  for (auto Next = m_Notifiers->begin(); Next != m_Notifiers->end();) {
-    TCCommonPropertyChangeNotifier* const Notifier = *Next;
-    if (Notifier->get_Enabled()) {
-      Notifier->Push(Type, Object);
-    }
-    // Searched for, because the hook may have added and destroyed notifiers.
-    Next = m_Notifiers->upper_bound(Notifier);
+  if (m_Notifiers != nullptr) {
+    m_Rooms->m_Teller.Push(*m_Notifiers, Type, Object);
   }
 }
 
@@ -920,68 +472,13 @@ void TCPropertyCollection::OnPropertySet(TCCommonPropertyObject const& Object,
 
 }  // namespace Property
 
-// ---- the client's functions ----
+// ---- the client's read ----
 
-using Property::TCCommonPropertyObject;
-using Property::TCPropertyChoiceID;
-using Property::TCPropertyCollection;
-using Property::TCPropertyID;
-
-// Not by way of the store's own operation, which takes a copy of the text.
-TCCommonPropertyObject GetProperty(TCPropertyID const& ID, TCRecordID const& Link,
-                                   std::string const& MAC) {
-  TCPropertyCollection& Store = *TCPropertyCollection::get();
-  TCCriticalSectionLock Lock(TCPropertyCollection::m_CSection);
-  return Store.Read(ID, false, Link, TCPropertyCollection::MACFor(ID, MAC), Lock);
-}
-
-TCCommonPropertyObject GetPropertyNoException(TCPropertyID const& ID, TCRecordID const& Link) {
-  return TCPropertyCollection::get()->GetProperty(ID, true, Link, std::string());
-}
-
-TCCommonPropertyObject const& SetProperty(TCPropertyID const& ID, std::string const& Data,
-                                          TCRecordID const& Link, std::string const& MAC) {
-  return TCPropertyCollection::get()->SetProperty(ID, Link, Data, MAC);
-}
-
-TCCommonPropertyObject const& SetProperty(TCPropertyID const& ID, int Data, TCRecordID const& Link,
-                                          std::string const& MAC) {
-  return TCPropertyCollection::get()->SetProperty(ID, Link, Data, MAC);
-}
-
-TCCommonPropertyObject const& SetProperty(TCPropertyID const& ID, TCPropertyChoiceID const& Choice,
-                                          TCRecordID const& Link, std::string const& MAC) {
-  return TCPropertyCollection::get()->SetProperty(ID, Link, Choice, MAC);
-}
-
-TCCommonPropertyObject const& SetProperty(TCCommonPropertyObject const& Object,
-                                          std::string const& Data, std::string const& MAC) {
-  return SetProperty(Object.get_ID(), Data, Object.get_Link(), MAC);
-}
-
-TCCommonPropertyObject const& SetProperty(TCCommonPropertyObject const& Object, int Data,
-                                          std::string const& MAC) {
-  return SetProperty(Object.get_ID(), Data, Object.get_Link(), MAC);
-}
-
-TCCommonPropertyObject const& SetProperty(TCCommonPropertyObject const& Object,
-                                          TCPropertyChoiceID const& Choice,
-                                          std::string const& MAC) {
-  return SetProperty(Object.get_ID(), Choice, Object.get_Link(), MAC);
-}
-
-TCCommonPropertyObject const& SetPropertyChoiceID(TCPropertyID const& ID, int ChoiceNumber,
-                                                  TCRecordID const& Link) {
-  static TCCommonPropertyObject const Tmp;
-  TCPropertyChoiceID const* const Choice = TCPropertyChoiceID::Find(ChoiceNumber);
-  if (Choice == nullptr) {
-    SyslogWarning("Invalid Property choice [%d] assigned to %s", ChoiceNumber,
-                  ID.Viewname(false).c_str());
-    return Tmp;
-  }
-  return SetProperty(ID, *Choice, Link, std::string());
-}
-
-void SetPropertyValidation(TCPropertyID const& ID, void (*Function)(TCCommonPropertyObject&)) {
-  TCPropertyCollection::get()->AssignValidator(ID, Function);
+// Here and not with the client's other functions, and not by way of the store's own operation,
+// which takes a copy of the text: nothing is done as often.
+Property::TCCommonPropertyObject GetProperty(Property::TCPropertyID const& ID,
+                                             TCRecordID const& Link, std::string const& MAC) {
+  Property::TCPropertyCollection& Store = *Property::TCPropertyCollection::get();
+  TCCriticalSectionLock Lock(Property::TCPropertyCollection::m_CSection);
+  return Store.m_Rooms->m_Reader.Read(ID, false, Link, Store.m_Rooms->MACFor(ID, MAC), Lock);
 }

@@ -51,7 +51,6 @@ namespace Property {
 
 class TCPropertyChoiceID;
 class TCPropertyID;
-class TCPropertyIndex;
 class TCPropertyTransaction;
 
 }  // namespace Property
@@ -295,64 +294,24 @@ class PROPERTY_EXPORT TCPropertyCollection {
   static TCCriticalSection m_CSection;
 
  private:
-  friend class TCReadGuard;  // holds m_CSection
+  // Who uses the lock and what it guards: the store's rooms, and the guard.
+  friend class TCReadGuard;
+  friend class TCChangeTeller;
+  friend class TCCurrentDevice;
+  friend class TCProcessState;
+  friend class TCPropertyReader;
+  friend class TCPropertyWriter;
+  friend class TCStoreForks;
   friend TCCommonPropertyObject(::GetProperty)(Property::TCPropertyID const& ID,
                                                Accessories::TCRecordID const& Link,
                                                std::string const& MAC);
 
-  class TCProcessState;
+  class TCRooms;
   class TCThreadEnd;
-  class TCTelling;
-  class TCDeletion;
 
-  static TCProcessState& State();
-  static TCProcessState& MakeState();
-  static void ForgetTransaction();
   static TCPropertyCollection* WaitForInstance();
+  static void ForgetTransaction();
 
-  // A fork takes all locks of store, schema and notifiers, so that the child finds everything
-  // whole.
-  static void WatchForks() noexcept;
-  // Enter here and leave there, the locks of all notifiers too.
-  static bool EnterForFork() PROPERTY_UNCHECKED_LOCKING;
-  static void LockForFork() PROPERTY_UNCHECKED_LOCKING;
-  static void UnlockInParent() PROPERTY_UNCHECKED_LOCKING;
-  static void UnlockInChild() PROPERTY_UNCHECKED_LOCKING;
-  static void DropInChild() PROPERTY_UNCHECKED_LOCKING;
-
-  static TCMACAddress CurrentMAC(TCPropertyID const& ID) PROPERTY_REQUIRES(m_CSection);
-  static std::string const& SessionMAC() PROPERTY_REQUIRES(m_CSection);
-  static TCMACAddress MACFor(TCPropertyID const& ID, std::string const& MAC)
-      PROPERTY_REQUIRES(m_CSection);
-  static TCPropertyTransaction* OpenTransaction() PROPERTY_REQUIRES(m_CSection);
-  TCCommonPropertyObject* Find(TCPropertyKey const& Key) const PROPERTY_REQUIRES(m_CSection);
-  TValidator const* ValidatorOf(TCPropertyID const& ID) const PROPERTY_REQUIRES(m_CSection);
-
-  void FetchMissing(TCCommonPropertyObject& Object, bool NoException);
-  // The next four may leave `Lock`, which the analysis does not follow into them.
-  TCCommonPropertyObject Read(TCPropertyID const& ID, bool NoException,
-                              Accessories::TCRecordID const& Link, TCMACAddress MAC,
-                              TCCriticalSectionLock& Lock)
-      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
-  TCCommonPropertyObject ReadStored(TCPropertyID const& ID, Accessories::TCRecordID const& Link,
-                                    TCMACAddress const& MAC, TCCommonPropertyObject const& Stored,
-                                    TCCriticalSectionLock& Lock)
-      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
-  TCCommonPropertyObject ReadMissing(TCPropertyID const& ID, bool NoException,
-                                     Accessories::TCRecordID const& Link, TCMACAddress const& MAC,
-                                     TCCriticalSectionLock& Lock)
-      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
-  TCCommonPropertyObject const& Set(TCPropertyKey const& Key, std::string const& Data,
-                                    TCCriticalSectionLock& Lock) PROPERTY_REQUIRES(m_CSection);
-  // Leaves `Lock` before it calls out.
-  void ChangedThenNotify(TCCommonPropertyObject const& Object, TCCriticalSectionLock& Lock)
-      PROPERTY_REQUIRES(m_CSection) PROPERTY_UNCHECKED_LOCKING;
-  void CountChange() PROPERTY_REQUIRES(m_CSection);
-  void TellUntilItStands(TCPropertyKey const& Key, TENotificationType Told, std::string Text)
-      PROPERTY_REQUIRES(m_CSection);
-
-  static std::atomic<TCProcessState*> m_State;
-  static TCMACAddress m_OwnMAC PROPERTY_GUARDED_BY(m_CSection);  // of m_OwnMACAddress
   // m_Instance, once nobody constructs it any more.
   static TCPropertyCollection* m_Complete PROPERTY_GUARDED_BY(m_CSection);
   static bool m_UnderConstruction PROPERTY_GUARDED_BY(m_CSection);
@@ -360,17 +319,7 @@ class PROPERTY_EXPORT TCPropertyCollection {
 
   int const m_ExceptionsAtConstruction;
   std::atomic<unsigned> m_ChangeCount{0};  // written under m_CSection
-
-  // Of m_Properties.
-  std::unique_ptr<TCPropertyIndex> const m_Index PROPERTY_POINTEE_GUARDED_BY(m_CSection);
-  // Removed values, which references may still name; Insert uses them again.
-  std::multimap<TCPropertyKey, std::unique_ptr<TCCommonPropertyObject>> m_Removed
-      PROPERTY_GUARDED_BY(m_CSection);
-  int m_Tellings PROPERTY_GUARDED_BY(m_CSection) = 0;  // calls of Notify under way
-  // The innermost one that is being told.
-  TCDeletion* m_Deletion PROPERTY_GUARDED_BY(m_CSection) = nullptr;
-  // Values that Clear removed meanwhile: one of them may be what is being told.
-  std::vector<std::unique_ptr<TCCommonPropertyObject>> m_Cleared PROPERTY_GUARDED_BY(m_CSection);
+  std::unique_ptr<TCRooms> const m_Rooms PROPERTY_POINTEE_GUARDED_BY(m_CSection);
 };
 
 class TCPropertyCollection::TCUnderConstruction {

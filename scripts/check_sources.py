@@ -10,7 +10,10 @@ from pathlib import Path
 from typing import Iterator, Sequence
 
 # Files that throw in the name of another: users know these sources and lines.
-SOURCES_OF_OTHERS: dict[str, str] = {}
+SOURCES_OF_OTHERS: dict[str, str] = {
+    "CommonProperties/Store/TCCurrentDevice.cpp": "../CommonProperties/TCPropertyCollection",
+    "CommonProperties/Store/TCPropertyReader.cpp": "../CommonProperties/TCPropertyCollection",
+}
 
 HEADING = re.compile(r"^ *// *[-=*#]{2,}.*$|^ */{4,}.*$", re.MULTILINE)
 GOOD_HEADING = re.compile(r"^ *// ---- [^ -].*[^ -] ----$")

@@ -4,9 +4,9 @@
 
 #include <list>
 
+#include "CommonProperties/Store/TCPropertyIndex.h"
 #include "CommonProperties/TCCommonPropertyObject.h"
 #include "CommonProperties/TCPropertyID.h"
-#include "CommonProperties/TCPropertyIndex.h"
 #include "FailingAllocations.h"
 
 using Property::TCCommonPropertyObject;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What the store's table finds, beside the map that it belongs to.
-#include "CommonProperties/TCPropertyIndex.h"
+#include "CommonProperties/Store/TCPropertyIndex.h"
 
 #include <gmock/gmock.h>
 

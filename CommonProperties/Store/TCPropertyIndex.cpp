@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // How the table of the store's values fills, grows and empties.
-#include "CommonProperties/TCPropertyIndex.h"
+#include "CommonProperties/Store/TCPropertyIndex.h"
 
 #include <sys/random.h>
 
