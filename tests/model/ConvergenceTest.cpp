@@ -6,42 +6,15 @@
 #include <iostream>
 #include <stdexcept>
 
-#include "tests/model/ConvergenceModel.h"
+#include "tests/model/Exploration.h"
+#include "tests/model/ModelPrograms.h"
 
 namespace {
 
-using TProgram = TModelPlan::TProgram;
+constexpr auto kRefused = TSModelPlan::TEFate::eRefused;
+constexpr auto kUnread = TSModelPlan::TEFate::eRefusedUnread;
 
-TProgram Sets(std::vector<std::vector<int>> const& Mails) {
-  TProgram Program;
-  for (std::vector<int> const& Keys : Mails) {
-    Program.push_back({Keys});
-  }
-  return Program;
-}
-
-// The same, where the last mail has that fate.
-TProgram Sets(std::vector<std::vector<int>> const& Mails, TModelPlan::TFate Last) {
-  TProgram Program = Sets(Mails);
-  Program.back().m_Fate = Last;
-  return Program;
-}
-
-// The same, each on the condition that the values are what was read.
-TProgram SetsIfUnchanged(std::vector<std::vector<int>> const& Mails) {
-  TProgram Program = Sets(Mails);
-  for (TModelPlan::TSet& Set : Program) {
-    Set.m_IfUnchanged = true;
-  }
-  return Program;
-}
-
-constexpr auto kRefused = TModelPlan::TFate::eRefused;
-constexpr auto kUnread = TModelPlan::TFate::eRefusedUnread;
-constexpr int kShared = 1;
-constexpr int kOther = 2;
-
-void ExpectConvergence(TModelPlan const& Plan) {
+void ExpectConvergence(TSModelPlan const& Plan) {
   try {
     std::size_t const States = Explore(Plan);
     std::cout << "states explored: " << States << std::endl;
@@ -54,31 +27,31 @@ void ExpectConvergence(TModelPlan const& Plan) {
 }  // namespace
 
 TEST(Convergence, OfTwoWritersOfOneValue) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}, {kShared}})}, {Sets({{kShared}, {kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfThreeWritersOfOneValue) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}, {Sets({{kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfTwoThreadsOfAProcessThatSendInAnotherOrderThanTheySet) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}, {kShared}}), Sets({{kShared}})}, {Sets({{kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfTransactionsThatOverlap) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared, kOther}, {kShared}})}, {Sets({{kOther, kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfAWriterAlone) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kOther}, {kOther}})}, {}};
   Plan.m_Cuts = 1;
   Plan.m_Crashes = 1;
@@ -87,7 +60,7 @@ TEST(Convergence, OfAWriterAlone) {
 }
 
 TEST(Convergence, OfAWriterAloneWithAServerThatPublishesBeforeItStores) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kOther}, {kOther}})}};
   Plan.m_Cuts = 1;
   Plan.m_Crashes = 2;
@@ -97,21 +70,21 @@ TEST(Convergence, OfAWriterAloneWithAServerThatPublishesBeforeItStores) {
 }
 
 TEST(Convergence, AcrossConnectionsThatBreak) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
   Plan.m_Cuts = 2;
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, AcrossACrashOfTheServer) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
   Plan.m_Crashes = 1;
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, AcrossACrashOfAServerThatPublishesBeforeItStores) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
   Plan.m_Crashes = 1;
   Plan.m_Relaxed = true;
@@ -121,7 +94,7 @@ TEST(Convergence, AcrossACrashOfAServerThatPublishesBeforeItStores) {
 // The two processes are alike: where the other one's connection breaks, the world is the mirror
 // image of one that is visited.
 TEST(Convergence, AcrossACrashAndABrokenConnection) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}})}};
   Plan.m_Cuts = 1;
   Plan.m_CutFirstOnly = true;
@@ -130,14 +103,14 @@ TEST(Convergence, AcrossACrashAndABrokenConnection) {
 }
 
 TEST(Convergence, OfWritersOfWhomOneIsRefused) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}, {kShared}}, kRefused)}, {Sets({{kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfARefusedChangeBetweenOthers) {
-  TModelPlan Plan;
-  TProgram Program = Sets({{kShared}}, kRefused);
+  TSModelPlan Plan;
+  TSModelPlan::TCProgram Program = Sets({{kShared}}, kRefused);
   Program.push_back({{kShared}});
   Plan.m_Processes = {{Program}, {Sets({{kShared}})}};
   Plan.m_Cuts = 1;
@@ -145,40 +118,40 @@ TEST(Convergence, OfARefusedChangeBetweenOthers) {
 }
 
 TEST(Convergence, OfARefusedValueThatThereWasNone) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared, kOther}}, kRefused)}, {Sets({{kShared}})}};
   Plan.m_Cuts = 1;
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfTwoThreadsOfAProcessOfWhichOneIsRefused) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}}, kRefused), Sets({{kShared}, {kShared}})}, {}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfAMailThatIsRefusedUnread) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}, {kShared, kOther}}, kUnread)}, {Sets({{kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfAMailThatIsRefusedUnreadAcrossABrokenConnection) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared, kOther}}, kUnread)}, {Sets({{kShared}})}};
   Plan.m_Cuts = 1;
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfARefusedChangeAcrossACrashOfTheServer) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}, {kShared}}, kRefused)}, {Sets({{kShared}})}};
   Plan.m_Crashes = 1;
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfARefusedChangeAcrossACrashOfAServerThatPublishesBeforeItStores) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}, {kShared}}, kRefused)}, {}};
   Plan.m_Crashes = 1;
   Plan.m_Relaxed = true;
@@ -186,14 +159,14 @@ TEST(Convergence, OfARefusedChangeAcrossACrashOfAServerThatPublishesBeforeItStor
 }
 
 TEST(Convergence, OfAProcessThatMayReadAndWriteNoMore) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared}, {kOther}})}};
   Plan.m_Hidings = {{0, kShared}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfAProcessThatIsAwayWhenItsRightsAreTaken) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {Sets({{kShared, kOther}})}};
   Plan.m_Hidings = {{0, kShared}};
   Plan.m_Cuts = 1;
@@ -201,7 +174,7 @@ TEST(Convergence, OfAProcessThatIsAwayWhenItsRightsAreTaken) {
 }
 
 TEST(Convergence, OfAProcessThatLosesItsRightsWhileTheServerCrashes) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{Sets({{kShared}})}, {}};
   Plan.m_Hidings = {{0, kShared}};
   Plan.m_Crashes = 1;
@@ -210,31 +183,31 @@ TEST(Convergence, OfAProcessThatLosesItsRightsWhileTheServerCrashes) {
 }
 
 TEST(Convergence, OfTwoProcessesThatChangeAValueOnConditions) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kShared}, {kShared}})}, {SetsIfUnchanged({{kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfAChangeOnAConditionBesideOthers) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kShared}, {kShared}})}, {Sets({{kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfTwoThreadsOfAProcessOfWhichOneHasAChangeDecided) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kShared}}), Sets({{kShared}})}, {Sets({{kShared}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfTransactionsOnConditionsThatOverlap) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kShared, kOther}})}, {SetsIfUnchanged({{kOther}})}};
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfAWriterAloneThatReadsWhatWasDecided) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kOther}, {kOther}})}};
   Plan.m_Cuts = 1;
   Plan.m_Crashes = 1;
@@ -245,7 +218,7 @@ TEST(Convergence, OfAWriterAloneThatReadsWhatWasDecided) {
 // What such a server loses may have been read as what stands, and is then another for a moment:
 // only the end is looked at.
 TEST(Convergence, OfAWriterAloneThatHasChangesDecidedByAServerThatPublishesBeforeItStores) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kOther}, {kOther}})}};
   Plan.m_Cuts = 1;
   Plan.m_Crashes = 2;
@@ -256,21 +229,21 @@ TEST(Convergence, OfAWriterAloneThatHasChangesDecidedByAServerThatPublishesBefor
 // With two changes on conditions, or two connections that break, the worlds of this and the next
 // test have close to half a million states each and take minutes when they are watched.
 TEST(Convergence, OfChangesOnConditionsAcrossAConnectionThatBreaks) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kShared}})}, {Sets({{kShared}})}};
   Plan.m_Cuts = 1;
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfChangesOnConditionsAcrossACrashOfTheServer) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kShared}})}, {Sets({{kShared}})}};
   Plan.m_Crashes = 1;
   ExpectConvergence(Plan);
 }
 
 TEST(Convergence, OfChangesOnConditionsAcrossACrashOfAServerThatPublishesBeforeItStores) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kShared}, {kShared}})}, {}};
   Plan.m_Crashes = 1;
   Plan.m_Relaxed = true;
@@ -278,7 +251,7 @@ TEST(Convergence, OfChangesOnConditionsAcrossACrashOfAServerThatPublishesBeforeI
 }
 
 TEST(Convergence, OfAProcessThatLosesItsRightsWhileAChangeIsDecided) {
-  TModelPlan Plan;
+  TSModelPlan Plan;
   Plan.m_Processes = {{SetsIfUnchanged({{kShared}})}, {Sets({{kShared}})}};
   Plan.m_Hidings = {{0, kShared}};
   ExpectConvergence(Plan);
