@@ -158,8 +158,7 @@ TCNorvProxyConnection::TSSource const& TCNorvProxyConnection::SourceOf(
     Wire::TCFrameView const& Frame) {
   Wire::TSFrameHead const& Head = Frame.get_Head();
   if (!m_LastSource || m_LastSource->Mailbox != Head.Mailbox ||
-      m_LastSource->MailClass.get_Name() != Head.Class ||
-      m_LastSource->MailClass.get_Version() != Head.Version) {
+      !Head.IsOf(m_LastSource->MailClass)) {
     std::string const Mailbox(Head.Mailbox);
     TCNorvMailClassID const MailClass = Frame.get_Class();
     m_LastSource = {Mailbox, MailClass, m_OwnChanges.StreamOf(Mailbox, MailClass)};

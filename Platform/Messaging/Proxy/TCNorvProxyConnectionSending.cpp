@@ -117,8 +117,7 @@ void TCNorvProxyConnection::TransmitExchange(TSExchange& Exchange) {
   Wire::TSFrameHead Head;
   Head.Kind = Wire::TEFrame::eRequest;
   Head.Mailbox = *Exchange.Mailbox;
-  Head.Class = Exchange.Content->MailClass.get_Name();
-  Head.Version = Exchange.Content->MailClass.get_Version();
+  Head.SetClass(Exchange.Content->MailClass);
   Head.Request = m_LastRequest + 1;
   if (m_Link.Send(Wire::TCFrame(Head, *Exchange.Content))) {
     Exchange.Request = ++m_LastRequest;
@@ -132,8 +131,7 @@ void TCNorvProxyConnection::TransmitSubscriptions() {
     }
     Wire::TSFrameHead Head;
     Head.Kind = Wire::TEFrame::eSubscribe;
-    Head.Class = MailClass.get_Name();
-    Head.Version = MailClass.get_Version();
+    Head.SetClass(MailClass);
     Head.Position = Subscription.get_Received();
     if (!m_Link.Send(Wire::TCFrame(Head))) {
       return;

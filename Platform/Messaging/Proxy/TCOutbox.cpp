@@ -47,8 +47,7 @@ TCOutbox::TSNext TCOutbox::NextFrame() const {
   Wire::TSFrameHead Head;
   Head.Kind = Wire::TEFrame::eMails;
   Head.Mailbox = m_Mailbox;
-  Head.Class = First.Content.MailClass.get_Name();
-  Head.Version = First.Content.MailClass.get_Version();
+  Head.SetClass(First.Content.MailClass);
   Head.Number = First.Number;
   TSNext Next{Wire::TCFrame(Head, First.Content), 1};
   for (std::size_t Place = m_OnWay + 1; Place < m_Mails.size(); ++Place, ++Next.Count) {

@@ -43,8 +43,8 @@ class TCOutbox {
   /// So many more are on their way.
   void NoteSent(std::size_t Count) { m_OnWay += Count; }
   std::size_t get_OnWay() const { return m_OnWay; }
-  /// Mails that are not on their way, and what they take of a frame. `Limit` is where counting
-  /// ends.
+  /// Whether the mails that are not on their way are so many, or so large, that waiting for others
+  /// gains nothing.
   bool IsWorthAFrame() const;
 
   /// Hands the kept mails of a class to `Take` that come after the last one that was published, as

@@ -74,9 +74,7 @@ TCOwnChanges::TCMark TCOwnChanges::Mark(TCStream Stream, std::vector<std::string
   }
   m_Marked.push_back(std::move(Marked));
   for (auto const& Place : m_Marked.back().Places) {
-    ++Place->second.Changes;
-    Place->second.GivenUp = false;
-    ++m_OnWay;
+    BeginChange(Place->second);
   }
   return ++m_LastMark;
 }
@@ -191,6 +189,12 @@ bool TCOwnChanges::IsAnyToBeApplied(TCPlaces const& Places) {
                      [](auto const& Place) { return IsToBeApplied(Place->second); });
 }
 
+void TCOwnChanges::BeginChange(TSKey& Key) {
+  ++m_OnWay;
+  ++Key.Changes;
+  Key.GivenUp = false;
+}
+
 void TCOwnChanges::EndChange(TSKey& Key) {
   --m_OnWay;
   if (--Key.Changes == 0) {
@@ -214,6 +218,13 @@ void TCOwnChanges::MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces
   Stream.Come.insert(Stream.Mails.extract(Mail));
 }
 
+// All up to `Number`.
+void TCOwnChanges::MoveToCome(TSStream& Stream, std::uint64_t Number) {
+  while (!Stream.Mails.empty() && Stream.Mails.begin()->first <= Number) {
+    MoveToCome(Stream, Stream.Mails.begin());
+  }
+}
+
 // The process may hold something that came after the copy.
 void TCOwnChanges::MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail) {
   for (auto const& Place : Mail->second) {
@@ -229,9 +240,7 @@ void TCOwnChanges::CatchUp(TCStream Stream, std::uint64_t Number) {
   TCMutexLock const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
   Known.UpTo = Number;
-  while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
-    MoveToCome(Known, Known.Mails.begin());
-  }
+  MoveToCome(Known, Number);
   for (auto Lost = Known.Come.upper_bound(Number); Lost != Known.Come.end();
        Lost = Known.Come.upper_bound(Number)) {
     MoveBack(Known, Lost);
@@ -263,12 +272,10 @@ std::vector<std::string> TCOwnChanges::TakeDecided(TCStream Stream, std::uint64_
   ++m_LastMark;
   for (std::string const& Key : Taken) {
     auto const Place = Known.Keys.try_emplace(Key).first;
-    ++Place->second.Changes;
-    Place->second.GivenUp = false;
+    BeginChange(Place->second);
     Place->second.LastSent = m_LastMark;
     Place->second.Inverted = false;
     Places.push_back(Place);
-    ++m_OnWay;
   }
   Known.Mails[Number] = std::move(Places);
   return Taken;
@@ -295,9 +302,7 @@ bool TCOwnChanges::IsChangedAfter(TCStream Stream, std::uint64_t Number,
 void TCOwnChanges::Acknowledge(TCStream Stream, std::uint64_t Number) {
   TCMutexLock const Lock(m_Mutex);
   TSStream& Known = m_Streams[Stream];
-  while (!Known.Mails.empty() && Known.Mails.begin()->first <= Number) {
-    MoveToCome(Known, Known.Mails.begin());
-  }
+  MoveToCome(Known, Number);
   ForgetCome(Known, Number);
 }
 

@@ -127,7 +127,9 @@ class TCOwnChanges {
   TSKey const* Find(TCStream Stream, std::string const& Key) const PROPERTY_REQUIRES(m_Mutex);
   std::vector<TSMarked>::iterator FindMarked(TCMark Mark) PROPERTY_REQUIRES(m_Mutex);
   static void EraseIfUnused(TSStream& Stream, TCKeys::iterator Place);
+  void BeginChange(TSKey& Key) PROPERTY_REQUIRES(m_Mutex);
   void EndChange(TSKey& Key) PROPERTY_REQUIRES(m_Mutex);
+  void MoveToCome(TSStream& Stream, std::uint64_t Number) PROPERTY_REQUIRES(m_Mutex);
   void MoveToCome(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail)
       PROPERTY_REQUIRES(m_Mutex);
   void MoveBack(TSStream& Stream, std::map<std::uint64_t, TCPlaces>::iterator Mail)

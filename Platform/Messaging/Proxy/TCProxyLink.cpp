@@ -2,8 +2,6 @@
 // Connects to the router, greets it, and begins again when it is lost.
 #include "Platform/Messaging/Proxy/TCProxyLink.h"
 
-#include <linux/sockios.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -88,11 +86,6 @@ bool TCProxyLink::Send(Wire::TCFrame const& Frame) {
   Wire::TETransfer const Result = Wire::Send(m_Socket.get(), Frame);
   m_IsBlocked = m_IsBlocked || Result == Wire::TETransfer::eLater;
   return Result == Wire::TETransfer::eDone;
-}
-
-bool TCProxyLink::IsRouterBehind() const {
-  int Unread = 0;
-  return ioctl(m_Socket.get(), SIOCOUTQ, &Unread) == 0 && Unread > 0;
 }
 
 Wire::TETransfer TCProxyLink::Receive() {

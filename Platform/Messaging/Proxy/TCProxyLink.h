@@ -50,7 +50,7 @@ class TCProxyLink {
   bool IsBlocked() const { return m_IsBlocked; }
   void Unblock() { m_IsBlocked = false; }
   /// Whether the router has not read all that it was sent.
-  bool IsRouterBehind() const;
+  bool IsRouterBehind() const { return !Wire::HasReadAll(m_Socket.get()); }
 
   /// Receives the next frame. On eEnded and eBroken the connection is to be dropped.
   Wire::TETransfer Receive();

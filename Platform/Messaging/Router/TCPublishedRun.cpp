@@ -75,8 +75,7 @@ Wire::TSFrameHead TCPublishedRun::HeadOf(TSPublishedMail const& Mail, Wire::TEWh
   Head.Kind = Wire::TEFrame::ePublished;
   Head.Whose = Whose;
   Head.Mailbox = *Mail.Mailbox;
-  Head.Class = Mail.Content.MailClass.get_Name();
-  Head.Version = Mail.Content.MailClass.get_Version();
+  Head.SetClass(Mail.Content.MailClass);
   Head.Number = Whose == Wire::TEWhose::eAnothers ? 0 : Mail.Number;
   Head.Position = {Epoch, Mail.Sequence};
   Head.Previous = Previous;

@@ -137,8 +137,7 @@ void TCRouterCore::Route(TCRouterPeer& Peer, Wire::TCFrameView const& Frame, std
       break;
     case Wire::TEFrame::eMails:
     case Wire::TEFrame::eRequest:
-      m_Mailboxes.Take(Peer, Frame, Bytes, File,
-                       static_cast<std::uint64_t>(get_Loop().Now().count()));
+      m_Mailboxes.Take(Peer, Frame, Bytes, File, m_Loop.Now());
       break;
     default:
       throw TCException(kSource, __LINE__).Format("a frame that only a router sends");

@@ -118,8 +118,7 @@ void TCRouterForwarding::TellOfOwn(TCRouterPeer& Peer, TCNorvMailClassID const& 
   Head.Kind = Wire::TEFrame::ePublished;
   Head.Whose = Wire::TEWhose::eOwnKept;
   Head.Mailbox = *Own.Mailbox;
-  Head.Class = MailClass.get_Name();
-  Head.Version = MailClass.get_Version();
+  Head.SetClass(MailClass);
   Head.Number = Own.Number;
   Head.Position = {m_Position.Epoch, Own.Sequence};
   Head.Previous = Subscription.Sent;

@@ -48,8 +48,7 @@ void TCRouterMailboxes::Take(TCRouterPeer& Peer, Wire::TCFrameView const& Frame,
 }
 
 TCNorvMailClassID const& TCRouterMailboxes::ClassOf(Wire::TCFrameView const& Frame) {
-  Wire::TSFrameHead const& Head = Frame.get_Head();
-  if (m_LastClass.get_Name() != Head.Class || m_LastClass.get_Version() != Head.Version) {
+  if (!Frame.get_Head().IsOf(m_LastClass)) {
     m_LastClass = Frame.get_Class();
   }
   return m_LastClass;
@@ -190,8 +189,7 @@ void TCRouterMailboxes::TakeRequest(TCNorvService& Owner, TCRouterPeer& Peer,
   Wire::TSFrameHead Head;
   Head.Kind = Wire::TEFrame::eAnswer;
   Head.Mailbox = Frame.get_Head().Mailbox;
-  Head.Class = MailClass.get_Name();
-  Head.Version = MailClass.get_Version();
+  Head.SetClass(MailClass);
   Head.Request = Frame.get_Head().Request;
   Head.Number = Owner.get_LastTaken(Sender);
   Head.Position = m_Publisher.get_Position();

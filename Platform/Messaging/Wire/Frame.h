@@ -81,6 +81,14 @@ struct TSFrameHead {
   std::uint64_t Number = 0;    ///< of a mail of the proxy
   TSPosition Position;         ///< of the first mail, or up to which something is complete
   std::uint64_t Previous = 0;  ///< sequence of the mail of the class before the first one
+
+  void SetClass(TCNorvMailClassID const& MailClass) {
+    Class = MailClass.get_Name();
+    Version = MailClass.get_Version();
+  }
+  bool IsOf(TCNorvMailClassID const& MailClass) const {
+    return MailClass.get_Name() == Class && MailClass.get_Version() == Version;
+  }
 };
 
 /// One mail of a frame. `Records` are empty where they are in a memory file.

@@ -2,6 +2,8 @@
 // Moves frames between the process and its sockets. The system keeps their borders.
 #include "Platform/Messaging/Wire/FrameSocket.h"
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
 
@@ -115,6 +117,11 @@ TETransfer TCFrameReceiver::Receive(int Socket, bool WithFile) {
   m_Size = static_cast<std::size_t>(Received);
   m_File = std::move(File);
   return TETransfer::eDone;
+}
+
+bool HasReadAll(int Socket) {
+  int Unread = 0;
+  return ioctl(Socket, SIOCOUTQ, &Unread) != 0 || Unread == 0;
 }
 
 TCFileDescriptor NewFrameSocket() {

@@ -44,6 +44,9 @@ class TCFrameReceiver {
   TCFileDescriptor m_File;
 };
 
+/// Whether the peer has read all that it was sent, or nobody can say.
+bool HasReadAll(int Socket);
+
 /// A socket of the kind that frames travel on, non-blocking. Throws TCException when there is none.
 TCFileDescriptor NewFrameSocket();
 
