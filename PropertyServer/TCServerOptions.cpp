@@ -82,8 +82,10 @@ std::optional<TCServerOptions::TSExit> TCServerOptions::Parse(int Count,
   App.add_option("--durability", m_Durability,
                  "full: a change is published when it is on the disk;\n"
                  "relaxed: at once, and it is on the disk within 20 ms (default: full)")
-      ->transform(CLI::Transformer(std::map<std::string, TEDurability>{
-          {"full", TEDurability::eFull}, {"relaxed", TEDurability::eRelaxed}}))
+      ->transform(
+          CLI::Transformer(std::map<std::string, TEDurability>{{"full", TEDurability::eFull},
+                                                               {"relaxed", TEDurability::eRelaxed}})
+              .description(""))
       ->type_name("full|relaxed");
   App.add_flag("--trace", m_Trace, "Print every mail to the standard output (default: off)");
 
