@@ -30,7 +30,7 @@ char const* const kSource = "../CommonProperties/TCPropertyCollection";
 
 }  // namespace
 
-/// What the store is made of. Each refers to those before it.
+/// What the store is made of. Each refers to some of those before it.
 class TCPropertyCollection::TCRooms {
  public:
   explicit TCRooms(TCPropertyCollection& Store)
@@ -45,10 +45,7 @@ class TCPropertyCollection::TCRooms {
     return m_Process.m_Device.MACFor(ID, MAC);
   }
 
- private:
   TCProcessState const& m_Process;
-
- public:
   TCStoredValues m_Values;
   TCChangeTeller m_Teller;
   TCPropertyReader m_Reader;

@@ -12,6 +12,7 @@ namespace Property {
 
 namespace {
 
+// The store's: it is what programs have called.
 char const* const kSource = "../CommonProperties/TCPropertyCollection";
 
 }  // namespace
