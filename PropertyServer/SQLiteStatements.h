@@ -13,12 +13,13 @@
 
 namespace Property {
 
-/// Values that are newer than those in their places, the last one of a place standing.
+/// Values that are newer than those in their places, the last one of a place standing; one that is
+/// overtaken has a newer one in its place, or none.
 constexpr char kLoadUnmoved[] =
-    "SELECT number, link IS NOT NULL, coalesce(link, 0), mac, present FROM history "
+    "SELECT number, link IS NOT NULL, coalesce(link, 0), mac, present, overtaken, id FROM history "
     "WHERE id > (SELECT value FROM meta WHERE name = 'moved') AND present IS NOT NULL ORDER BY id";
 constexpr char kLoad[] =
-    "SELECT number, has_link, link, mac, data FROM property_value "
+    "SELECT number, has_link, link, mac, data, 0 FROM property_value "
     "ORDER BY number, has_link, link, mac";
 
 /// The counter of the history's transactions, where its newest entry does not tell.
@@ -27,10 +28,6 @@ constexpr char kTransactionCounter[] = "transaction";
 constexpr char kMovedMark[] = "moved";
 /// Up to which entry those that are not moved yet are no history any more.
 constexpr char kForgottenMark[] = "forgotten";
-
-/// Counted for every value beside its text until it is moved: that may change a page for each of
-/// them, which the log has to hold.
-constexpr std::size_t kUnmovedOverhead = 256;
 
 /// A third of what a row takes is the statement around it; more rows than these save little more.
 constexpr int kRowsTogether = 10;

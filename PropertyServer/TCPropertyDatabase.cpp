@@ -33,11 +33,15 @@ void TSSQLiteDeleter::operator()(sqlite3_stmt* Statement) const {
 
 void TCPropertyDatabase::LoadAll(std::function<void(TSPropertyRecord)> const& Take) const {
   std::map<TCPropertyPlace, TSPropertyRecord> Newer;
-  VisitValues(kLoadUnmoved, [&Newer](TSPropertyRecord Record) {
-    Newer.insert_or_assign(PlaceOf(Record), std::move(Record));
+  VisitValues(kLoadUnmoved, [&Newer](TSPropertyRecord Record, bool IsOvertaken) {
+    if (IsOvertaken) {
+      Newer.erase(PlaceOf(Record));
+    } else {
+      Newer.insert_or_assign(PlaceOf(Record), std::move(Record));
+    }
   });
   auto Next = Newer.begin();
-  VisitValues(kLoad, [&](TSPropertyRecord Record) {
+  VisitValues(kLoad, [&](TSPropertyRecord Record, bool /*IsOvertaken*/) {
     TCPropertyPlace const Place = PlaceOf(Record);
     for (; Next != Newer.end() && Next->first < Place; ++Next) {
       Take(std::move(Next->second));
@@ -50,13 +54,14 @@ void TCPropertyDatabase::LoadAll(std::function<void(TSPropertyRecord)> const& Ta
   }
 }
 
-void TCPropertyDatabase::VisitValues(char const* SQL,
-                                     std::function<void(TSPropertyRecord)> const& Take) const {
+void TCPropertyDatabase::VisitValues(
+    char const* SQL,
+    std::function<void(TSPropertyRecord Record, bool IsOvertaken)> const& Take) const {
   TCStatement const Statement = Prepare(SQL);
   TCExecution Execution(Statement.get());
   int Result = Execution.Step();
   while (Result == SQLITE_ROW) {
-    Take(ReadRecord(Statement.get()));
+    Take(ReadRecord(Statement.get()), sqlite3_column_int(Statement.get(), 5) == 1);
     Result = Execution.Step();
   }
   if (Result != SQLITE_DONE) {

@@ -17,6 +17,7 @@
 #include "Platform/Utility/TCException.h"
 #include "PropertyServer/TCDatabasePlace.h"
 #include "PropertyServer/TCHistoryClock.h"
+#include "PropertyServer/TCUnmovedValues.h"
 #include "PropertyServer/TSHistoryEntry.h"
 #include "PropertyServer/TSHistoryLimits.h"
 #include "PropertyServer/TSHistoryQuestion.h"
@@ -52,7 +53,6 @@ struct TSHistoryEnd {
   long long Bytes = 0;  ///< of all entries up to there, those that are forgotten included
   TCHistoryClock Clock;
   long long Moved = 0;                 ///< the values up to this entry are in their places
-  std::size_t Unmoved = 0;             ///< bytes of the others, as they count for the limit
   long long Forgotten = 0;             ///< entries up to this one are no history any more
   long long Gone = 0;                  ///< those up to this one are not in the file any more
   std::uint64_t Transaction = 0;       ///< the last one that there ever was
@@ -94,10 +94,8 @@ class TCPropertyDatabase {
   /// Throws TCException, with the way out in its message, when the file can not be opened or
   /// written, is in use, is damaged, is no property database or has another schema than this
   /// program's; file and log then stay as they were.
-  /// Up to `RecentLimit` bytes of values stand in the history alone until they are moved to their
-  /// places, counting 256 for each beside its text.
-  explicit TCPropertyDatabase(std::string const& Path,
-                              std::size_t RecentLimit = std::size_t{128} << 10);
+  /// Up to `Unmoved` values stand in the history alone until they are moved to their places.
+  explicit TCPropertyDatabase(std::string const& Path, TSUnmovedLimits const& Unmoved = {});
   TCPropertyDatabase(TCPropertyDatabase const&) = delete;
   TCPropertyDatabase& operator=(TCPropertyDatabase const&) = delete;
   ~TCPropertyDatabase();
@@ -210,7 +208,7 @@ class TCPropertyDatabase {
   TCPropertyDatabase(std::string const& Path, TSUnchanged Unchanged);
   struct TSWritten {};
   // Opens a copy that was just written.
-  TCPropertyDatabase(std::string const& Path, std::size_t RecentLimit, TSWritten Written);
+  TCPropertyDatabase(std::string const& Path, TSUnmovedLimits const& Unmoved, TSWritten Written);
 
   using TCHandle = std::unique_ptr<sqlite3, TSSQLiteDeleter>;
   using TCStatement = std::unique_ptr<sqlite3_stmt, TSSQLiteDeleter>;
@@ -226,7 +224,8 @@ class TCPropertyDatabase {
     TCStatement Update;
     TCStatement Insert;
     TCStatement Remove;
-    TCStatement MoveValues;
+    TCStatement ReadUnmoved;
+    TCStatement Overtake;
     TCStatement Provenance;
     TCStatement LastMail;
     TCStatement RememberMail;
@@ -281,11 +280,12 @@ class TCPropertyDatabase {
   void Execute(char const* SQL) const;
   long long QueryInteger(char const* SQL) const;
   std::string QueryText(char const* SQL) const;
-  void VisitValues(char const* SQL, std::function<void(TSPropertyRecord)> const& Take) const;
+  void VisitValues(
+      char const* SQL,
+      std::function<void(TSPropertyRecord Record, bool IsOvertaken)> const& Take) const;
   TSPropertyRecord ReadRecord(sqlite3_stmt* Row) const;
   TSHistoryEnd FindHistoryEnd() const;
-  std::size_t MeasureUnmoved() const;
-  bool MoveValues();
+  void LoadUnmoved();
   std::vector<TSPropertyRange> ReadRanges(std::string const& Name) const;
   long long CountHistory() const;
   void VisitHistory(std::size_t Limit, std::optional<int> Number,
@@ -296,10 +296,11 @@ class TCPropertyDatabase {
   bool IsFull() const;
 
   std::string const m_Path;
-  std::size_t const m_RecentLimit = 0;
+  TSUnmovedLimits const m_UnmovedLimits;
   TCHandle m_Handle;
   long long m_SenderTurn = 0;  // of the sender that was remembered last
   TSHistoryEnd m_History;
+  TCUnmovedValues m_Unmoved;
   long long m_PageSize = 0;
   long long m_FilePages = 0;           // that the file has room for on the disk, at least
   std::uint64_t m_FirstDoubtless = 0;  // of the history's transactions; those before are noted
@@ -368,8 +369,13 @@ class TCPropertyDatabase::TCTransaction {
   using TCChanges = std::vector<TSChangeToStore>;
   struct TSRoom;
   void Remove(TSPropertyRecord const& Record);
-  void PutInPlace(TSPropertyRecord const& Record, TSProvenance const& Origin);
-  void MoveValues();
+  struct TSPlacedValue;
+  struct TSUnmovedValue;
+  void Overtake(TSPropertyRecord const& Record);
+  void PutInPlace(TSPlacedValue const& Value);
+  void MoveValues(long long LastId);
+  void MoveTogether(long long LastId);
+  TSUnmovedValue ReadUnmoved(long long Entry);
   std::string const& TextOf(TCMACAddress const& MAC);
   long long WriterOf(TSProvenance const& Origin);
   long long FindOrAddWriter(TSProvenance const& Origin);
@@ -386,6 +392,7 @@ class TCPropertyDatabase::TCTransaction {
   void CountEntry(TSChangeToStore const& Change, TSRoom const& Room);
   void MoveIfMany();
   void ForgetUpTo(long long LastId);
+  void GiveUp(long long LastId);
   void DeleteForgotten();
   void NoteCounters();
   void HideTexts(std::vector<TSPropertyRange> const& Secrets);

@@ -26,10 +26,6 @@ constexpr char kFindEnd[] =
     "coalesce((SELECT time FROM history WHERE time >= ?1 ORDER BY id DESC LIMIT 1), 0), turn "
     "FROM history ORDER BY id DESC LIMIT 1";
 
-constexpr char kMeasureUnmoved[] =
-    "SELECT coalesce(sum(length(CAST(present AS BLOB)) + ?1), 0) FROM history "
-    "WHERE id > (SELECT value FROM meta WHERE name = 'moved') AND present IS NOT NULL";
-
 long long ToSigned(std::uint64_t Value) {
   constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<long long>::max());
   return static_cast<long long>(std::min(Value, kMost));
@@ -97,18 +93,8 @@ TSHistoryEnd TCPropertyDatabase::FindHistoryEnd() const {
   long long const First = QueryInteger("SELECT coalesce((SELECT min(id) FROM history), 0)");
   End.Gone = First > 0 ? First - 1 : End.LastId;
   End.Forgotten = std::max(End.Forgotten, End.Gone);
-  End.Unmoved = MeasureUnmoved();
+  End.Moved = std::max(End.Moved, End.Gone);
   return End;
-}
-
-std::size_t TCPropertyDatabase::MeasureUnmoved() const {
-  TCStatement const Statement = Prepare(kMeasureUnmoved);
-  TCExecution Execution(Statement.get());
-  Execution.Bind(1, static_cast<long long>(kUnmovedOverhead));
-  if (Execution.Step() != SQLITE_ROW) {
-    throw Failure("read the history of");
-  }
-  return static_cast<std::size_t>(sqlite3_column_int64(Statement.get(), 0));
 }
 
 std::uint64_t TCPropertyDatabase::MeasureHistory() const {
@@ -121,37 +107,35 @@ std::uint64_t TCPropertyDatabase::MeasureHistory() const {
 // Values go to their places before their entries go, or stay with them.
 bool TCPropertyDatabase::GiveUpHistory() {
   EmptyLog();
-  long long First = QueryInteger(
+  long long const First = QueryInteger(
       "SELECT coalesce((SELECT id FROM history WHERE "
       "id > (SELECT value FROM meta WHERE name = 'forgotten') ORDER BY id LIMIT 1), 0)");
   if (First == 0) {
     return false;
   }
-  long long Half = First + std::min((m_History.LastId - First) / 2, kGivenUpAtOnce);
-  if (Half > m_History.Moved && !MoveValues()) {
-    Half = m_History.Moved;
+  long long const Half = First + std::min((m_History.LastId - First) / 2, kGivenUpAtOnce);
+  try {
+    while (m_History.Gone < Half) {
+      TCTransaction Transaction(*this);
+      Transaction.GiveUp(Half);
+      Transaction.Commit();
+      EmptyLog();
+    }
+  } catch (TCDatabaseFull const&) {
   }
-  bool const Any = First <= Half;
-  for (; First <= Half; First += kGivenUpTogether) {
-    TCTransaction Transaction(*this);
-    Transaction.ForgetUpTo(std::min(First + kGivenUpTogether - 1, Half));
-    Transaction.Commit();
-    EmptyLog();
-  }
-  return Any;
+  return m_History.Forgotten >= First;
 }
 
-// False when there is no room for them.
-bool TCPropertyDatabase::MoveValues() {
-  try {
-    TCTransaction Transaction(*this);
-    Transaction.MoveValues();
-    Transaction.Commit();
-  } catch (TCDatabaseFull const&) {
-    return false;
+// As much as the log has room for.
+void TCPropertyDatabase::TCTransaction::GiveUp(long long LastId) {
+  long long Last = std::min(LastId, m_History.Gone + kGivenUpTogether);
+  if (Last > m_History.Moved) {
+    Last = m_Database.m_Unmoved.LastWithin(m_Database.m_UnmovedLimits.Forgotten, m_History.Moved,
+                                           Last);
   }
-  EmptyLog();
-  return true;
+  m_History.Forgotten = std::max(m_History.Forgotten, Last);
+  MoveValues(Last);
+  DeleteForgotten();
 }
 
 void TCPropertyDatabase::TCTransaction::Store(TCChanges const& Changes,
@@ -192,7 +176,7 @@ TCPropertyDatabase::TCTransaction::TSRoom TCPropertyDatabase::TCTransaction::Mak
     TCChanges const& Changes, TSHistoryLimits const& Limits, std::int64_t Now) {
   TSRoom Room{};
   Room.Counted = m_History.Clock.Read(Now);
-  Room.MostAlone = ToSigned(m_Database.m_RecentLimit);
+  Room.MostAlone = ToSigned(m_Database.m_UnmovedLimits.Forgotten);
   constexpr long long kAny = std::numeric_limits<long long>::max();
   long long const Most = ToSigned(Limits.Bytes);
   Room.MostBytes =
@@ -232,7 +216,7 @@ void TCPropertyDatabase::TCTransaction::ForgetUpTo(long long LastId) {
 // An entry stays until its value is in its place.
 void TCPropertyDatabase::TCTransaction::DeleteForgotten() {
   long long const LastToDelete =
-      m_History.Unmoved == 0 ? m_History.Forgotten : std::min(m_History.Forgotten, m_History.Moved);
+      std::min(m_History.Forgotten, m_Database.m_Unmoved.FirstBeyond(m_History.Moved) - 1);
   if (LastToDelete <= m_History.Gone) {
     return;
   }
@@ -242,6 +226,7 @@ void TCPropertyDatabase::TCTransaction::DeleteForgotten() {
     Fail("shorten the history of");
   }
   m_History.Gone = LastToDelete;
+  m_History.Moved = std::max(m_History.Moved, m_History.Gone);
 }
 
 void TCPropertyDatabase::TCTransaction::Append(TCChanges::const_iterator Begin,
@@ -258,8 +243,7 @@ void TCPropertyDatabase::TCTransaction::Append(TCChanges::const_iterator Begin,
   MoveIfMany();
 }
 
-// A value that does not stand in the history goes to its place at once, and nothing older may come
-// over it later.
+// A value that does not stand in the history goes to its place at once.
 void TCPropertyDatabase::TCTransaction::StoreRarely(TSChangeToStore const& Change,
                                                     TSRoom const& Room) {
   if (!Room.HasValue(Change)) {
@@ -283,12 +267,6 @@ void TCPropertyDatabase::TCTransaction::StoreRarely(TSChangeToStore const& Chang
   }
   CountEntry(Change, Room);
   MoveIfMany();
-}
-
-void TCPropertyDatabase::TCTransaction::MoveIfMany() {
-  if (m_History.Unmoved > m_Database.m_RecentLimit) {
-    MoveValues();
-  }
 }
 
 void TCPropertyDatabase::TCTransaction::BindEntry(TCExecution& Execution, int Place,
@@ -327,7 +305,7 @@ void TCPropertyDatabase::TCTransaction::CountEntry(TSChangeToStore const& Change
   m_History.EntryTransaction = Change.Entry != nullptr ? Change.Entry->Transaction : 0;
   m_LastTransaction = std::max(m_LastTransaction, m_History.EntryTransaction);
   if (HasText(Change)) {
-    m_History.Unmoved += Change.Record->Data.size() + kUnmovedOverhead;
+    m_Database.m_Unmoved.Add(m_History.LastId, PlaceOf(*Change.Record), Change.Record->Data.size());
   }
 }
 

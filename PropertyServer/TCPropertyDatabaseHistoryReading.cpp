@@ -120,6 +120,7 @@ std::optional<TSProvenance> TCPropertyDatabase::Provenance(int Number,
   std::string const Device = MAC.get_AsString(':');
   TCExecution Execution(m_Statements.Provenance.get());
   BindKey(Execution, 1, Number, Link, Device);
+  Execution.Bind(5, m_Unmoved.Find(TCPropertyPlace(Number, Link, MAC)));
   switch (Execution.Step()) {
     case SQLITE_ROW:
       return ReadOrigin(m_Statements.Provenance.get(), 0);

@@ -49,8 +49,8 @@ std::string TCPropertyDatabase::FileOf(std::string const& Path) {
   return File;
 }
 
-TCPropertyDatabase::TCPropertyDatabase(std::string const& Path, std::size_t RecentLimit)
-    : m_Path(FileOf(Path)), m_RecentLimit(RecentLimit) {
+TCPropertyDatabase::TCPropertyDatabase(std::string const& Path, TSUnmovedLimits const& Unmoved)
+    : m_Path(FileOf(Path)), m_UnmovedLimits(Unmoved) {
   RequireLogHasFile();
   TakeFromOthers();
   Open(SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
@@ -67,6 +67,7 @@ void TCPropertyDatabase::StartWork() {
   PrepareStatements();
   m_SenderTurn = QueryInteger("SELECT coalesce(max(turn), 0) FROM sender");
   m_History = FindHistoryEnd();
+  LoadUnmoved();
   m_PageSize = QueryInteger("PRAGMA page_size");
   TakePlace();
 }

@@ -28,9 +28,9 @@ void Warn(std::string const& File, char const* Text) {
 
 }  // namespace
 
-TCPropertyDatabase::TCPropertyDatabase(std::string const& Path, std::size_t RecentLimit,
+TCPropertyDatabase::TCPropertyDatabase(std::string const& Path, TSUnmovedLimits const& Unmoved,
                                        TSWritten /*Written*/)
-    : m_Path(Path), m_RecentLimit(RecentLimit) {
+    : m_Path(Path), m_UnmovedLimits(Unmoved) {
   Open(SQLITE_OPEN_READWRITE);
   Execute("PRAGMA synchronous=FULL");
   StartWork();
@@ -123,7 +123,7 @@ void TCPropertyDatabase::TakeNewFile() {
   TCDatabaseCopy::SyncFolder(m_Place->get_File());
   m_Place->RemoveLog();
   TCDatabaseCopy::SyncFolder(m_Place->get_File());
-  TCPropertyDatabase New(m_Path, m_RecentLimit, TSWritten());
+  TCPropertyDatabase New(m_Path, m_UnmovedLimits, TSWritten());
   if (!m_Place->IsExpected(*New.m_Place)) {
     throw TCException(kSource, __LINE__, "m_Place->IsExpected(*New.m_Place)")
         .Format("%s", m_Place->Describe({TEState::eOtherFile, 0}).c_str());

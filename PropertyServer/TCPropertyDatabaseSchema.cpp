@@ -33,10 +33,12 @@ constexpr char kTables[] = R"(
     writer INTEGER NOT NULL,
     PRIMARY KEY(number, has_link, link, mac)) STRICT, WITHOUT ROWID;
   -- A change. Without a former text it is of a new value, without a present one of a secret value,
-  -- or it has removed the value. The present text of an entry beyond the mark `moved` is the value,
-  -- until a later entry's: it is not in property_value yet. Entries up to the mark `forgotten` are
-  -- no history any more, and go when their values are moved. Where an entry begins among the bytes of all, and how old it is by the history's own clock, stand
-  -- before its texts: who looks at them need not read those. A null link is null.
+  -- or it has removed the value. The present text of the newest entry of a key beyond the mark
+  -- `moved` is the value, which is not in property_value yet; or it is `overtaken`: then what is
+  -- there, or that there is none, is newer. Entries up to the mark `forgotten` are no history any
+  -- more, and go when their values are moved. Where an entry begins among the bytes of all, and how
+  -- old it is by the history's own clock, stand before its texts: who looks at them need not read
+  -- those. A null link is null.
   CREATE TABLE history(
     id INTEGER PRIMARY KEY,
     start INTEGER NOT NULL,
@@ -50,6 +52,7 @@ constexpr char kTables[] = R"(
     link INTEGER,
     mac TEXT NOT NULL,
     removed INTEGER NOT NULL DEFAULT 0,
+    overtaken INTEGER NOT NULL DEFAULT 0,
     former TEXT,
     present TEXT) STRICT;
   -- What a sender's last mail has led to stands with its number; what is `forgotten` is the last of
@@ -154,16 +157,13 @@ void TCPropertyDatabase::PrepareStatements() {
       "VALUES(?1, ?2, ?3, ?4, ?5, ?6, ?7)");
   m_Statements.Remove = Prepare(
       "DELETE FROM property_value WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4");
-  m_Statements.MoveValues = Prepare(
-      "INSERT OR REPLACE INTO property_value(number, has_link, link, mac, data, changed, writer) "
+  m_Statements.ReadUnmoved = Prepare(
       "SELECT number, link IS NOT NULL, coalesce(link, 0), mac, present, time, writer FROM history "
-      "WHERE id > (SELECT value FROM meta WHERE name = 'moved') AND present IS NOT NULL "
-      "ORDER BY id");
+      "WHERE id = ?1");
+  m_Statements.Overtake = Prepare("UPDATE history SET overtaken = 1 WHERE id = ?1");
   m_Statements.Provenance = Prepare(
       "SELECT changed, user, process, name FROM "
-      "(SELECT id AS age, time AS changed, writer FROM history "
-      "WHERE id > (SELECT value FROM meta WHERE name = 'moved') AND present IS NOT NULL AND "
-      "number = ?1 AND link IS iif(?2, ?3, NULL) AND mac = ?4 UNION ALL "
+      "(SELECT id AS age, time AS changed, writer FROM history WHERE id = ?5 UNION ALL "
       "SELECT 0, changed, writer FROM property_value "
       "WHERE number = ?1 AND has_link = ?2 AND link = ?3 AND mac = ?4 "
       "ORDER BY age DESC LIMIT 1) AS newest JOIN writer ON writer.id = newest.writer");

@@ -99,7 +99,7 @@ void TCPropertyDatabase::HideTexts(std::vector<TSPropertyRange> const& Secrets) 
   std::vector<TSPropertyRange> const Once = Unite(ReadRanges(kOnceSecret), Secrets);
   TCTransaction Transaction(*this);
   if (Unite(Former, Secrets) != Former) {
-    Transaction.MoveValues();
+    Transaction.MoveValues(m_History.LastId);
     Transaction.HideTexts(Secrets);
     Transaction.SetMeta(kToErase, 1);
   }

@@ -38,65 +38,6 @@ TCPropertyDatabase::TCTransaction::~TCTransaction() {
   Undo();
 }
 
-// Nothing newer, or just as new, may come over it later: what is not moved yet is moved before.
-void TCPropertyDatabase::TCTransaction::Put(std::vector<TSValueToStore> const& Values) {
-  RequireOpen();
-  MoveValues();
-  for (TSValueToStore const& Value : Values) {
-    if (Value.Record->Removed) {
-      Remove(*Value.Record);
-    } else {
-      PutInPlace(*Value.Record, *Value.Origin);
-    }
-  }
-}
-
-void TCPropertyDatabase::TCTransaction::Remove(TSPropertyRecord const& Record) {
-  TCExecution Execution(m_Database.m_Statements.Remove.get());
-  BindKey(Execution, 1, Record.Number, Record.Link, TextOf(Record.MAC));
-  if (Execution.Step() != SQLITE_DONE) {
-    Fail("remove " + DescribeRows(Record.Number, 1) + " from");
-  }
-}
-
-// Most values are there already, and updating a row costs less than replacing it.
-void TCPropertyDatabase::TCTransaction::PutInPlace(TSPropertyRecord const& Record,
-                                                   TSProvenance const& Origin) {
-  long long const Writer = WriterOf(Origin);
-  for (TCStatement const* Statement :
-       {&m_Database.m_Statements.Update, &m_Database.m_Statements.Insert}) {
-    TCExecution Execution(Statement->get());
-    BindKey(Execution, 1, Record.Number, Record.Link, TextOf(Record.MAC));
-    Execution.Bind(5, Record.Data);
-    Execution.Bind(6, static_cast<long long>(Origin.Time));
-    Execution.Bind(7, Writer);
-    if (Execution.Step() != SQLITE_DONE) {
-      Fail("store " + DescribeRows(Record.Number, 1) + " in");
-    }
-    if (sqlite3_changes(m_Database.m_Handle.get()) > 0) {
-      return;
-    }
-  }
-}
-
-// Values that change together lie far apart among all others: a page of the file for nearly each of
-// them. In the history they lie together; many that are moved at once share pages.
-void TCPropertyDatabase::TCTransaction::MoveValues() {
-  if (m_History.Unmoved == 0) {
-    return;
-  }
-  {
-    TCExecution Execution(m_Database.m_Statements.MoveValues.get());
-    if (Execution.Step() != SQLITE_DONE) {
-      Fail("move values to their places in");
-    }
-  }
-  m_History.Moved = m_History.LastId;
-  m_History.Unmoved = 0;
-  SetMeta(kMovedMark, static_cast<std::uint64_t>(m_History.Moved));
-  DeleteForgotten();
-}
-
 // A transaction changes many values of few devices.
 std::string const& TCPropertyDatabase::TCTransaction::TextOf(TCMACAddress const& MAC) {
   auto const Known = m_Devices.find(MAC);
@@ -226,6 +167,7 @@ void TCPropertyDatabase::TCTransaction::Commit() {
     }
   }
   m_Database.m_History = m_History;
+  m_Database.m_Unmoved.Commit(m_History.Moved);
   m_Database.m_FilePages = m_FilePages;
   m_Open = false;
   try {
@@ -287,6 +229,7 @@ void TCPropertyDatabase::TCTransaction::Fail(std::string const& Operation) {
 void TCPropertyDatabase::TCTransaction::Undo() {
   if (m_Open) {
     m_Database.m_Writers.clear();  // some of their rows may be undone
+    m_Database.m_Unmoved.Undo();
   }
   if (m_Open && sqlite3_get_autocommit(m_Database.m_Handle.get()) == 0) {
     TCExecution Execution(m_Database.m_Statements.Rollback.get());

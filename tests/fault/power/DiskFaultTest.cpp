@@ -81,7 +81,7 @@ class DiskFault : public DatabaseFixture, public ::testing::WithParamInterface<T
   }
 
   void Open() {
-    m_Database = std::make_unique<TCPropertyDatabase>(StartFile(), Workload::kRecentLimit);
+    m_Database = std::make_unique<TCPropertyDatabase>(StartFile(), Workload::kUnmoved);
   }
 
   void Commit(int Turn) {
@@ -157,7 +157,7 @@ TEST_P(DiskFault, IsSurvivedByANewDatabase) {
 
 TEST_P(DiskFault, IsSurvivedByADatabaseInUse) {
   {
-    TCPropertyDatabase Database(StartFile(), Workload::kRecentLimit);
+    TCPropertyDatabase Database(StartFile(), Workload::kUnmoved);
     for (int Turn = 1; Turn <= kTurns; ++Turn) {
       TCPropertyDatabase::TCTransaction Transaction(Database);
       Workload::Fill(Transaction, Turn);

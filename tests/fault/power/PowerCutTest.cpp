@@ -169,13 +169,13 @@ TEST_P(PowerCutInUse, LosesNothingThatWasAcknowledged) {
   MakeWithSmallPages(m_Path);
   Record();
   {
-    TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+    TCPropertyDatabase Database(m_Path, Workload::kUnmoved);
     Acknowledge(Workload::Dump(Database));
     Run(Database, 1, 130);
     ASSERT_GT(Count(TEOperation::eSync, "values.db"), 0) << "the log was never copied";
   }
   ASSERT_EQ(Count(TEOperation::eDelete, "values.db-wal"), 1);
-  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+  TCPropertyDatabase Database(m_Path, Workload::kUnmoved);
   Run(Database, 131, 150);
 
   CutEverywhere(GetParam(), kShares);
@@ -188,7 +188,7 @@ TEST_F(PowerCut, LosesNothingWhileADatabaseIsMade) {
   fs::remove(m_Path);
   Record();
   Acknowledge(Empty);
-  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+  TCPropertyDatabase Database(m_Path, Workload::kUnmoved);
   Acknowledge(Workload::Dump(Database));
   Run(Database, 1, 10);
 
@@ -196,7 +196,7 @@ TEST_F(PowerCut, LosesNothingWhileADatabaseIsMade) {
 }
 
 TEST_F(PowerCut, LosesNothingWhileALargeLogIsCutBack) {
-  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+  TCPropertyDatabase Database(m_Path, Workload::kUnmoved);
   TCPropertyDatabase::TCTransaction Transaction(Database);
   Transaction.Put({60, {}, {}, std::string(std::size_t{4} << 20, 'x')}, {});
   Transaction.Commit();
@@ -209,7 +209,7 @@ TEST_F(PowerCut, LosesNothingWhileALargeLogIsCutBack) {
 }
 
 TEST_F(PowerCut, LosesNothingWhileTheLogIsReserved) {
-  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+  TCPropertyDatabase Database(m_Path, Workload::kUnmoved);
   Record();
   Acknowledge(Workload::Dump(Database));
   Run(Database, 1, 3);
@@ -220,7 +220,7 @@ TEST_F(PowerCut, LosesNothingWhileTheLogIsReserved) {
 }
 
 TEST_F(PowerCut, LosesNothingWhileHistoryIsGivenUp) {
-  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+  TCPropertyDatabase Database(m_Path, Workload::kUnmoved);
   Run(Database, 1, 14);
   Record();
   Acknowledge(Workload::Dump(Database));
@@ -234,7 +234,7 @@ TEST_F(PowerCut, LosesNothingWhileHistoryIsGivenUp) {
 }
 
 TEST_F(PowerCut, LosesNothingWhilePropertiesBecomeSecret) {
-  TCPropertyDatabase Database(m_Path, Workload::kRecentLimit);
+  TCPropertyDatabase Database(m_Path, Workload::kUnmoved);
   Database.ReserveLog();
   Run(Database, 1, 20);
   Record();

@@ -2,7 +2,6 @@
 // Changes of every kind to a database, always the same ones.
 #pragma once
 
-#include <cstddef>
 #include <string>
 
 #include "PropertyServer/TCPropertyDatabase.h"
@@ -16,8 +15,9 @@ namespace Workload {
 /// them.
 void Fill(Property::TCPropertyDatabase::TCTransaction& Transaction, int Turn);
 
-/// Few enough bytes that values are moved to their places again and again.
-constexpr std::size_t kRecentLimit = 5000;
+/// Few enough bytes that values are moved to their places again and again, after the history has
+/// forgotten them and before.
+constexpr Property::TSUnmovedLimits kUnmoved{5000, 15000};
 
 /// Everything that a database holds, as text.
 std::string Dump(Property::TCPropertyDatabase const& Database);

@@ -69,8 +69,10 @@ void DatabaseFixture::Note(Property::TCPropertyDatabase::TCTransaction& Transact
 
 std::string DatabaseFixture::Unmoved(std::string const& Path) {
   return QuerySQL(Path,
-                  "SELECT count(*) FROM history WHERE present IS NOT NULL AND "
-                  "id > (SELECT value FROM meta WHERE name = 'moved')");
+                  "SELECT count(*) FROM (SELECT overtaken, max(id) FROM history "
+                  "WHERE present IS NOT NULL AND "
+                  "id > (SELECT value FROM meta WHERE name = 'moved') "
+                  "GROUP BY number, link, mac) WHERE overtaken = 0");
 }
 
 std::vector<std::string> DatabaseFixture::Values(Property::TCPropertyDatabase const& Database) {

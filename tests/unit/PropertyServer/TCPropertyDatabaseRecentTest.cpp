@@ -24,7 +24,7 @@ namespace {
 
 using TCTransaction = TCPropertyDatabase::TCTransaction;
 
-constexpr int kRoomForTwo = 540;  // short values
+constexpr Property::TSUnmovedLimits kRoomForTwo{540, 540};  // short values
 constexpr std::chrono::hours kOneDay{24};
 Property::TSHistoryLimits const kKeepMany{1000, 1000000, kOneDay};
 Property::TSHistoryLimits const kKeepOne{1, 1000000, kOneDay};
@@ -197,7 +197,7 @@ TEST_F(PropertyDatabaseRecent, StayWhenTheirMoveIsUndone) {
 
 TEST_F(PropertyDatabaseRecent, StandAlikeWhenManyAreStoredAtOnce) {
   constexpr int kCount = 37;
-  constexpr int kRoomForTwenty = 20 * 270;
+  constexpr std::size_t kRoomForTwenty = 20 * 270;
   std::vector<TSPropertyRecord> Records;
   std::vector<TSProvenance> Origins;
   for (int Index = 0; Index < kCount; ++Index) {
@@ -214,8 +214,8 @@ TEST_F(PropertyDatabaseRecent, StandAlikeWhenManyAreStoredAtOnce) {
     Transaction.Put(Records[Index], Origins[Index]);
     Transaction.Commit();
   }
-  for (int Room : {kRoomForTwo, kRoomForTwenty, 100 * kRoomForTwenty}) {
-    TCPropertyDatabase Database(m_Path + std::to_string(Room), static_cast<std::size_t>(Room));
+  for (std::size_t Room : {kRoomForTwo.All, kRoomForTwenty, 100 * kRoomForTwenty}) {
+    TCPropertyDatabase Database(m_Path + std::to_string(Room), {Room, Room});
     TCTransaction Transaction(Database);
     Transaction.Store(AtOnce, kKeepMany, 0);
     Transaction.Commit();
@@ -284,7 +284,7 @@ TEST_F(PropertyDatabaseRecent, LeaveTheirHistoryWhenTheyAreMoved) {
 
   std::string const Left = CopyAsLeft("left");
 
-  EXPECT_EQ(Unmoved(Left), "0");
+  EXPECT_EQ(Unmoved(Left), "1");
   EXPECT_THAT(Shown(TCPropertyDatabase(Left)), ElementsAre("3=a", "2=a", "1=a"));
   EXPECT_THAT(Values(TCPropertyDatabase(Left)), ElementsAre("1/-/=a", "2/-/=a", "3/-/=a"));
 }
@@ -338,7 +338,7 @@ TEST_F(PropertyDatabaseRecent, ComeAfterAllThatWereMovedWhenTheirHistoryHasGone)
     Store(Database, Value(1, Text));
     EXPECT_THAT(Values(Database), ElementsAre(std::string("1/-/=") + Text));
   }
-  EXPECT_EQ(Recent(), "2");
+  EXPECT_EQ(Recent(), "1");
   EXPECT_THAT(Values(TCPropertyDatabase(m_Path)), ElementsAre("1/-/=fifth"));
 }
 
@@ -413,7 +413,7 @@ TEST_F(PropertyDatabaseRecent, AreMovedBeforeTheirHistoryIsGivenUp) {
   EXPECT_TRUE(Database.GiveUpHistory());
 
   std::string const Left = CopyAsLeft("left");
-  EXPECT_EQ(Unmoved(Left), "0");
+  EXPECT_EQ(Unmoved(Left), "2");
   EXPECT_THAT(Shown(TCPropertyDatabase(Left)), ElementsAre("4=a", "3=a"));
   EXPECT_THAT(Values(TCPropertyDatabase(Left)), SizeIs(4));
   while (Database.GiveUpHistory()) {
@@ -451,22 +451,138 @@ TEST_F(PropertyDatabaseRecent, AreMovedBeforeTheirTextsAreHidden) {
   EXPECT_THAT(Shown(Again), ElementsAre("2=b", "1 secret"));
 }
 
-TEST_F(PropertyDatabaseRecent, AreNoneOfATransactionThatHasMoreThanTheirRoom) {
+TEST_F(PropertyDatabaseRecent, AreTheNewestOfATransactionThatHasMoreThanTheirRoom) {
   constexpr int kCount = 1000;
+  constexpr int kMost = 100;
   std::vector<TSHistoryEntry> Entries;
   for (int Number = 1; Number <= kCount; ++Number) {
     Entries.push_back(Entry(1, Number % 700, std::to_string(Number)));
   }
-  TCPropertyDatabase Database(m_Path);
+  TCPropertyDatabase Database(m_Path, {kRoomForTwo.Forgotten, kMost * 260});
 
   Change(Database, Entries);
 
   std::string const Left = CopyAsLeft("left");
-  EXPECT_EQ(Unmoved(Left), "0");
+  EXPECT_LE(std::stoi(Unmoved(Left)), kMost);
   TCPropertyDatabase const Again(Left);
   EXPECT_THAT(Values(Again), SizeIs(700));
   EXPECT_EQ(Values(Again).at(1), "1/-/=701");
   EXPECT_THAT(Again.ReadHistory(2 * kCount), SizeIs(kCount));
+}
+
+TEST_F(PropertyDatabaseRecent, AreNotMovedWhenTheyHaveChangedAgain) {
+  TCPropertyDatabase Database(m_Path, {kRoomForTwo.Forgotten, 1000000});
+
+  for (int Time = 1; Time <= 50; ++Time) {
+    Change(Database, {Entry(static_cast<std::uint64_t>(Time), 1, std::to_string(Time))}, kKeepOne);
+  }
+
+  std::string const Left = CopyAsLeft("left");
+  EXPECT_EQ(QuerySQL(Left, "SELECT count(*) FROM property_value"), "0");
+  EXPECT_LE(std::stoi(QuerySQL(Left, "SELECT count(*) FROM history")), 5);
+  EXPECT_THAT(Values(TCPropertyDatabase(Left)), ElementsAre("1/-/=50"));
+}
+
+TEST_F(PropertyDatabaseRecent, AreMovedOnceTheHistoryHasForgottenThem) {
+  TCPropertyDatabase Database(m_Path, {kRoomForTwo.Forgotten, 1000000});
+  Change(Database, {Entry(1, 1, "once")}, kKeepOne);
+
+  for (int Time = 2; Time <= 6; ++Time) {
+    Change(Database, {Entry(static_cast<std::uint64_t>(Time), 2, std::to_string(Time))}, kKeepOne);
+  }
+
+  std::string const Left = CopyAsLeft("left");
+  EXPECT_EQ(QuerySQL(Left, "SELECT group_concat(data) FROM property_value"), "once");
+  EXPECT_EQ(WriterOf(TCPropertyDatabase(Left), 1), "writer");
+  EXPECT_THAT(Values(TCPropertyDatabase(Left)), ElementsAre("1/-/=once", "2/-/=6"));
+}
+
+TEST_F(PropertyDatabaseRecent, AreOvertakenByWhatIsStoredWithoutHistory) {
+  TCPropertyDatabase Database(m_Path);
+  Change(Database, {Entry(1, 1, "older"), Entry(1, 2, "older")});
+  {
+    TCTransaction Transaction(Database);
+    Transaction.Put(Value(1, "newer"), By("putter"));
+    Transaction.Commit();
+  }
+
+  TCPropertyDatabase Again(CopyAsLeft("left"));
+
+  EXPECT_THAT(Values(Again), ElementsAre("1/-/=newer", "2/-/=older"));
+  EXPECT_EQ(WriterOf(Again, 1), "putter");
+  EXPECT_THAT(Shown(Again), ElementsAre("2=older", "1=older"));
+  while (Again.GiveUpHistory()) {
+  }
+  EXPECT_THAT(Values(Again), ElementsAre("1/-/=newer", "2/-/=older"));
+}
+
+TEST_F(PropertyDatabaseRecent, StandAgainWhenTheyAreSetAfterTheyWereOvertaken) {
+  TCPropertyDatabase Database(m_Path);
+  Change(Database, {Entry(1, 1, "older")});
+  {
+    TCTransaction Transaction(Database);
+    Transaction.Put(Value(1, "newer"), By("putter"));
+    Transaction.Commit();
+  }
+  Change(Database, {Entry(2, 1, "newest")});
+
+  TCPropertyDatabase const Again(CopyAsLeft("left"));
+
+  EXPECT_THAT(Values(Again), ElementsAre("1/-/=newest"));
+  EXPECT_EQ(WriterOf(Again, 1), "writer");
+}
+
+TEST_F(PropertyDatabaseRecent, StandAgainWhenTheirRemovalIsUndone) {
+  TCPropertyDatabase Database(m_Path, kRoomForTwo);
+  Change(Database, {Entry(1, 1, "a")});
+  TSHistoryEntry Removed = Entry(2, 1, "");
+  Removed.Removed = true;
+  {
+    TCTransaction Transaction(Database);
+    Note(Transaction, {Removed}, kKeepMany, 0);
+  }
+  EXPECT_THAT(Values(Database), ElementsAre("1/-/=a"));
+  EXPECT_EQ(WriterOf(Database, 1), "writer");
+
+  Change(Database, {Entry(3, 2, "b"), Entry(3, 3, "b"), Entry(3, 4, "b")});
+
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))),
+              ElementsAre("1/-/=a", "2/-/=b", "3/-/=b", "4/-/=b"));
+}
+
+TEST_F(PropertyDatabaseRecent, KeepFewForgottenEntriesWithoutTextsBesideThem) {
+  TCPropertyDatabase Database(m_Path);
+  Change(Database, {Entry(1, 1, "a")}, kKeepOne);
+  TSHistoryEntry Secret = Entry(2, 2, "");
+  Secret.Secret = true;
+
+  Change(Database, std::vector<TSHistoryEntry>(3000, Secret), kKeepOne);
+
+  std::string const Left = CopyAsLeft("left");
+  EXPECT_LE(std::stoi(QuerySQL(Left, "SELECT count(*) FROM history")), 600);
+  EXPECT_THAT(Values(TCPropertyDatabase(Left)), ElementsAre("1/-/=a", "2/-/=a secret"));
+}
+
+TEST_F(PropertyDatabaseRecent, TakeThePagesOfTheirEntriesOnAFullDisk) {
+  constexpr int kCount = 3000;
+  DiskFaults::Install();
+  TCPropertyDatabase Database(m_Path);
+  Database.ReserveLog();
+  std::vector<TSHistoryEntry> Entries;
+  for (int Number = 1; Number <= kCount; ++Number) {
+    Entries.push_back(Entry(1, Number, "a"));
+  }
+  Change(Database, Entries, {kCount, 1000000, kOneDay});
+  Database.EmptyLog();
+  auto const Size =
+      std::filesystem::file_size(m_Path) + std::filesystem::file_size(m_Path + "-wal");
+  DiskFaults::LimitDisk(static_cast<std::int64_t>(Size));
+
+  EXPECT_TRUE(Database.GiveUpHistory());
+
+  DiskFaults::Repair();
+  EXPECT_THAT(Database.ReadHistory(kCount), SizeIs(kCount / 2));
+  EXPECT_THAT(Values(TCPropertyDatabase(CopyAsLeft("left"))), SizeIs(kCount));
 }
 
 TEST_F(PropertyDatabaseRecent, TellTheLastTransactionWithoutItsCounter) {

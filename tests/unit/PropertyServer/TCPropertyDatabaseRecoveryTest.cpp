@@ -135,7 +135,8 @@ TEST_F(PropertyDatabaseRecovery, UndoesAWholeTransactionWhenOneChangeFails) {
 TEST_F(PropertyDatabaseRecovery, UndoesAWholeTransactionWhenOneOfManyChangesFails) {
   constexpr int kCount = 24;
   constexpr int kSmall = 10;
-  TCPropertyDatabase Database(m_Path, std::size_t{100} << 20);
+  constexpr std::size_t kRoom = std::size_t{100} << 20;
+  TCPropertyDatabase Database(m_Path, {kRoom, kRoom});
   Store(Database, {1, TCRecordID(), TCMACAddress(), "old"});
   Property::TSProvenance const Origin;
   std::list<Property::TSPropertyRecord> Records;
