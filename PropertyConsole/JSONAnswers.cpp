@@ -38,6 +38,29 @@ std::string HexadecimalText(std::string const& Bytes) {
   return Text;
 }
 
+// What is read of nested lists takes far more memory than its text.
+bool IsDeep(std::string const& Text) {
+  constexpr int kDeepest = 16;
+  int Depth = 0;
+  bool IsInText = false;
+  for (std::size_t Place = 0; Place < Text.size(); ++Place) {
+    char const Letter = Text[Place];
+    if (Letter == '"') {
+      IsInText = !IsInText;
+    } else if (IsInText) {
+      Place += Letter == '\\' ? 1 : 0;
+    } else if (Letter == '[' || Letter == '{') {
+      ++Depth;
+    } else if (Letter == ']' || Letter == '}') {
+      --Depth;
+    }
+    if (Depth > kDeepest) {
+      return true;
+    }
+  }
+  return false;
+}
+
 constexpr TSStatusText kStatusTexts[] = {
     {400, "bad_request", "The request is none that can be understood."},
     {404, "not_found", "There is nothing at this address."},
@@ -91,14 +114,17 @@ TSAnswer ServerProblem(TCServerFailure const& Failure) {
       return ProblemAnswer(502, "server_refuses",
                            "The property server does not let the console ask this.");
     case TEServerFailure::eTimeOut:
-      return ProblemAnswer(504, "server_slow", "The property server has not answered in time.");
+      return ProblemAnswer(504, "server_slow",
+                           "The property server has not answered in time; a change that was asked "
+                           "for may still be made.");
     default:
       return ProblemAnswer(503, "no_server", "The property server cannot be reached.");
   }
 }
 
 std::optional<nlohmann::ordered_json> ReadObject(TSRequest const& Request, TSAnswer& Wrong) {
-  auto Object = nlohmann::ordered_json::parse(Request.Body, nullptr, false);
+  auto Object = IsDeep(Request.Body) ? nlohmann::ordered_json()
+                                     : nlohmann::ordered_json::parse(Request.Body, nullptr, false);
   if (!Object.is_object()) {
     Wrong = ProblemAnswer(400, "no_json", "The request has to bring a JSON object.");
     return std::nullopt;

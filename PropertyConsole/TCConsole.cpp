@@ -8,6 +8,7 @@
 #include "Platform/Utility/SystemLog.h"
 #include "PropertyConsole/JSONAnswers.h"
 #include "PropertyConsole/OpenAPI.h"
+#include "PropertyConsole/QueryParts.h"
 
 namespace Property {
 namespace {
@@ -71,6 +72,10 @@ std::optional<TSAnswer> TCConsole::Refuse(TSRequest const& Request) const {
   TSSession Session;
   std::string Token;
   auto Refused = m_Gate.Refuse(Request, *Match.Route, Session, Token);
+  auto const Length = ReadNumber(Request.Header("content-length")).value_or(0);
+  if (!Refused && Length > static_cast<long long>(Match.Route->MostBody)) {
+    Refused = StatusAnswer(413);
+  }
   return Refused ? std::optional(Guard(std::move(*Refused))) : std::nullopt;
 }
 

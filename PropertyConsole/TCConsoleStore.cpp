@@ -5,12 +5,12 @@
 #include <atomic>
 #include <exception>
 
-#include "CommonProperties/TCCommonPropertyChangeNotifier.h"
 #include "CommonProperties/TCPropertyCollection.h"
 #include "CommonProperties/TCReadGuard.h"
 #include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCMACAddress.h"
+#include "PropertyConsole/QueryParts.h"
 #include "PropertyConsole/Tokens.h"
 #include "PropertyInterface/TCPropertyCollectionDriver.h"
 #include "SchemaLibrary/TCSchemaLibraries.h"
@@ -62,6 +62,19 @@ bool IsStored(TCPropertyID const& Field) {
   }
 }
 
+// A field about whose class nothing is known has no values of its own.
+std::optional<std::string> StoredAt(TCPropertyKey const& Place) {
+  TCPropertyCollection& Store = *TCPropertyCollection::get();
+  std::string const MAC = Place.get_MAC().get_AsString(':');
+  try {
+    if (Store.ExistProperty(Place.get_ID(), Place.get_Link(), MAC)) {
+      return Store.getPropertyData(Place.get_ID(), Place.get_Link(), MAC);
+    }
+  } catch (std::exception const&) {
+  }
+  return std::nullopt;
+}
+
 void AddValues(TCPropertyID const& Field, std::string const& Device,
                std::vector<TSStoreValue>& Values) {
   TCMACAddress const MAC(IsOfDevices(Field) ? Device : std::string());
@@ -91,34 +104,12 @@ void LoadSchema(std::vector<std::string> const& Paths) {
 
 }  // namespace
 
-// Counts changes of the store, and keeps none of them.
-class TCConsoleStore::TCCounter : public TCCommonPropertyChangeNotifier {
- public:
-  TCCounter() { Enable(); }
-  TCCounter(TCCounter const&) = delete;
-  TCCounter& operator=(TCCounter const&) = delete;
-  ~TCCounter() override { TCPropertyCollection::DelNotifier(this); }
-
-  std::uint64_t get_Count() const { return m_Count.load(); }
-
- protected:
-  bool OnPropQueued() override {
-    TCCriticalSectionLock const Lock(m_Lock);
-    m_Queue.clear();
-    ++m_Count;
-    return true;
-  }
-
- private:
-  std::atomic<std::uint64_t> m_Count{0};
-};
-
 TCConsoleStore::TCConsoleStore(std::vector<std::string> const& Schemas) : m_Start(MakeToken()) {
   LoadSchema(Schemas);
   TCPropertyCollectionDriver::Create(false);
   m_Names = std::make_unique<TCPropertyNames>();
   m_OwnDevice = TCMACAddress::Own("").get_AsString(':');
-  m_Counter = std::make_unique<TCCounter>();
+  m_Changes = std::make_unique<TCChangeLog>();
   TCPropertyCollection::SetSessionCallback([] { return CurrentSession; });
 }
 
@@ -135,11 +126,43 @@ TSStoreState TCConsoleStore::Read(std::string const& Device) const {
   State.Device = Device.empty() ? m_OwnDevice : Device;
   TCDeviceSession const Session(State.Device);
   TCReadGuard const Guard;
-  State.Revision = m_Start + "-" + std::to_string(m_Counter->get_Count());
+  State.Revision = RevisionAfter(m_Changes->get_Last());
   for (TCPropertyID const* const Field : m_Names->get_Fields()) {
     AddValues(*Field, State.Device, State.Values);
   }
   return State;
+}
+
+TSStoreState TCConsoleStore::ReadAt(std::vector<TCPropertyKey> const& Places) const {
+  TSStoreState State;
+  TCReadGuard const Guard;
+  State.Revision = RevisionAfter(m_Changes->get_Last());
+  for (TCPropertyKey const& Place : Places) {
+    TSStoreValue Value{&Place.get_ID(), std::nullopt, StoredAt(Place)};
+    if (!Place.get_Link().IsNull()) {
+      Value.Record = Place.get_Link().get_AsInteger();
+    }
+    State.Values.push_back(std::move(Value));
+  }
+  return State;
+}
+
+TCPropertyKey TCConsoleStore::PlaceOf(TCPropertyID const& Field, std::optional<int> const& Record,
+                                      std::string const& Device) {
+  return TCPropertyKey(Field, Record ? Accessories::TCRecordID(*Record) : Accessories::TCRecordID(),
+                       IsOfDevices(Field) ? Device : std::string());
+}
+
+std::string TCConsoleStore::RevisionAfter(std::uint64_t Number) const {
+  return m_Start + "-" + std::to_string(Number);
+}
+
+std::optional<std::uint64_t> TCConsoleStore::NumberIn(std::string const& Revision) const {
+  if (Revision.compare(0, m_Start.size() + 1, m_Start + "-") != 0) {
+    return std::nullopt;
+  }
+  auto const Number = ReadNumber(Revision.substr(m_Start.size() + 1));
+  return Number && *Number >= 0 ? std::optional(static_cast<std::uint64_t>(*Number)) : std::nullopt;
 }
 
 }  // namespace Property

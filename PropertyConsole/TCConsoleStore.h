@@ -9,6 +9,8 @@
 #include <vector>
 
 #include "CommonProperties/TCPropertyID.h"
+#include "CommonProperties/TCPropertyKey.h"
+#include "PropertyConsole/TCChangeLog.h"
 #include "SchemaLibrary/TCPropertyNames.h"
 
 namespace Property {
@@ -20,7 +22,7 @@ struct TSStoreValue {
   std::optional<std::string> Data;  ///< null where none is stored
 };
 
-/// What the store holds of one device and of none, at one moment.
+/// What the store holds at one moment.
 struct TSStoreState {
   std::string Device;
   std::string Revision;  ///< another one whenever a value has changed since, and after each start
@@ -48,14 +50,23 @@ class TCConsoleStore {
   /// All values of a device and of none, in the order of the schema, with those of records behind
   /// that of no record. `Device` is an address as the store writes it, or empty for this device.
   TSStoreState Read(std::string const& Device) const;
+  /// The values at these places, in that order; the state is of no device.
+  TSStoreState ReadAt(std::vector<TCPropertyKey> const& Places) const;
+  /// The place of a field's value: of the device, or, where it has none of its own, of none.
+  static TCPropertyKey PlaceOf(TCPropertyID const& Field, std::optional<int> const& Record,
+                               std::string const& Device);
+
+  TCChangeLog& get_Changes() const { return *m_Changes; }
+  /// The revision behind the change with that number.
+  std::string RevisionAfter(std::uint64_t Number) const;
+  /// The number of the last change before that revision; none when it is none of this process.
+  std::optional<std::uint64_t> NumberIn(std::string const& Revision) const;
 
  private:
-  class TCCounter;
-
   std::unique_ptr<TCPropertyNames> m_Names;
   std::string m_OwnDevice;
   std::string m_Start;  // of the revisions of this process
-  std::unique_ptr<TCCounter> m_Counter;
+  std::unique_ptr<TCChangeLog> m_Changes;
 };
 
 }  // namespace Property

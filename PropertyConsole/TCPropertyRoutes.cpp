@@ -8,11 +8,10 @@
 #include <set>
 #include <utility>
 
-#include "Platform/Utility/TCMACAddress.h"
 #include "PropertyConsole/JSONAnswers.h"
 #include "PropertyConsole/QueryParts.h"
 #include "PropertyConsole/SchemaJSON.h"
-#include "SchemaLibrary/TSCurrentValue.h"
+#include "PropertyConsole/ValueJSON.h"
 
 namespace Property {
 namespace {
@@ -22,39 +21,22 @@ using TCJSON = nlohmann::ordered_json;
 constexpr int kUsualEntries = 100;
 constexpr int kMostEntries = 1000;
 
-void SetOrNull(TCJSON& Object, char const* Name, std::optional<long long> const& Number) {
-  Object[Name] = nullptr;
-  if (Number) {
-    Object[Name] = *Number;
-  }
-}
-
-TCJSON ValueAsJSON(TSStoreValue const& Value, bool IsSecret, bool ShowsSecrets) {
-  TSCurrentValue const Current = CurrentOf(Value.Field, Value.Data);
-  TCJSON Object = {{"number", Value.Field->get_Number()}};
-  SetOrNull(Object, "record", Value.Record);
-  Object["secret"] = IsSecret;
-  SetText(Object, "value", IsSecret && !ShowsSecrets ? std::nullopt : Current.Data);
-  Object["source"] = Current.IsDefault ? "default" : Value.Data ? "server" : "none";
-  return Object;
-}
-
 TCJSON EntryAsJSON(TSHistoryEntry const& Entry, bool ShowsSecrets) {
   bool const Shows = !Entry.IsSecret || ShowsSecrets;
   TCJSON Object = {{"transaction", nullptr}};
-  SetOrNull(Object, "transaction", ReadNumber(Entry.Writer.Transaction));
+  SetNumber(Object, "transaction", ReadNumber(Entry.Writer.Transaction));
   Object["time"] = Entry.Writer.Time;
   SetText(Object, "user", Entry.Writer.get_UserName());
   SetText(Object, "program", Entry.Writer.Program);
   Object["number"] = Entry.Place.Number;
-  SetOrNull(Object, "record", ReadNumber(Entry.Place.Link));
+  SetNumber(Object, "record", ReadNumber(Entry.Place.Link));
   SetText(Object, "device",
           Entry.Place.MAC.empty() ? std::nullopt : std::optional(Entry.Place.MAC));
   Object["secret"] = Entry.IsSecret;
   SetText(Object, "former", Shows ? Entry.Former : std::nullopt);
   SetText(Object, "value", Shows ? Entry.Data : std::nullopt);
   Object["removed"] = Entry.IsRemoval;
-  SetOrNull(Object, "undoes", ReadNumber(Entry.Undoes));
+  SetNumber(Object, "undoes", ReadNumber(Entry.Undoes));
   return Object;
 }
 
@@ -105,20 +87,11 @@ TSAnswer TCPropertyRoutes::GetValues(TSCall const& Call) const {
     return Query.get_Problem();
   }
   TSStoreState const State = m_Store.Read(Device);
-  std::set<int> Numbers;
-  for (TSStoreValue const& Value : State.Values) {
-    Numbers.insert(Value.Field->get_Number());
-  }
-  std::set<int> const Secrets = m_Server.AskSecrets(Numbers);
-  TCJSON List = TCJSON::array();
-  for (TSStoreValue const& Value : State.Values) {
-    List.push_back(
-        ValueAsJSON(Value, Secrets.count(Value.Field->get_Number()) != 0, MaySeeSecrets(Call)));
-  }
+  TSViewer const Viewer = ViewerOf(Call.Session.Role, m_Server.AskSecrets(m_Store.get_Names()));
   return JSONAnswer({{"device", State.Device},
                      {"revision", State.Revision},
                      {"connected", m_Store.IsConnected()},
-                     {"values", std::move(List)}});
+                     {"values", ValuesAsJSON(State.Values, Viewer)}});
 }
 
 TSAnswer TCPropertyRoutes::GetDevices(TSCall const& /*Call*/) const {

@@ -2,6 +2,7 @@
 // What the console answers at which address.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <map>
 #include <optional>
@@ -27,6 +28,7 @@ struct TSRoute {
   std::string Path;              ///< as "/api/v1/values/{number}"
   std::optional<TERole> Needed;  ///< none: also for who has not signed in
   std::function<TSAnswer(TSCall const&)> Handler;
+  std::size_t MostBody = std::size_t{64} << 20;  ///< bytes, where the server allows them
 
   /// Whether it changes something.
   bool Writes() const { return Method != "GET"; }

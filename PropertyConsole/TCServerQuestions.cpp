@@ -50,15 +50,15 @@ std::vector<TSHistoryEntry> TCServerQuestions::AskHistory(
   return Ask([&]() PROPERTY_REQUIRES(m_Lock) { return AskForHistory(m_Server, Most, Narrow); });
 }
 
-std::set<int> TCServerQuestions::AskSecrets(std::set<int> const& Numbers) {
+std::set<int> TCServerQuestions::AskSecrets(TCPropertyNames const& Names) {
   TCMutexLock const Lock(m_Lock);
   try {
     m_Secrets = Ask([&]() PROPERTY_REQUIRES(m_Lock) {
       TCSecrets Secrets(m_Server, false);
       std::set<int> Found;
-      for (int const Number : Numbers) {
-        if (Secrets.IsSecret(Number)) {
-          Found.insert(Number);
+      for (TCPropertyID const* const Field : Names.get_Fields()) {
+        if (Secrets.IsSecret(Field->get_Number())) {
+          Found.insert(Field->get_Number());
         }
       }
       return Found;
@@ -69,6 +69,20 @@ std::set<int> TCServerQuestions::AskSecrets(std::set<int> const& Numbers) {
     }
   }
   return *m_Secrets;
+}
+
+std::set<std::string> TCServerQuestions::AskPending() {
+  TCMutexLock const Lock(m_Lock);
+  return Ask([this]() PROPERTY_REQUIRES(m_Lock) {
+    TCControlMail Mail(Norv_ControlMail, PropertyControl::kPending.Type,
+                       PropertyControl::kPending.Name);
+    m_Server.Ask(Mail);
+    std::set<std::string> Transactions;
+    for (int Index = 0; Index < Mail.RecordCount(); ++Index) {
+      Transactions.insert(Mail.GetMailRecord(Index)->get_Record().m_Transaction.get_AsString());
+    }
+    return Transactions;
+  });
 }
 
 std::set<std::string> TCServerQuestions::AskDevices() {

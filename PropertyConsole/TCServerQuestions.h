@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "Platform/Utility/TCMutex.h"
+#include "SchemaLibrary/TCPropertyNames.h"
 #include "ServerClient/History.h"
 #include "ServerClient/ServerFigures.h"
 #include "ServerClient/TCServerConnection.h"
@@ -26,8 +27,11 @@ class TCServerQuestions {
   TCServerFigures AskFigures();
   std::vector<TSHistoryEntry> AskHistory(std::size_t Most,
                                          std::function<void(TCControlRecord&)> const& Narrow);
-  /// Those of the numbers whose texts are secret; while the server is away, as it was last told.
-  std::set<int> AskSecrets(std::set<int> const& Numbers);
+  /// The numbers of the fields whose texts are secret; while the server is away, as it was last
+  /// told.
+  std::set<int> AskSecrets(TCPropertyNames const& Names);
+  /// The changes that wait for their confirmation and that this process may confirm.
+  std::set<std::string> AskPending();
   /// The devices that have values.
   std::set<std::string> AskDevices();
 

@@ -13,6 +13,7 @@ namespace {
 
 constexpr char kSessionPath[] = "/api/v1/session";
 constexpr std::size_t kLongestUserName = 64;
+constexpr std::size_t kMostCredentials = 4096;  // bytes of who is not known yet
 
 TSAnswer AnswerOf(TSSession const& Session) {
   return JSONAnswer({{"user", Session.User},
@@ -26,8 +27,8 @@ TCSessionRoutes::TCSessionRoutes(TCGate const& Gate, TCSessions& Sessions, TCUse
     : m_Gate(Gate), m_Sessions(Sessions), m_Users(Users), m_ByAddress({}), m_ByUser({}) {}
 
 void TCSessionRoutes::AddTo(TCRoutes& Routes) {
-  Routes.Add(
-      {"POST", kSessionPath, std::nullopt, [this](TSCall const& Call) { return SignIn(Call); }});
+  Routes.Add({"POST", kSessionPath, std::nullopt,
+              [this](TSCall const& Call) { return SignIn(Call); }, kMostCredentials});
   Routes.Add({"GET", kSessionPath, TERole::eViewer,
               [](TSCall const& Call) { return AnswerOf(Call.Session); }});
   Routes.Add({"DELETE", kSessionPath, TERole::eViewer,

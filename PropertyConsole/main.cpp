@@ -17,6 +17,8 @@
 #include "Platform/Utility/PrintableText.h"
 #include "PropertyConsole/PasswordInput.h"
 #include "PropertyConsole/Passwords.h"
+#include "PropertyConsole/TCChangeDesk.h"
+#include "PropertyConsole/TCChangeRoutes.h"
 #include "PropertyConsole/TCConsole.h"
 #include "PropertyConsole/TCConsoleOptions.h"
 #include "PropertyConsole/TCConsoleStore.h"
@@ -87,6 +89,9 @@ int Serve(TSConsoleSettings const& Settings) {
   Property::TCServerQuestions Questions(Settings.Router);
   Property::TCPropertyRoutes const Routes(Store, Questions);
   Routes.AddTo(Console.get_Routes());
+  Property::TCChangeDesk Desk;
+  Property::TCChangeRoutes ChangeRoutes(Store, Questions, Desk);
+  ChangeRoutes.AddTo(Console.get_Routes());
   StopOnSignals(Server);
   PrintLine(stdout, "ready: " + URLOf(Settings, Server.get_Port()));
   std::fflush(stdout);

@@ -78,7 +78,8 @@ constexpr TSSignal kRefusals{eNorvEvent, 1};
 // Mails, acknowledged when what they do is on the disk; kOutcome tells whether they were refused.
 
 /// Changes values and takes that back by itself unless it is confirmed in time. The first record:
-/// seconds. The others: id, link, mac, data; without data the value is removed.
+/// seconds. The others: id, link, mac, data; without data the value is removed. Those that assign
+/// held say what is expected, as with kChangeIf.
 constexpr TSSignal kChange{eNorvChange, 10};
 
 /// Makes the values what they were before a transaction. One record: transaction; force, to do so

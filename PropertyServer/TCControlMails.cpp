@@ -114,13 +114,9 @@ void TCControlMails::DecideSignal(TSTakenMail& Taken) const {
 void TCControlMails::DecideChange(TSTakenMail& Taken) const {
   TCControlReader Reader(Taken.Mail.Content);
   int const Seconds = Reader.get_Count() > 0 ? Reader.Read(0).m_Seconds.get_AsInteger() : 0;
-  for (int Index = 1; Index < Reader.get_Count(); ++Index) {
-    TCNorvControlObject::TCRecord const& Record = Reader.Read(Index);
-    std::string const Data = Record.m_Data.get_AsString();
-    Taken.Changes.push_back(
-        RecordAt(TCControlReader::PlaceIn(Record), Record.m_Data.IsAssigned() ? &Data : nullptr));
-  }
+  TCExpectations const Expected = ReadConditional(Reader, 1, Taken);
   Check(Taken);
+  RequireExpected(Taken, Expected);
   std::string const Reason =
       m_Pending.ReasonAgainst(Taken.Mail.Sender->User, Seconds, Taken.Changes);
   if (!Reason.empty()) {
@@ -141,12 +137,19 @@ void TCControlMails::DecideReset(TSTakenMail& Taken) const {
   Check(Taken);
 }
 
-// Rights come before what stands, so that no refusal tells of a value that is not for the sender.
 void TCControlMails::DecideChangeIf(TSTakenMail& Taken) const {
-  TSNorvMailSender const& Sender = Taken.Mail.Sender;
   TCControlReader Reader(Taken.Mail.Content);
+  TCExpectations const Expected = ReadConditional(Reader, 0, Taken);
+  Check(Taken);
+  RequireExpected(Taken, Expected);
+}
+
+// Rights come before what stands, so that no refusal tells of a value that is not for the sender.
+TCControlMails::TCExpectations TCControlMails::ReadConditional(TCControlReader& Reader, int First,
+                                                               TSTakenMail& Taken) const {
+  TSNorvMailSender const& Sender = Taken.Mail.Sender;
   TCExpectations Expected;
-  for (int Index = 0; Index < Reader.get_Count(); ++Index) {
+  for (int Index = First; Index < Reader.get_Count(); ++Index) {
     TCNorvControlObject::TCRecord const& Record = Reader.Read(Index);
     TCPropertyPlace const Place = TCControlReader::PlaceIn(Record);
     std::string const Data = Record.m_Data.get_AsString();
@@ -162,8 +165,7 @@ void TCControlMails::DecideChangeIf(TSTakenMail& Taken) const {
     }
     Expected[Place] = Record.m_Held.get_AsBool() ? std::optional<std::string>(Data) : std::nullopt;
   }
-  Check(Taken);
-  RequireExpected(Taken, Expected);
+  return Expected;
 }
 
 void TCControlMails::RequireExpected(TSTakenMail& Taken, TCExpectations const& Expected) const {

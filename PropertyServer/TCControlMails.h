@@ -55,6 +55,7 @@ class TCControlMails {
   void DecideChange(TSTakenMail& Taken) const;
   void DecideReset(TSTakenMail& Taken) const;
   void DecideChangeIf(TSTakenMail& Taken) const;
+  TCExpectations ReadConditional(TCControlReader& Reader, int First, TSTakenMail& Taken) const;
   void RequireExpected(TSTakenMail& Taken, TCExpectations const& Expected) const;
   void DecideUndo(TSTakenMail& Taken) const;
   void DecideConfirm(TSTakenMail& Taken) const;

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 #include <set>
 
+#include "PropertyConsole/TCChangeRoutes.h"
 #include "PropertyConsole/TCConsole.h"
 #include "PropertyConsole/TCPropertyRoutes.h"
 #include "tests/support/PrivateFolder.h"
@@ -48,6 +49,7 @@ class OpenAPI : public ::testing::Test {
     TNames Names;
     AddTo(Names, Console.get_Routes());
     AddTo(Names, TCPropertyRoutes::Listed());
+    AddTo(Names, TCChangeRoutes::Listed());
     return Names;
   }
 

@@ -138,6 +138,9 @@ TEST_F(Console, StandsDeepBodies) {
   EXPECT_EQ(CodeOf(Ask("POST", "/api/v1/session", std::string(1 << 20, '['))), "no_json");
   EXPECT_EQ(CodeOf(Ask("POST", "/api/v1/session",
                        "{\"user\":" + std::string(100000, '[') + std::string(100000, ']') + "}")),
+            "no_json");
+  EXPECT_EQ(CodeOf(Ask("POST", "/api/v1/session",
+                       "{\"user\":\"\\\"" + std::string(100, '[') + "\",\"password\":[[]]}")),
             "no_credentials");
 }
 

@@ -7,6 +7,7 @@
 
 namespace {
 
+using Property::PropertyControl::kChange;
 using Property::PropertyControl::kChangeIf;
 
 // What a record expects.
@@ -41,6 +42,15 @@ TEST_F(PropertyServerChangeIf, ComparesAndChangesInOneStep) {
   EXPECT_EQ(Send(kChangeIf, {Held(1, "a"), Missing(2), Value(1, "b"), Value(2, "c")}),
             "transaction 2");
   EXPECT_EQ(AllTexts(), "1 data=\"b\";2 data=\"c\";");
+}
+
+TEST_F(PropertyServerChangeIf, ComparesAlsoWhereAChangeWaitsForItsConfirmation) {
+  Start();
+  Set({{1, "a", "", ""}});
+  EXPECT_EQ(Send(kChange, {Seconds(60), Held(1, "x"), Value(1, "b")}),
+            "not as expected: property 1");
+  EXPECT_EQ(Send(kChange, {Seconds(60), Held(1, "a"), Missing(2), Value(1, "b")}), "transaction 2");
+  EXPECT_EQ(AllTexts(), "1 data=\"b\";");
 }
 
 TEST_F(PropertyServerChangeIf, ChangesNothingWhereOneIsNotAsExpected) {
