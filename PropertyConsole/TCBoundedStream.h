@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "PropertyConsole/TCTransport.h"
 
@@ -34,6 +35,8 @@ class TCBoundedStream : public httplib::Stream {
   /// Why reading has failed.
   bool HasSentTooMuch() const { return m_HasSentTooMuch; }
   bool IsLate() const { return m_IsLate; }
+  /// Gives the connection away; nothing else may be done with this any more.
+  std::unique_ptr<TCTransport> Release() { return std::move(m_Transport); }
   /// Ends the sending and reads what still comes, for a moment: a peer that is answered before it
   /// has sent all would otherwise lose the answer.
   void Finish();
@@ -52,7 +55,7 @@ class TCBoundedStream : public httplib::Stream {
   bool Wait(short Event, TCTime Deadline, bool ObeysStop);
   bool Fill();
 
-  std::unique_ptr<TCTransport> const m_Transport;
+  std::unique_ptr<TCTransport> m_Transport;
   std::string const m_Peer;
   int const m_StopFile;
   TSStreamLimits const m_Limits;

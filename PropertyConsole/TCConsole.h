@@ -30,6 +30,7 @@ class TCConsole {
 
   /// These three, for a server.
   TSHTTPHandlers get_Handlers() const;
+  TCGate const& get_Gate() const { return m_Gate; }
   TCRoutes const& get_Routes() const { return m_Routes; }
   /// To add further ones before the console serves.
   TCRoutes& get_Routes() { return m_Routes; }

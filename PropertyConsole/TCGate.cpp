@@ -46,9 +46,7 @@ std::optional<TSAnswer> TCGate::Refuse(TSRequest const& Request, TSRoute const& 
   }
   Token = TokenIn(Request);
   auto const Found = m_Sessions.Use(Token);
-  auto const User = Found ? m_Users.Find(Found->User) : std::nullopt;
-  // Whose role or password was changed signs in again.
-  if (!User || User->Role != Found->Role || User->Hash != Found->Hash) {
+  if (!Found || !IsUnchanged(*Found)) {
     m_Sessions.Close(Token);
     return ProblemAnswer(401, "not_signed_in", "Sign in first.");
   }
@@ -62,6 +60,17 @@ std::optional<TSAnswer> TCGate::Refuse(TSRequest const& Request, TSRoute const& 
   }
   Session = *Found;
   return std::nullopt;
+}
+
+// Whose role or password was changed signs in again.
+bool TCGate::IsUnchanged(TSSession const& Session) const {
+  auto const User = m_Users.Find(Session.User);
+  return User && User->Role == Session.Role && User->Hash == Session.Hash;
+}
+
+bool TCGate::IsIn(std::string const& Token, TERole Role) const {
+  auto const Found = m_Sessions.Look(Token);
+  return Found && Found->Role == Role && IsUnchanged(*Found);
 }
 
 std::optional<TSAnswer> TCGate::RefuseHost(TSRequest const& Request) const {

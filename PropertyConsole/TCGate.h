@@ -28,11 +28,15 @@ class TCGate {
   /// this machine's address.
   std::optional<TSAnswer> RefuseHost(TSRequest const& Request) const;
 
+  /// Whether the session of the token still is open and its user has that role; no use of it.
+  bool IsIn(std::string const& Token, TERole Role) const;
+
   /// What has the browser keep the token, or forget it where it is empty.
   std::string CookieOf(std::string const& Token) const;
 
  private:
   std::optional<TSAnswer> RefuseWriting(TSRequest const& Request) const;
+  bool IsUnchanged(TSSession const& Session) const;
   std::string TokenIn(TSRequest const& Request) const;
 
   std::vector<std::string> const m_Names;

@@ -54,7 +54,13 @@ TSRequest HeadOf(httplib::Request const& Read, std::string const& Peer) {
 
 void Write(TSAnswer const& Answer, httplib::Response& Response) {
   Response.status = Answer.Status;
-  if (!Answer.Body.empty()) {
+  if (Answer.Continue) {
+    // Of no length, and ended here: what follows is not the library's.
+    Response.set_content_provider(Answer.ContentType, [](std::size_t, httplib::DataSink& Sink) {
+      Sink.done();
+      return true;
+    });
+  } else if (!Answer.Body.empty()) {
     Response.set_content(Answer.Body, Answer.ContentType);
   }
   for (auto const& [Name, Value] : Answer.Headers) {
@@ -87,8 +93,9 @@ class TCHTTPServer::TCProtocol : public httplib::Server {
     Options("/", Answer);
   }
 
-  void Serve(TCBoundedStream& Stream, std::string const& Peer) {
-    TSWork Work{Stream, Peer, {}};
+  /// True when the connection has been given away.
+  bool Serve(TCBoundedStream& Stream, std::string const& Peer) {
+    TSWork Work{Stream, Peer, {}, nullptr};
     m_Work = &Work;
     bool IsClosed = false;
     bool const IsAnswered =
@@ -103,6 +110,11 @@ class TCHTTPServer::TCProtocol : public httplib::Server {
       Stream.httplib::Stream::write(kTooLongLine);
     }
     m_Work = nullptr;
+    bool const GoesOn = IsAnswered && Work.Continue != nullptr;
+    if (GoesOn) {
+      Work.Continue(Stream.Release());
+    }
+    return GoesOn;
   }
 
  private:
@@ -111,6 +123,7 @@ class TCHTTPServer::TCProtocol : public httplib::Server {
     TCBoundedStream& Stream;
     std::string const& Peer;
     TSRequest Head;
+    std::function<void(std::unique_ptr<TCTransport>)> Continue;
   };
 
   HandlerResponse LookAt(httplib::Request const& Read, httplib::Response& Response) {
@@ -151,7 +164,11 @@ class TCHTTPServer::TCProtocol : public httplib::Server {
 
   void Reply(httplib::Request const& Read, httplib::Response& Response) const {
     m_Work->Head.Body = Read.body;
-    Write(m_Handlers.Answer(m_Work->Head), Response);
+    TSAnswer const Answer = m_Handlers.Answer(m_Work->Head);
+    Write(Answer, Response);
+    if (Read.method == "GET") {
+      m_Work->Continue = Answer.Continue;
+    }
   }
 
   // What the library refuses by itself has no body.
@@ -229,8 +246,9 @@ void TCHTTPServer::Serve(TCListener::TSConnection& Connection) {
                          m_StopFile.get(),
                          {m_Limits.HeadBytes, std::chrono::milliseconds(m_Limits.ReadTime),
                           std::chrono::milliseconds(m_Limits.WriteTime)});
-  m_Protocol->Serve(Stream, Connection.Peer);
-  Stream.Finish();
+  if (!m_Protocol->Serve(Stream, Connection.Peer)) {
+    Stream.Finish();
+  }
 }
 
 // In plain words even where the others are encrypted: nothing is spent on whom there is no time

@@ -33,16 +33,18 @@ std::optional<std::string> TCSessions::Open(std::string const& User, TERole Role
 
 std::optional<TSSession> TCSessions::Use(std::string_view Token) {
   TCMutexLock const Lock(m_Lock);
-  auto const Found = Find(Token);
+  auto const Found = FindOpen(Token);
   if (Found == m_Kept.end()) {
-    return std::nullopt;
-  }
-  if (IsOver(Found->second)) {
-    m_Kept.erase(Found);
     return std::nullopt;
   }
   Found->second.Used = m_Now();
   return Found->second.Session;
+}
+
+std::optional<TSSession> TCSessions::Look(std::string_view Token) {
+  TCMutexLock const Lock(m_Lock);
+  auto const Found = FindOpen(Token);
+  return Found != m_Kept.end() ? std::optional(Found->second.Session) : std::nullopt;
 }
 
 void TCSessions::Close(std::string_view Token) {
@@ -69,6 +71,15 @@ TCSessions::TCKept::iterator TCSessions::Find(std::string_view Token) {
   bool const IsRight =
       Found != m_Kept.end() && AreSameSecret(Token.substr(kHalfToken), Found->second.Secret);
   return IsRight ? Found : m_Kept.end();
+}
+
+TCSessions::TCKept::iterator TCSessions::FindOpen(std::string_view Token) {
+  auto const Found = Find(Token);
+  if (Found == m_Kept.end() || !IsOver(Found->second)) {
+    return Found;
+  }
+  m_Kept.erase(Found);
+  return m_Kept.end();
 }
 
 void TCSessions::DropEnded() {

@@ -44,6 +44,8 @@ class TCSessions {
   std::optional<std::string> Open(std::string const& User, TERole Role, std::string const& Hash);
   /// The session of the token, which is in use from now on; none when there is none any more.
   std::optional<TSSession> Use(std::string_view Token);
+  /// The same, which is no use of it.
+  std::optional<TSSession> Look(std::string_view Token);
   /// Ends the session of the token, if there is one.
   void Close(std::string_view Token);
   std::size_t get_Count();
@@ -59,6 +61,7 @@ class TCSessions {
 
   bool IsOver(TSKept const& Kept) const;
   TCKept::iterator Find(std::string_view Token) PROPERTY_REQUIRES(m_Lock);
+  TCKept::iterator FindOpen(std::string_view Token) PROPERTY_REQUIRES(m_Lock);
   void DropEnded() PROPERTY_REQUIRES(m_Lock);
   void MakeRoomFor(std::string const& User) PROPERTY_REQUIRES(m_Lock);
 

@@ -2,13 +2,17 @@
 // What a browser asks, and what it is answered.
 #pragma once
 
+#include <functional>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace Property {
+
+class TCTransport;
 
 /// A request, of which nothing is believed. `Body` is empty while only the head is looked at.
 struct TSRequest {
@@ -31,6 +35,8 @@ struct TSAnswer {
   std::string Body;
   std::string ContentType = "application/json";
   std::vector<std::pair<std::string, std::string>> Headers;
+  /// Where it is set: takes the connection over when the head has been sent, in place of a body.
+  std::function<void(std::unique_ptr<TCTransport>)> Continue;
 };
 
 }  // namespace Property

@@ -22,6 +22,8 @@
 #include "PropertyConsole/TCConsole.h"
 #include "PropertyConsole/TCConsoleOptions.h"
 #include "PropertyConsole/TCConsoleStore.h"
+#include "PropertyConsole/TCEventRoutes.h"
+#include "PropertyConsole/TCEventStreams.h"
 #include "PropertyConsole/TCHTTPServer.h"
 #include "PropertyConsole/TCPlainTransport.h"
 #include "PropertyConsole/TCPropertyRoutes.h"
@@ -92,6 +94,12 @@ int Serve(TSConsoleSettings const& Settings) {
   Property::TCChangeDesk Desk;
   Property::TCChangeRoutes ChangeRoutes(Store, Questions, Desk);
   ChangeRoutes.AddTo(Console.get_Routes());
+  Property::TCEventStreams Streams(
+      Store, Questions, [&Gate = Console.get_Gate()](Property::TSStreamStart const& Start) {
+        return Gate.IsIn(Start.Token, Start.Role);
+      });
+  Property::TCEventRoutes EventRoutes(Store, Streams);
+  EventRoutes.AddTo(Console.get_Routes());
   StopOnSignals(Server);
   PrintLine(stdout, "ready: " + URLOf(Settings, Server.get_Port()));
   std::fflush(stdout);

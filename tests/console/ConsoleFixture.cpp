@@ -72,14 +72,18 @@ bool TConnection::Send(std::string const& Bytes) const {
   return true;
 }
 
+std::string TConnection::HearSome() const {
+  char Bytes[65536];
+  ssize_t const Count = recv(m_Socket.get(), Bytes, sizeof(Bytes), 0);
+  EXPECT_GE(Count, 0) << "the connection has not ended well";
+  return Count > 0 ? std::string(Bytes, static_cast<std::size_t>(Count)) : std::string();
+}
+
 std::string TConnection::HearAll() const {
   std::string Heard;
-  char Bytes[65536];
-  ssize_t Count = 0;
-  while ((Count = recv(m_Socket.get(), Bytes, sizeof(Bytes), 0)) > 0) {
-    Heard.append(Bytes, static_cast<std::size_t>(Count));
+  for (std::string Piece = HearSome(); !Piece.empty(); Piece = HearSome()) {
+    Heard += Piece;
   }
-  EXPECT_EQ(Count, 0) << "the connection has not ended well";
   return Heard;
 }
 

@@ -30,6 +30,8 @@ class TConnection {
 
   /// False when the peer has ended the connection.
   bool Send(std::string const& Bytes) const;
+  /// What comes next; "" at the end of the connection.
+  std::string HearSome() const;
   /// All that comes until the peer ends the connection.
   std::string HearAll() const;
   /// Says that nothing more is sent.

@@ -11,6 +11,7 @@
 
 #include "PropertyConsole/TCChangeRoutes.h"
 #include "PropertyConsole/TCConsole.h"
+#include "PropertyConsole/TCEventRoutes.h"
 #include "PropertyConsole/TCPropertyRoutes.h"
 #include "tests/support/PrivateFolder.h"
 
@@ -50,6 +51,7 @@ class OpenAPI : public ::testing::Test {
     AddTo(Names, Console.get_Routes());
     AddTo(Names, TCPropertyRoutes::Listed());
     AddTo(Names, TCChangeRoutes::Listed());
+    AddTo(Names, TCEventRoutes::Listed());
     return Names;
   }
 
