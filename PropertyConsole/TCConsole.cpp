@@ -2,6 +2,7 @@
 // Routes requests and guards answers.
 #include "PropertyConsole/TCConsole.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "Platform/Utility/PrintableText.h"
@@ -21,7 +22,7 @@ TSSessionLimits LimitsOf(TSConsoleSettings const& Settings) {
   return Limits;
 }
 
-// What no page of the console needs is forbidden to all of them.
+// What no page of the console needs is forbidden to all of them. An answer may say otherwise.
 constexpr std::pair<char const*, char const*> kGuards[] = {
     {"Content-Security-Policy",
      "default-src 'none'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
@@ -33,6 +34,11 @@ constexpr std::pair<char const*, char const*> kGuards[] = {
     {"Permissions-Policy", "camera=(), geolocation=(), microphone=(), payment=(), usb=()"},
     {"Cache-Control", "no-store"},
 };
+
+bool HasHeader(TSAnswer const& Answer, char const* Wanted) {
+  return std::any_of(Answer.Headers.begin(), Answer.Headers.end(),
+                     [Wanted](auto const& Header) { return Header.first == Wanted; });
+}
 
 // The refusal of an address or method that there is not.
 TSAnswer RefuseUnknown(TCRoutes::TSMatch const& Match) {
@@ -110,7 +116,9 @@ TSHTTPHandlers TCConsole::get_Handlers() const {
 
 TSAnswer TCConsole::Guard(TSAnswer Answer) const {
   for (auto const& [Name, Value] : kGuards) {
-    Answer.Headers.emplace_back(Name, Value);
+    if (!HasHeader(Answer, Name)) {
+      Answer.Headers.emplace_back(Name, Value);
+    }
   }
   if (m_IsEncrypted) {
     Answer.Headers.emplace_back("Strict-Transport-Security", "max-age=31536000");

@@ -25,6 +25,7 @@
 #include "PropertyConsole/TCEventRoutes.h"
 #include "PropertyConsole/TCEventStreams.h"
 #include "PropertyConsole/TCHTTPServer.h"
+#include "PropertyConsole/TCPageRoutes.h"
 #include "PropertyConsole/TCPlainTransport.h"
 #include "PropertyConsole/TCPropertyRoutes.h"
 #include "PropertyConsole/TCServerQuestions.h"
@@ -100,6 +101,8 @@ int Serve(TSConsoleSettings const& Settings) {
       });
   Property::TCEventRoutes EventRoutes(Store, Streams);
   EventRoutes.AddTo(Console.get_Routes());
+  Property::TCPageRoutes const Page(Property::PageFiles());
+  Page.AddTo(Console.get_Routes());
   StopOnSignals(Server);
   PrintLine(stdout, "ready: " + URLOf(Settings, Server.get_Port()));
   std::fflush(stdout);

@@ -98,8 +98,8 @@ TEST_F(SignInTest, TakesAGuesserNoFurtherThanHisAttempts) {
 TEST_F(SignInTest, GuardsEveryAnswer) {
   StartConsole();
 
-  for (TReply const& Reply : {Ask("GET", "/"), Ask("GET", kSession), TrySignIn("anna", kPassword),
-                              Exchange("nonsense\r\n\r\n")}) {
+  for (TReply const& Reply : {Ask("GET", "/none"), Ask("GET", kSession),
+                              TrySignIn("anna", kPassword), Exchange("nonsense\r\n\r\n")}) {
     EXPECT_THAT(Reply.Header("Content-Security-Policy"), HasSubstr("default-src 'none'"));
     EXPECT_EQ(Reply.Header("X-Content-Type-Options"), "nosniff");
     EXPECT_EQ(Reply.Header("Cache-Control"), "no-store");

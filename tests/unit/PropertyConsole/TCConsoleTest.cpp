@@ -4,6 +4,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
@@ -215,6 +216,22 @@ TEST_F(Console, ExplainsEveryStatusInItsForm) {
     EXPECT_EQ(Answer.Status, Status);
     EXPECT_NE(CodeOf(Answer), "");
   }
+}
+
+TEST_F(Console, LetsAnAnswerSayOtherwiseThanTheGuards) {
+  m_Console->get_Routes().Add({"GET", "/own", std::nullopt, [](TSCall const& /*Call*/) {
+                                 TSAnswer Answer;
+                                 Answer.Headers = {{"Cache-Control", "no-cache"}};
+                                 return Answer;
+                               }});
+
+  TSAnswer const Answer = Ask("GET", "/own");
+
+  EXPECT_EQ(std::count_if(Answer.Headers.begin(), Answer.Headers.end(),
+                          [](auto const& Header) { return Header.first == "Cache-Control"; }),
+            1);
+  EXPECT_EQ(HeaderOf(Answer, "Cache-Control"), "no-cache");
+  EXPECT_EQ(HeaderOf(Answer, "X-Content-Type-Options"), "nosniff");
 }
 
 }  // namespace

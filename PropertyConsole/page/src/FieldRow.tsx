@@ -1,0 +1,246 @@
+// SPDX-License-Identifier: MIT
+// One property: its control, where its value comes from, and what there is to say of it.
+import {Component} from 'preact';
+import type {Choice, Value} from './api';
+import type {Console} from './console';
+import {Control} from './Controls';
+import type {Preset} from './dependencies';
+import type {Edit} from './edits';
+import {normalised, problemOf} from './patterns';
+import type {Field} from './schema';
+import {conditionText, shownText, visible} from './show';
+import {texts} from './texts';
+import {keyOf, textOf} from './values';
+
+interface Props {
+  app: Console;
+  field: Field;
+  record: number | null;
+  value: Value;
+  edit: Edit | undefined;
+  mark: string | undefined;
+  because: string;
+  preset: Preset | null;
+  choices: readonly Choice[];
+  showsPath: boolean;
+  isReadOnly: boolean;
+}
+
+/** What a row of the list needs of the state; a row is made anew only when one of these differs. */
+export function rowProps(
+  app: Console,
+  field: Field,
+  record: number | null,
+  because: string,
+  showsPath: boolean,
+): Props {
+  const key = keyOf({number: field.number, record});
+  const place = {number: field.number, record};
+  return {
+    app,
+    field,
+    record,
+    value: app.valueAt(field, record),
+    edit: app.edits.get(key),
+    mark: app.marks.get(key),
+    because,
+    preset: app.dependencies?.presetOf(place, app.read) ?? null,
+    choices: app.dependencies?.choicesOf(field, record, app.read) ?? [],
+    showsPath,
+    isReadOnly: !app.may('operator'),
+  };
+}
+
+const kMostKnown = 50;
+
+function knownTexts(app: Console, field: Field): string[] {
+  if (field.type !== 'lookup') {
+    return [];
+  }
+  const known = new Set<string>();
+  for (const value of app.values.all()) {
+    if (value.number === field.number && value.value && known.size < kMostKnown) {
+      known.add(value.value);
+    }
+  }
+  return [...known].sort();
+}
+
+/** Why the field may not have the text, for people; empty when it may. */
+export function problemText(field: Field, text: string | null): string {
+  const problem = problemOf(field, text);
+  if (problem === 'pattern') {
+    const pattern = field.pattern ?? '';
+    return pattern === '^([0-9]\\d*)$'
+      ? texts.problems.digits
+      : texts.problems.pattern(visible(pattern));
+  }
+  return problem === null ? '' : texts.problems[problem];
+}
+
+export class FieldRow extends Component<Props> {
+  override shouldComponentUpdate(next: Props): boolean {
+    const {value, choices, preset, ...others} = next;
+    return (
+      JSON.stringify(value) !== JSON.stringify(this.props.value) ||
+      choices.length !== this.props.choices.length ||
+      preset?.text !== this.props.preset?.text ||
+      (Object.keys(others) as (keyof typeof others)[]).some(
+        (name) => others[name] !== this.props[name],
+      )
+    );
+  }
+
+  render(props: Props) {
+    const {app, field, record, value, edit, isReadOnly} = props;
+    const id = `p${field.number}-${record ?? ''}`;
+    const text = edit ? (edit.text ?? field.default ?? null) : textOf(value);
+    const problem = problemText(field, edit ? edit.text : null);
+    const className = ['row', edit && 'edited', edit?.conflict && 'conflict', props.mark && 'marked'];
+    return (
+      <div class={className.filter(Boolean).join(' ')} data-property={field.name}>
+        <div class="name">
+          <label for={id}>{visible(field.label)}</label>
+          <small>
+            <bdi>{visible((props.showsPath ? field.path : field.name) ?? '')}</bdi>
+            {field.scope === 'system' && ` · ${texts.field.system}`}
+          </small>
+        </div>
+        <div class="control">
+          <Control
+            field={field}
+            id={id}
+            text={text}
+            choices={props.choices}
+            known={knownTexts(app, field)}
+            isSecret={value.secret}
+            isReadOnly={isReadOnly}
+            isWrong={problem !== '' || (edit !== undefined && edit.refused !== '')}
+            describedBy={id + '-notes'}
+            onEnter={(entered) => app.edit(field, record, entered)}
+            onLeave={() => this.leave()}
+          />
+        </div>
+        <div class="notes" id={id + '-notes'}>
+          {this.notes(problem)}
+        </div>
+        <div class="actions">{this.actions()}</div>
+      </div>
+    );
+  }
+
+  private leave(): void {
+    const {app, field, record, edit} = this.props;
+    if (edit?.text) {
+      const text = normalised(field, edit.text);
+      if (text !== edit.text) {
+        app.edit(field, record, text);
+        return;
+      }
+    }
+    app.settle(field, record);
+  }
+
+  private notes(problem: string) {
+    const {app, field, record, value, edit, mark, because, preset} = this.props;
+    const now = app.read({number: field.number, record});
+    const wants = preset !== null && now !== undefined && now !== preset.text;
+    return (
+      <>
+        {this.provenance()}
+        {edit && (
+          <span class="badge edit">
+            {value.secret
+              ? texts.field.editedSecret
+              : texts.field.edited(shownText(field, textOf(value)))}
+          </span>
+        )}
+        {mark && <span class="badge mark">{texts.field.changed(mark)}</span>}
+        {because && <span class="quiet">{texts.field.because(because)}</span>}
+        {value.secret && <span class="quiet">{texts.field.secret}</span>}
+        {value.value_hex !== undefined && (
+          <span class="quiet">{texts.field.noText(value.value_hex.slice(0, 64))}</span>
+        )}
+        {wants && (
+          <span>
+            {texts.field.preset(shownText(field, preset.text), conditionText(preset.condition))}{' '}
+            {!this.props.isReadOnly && (
+              <button type="button" onClick={() => app.edit(field, record, preset.text)}>
+                {texts.field.usePreset}
+              </button>
+            )}
+          </span>
+        )}
+        {problem && <span class="problem">{problem}</span>}
+        {edit?.refused && <span class="problem">{texts.field.refused(visible(edit.refused))}</span>}
+        {edit?.conflict && <ConflictChooser app={app} edit={edit} field={field} />}
+      </>
+    );
+  }
+
+  private provenance() {
+    const {field, value, edit} = this.props;
+    const isDefault = edit ? !edit.text : value.source !== 'server';
+    const fallback = shownText(field, field.default ?? null);
+    if (isDefault) {
+      const text = field.default == null ? texts.field.isNone : texts.field.isDefault;
+      return <span class="badge">{text}</span>;
+    }
+    const told = texts.field.defaultIs(fallback);
+    return <span class="quiet">{edit ? told : `${texts.field.isStored} · ${told}`}</span>;
+  }
+
+  private actions() {
+    const {app, field, record, value, edit, isReadOnly} = this.props;
+    const name = visible(field.label);
+    const canReset = value.source === 'server' && !edit;
+    return (
+      <>
+        {edit && (
+          <button
+            type="button"
+            class="quiet"
+            aria-label={texts.field.undoLabel(name)}
+            onClick={() => app.takeBack(edit)}
+          >
+            {texts.field.undo}
+          </button>
+        )}
+        {canReset && !isReadOnly && (
+          <button
+            type="button"
+            class="quiet"
+            aria-label={texts.field.resetLabel(name)}
+            onClick={() => app.edit(field, record, null)}
+          >
+            {texts.field.reset}
+          </button>
+        )}
+        <button
+          type="button"
+          class="quiet"
+          aria-label={texts.field.historyLabel(name)}
+          onClick={() => app.showHistory({number: field.number, record})}
+        >
+          {texts.field.history}
+        </button>
+      </>
+    );
+  }
+}
+
+export function ConflictChooser({app, edit, field}: {app: Console; edit: Edit; field: Field}) {
+  return (
+    <span class="chooser" role="group">
+      <span class="problem">
+        {texts.conflict.text(shownText(field, textOf(edit.conflict ?? undefined)))}
+      </span>{' '}
+      <button type="button" onClick={() => app.decide(edit, true)}>
+        {texts.conflict.mine}
+      </button>{' '}
+      <button type="button" onClick={() => app.decide(edit, false)}>
+        {texts.conflict.theirs}
+      </button>
+    </span>
+  );
+}

@@ -1,0 +1,128 @@
+// SPDX-License-Identifier: MIT
+// All edits before they are applied as one transaction.
+import {useState} from 'preact/hooks';
+import type {Place} from './api';
+import {kMostEdits, type Console} from './console';
+import {Dialog} from './Dialog';
+import {conflictsIn, editedText, type Edit} from './edits';
+import {ConflictChooser, problemText} from './FieldRow';
+import {shownText, visible} from './show';
+import {texts} from './texts';
+import {textOf} from './values';
+
+function namesOf(app: Console, places: readonly Place[]): string {
+  return places
+    .map((place) => visible(app.fieldOf(place)?.label ?? String(place.number)))
+    .join(', ');
+}
+
+function ReviewRow({app, edit}: {app: Console; edit: Edit}) {
+  const field = app.fieldOf(edit);
+  if (!field) {
+    return null;
+  }
+  const value = app.valueAt(field, edit.record);
+  const name = visible(field.label);
+  const after = shownText(field, editedText(edit, field));
+  const problem = problemText(field, edit.text);
+  return (
+    <tr>
+      <th scope="row">
+        {name}
+        {edit.record !== null && ` · ${texts.records.title(edit.record)}`}
+        <small>
+          <bdi>{visible(field.path ?? '')}</bdi>
+        </small>
+        {problem && <span class="problem">{problem}</span>}
+        {edit.refused && <span class="problem">{texts.field.refused(visible(edit.refused))}</span>}
+        {edit.conflict && <ConflictChooser app={app} edit={edit} field={field} />}
+      </th>
+      <td data-label={texts.review.from}>
+        <bdi>{value.secret ? texts.review.secret : shownText(field, textOf(value))}</bdi>
+      </td>
+      <td data-label={texts.review.to}>
+        <bdi>
+          {!edit.text
+            ? texts.review.toDefault(after)
+            : value.secret
+              ? texts.review.secret
+              : after}
+        </bdi>
+      </td>
+      <td>
+        <button
+          type="button"
+          class="quiet"
+          aria-label={texts.field.undoLabel(name)}
+          onClick={() => app.takeBack(edit)}
+        >
+          {texts.field.undo}
+        </button>
+      </td>
+    </tr>
+  );
+}
+
+export function Review({app}: {app: Console}) {
+  const [isSafe, setSafe] = useState(false);
+  const edits = [...app.edits.values()];
+  const conflicts = conflictsIn(app.edits);
+  const canApply = !app.isStale && !app.isBlocked && !app.isApplying && edits.length > 0;
+  return (
+    <Dialog name="review" heading={texts.review.heading} onClose={() => app.put({panel: null})}>
+      <div class="body">
+        <p>{texts.review.transaction}</p>
+        <table class="cards">
+          <thead>
+            <tr>
+              <th scope="col">{texts.review.property}</th>
+              <th scope="col">{texts.review.from}</th>
+              <th scope="col">{texts.review.to}</th>
+              <td />
+            </tr>
+          </thead>
+          <tbody>
+            {edits.map((edit) => (
+              <ReviewRow key={`${edit.number}/${edit.record}`} app={app} edit={edit} />
+            ))}
+          </tbody>
+        </table>
+        <div role="status">
+          {app.dryRun && app.dryRun.shown.length > 0 && (
+            <p>{texts.review.appear(namesOf(app, app.dryRun.shown))}</p>
+          )}
+          {app.dryRun && app.dryRun.hidden.length > 0 && (
+            <p>{texts.review.vanish(namesOf(app, app.dryRun.hidden))}</p>
+          )}
+          {conflicts > 0 && <p class="problem">{texts.review.conflicts(conflicts)}</p>}
+          {edits.length > kMostEdits && (
+            <p class="problem">{texts.review.tooMany(kMostEdits)}</p>
+          )}
+          {conflicts === 0 && app.isBlocked && <p class="problem">{texts.review.problems}</p>}
+          {app.failure && <p class="problem">{app.failure}</p>}
+        </div>
+      </div>
+      <footer>
+        <label class="check">
+          <input
+            type="checkbox"
+            checked={isSafe}
+            onInput={(event) => setSafe(event.currentTarget.checked)}
+          />
+          {texts.review.safely}
+        </label>
+        <button type="button" onClick={() => app.takeAllBack()}>
+          {texts.review.discard}
+        </button>
+        <button
+          type="button"
+          class="main"
+          disabled={!canApply}
+          onClick={() => void app.apply(isSafe)}
+        >
+          {app.isApplying ? texts.review.applying : texts.review.apply(edits.length)}
+        </button>
+      </footer>
+    </Dialog>
+  );
+}

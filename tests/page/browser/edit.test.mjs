@@ -1,0 +1,232 @@
+// SPDX-License-Identifier: MIT
+// Edits of all kinds, from the form to the server.
+import assert from 'node:assert/strict';
+import {readFileSync} from 'node:fs';
+import {after, before, test} from 'node:test';
+import {
+  apply,
+  assertNothingWrong,
+  awaitValue,
+  choose,
+  control,
+  openSignedIn,
+  otherDevice,
+  review,
+  row,
+  startBrowser,
+  World,
+} from './world.mjs';
+
+let world;
+let browser;
+before(async () => {
+  world = await World.start();
+  browser = await startBrowser();
+});
+after(async () => {
+  await browser?.close();
+  await world?.end();
+});
+
+test('texts, switches, choices and numbers are applied as one transaction', async () => {
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Logging');
+  await control(page, 'Least severity that is logged').selectOption({label: 'Everything'});
+  await control(page, 'Days for which the log is kept').fill('007');
+  await control(page, 'Log to a server too').check();
+  await control(page, 'Log server').fill('logs.example');
+  await apply(page);
+  assert.equal(world.get('LogLevel'), 'Everything');
+  assert.equal(world.get('LogDays'), '7');
+  assert.equal(world.get('LogRemote'), 'true');
+  assert.equal(world.get('LogServer'), 'logs.example');
+  const history = JSON.parse(world.property('history', '--json'));
+  assert.equal(new Set(history.slice(0, 4).map((entry) => entry.transaction)).size, 1);
+  assertNothingWrong(page);
+});
+
+test('fields appear and vanish with what governs them, also before it is applied', async () => {
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Network');
+  assert.equal(await control(page, 'Network mask').count(), 0);
+  await page
+    .getByText('Address, Network mask, Default gateway: only while “Assignment of the address” is “Static”.')
+    .waitFor();
+  await control(page, 'Assignment of the address').selectOption({label: 'Static'});
+  await control(page, 'Network mask').waitFor();
+  await row(page, 'NetMask').getByText('because “Assignment of the address” is “Static”').waitFor();
+  await row(page, 'AddressMode').getByRole('button', {name: /^Take back/}).click();
+  await control(page, 'Network mask').waitFor({state: 'detached'});
+  assertNothingWrong(page);
+});
+
+test('a text that the pattern does not allow is told at once and cannot be applied', async () => {
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Network');
+  await control(page, 'Host name').fill('Not a host name');
+  await row(page, 'HostName').getByText('This does not match the pattern').waitFor();
+  assert.equal(await control(page, 'Host name').getAttribute('aria-invalid'), 'true');
+  await review(page);
+  assert.equal(await page.getByRole('button', {name: /^Apply/}).isDisabled(), true);
+  assert.equal(world.get('HostName'), 'gateway');
+  assertNothingWrong(page);
+});
+
+test('a value says where it comes from and goes back to its default', async () => {
+  world.property('set', 'DeviceName=North');
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Identity');
+  await row(page, 'DeviceName').getByText('Set · Default: Gateway').waitFor();
+  await page.getByRole('button', {name: 'Reset Name of the device to its default'}).click();
+  await awaitValue(page, 'Name of the device', 'Gateway');
+  await apply(page);
+  await row(page, 'DeviceName').getByText('Default', {exact: true}).waitFor();
+  assert.equal(world.get('DeviceName'), 'Gateway');
+  assertNothingWrong(page);
+});
+
+test('the last transaction is undone', async () => {
+  world.property('set', 'Location=Attic');
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Identity');
+  await control(page, 'Place of installation').fill('Cellar');
+  await apply(page);
+  assert.equal(world.get('Location'), 'Cellar');
+  await page.locator('#applied').getByRole('button', {name: 'Undo'}).click();
+  await page.getByText(/^Undone by transaction/).waitFor();
+  await awaitValue(page, 'Place of installation', 'Attic');
+  assert.equal(world.get('Location'), 'Attic');
+  assertNothingWrong(page);
+});
+
+test('what is applied with care is confirmed by the page itself', async () => {
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Network');
+  await control(page, 'Name server').fill('192.0.2.53');
+  await review(page);
+  await page.getByLabel(/^Take it back unless/).check();
+  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  await page.getByText(/^Applied, and being confirmed/).waitFor();
+  await page.getByText('Applied and confirmed: the device can still be reached.').waitFor();
+  assert.equal(world.get('NameServer'), '192.0.2.53');
+  assertNothingWrong(page);
+});
+
+test('records stand in a table and have forms of their own', async () => {
+  world.property('set', 'UserName[7]=Anna Berg');
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'User');
+  await page.getByRole('cell', {name: 'Anna Berg'}).waitFor();
+  await page.getByLabel('Another record').fill('8');
+  await page.getByRole('button', {name: 'Open'}).click();
+  await page.getByRole('heading', {name: 'User · Record 8'}).waitFor();
+  await control(page, 'Name').fill('Jonas Holm');
+  await apply(page);
+  await page.getByRole('link', {name: 'All records of User'}).click();
+  await page.getByRole('cell', {name: 'Jonas Holm'}).waitFor();
+  assert.equal(world.get('UserName[8]'), 'Jonas Holm');
+  assertNothingWrong(page);
+});
+
+test('what goes with a choice is proposed', async () => {
+  const page = await openSignedIn(browser, world);
+  await page.getByLabel('View').selectOption('advanced');
+  await choose(page, 'Notification by mail');
+  await control(page, 'Encryption').selectOption({label: 'TLS'});
+  await row(page, 'MailPort').getByRole('button', {name: 'Take it'}).click();
+  await awaitValue(page, 'Port of the mail server', '465');
+  assertNothingWrong(page);
+});
+
+test('all of it can be done with the keyboard alone', async () => {
+  const page = await openSignedIn(browser, world);
+  await page.keyboard.press('/');
+  await page.keyboard.type('postal');
+  const address = control(page, 'Postal address');
+  await address.waitFor();
+  for (let count = 0; count < 60 && !(await address.evaluate((element) => element === document.activeElement)); ++count) {
+    await page.keyboard.press('Tab');
+  }
+  await page.keyboard.type('Main Street 1');
+  await page.keyboard.press('Tab');
+  await page.keyboard.press('r');
+  await page.locator('#review').waitFor();
+  const button = page.locator('#review').getByRole('button', {name: /^Apply/});
+  for (let count = 0; count < 20 && !(await button.evaluate((element) => element === document.activeElement)); ++count) {
+    await page.keyboard.press('Tab');
+  }
+  await page.keyboard.press('Enter');
+  await page.locator('#applied').waitFor();
+  assert.equal(world.get('SiteAddress'), 'Main Street 1');
+  assertNothingWrong(page);
+});
+
+test('an export comes back as edits', async () => {
+  world.property('set', 'SiteName=Before');
+  const page = await openSignedIn(browser, world);
+  await page.locator('summary', {hasText: 'anna'}).click();
+  const waiting = page.waitForEvent('download');
+  await page.getByRole('button', {name: 'Export'}).click();
+  const text = readFileSync(await (await waiting).path(), 'utf8');
+  assert.match(text, /"SiteName","record":null,"device":null,"value":"Before"|SiteName.*Before/);
+  await page.getByRole('button', {name: 'Import'}).click();
+  await page.getByLabel(/^File of an export/).setInputFiles({
+    name: 'values.json',
+    mimeType: 'application/json',
+    buffer: Buffer.from(text.replace('Before', 'After')),
+  });
+  await page.getByText('1 value differs from those here.').waitFor();
+  await page.getByRole('button', {name: 'Take 1 value as edits'}).click();
+  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  await page.locator('#applied').waitFor();
+  assert.equal(world.get('SiteName'), 'After');
+  assertNothingWrong(page);
+});
+
+test('an import shows what the schema refuses and takes the rest', async () => {
+  const page = await openSignedIn(browser, world);
+  await page.locator('summary', {hasText: 'anna'}).click();
+  await page.getByRole('button', {name: 'Import'}).click();
+  const values = [
+    {path: 'Installation/Site/ContactPhone', value: 'no telephone'},
+    {path: 'Installation/Site/ContactName', value: 'Berta'},
+    {number: 999999, value: 'x'},
+  ];
+  await page.getByLabel(/^File of an export/).setInputFiles({
+    name: 'values.json',
+    mimeType: 'application/json',
+    buffer: Buffer.from(JSON.stringify({format: 'property-dump', version: 1, values})),
+  });
+  await page.getByText('1 value is refused, and left out.').waitFor();
+  await page.getByText('1 value is of numbers that the schema does not have, and left out.').waitFor();
+  await page.getByRole('button', {name: 'Take 1 value as edits'}).click();
+  await page.locator('#review').getByRole('rowheader', {name: /^Person in charge/}).waitFor();
+  assertNothingWrong(page);
+});
+
+test('another device has values of its own', async () => {
+  world.property('set', '--mac', otherDevice, 'DeviceName=Pump house');
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Identity');
+  await control(page, 'Name of the device').fill('Half an edit');
+  await page.locator('#device').selectOption(otherDevice);
+  await page.getByRole('button', {name: 'Drop and change the device'}).click();
+  await awaitValue(page, 'Name of the device', 'Pump house');
+  await control(page, 'Name of the device').fill('Well');
+  await apply(page);
+  assert.match(world.property('get', '--mac', otherDevice, 'DeviceName'), /Well$/);
+  assert.equal(world.get('DeviceName'), 'Gateway');
+  assertNothingWrong(page);
+});
+
+test('the history tells what was changed', async () => {
+  world.property('set', 'ContactName=First');
+  world.property('set', 'ContactName=Second');
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Site and contact');
+  await page.getByRole('button', {name: 'History of Person in charge'}).click();
+  await page.locator('#history li', {hasText: 'First → Second'}).waitFor();
+  await page.keyboard.press('Escape');
+  await page.locator('#history').waitFor({state: 'detached'});
+  assertNothingWrong(page);
+});

@@ -1,0 +1,208 @@
+// SPDX-License-Identifier: MIT
+// A property server and a console of a test's own, and browsers that look at them.
+import assert from 'node:assert/strict';
+import {spawn, spawnSync} from 'node:child_process';
+import {copyFileSync, mkdtempSync, rmSync} from 'node:fs';
+import {createRequire} from 'node:module';
+import {tmpdir} from 'node:os';
+import {join} from 'node:path';
+import {createInterface} from 'node:readline';
+
+// Packages lie in a folder of the build.
+const packages = createRequire(join(process.env.PAGE_PACKAGES, 'package.json'));
+const {chromium} = packages('playwright-core');
+export const axeScript = packages.resolve('axe-core/axe.min.js');
+
+export const password = 'correct horse';
+export const ownDevice = '02:00:00:00:00:01';
+export const otherDevice = '02:00:00:00:00:02';
+const kPatience = 15000;
+
+/** A program that dies with the test, and its lines. */
+class Program {
+  constructor(command, env) {
+    this.process = spawn('setpriv', ['--pdeathsig', 'KILL', ...command], {
+      env: {...process.env, ...env},
+      stdio: ['ignore', 'pipe', 'pipe'],
+    });
+    this.said = '';
+    this.process.stderr.on('data', (data) => (this.said += data));
+    this.ended = new Promise((resolve) => this.process.once('exit', resolve));
+  }
+
+  /** Its first line that begins so. */
+  async hear(beginning) {
+    for await (const line of createInterface({input: this.process.stdout})) {
+      if (line.startsWith(beginning)) {
+        this.process.stdout.resume();
+        return line;
+      }
+    }
+    throw new Error(`the program has ended: ${this.said}`);
+  }
+
+  async end(signal = 'SIGTERM') {
+    this.process.kill(signal);
+    await this.ended;
+  }
+}
+
+export class World {
+  constructor(schema, options) {
+    this.folder = mkdtempSync(join(tmpdir(), 'page-'));
+    this.address = `unix:path=${this.folder}/router`;
+    this.library = join(this.folder, 'schema.so');
+    this.users = join(this.folder, 'users');
+    this.options = options;
+    this.sessions = new Map();
+    this.env = {PROPERTY_OWN_MAC: ownDevice, MAILROUTER_ADDRESS: this.address};
+    copyFileSync(schema, this.library);
+  }
+
+  /** `users`: roles by names. `options`: further ones of the console. */
+  static async start({schema = process.env.GATEWAY_SCHEMA, users = {anna: 'operator'}, options = []} = {}) {
+    const world = new World(schema, options);
+    for (const [name, role] of Object.entries(users)) {
+      world.addUser(name, role);
+    }
+    await world.startServer();
+    await world.startConsole('0');
+    return world;
+  }
+
+  async startServer() {
+    this.server = new Program(
+      [process.env.SERVER_PROGRAM, '--address', this.address, '--database', join(this.folder, 'values.db'), '--schema', this.library],
+      this.env,
+    );
+    await this.server.hear('ready: ');
+  }
+
+  async startConsole(port = new URL(this.url).port) {
+    this.console = new Program(
+      [process.env.CONSOLE_PROGRAM, '--users', this.users, '--port', port, '--schema', this.library, ...this.options],
+      this.env,
+    );
+    this.url = (await this.console.hear('ready: ')).slice('ready: '.length);
+  }
+
+  run(program, args, input = '') {
+    const {status, stdout, stderr} = spawnSync(program, args, {
+      input,
+      encoding: 'utf8',
+      env: {...process.env, ...this.env},
+    });
+    assert.equal(status, 0, `${program} ${args.join(' ')}: ${stderr}`);
+    return stdout.trimEnd();
+  }
+
+  property(...args) {
+    return this.run(process.env.TOOL_PROGRAM, ['--schema', this.library, ...args]);
+  }
+
+  /** What a property reads as, for people. */
+  get(name) {
+    return this.property('get', name).replace(/^[^:]*: /, '');
+  }
+
+  addUser(name, role) {
+    const args = ['--users', this.users, 'user', 'add', name, '--role', role];
+    this.run(process.env.CONSOLE_PROGRAM, args, password + '\n');
+  }
+
+  removeUser(name) {
+    this.run(process.env.CONSOLE_PROGRAM, ['--users', this.users, 'user', 'remove', name]);
+  }
+
+  async end() {
+    await this.console.end();
+    await this.server.end();
+    rmSync(this.folder, {recursive: true, force: true});
+  }
+}
+
+export async function startBrowser() {
+  return chromium.launch({executablePath: process.env.CHROMIUM_PROGRAM, args: ['--no-sandbox']});
+}
+
+/** A window of its own, as another person's: nothing is shared with others. */
+export async function openPage(browser, url, settings = {}) {
+  const context = await browser.newContext({viewport: {width: 1200, height: 800}, ...settings});
+  const page = await context.newPage();
+  page.setDefaultTimeout(kPatience);
+  page.wrong = [];
+  page.on('pageerror', (error) => page.wrong.push(error.message));
+  page.on('console', (message) => {
+    // Browsers log every answer from 400 on.
+    if (message.type() === 'error' && !message.text().startsWith('Failed to load resource')) {
+      page.wrong.push(message.text());
+    }
+  });
+  page.on('request', (request) => {
+    if (!/^(data|blob):/.test(request.url()) && new URL(request.url()).origin !== new URL(url).origin) {
+      page.wrong.push(`asks ${request.url()}`);
+    }
+  });
+  await page.goto(url);
+  return page;
+}
+
+export async function signIn(page, user = 'anna') {
+  await page.getByLabel('User').fill(user);
+  await page.getByLabel('Password').fill(password);
+  await page.getByRole('button', {name: 'Sign in'}).click();
+  await page.locator('#connection.live').waitFor();
+}
+
+/** Opened, signed in and live; with the session that the user has, where there is one. */
+export async function openSignedIn(browser, world, user = 'anna', settings = {}) {
+  const storageState = world.sessions.get(user);
+  const page = await openPage(browser, world.url, storageState ? {storageState, ...settings} : settings);
+  const form = page.getByRole('button', {name: 'Sign in'});
+  await form.or(page.locator('#connection')).first().waitFor();
+  if (await form.isVisible()) {
+    await signIn(page, user);
+    world.sessions.set(user, await page.context().storageState());
+  }
+  await page.locator('#connection.live').waitFor();
+  return page;
+}
+
+export async function choose(page, group) {
+  await page.getByRole('navigation').getByRole('link', {name: group, exact: true}).last().click();
+  await page.getByRole('heading', {name: group, exact: true}).first().waitFor();
+}
+
+/** The control of a property. */
+export function control(page, label) {
+  return page.getByLabel(label, {exact: true});
+}
+
+/** The row of a property, by its name in the schema. */
+export function row(page, name) {
+  return page.locator(`.row[data-property="${name}"]`);
+}
+
+export async function review(page) {
+  await page.locator('#review-button').click();
+  await page.locator('#review').waitFor();
+}
+
+/** Applies all edits and waits until it is done. */
+export async function apply(page) {
+  await review(page);
+  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  await page.locator('#review').waitFor({state: 'detached'});
+  await page.locator('#applied').waitFor();
+}
+
+/** Waits until the control has that value. */
+export async function awaitValue(page, label, text) {
+  const handle = await control(page, label).elementHandle();
+  await page.waitForFunction(([element, wanted]) => element.value === wanted, [handle, text]);
+}
+
+/** Nothing has gone wrong that nobody saw. */
+export function assertNothingWrong(page) {
+  assert.deepEqual(page.wrong, []);
+}
