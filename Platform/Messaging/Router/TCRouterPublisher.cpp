@@ -56,6 +56,8 @@ void TCRouterPublisher::Subscribe(TCRouterPeer& Peer, TCNorvMailClassID const& M
         .Format("%s, version %d, is no mail class", MailClass.get_Name().c_str(),
                 MailClass.get_Version());
   }
+  // Before there is a subscription: it begins at its own place, which may be an earlier one.
+  Tell();
   TSRouterSubscription* Subscription = Peer.FindSubscription(MailClass);
   if (Subscription == nullptr) {
     if (Peer.m_Subscriptions.size() >= kSubscriptionLimit) {
@@ -64,7 +66,6 @@ void TCRouterPublisher::Subscribe(TCRouterPeer& Peer, TCNorvMailClassID const& M
     }
     Subscription = &Peer.m_Subscriptions.emplace_back(MailClass, TSRouterSubscription()).second;
   }
-  Tell();
   // What it was not told of at once it would never hear of.
   m_Peers.DoOrDrop(Peer, [&] { CatchUp(Peer, MailClass, *Subscription, Known); });
 }

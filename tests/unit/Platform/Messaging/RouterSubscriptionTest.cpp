@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
+#include <future>
+#include <memory>
+#include <thread>
+
 #include "MessagingFixture.h"
 #include "RouterPeer.h"
 #include "tests/support/MailSender.h"
@@ -151,6 +155,71 @@ TEST_F(RouterSubscription, BringsUpToDateTheOneThatWasAway) {
   EXPECT_EQ(Hear(m_Other), kAnothers);
   m_Peer.Subscribe(m_Server.m_Router.get_Epoch(), Last);
   EXPECT_EQ(Hear(m_Peer), kEverything);
+}
+
+// ---- published mails and subscriptions that come at once ----
+
+// Keeps the router from its sockets until its end: what has come until then it finds in one turn.
+class TRouterAtWork {
+ public:
+  explicit TRouterAtWork(TCNorvMailRouter& Router)
+      : m_Thread([this, &Router] {
+          Router.Execute([this] {
+            m_Begun.set_value();
+            m_End.get_future().wait();
+          });
+        }) {
+    m_Begun.get_future().wait();
+  }
+  ~TRouterAtWork() {
+    m_End.set_value();
+    m_Thread.join();
+  }
+
+ private:
+  std::promise<void> m_Begun;
+  std::promise<void> m_End;
+  std::thread m_Thread;
+};
+
+// The numbers of its mails, behind the sequences of the mail before them and of the first.
+std::string HearPublished(TRouterPeer& Peer) {
+  auto const Frame = Peer.Hear();
+  if (!Frame || Frame->Kind != WireKind::kPublished) {
+    return "nothing";
+  }
+  std::string Result =
+      std::to_string(Frame->Previous) + " " + std::to_string(Frame->Sequence) + ":";
+  for (TSWireMail const& Mail : Frame->get_Mails()) {
+    int const Number = FirstNumber(
+        {TestClass(), eNorvEvent, 1, TCNorvMailBody::FromBytes(Frame->Fields, Mail.Records)});
+    Result += " " + std::to_string(Number);
+  }
+  return Result;
+}
+
+using RouterTurn = TMessagingFixture;
+
+// Told of the last one first, a subscriber that returns would take those before it for known.
+TEST_F(RouterTurn, TellsWhoReturnsOfWhatItMissedBeforeWhatIsPublishedMeanwhile) {
+  TTestServer Server(
+      [](TTestService& Service) {
+        Service.m_OnMail = [&Service](TSNorvReceivedMail const& Mail) {
+          Service.Publish(Mail.Content, Mail);
+        };
+      },
+      false);
+  TRouterPeer Writer(Address());
+  TRouterPeer Returning(Address());
+  ASSERT_EQ(Writer.Greet("writer"), "");
+  ASSERT_EQ(Returning.Greet("returning"), "");
+  Server.Publish(1);
+  {
+    TRouterAtWork const Busy(Server.m_Router);
+    ASSERT_TRUE(Writer.Send(TRouterPeer::NewChange(1, 2)));
+    ASSERT_TRUE(Returning.Send(TRouterPeer::NewSubscription(Server.m_Router.get_Epoch(), 0)));
+  }
+  EXPECT_EQ(HearPublished(Returning), "0 1: 1 2");
 }
 
 // ---- subscribers that do not keep up ----
