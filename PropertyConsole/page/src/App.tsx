@@ -181,7 +181,7 @@ function DeviceQuestion({app, device}: {app: Console; device: string}) {
         <button type="button" onClick={() => app.put({wantedDevice: null})}>
           {texts.cancel}
         </button>
-        <button type="button" class="main" onClick={() => app.chooseDevice(device, true)}>
+        <button type="button" class="main" onClick={() => app.service.chooseDevice(device, true)}>
           {texts.device.discardButton}
         </button>
       </footer>
@@ -209,7 +209,7 @@ function pressKey(app: Console, event: KeyboardEvent): void {
       document.querySelector<HTMLElement>('#tree a')?.focus();
     },
     r: () => app.review(),
-    h: () => app.showHistory(null),
+    h: () => app.transactions.showHistory(null),
     '?': () => app.put({panel: 'keys'}),
   };
   const action = actions[event.key];

@@ -220,7 +220,7 @@ export class FieldRow extends Component<Props> {
           type="button"
           class="quiet"
           aria-label={texts.field.historyLabel(name)}
-          onClick={() => app.showHistory({number: field.number, record})}
+          onClick={() => app.transactions.showHistory({number: field.number, record})}
         >
           {texts.field.history}
         </button>

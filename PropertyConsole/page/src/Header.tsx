@@ -60,7 +60,7 @@ function DeviceChoice({app}: {app: Console}) {
         device,
         device === app.own ? texts.device.own(device) : device,
       ])}
-      onChoose={(device) => app.chooseDevice(device)}
+      onChoose={(device) => app.service.chooseDevice(device)}
     />
   );
 }
@@ -111,7 +111,7 @@ export function Header({app}: {app: Console}) {
       <details class="more">
         <summary>{session && texts.signIn.as(session.user, texts.roles[session.role])}</summary>
         <div>
-          <button type="button" onClick={() => app.showHistory(null)}>
+          <button type="button" onClick={() => app.transactions.showHistory(null)}>
             {texts.history.button}
           </button>
           <button type="button" onClick={() => saveExport(app)}>
@@ -132,7 +132,7 @@ export function Header({app}: {app: Console}) {
             entries={themes}
             onChoose={(theme) => app.put({theme})}
           />
-          <button type="button" onClick={() => void app.signOut()}>
+          <button type="button" onClick={() => void app.service.signOut()}>
             {texts.signIn.out}
           </button>
         </div>
@@ -181,7 +181,7 @@ export function StatusBar({app}: {app: Console}) {
           <p id="applied">
             <AppliedText key={applied.transaction} applied={applied} />{' '}
             {applied.state !== 'undone' && applied.state !== 'takenBack' && (
-              <button type="button" onClick={() => void app.undo(applied.transaction)}>
+              <button type="button" onClick={() => void app.transactions.undo(applied.transaction)}>
                 {texts.applied.undo}
               </button>
             )}{' '}

@@ -36,7 +36,7 @@ function Entry({app, entry, isFirst}: {app: Console; entry: HistoryEntry; isFirs
         {entry.undoes !== null && ` · ${texts.history.undoes(entry.undoes)}`}
       </small>
       {isFirst && transaction !== null && app.may('operator') && (
-        <button type="button" class="quiet" onClick={() => void app.undo(transaction)}>
+        <button type="button" class="quiet" onClick={() => void app.transactions.undo(transaction)}>
           {texts.history.undo(transaction)}
         </button>
       )}

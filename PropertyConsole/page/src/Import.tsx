@@ -6,6 +6,7 @@ import {Dialog} from './Dialog';
 import {editedText, type Edits} from './edits';
 import {problemText} from './FieldRow';
 import {exportText, importEdits, readFile, type Import, type ValueFile} from './files';
+import type {Schema} from './schema';
 import {shownText, visible} from './show';
 import {texts} from './texts';
 import {keyOf, textOf} from './values';
@@ -34,14 +35,9 @@ interface Preview {
   taken: Edits;
 }
 
-async function preview(app: Console, file: ValueFile, from: string): Promise<Preview | null> {
-  if (!app.schema) {
-    return null;
-  }
-  const found = importEdits(file, from, app.schema, app.values);
-  if (found.edits.size === 0) {
-    return {found, refused: new Map(), taken: new Map()};
-  }
+/** By the page's own rules; the service has the last word when the edits are applied. */
+function preview(app: Console, schema: Schema, file: ValueFile, from: string): Preview {
+  const found = importEdits(file, from, schema, app.values);
   const refused = new Map<string, string>();
   for (const [key, edit] of found.edits) {
     const field = app.fieldOf(edit);
@@ -51,17 +47,7 @@ async function preview(app: Console, file: ValueFile, from: string): Promise<Pre
     }
   }
   const fitting = [...found.edits].filter(([key]) => !refused.has(key));
-  const taken = new Map(fitting.slice(0, kMostEdits));
-  // Without an answer nothing is known to be refused: applying says it.
-  const nothing = {changes: [], shown: [], hidden: [], conflicts: []};
-  const tried = await app.tryOut(taken).catch(() => nothing);
-  for (const change of tried.changes) {
-    if (change.refused !== null) {
-      taken.delete(keyOf(change));
-      refused.set(keyOf(change), change.refused);
-    }
-  }
-  return {found, refused, taken};
+  return {found, refused, taken: new Map(fitting.slice(0, kMostEdits))};
 }
 
 function PreviewTable({app, seen}: {app: Console; seen: Preview}) {
@@ -121,9 +107,7 @@ export function ImportDialog({app}: {app: Console}) {
   const look = (chosen: ValueFile, device: string): void => {
     setFrom(device);
     setFailure('');
-    preview(app, chosen, device).then(setSeen, (problem: unknown) =>
-      setFailure(app.textOf(problem)),
-    );
+    setSeen(app.schema && preview(app, app.schema, chosen, device));
   };
   const choose = async (chosen: File | undefined): Promise<void> => {
     setSeen(null);

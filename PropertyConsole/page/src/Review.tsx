@@ -11,9 +11,8 @@ import {texts} from './texts';
 import {textOf} from './values';
 
 function namesOf(app: Console, places: readonly Place[]): string {
-  return places
-    .map((place) => visible(app.fieldOf(place)?.label ?? String(place.number)))
-    .join(', ');
+  const names = places.map((place) => visible(app.fieldOf(place)?.label ?? String(place.number)));
+  return [...new Set(names)].join(', ');
 }
 
 function ReviewRow({app, edit}: {app: Console; edit: Edit}) {
@@ -67,6 +66,7 @@ export function Review({app}: {app: Console}) {
   const [isSafe, setSafe] = useState(false);
   const edits = [...app.edits.values()];
   const conflicts = conflictsIn(app.edits);
+  const {appear, vanish} = app.effects;
   const canApply = !app.isStale && !app.isBlocked && !app.isApplying && edits.length > 0;
   return (
     <Dialog name="review" heading={texts.review.heading} onClose={() => app.put({panel: null})}>
@@ -88,12 +88,8 @@ export function Review({app}: {app: Console}) {
           </tbody>
         </table>
         <div role="status">
-          {app.dryRun && app.dryRun.shown.length > 0 && (
-            <p>{texts.review.appear(namesOf(app, app.dryRun.shown))}</p>
-          )}
-          {app.dryRun && app.dryRun.hidden.length > 0 && (
-            <p>{texts.review.vanish(namesOf(app, app.dryRun.hidden))}</p>
-          )}
+          {appear.length > 0 && <p>{texts.review.appear(namesOf(app, appear))}</p>}
+          {vanish.length > 0 && <p>{texts.review.vanish(namesOf(app, vanish))}</p>}
           {conflicts > 0 && <p class="problem">{texts.review.conflicts(conflicts)}</p>}
           {edits.length > kMostEdits && (
             <p class="problem">{texts.review.tooMany(kMostEdits)}</p>
@@ -118,7 +114,7 @@ export function Review({app}: {app: Console}) {
           type="button"
           class="main"
           disabled={!canApply}
-          onClick={() => void app.apply(isSafe)}
+          onClick={() => void app.transactions.apply(isSafe)}
         >
           {app.isApplying ? texts.review.applying : texts.review.apply(edits.length)}
         </button>

@@ -10,7 +10,7 @@ export function SignIn({app, isAgain}: {app: Console; isAgain: boolean}) {
     event.preventDefault();
     const data = new FormData(event.currentTarget as HTMLFormElement);
     setBusy(true);
-    await app.signIn(String(data.get('user')), String(data.get('password')));
+    await app.service.signIn(String(data.get('user')), String(data.get('password')));
     setBusy(false);
   };
   return (

@@ -120,19 +120,6 @@ export interface Details {
   revision?: string;
 }
 
-export interface DryRunChange extends Place {
-  from?: string | null;
-  to?: string | null;
-  refused: string | null;
-}
-
-export interface DryRunAnswer {
-  changes: DryRunChange[];
-  shown: Place[];
-  hidden: Place[];
-  conflicts: Value[];
-}
-
 /** An answer that is no success; `status` is 0 when there was none. */
 export class Problem extends Error {
   constructor(
@@ -200,8 +187,6 @@ export const api = {
     }>,
   apply: (request: TransactionRequest, token: string) =>
     ask('POST', 'transactions', request, token) as Promise<TransactionAnswer>,
-  dryRun: (request: TransactionRequest, token: string) =>
-    ask('POST', 'dry-run', request, token) as Promise<DryRunAnswer>,
   undo: (transaction: number, token: string) =>
     ask('POST', `transactions/${transaction}/undo`, {}, token) as Promise<TransactionAnswer>,
   confirm: (transaction: number, token: string) =>

@@ -61,8 +61,21 @@ export class Dependencies {
     }
   }
 
-  isGoverned(field: number): boolean {
-    return this.conditions.has(field);
+  /** The fields that something governs. */
+  get governed(): number[] {
+    return [...this.conditions.keys()];
+  }
+
+  /** Which places, of those given, begin and cease to apply when values read otherwise. */
+  changed(places: Iterable<Place>, before: Reading, after: Reading): {appear: Place[]; vanish: Place[]} {
+    const result: {appear: Place[]; vanish: Place[]} = {appear: [], vanish: []};
+    for (const place of places) {
+      const applies = this.of(place, after).applies;
+      if (applies !== this.of(place, before).applies) {
+        (applies ? result.appear : result.vanish).push(place);
+      }
+    }
+    return result;
   }
 
   /** Whether the field applies at that record. */

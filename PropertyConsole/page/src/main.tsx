@@ -9,4 +9,4 @@ const place = document.getElementById('page');
 if (place) {
   render(<App app={app} />, place);
 }
-void app.start();
+void app.service.start();

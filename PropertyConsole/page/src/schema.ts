@@ -29,7 +29,7 @@ export function choiceLabel(choice: Choice): string {
 }
 
 /** Whether a view shows what has this visibility. */
-export function isInView(visibility: SchemaNode['visibility'], view: View): boolean {
+export function isInView(visibility: SchemaNode['visibility'] | undefined, view: View): boolean {
   return visibility === 'shown' || view === 'all' || (visibility === 'advanced' && view !== 'basic');
 }
 

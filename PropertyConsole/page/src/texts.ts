@@ -48,8 +48,8 @@ export const texts = {
 
   view: {
     label: 'View',
-    basic: 'Basic',
-    advanced: 'Advanced',
+    basic: 'Basic view',
+    advanced: 'Advanced view',
     all: 'All, also hidden',
   },
 

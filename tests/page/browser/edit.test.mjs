@@ -55,6 +55,9 @@ test('fields appear and vanish with what governs them, also before it is applied
   await control(page, 'Assignment of the address').selectOption({label: 'Static'});
   await control(page, 'Network mask').waitFor();
   await row(page, 'NetMask').getByText('because “Assignment of the address” is “Static”').waitFor();
+  await review(page);
+  await page.getByText('Will appear: Address, Network mask, Default gateway').waitFor();
+  await page.keyboard.press('Escape');
   await row(page, 'AddressMode').getByRole('button', {name: /^Take back/}).click();
   await control(page, 'Network mask').waitFor({state: 'detached'});
   assertNothingWrong(page);

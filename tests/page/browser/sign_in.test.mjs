@@ -69,6 +69,21 @@ test('whose session ends signs in again and finds the edits', async () => {
   assertNothingWrong(page);
 });
 
+test('the page is small', async () => {
+  const sizeOf = async (path) => {
+    const answer = await fetch(new URL(path, world.url), {headers: {'Accept-Encoding': 'gzip'}});
+    assert.equal(answer.status, 200);
+    assert.equal(answer.headers.get('content-encoding'), 'gzip');
+    return {text: await answer.text(), bytes: Number(answer.headers.get('content-length'))};
+  };
+  const {text, bytes} = await sizeOf('/');
+  const files = text.match(/\/assets\/[^"]+/g);
+  assert.equal(files.length, 3);
+  const sizes = await Promise.all(files.map(sizeOf));
+  const all = sizes.reduce((sum, size) => sum + size.bytes, bytes);
+  assert.ok(all > 0 && all < 60000, `${all} bytes`);
+});
+
 test('nothing is kept that holds a value or a password', async () => {
   const page = await openSignedIn(browser, world);
   const kept = await page.evaluate(() => [
