@@ -83,7 +83,8 @@ export class FieldRow extends Component<Props> {
     const {value, choices, preset, ...others} = next;
     return (
       JSON.stringify(value) !== JSON.stringify(this.props.value) ||
-      choices.length !== this.props.choices.length ||
+      choices.map(({number}) => number).join() !==
+        this.props.choices.map(({number}) => number).join() ||
       preset?.text !== this.props.preset?.text ||
       (Object.keys(others) as (keyof typeof others)[]).some(
         (name) => others[name] !== this.props[name],

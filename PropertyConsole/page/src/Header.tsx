@@ -18,7 +18,12 @@ function Connection({app}: {app: Console}) {
     connecting: texts.connection.connecting,
   }[state];
   return (
-    <span id="connection" class={`connection ${state}`} role="status" aria-label={texts.connection.label}>
+    <span
+      id="connection"
+      class={`connection ${state}`}
+      role="status"
+      aria-label={texts.connection.label}
+    >
       {text}
     </span>
   );
@@ -176,7 +181,14 @@ export function StatusBar({app}: {app: Console}) {
         </p>
       )}
       <div role="status" aria-live="polite">
-        {app.failure && <p class="problem">{app.failure}</p>}
+        {app.failure && (
+          <p class="problem">
+            {app.failure}{' '}
+            <button type="button" class="quiet" onClick={() => app.put({failure: ''})}>
+              {texts.close}
+            </button>
+          </p>
+        )}
         {applied && (
           <p id="applied">
             <AppliedText key={applied.transaction} applied={applied} />{' '}

@@ -2,7 +2,7 @@
 // The state of the page: what is known of the device, and what the user is at.
 import {Problem} from './api';
 import type {HistoryEntry, Place, Role, Session, Value} from './api';
-import type {Dependencies, Reading} from './dependencies';
+import type {Dependencies, Effects, Reading} from './dependencies';
 import * as editing from './edits';
 import type {Edit, Edits} from './edits';
 import {problemOf} from './patterns';
@@ -68,7 +68,7 @@ export class Console {
   /** When a value has changed while the page was open, as people say it. */
   marks = new Map<string, string>();
 
-  /** Polling: changes cannot come by themselves, so that the values are asked for again and again. */
+  /** Polling: changes cannot come by themselves, so that the values are asked for. */
   link: 'connecting' | 'live' | 'polling' | 'away' = 'connecting';
   isServerThere = true;
   asOf = new Date();
@@ -138,7 +138,7 @@ export class Console {
   }
 
   /** What would begin and cease to apply with the edits. */
-  get effects(): {appear: Place[]; vanish: Place[]} {
+  get effects(): Effects {
     const records = new Set([null, ...[...this.edits.values()].map((edit) => edit.record)]);
     const places = (this.dependencies?.governed ?? [])
       .filter((number) => isInView(this.fieldOf({number, record: null})?.visibility, this.view))

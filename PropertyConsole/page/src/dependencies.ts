@@ -29,12 +29,19 @@ export interface Applicability {
   conditions: Condition[];
 }
 
+/** The places that begin and cease to apply. */
+export interface Effects {
+  appear: Place[];
+  vanish: Place[];
+}
+
 interface Restriction {
   condition: Condition;
   choice: number;
   isOther: boolean;
 }
 
+const kDeepest = 8; // fields that govern one another in a row
 const kAlways: Applicability = {applies: true, conditions: []};
 
 function addTo<Key, Item>(map: Map<Key, Item[]>, key: Key, item: Item): void {
@@ -67,8 +74,8 @@ export class Dependencies {
   }
 
   /** Which places, of those given, begin and cease to apply when values read otherwise. */
-  changed(places: Iterable<Place>, before: Reading, after: Reading): {appear: Place[]; vanish: Place[]} {
-    const result: {appear: Place[]; vanish: Place[]} = {appear: [], vanish: []};
+  changed(places: Iterable<Place>, before: Reading, after: Reading): Effects {
+    const result: Effects = {appear: [], vanish: []};
     for (const place of places) {
       const applies = this.of(place, after).applies;
       if (applies !== this.of(place, before).applies) {
@@ -78,15 +85,20 @@ export class Dependencies {
     return result;
   }
 
-  /** Whether the field applies at that record. */
+  /**
+   * Whether the field applies at that record. Of fields that govern each other, only the values
+   * count.
+   */
   of(place: Place, read: Reading, above: ReadonlySet<number> = new Set()): Applicability {
     const conditions = this.conditions.get(place.number);
-    if (!conditions || above.has(place.number)) {
+    if (!conditions || above.size > kDeepest) {
       return kAlways;
     }
     const groups = new Map<number, Condition[]>();
     for (const condition of conditions) {
-      addTo(groups, condition.field.number, condition);
+      if (!above.has(condition.field.number)) {
+        addTo(groups, condition.field.number, condition);
+      }
     }
     const round = new Set(above).add(place.number);
     for (const [governing, group] of groups) {

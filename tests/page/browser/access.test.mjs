@@ -9,6 +9,7 @@ import {
   assertNothingWrong,
   axeScript,
   choose,
+  closeReview,
   control,
   openPage,
   openSignedIn,
@@ -69,7 +70,7 @@ for (const colours of ['light', 'dark']) {
     await review(open);
     await assertUsable(open, 'review');
     await picture(open, `review-${colours}`);
-    await open.keyboard.press('Escape');
+    await closeReview(open);
     await choose(open, 'User');
     await open.getByRole('cell', {name: 'Anna Berg'}).waitFor();
     await assertUsable(open, 'records');

@@ -8,6 +8,7 @@ import {
   assertNothingWrong,
   awaitValue,
   choose,
+  closeReview,
   control,
   openSignedIn,
   otherDevice,
@@ -57,7 +58,7 @@ test('fields appear and vanish with what governs them, also before it is applied
   await row(page, 'NetMask').getByText('because “Assignment of the address” is “Static”').waitFor();
   await review(page);
   await page.getByText('Will appear: Address, Network mask, Default gateway').waitFor();
-  await page.keyboard.press('Escape');
+  await closeReview(page);
   await row(page, 'AddressMode').getByRole('button', {name: /^Take back/}).click();
   await control(page, 'Network mask').waitFor({state: 'detached'});
   assertNothingWrong(page);
@@ -112,6 +113,20 @@ test('what is applied with care is confirmed by the page itself', async () => {
   await page.getByText(/^Applied, and being confirmed/).waitFor();
   await page.getByText('Applied and confirmed: the device can still be reached.').waitFor();
   assert.equal(world.get('NameServer'), '192.0.2.53');
+  assertNothingWrong(page);
+});
+
+test('what is applied with care is confirmed although its message was closed', async () => {
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Network');
+  await control(page, 'Name server').fill('192.0.2.54');
+  await review(page);
+  await page.getByLabel(/^Take it back unless/).check();
+  const confirmed = page.waitForResponse(/\/confirm$/);
+  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  await page.locator('#applied').getByRole('button', {name: 'Close'}).click();
+  assert.equal((await confirmed).status(), 200);
+  assert.equal(await page.locator('#applied').count(), 0);
   assertNothingWrong(page);
 });
 

@@ -6,6 +6,7 @@ import {
   apply,
   assertNothingWrong,
   awaitValue,
+  closeReview,
   control,
   openSignedIn,
   review,
@@ -62,6 +63,20 @@ test('lines and characters that are not seen arrive whole and are shown', async 
   await awaitValue(page, 'Turned \\u202edaer', text);
   await control(page, 'Turned \\u202edaer').fill('other');
   await row(page, 'Turned').getByText('it is first␊second\\u202e third').waitFor();
+  await assertUnharmed(page);
+});
+
+test('what only the service can judge is refused with its reason', async () => {
+  const page = await openSignedIn(browser, world);
+  await control(page, 'Slow to match').fill('123');
+  await review(page);
+  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  await page.locator('#review').getByText(/^Refused: .*does not match the pattern/).waitFor();
+  assert.equal(await page.getByRole('button', {name: /^Apply/}).isDisabled(), true);
+  await closeReview(page);
+  await control(page, 'Slow to match').fill('abc');
+  await apply(page);
+  assert.equal(world.get('Slow'), 'abc');
   await assertUnharmed(page);
 });
 

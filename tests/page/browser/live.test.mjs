@@ -7,6 +7,7 @@ import {
   assertNothingWrong,
   awaitValue,
   choose,
+  closeReview,
   control,
   openSignedIn,
   row,
@@ -57,6 +58,36 @@ test('of two at one property the second one decides', async () => {
   assertNothingWrong(bert);
 });
 
+test('where changes cannot come by themselves they are asked for', async () => {
+  const page = await openSignedIn(browser, world);
+  await page.route('**/api/v1/events*', (route) => route.fulfill({status: 503}));
+  await page.reload();
+  await page.locator('#connection.polling').waitFor();
+  await choose(page, 'Identity');
+  world.property('set', 'Location=Asked for');
+  await awaitValue(page, 'Place of installation', 'Asked for');
+  assertNothingWrong(page);
+});
+
+test('a change that the page has not heard of is no less of a conflict', async () => {
+  const page = await openSignedIn(browser, world);
+  await page.route('**/api/v1/events*', (route) => route.fulfill({status: 503}));
+  await page.reload();
+  await page.locator('#connection.polling').waitFor();
+  await choose(page, 'Identity');
+  // From now on it hears nothing.
+  await page.route('**/api/v1/values*', () => undefined);
+  world.property('set', 'Location=Unheard');
+  await control(page, 'Place of installation').fill('Mine');
+  await page.locator('#review-button').click();
+  await page.getByRole('button', {name: /^Apply/}).click();
+  await page.locator('#review').getByText(/changed this to Unheard meanwhile/).waitFor();
+  assert.equal(world.get('Location'), 'Unheard');
+  await page.locator('#review').getByRole('button', {name: 'Take the new value'}).click();
+  await awaitValue(page, 'Place of installation', 'Unheard');
+  assertNothingWrong(page);
+});
+
 test('while the server is away values are shown as stale, and then brought up to date', async () => {
   const page = await openSignedIn(browser, world);
   await choose(page, 'Network');
@@ -66,7 +97,7 @@ test('while the server is away values are shown as stale, and then brought up to
   await control(page, 'Host name').fill('later');
   await page.locator('#review-button').click();
   assert.equal(await page.getByRole('button', {name: /^Apply/}).isDisabled(), true);
-  await page.keyboard.press('Escape');
+  await closeReview(page);
   await world.startServer();
   world.property('set', 'NameServer=192.0.2.1');
   await page.locator('#connection.live').waitFor();

@@ -188,6 +188,12 @@ export async function review(page) {
   await page.locator('#review').waitFor();
 }
 
+/** Closes the review; what lies below it takes nothing before. */
+export async function closeReview(page) {
+  await page.keyboard.press('Escape');
+  await page.locator('#review').waitFor({state: 'detached'});
+}
+
 /** Applies all edits and waits until it is done. */
 export async function apply(page) {
   await review(page);

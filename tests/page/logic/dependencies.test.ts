@@ -84,6 +84,7 @@ test('fields that govern each other apply by each other, without end', () => {
   const round = [on(11, 12), on(12, 11)];
   assert.equal(world(fields, round, {11: '1', 12: '1'}).applies(11), true);
   assert.equal(world(fields, round, {11: '1', 12: '0'}).applies(11), false);
+  assert.equal(world(fields, round, {11: '1', 12: '0'}).applies(12), true);
 });
 
 test('a governing value that is not told counts as there', () => {
