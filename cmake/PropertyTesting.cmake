@@ -6,13 +6,13 @@ include(GoogleTest)
 
 option(PROPERTY_UNITY_TESTS "Compile several sources of a test program at once" OFF)
 
-# property_add_unit_test(NAME source... [LIBS library...] [LABEL label] [SEPARATE])
+# property_add_unit_test(NAME source... [LIBS library...] [LABEL label] [SEPARATE] [ALONE])
 # Several sources are compiled at once where PROPERTY_UNITY_TESTS says so, or the preset for all
 # targets: in a third of the time. SEPARATE compiles each alone, for tests that depend on it or that
-# use one name for different things.
+# use one name for different things. The cases of an ALONE one run while no other test does.
 # A test's full name begins with the executable's, so that names are unique across executables.
 function(property_add_unit_test Name)
-  cmake_parse_arguments(ARG "SEPARATE" "LABEL" "LIBS" ${ARGN})
+  cmake_parse_arguments(ARG "SEPARATE;ALONE" "LABEL" "LIBS" ${ARGN})
   if(NOT ARG_LABEL)
     set(ARG_LABEL unit)
   endif()
@@ -33,7 +33,7 @@ function(property_add_unit_test Name)
   target_compile_options(${Name} PRIVATE -O0)
   target_link_libraries(${Name} PRIVATE ${ARG_LIBS} GTest::gmock_main)
   gtest_discover_tests(${Name} TEST_PREFIX ${Name}. DISCOVERY_TIMEOUT 120
-    PROPERTIES TIMEOUT ${Limit} LABELS ${ARG_LABEL})
+    PROPERTIES TIMEOUT ${Limit} LABELS ${ARG_LABEL} RUN_SERIAL ${ARG_ALONE})
   property_set_test_environment(${Name} ${Name}_TESTS)
 endfunction()
 

@@ -6,10 +6,10 @@
 
 namespace {
 
-constexpr std::uint64_t kNothing = 1000;  // what everybody's usual messages take far less than
-constexpr std::uint64_t kBurst = 25000;   // granted at once
-constexpr std::uint64_t kShare = 2;       // a user gets one part of so many
-constexpr std::size_t kFew = 64;          // users that are never looked through
+constexpr std::uint64_t kNothing = 250;  // what everybody's usual messages take far less than
+constexpr std::uint64_t kBurst = 25000;  // granted at once
+constexpr std::uint64_t kShare = 2;      // a user gets one part of so many
+constexpr std::size_t kFew = 64;         // users that are never looked through
 
 }  // namespace
 

@@ -102,6 +102,8 @@ TEST_F(StoppedSubscriber, ThatNeverReadsLargeChangesCostsNoSharedMemory) {
   long const Before = SharedMemory();
   m_Writer->Ask("fill 101 1 " + std::to_string(kChanges) + " 1000000");
   m_Writer->Ask("acknowledged");
+  m_Writer->Ask("set 201 - - " + Hex("end"));
+  EXPECT_EQ(m_Reader->Ask("until 201 - - " + Hex("end")), "heard");  // it has a lot to read
   ExpectServed();
   EXPECT_LT(SharedMemory(), Before + kNoise);
   EndAndExpectLeftBehind(getpid());

@@ -13,10 +13,19 @@ constexpr std::uint64_t kStart = 100 * kSecond;
 TEST(RouterUser, IsNotPausedForWhatTakesNoTime) {
   TCRouterUser User;
   for (int Count = 0; Count < 100000; ++Count) {
-    User.Charge(kMillisecond, kStart);
+    User.Charge(kMillisecond / 4, kStart);
   }
   EXPECT_EQ(User.get_Pause(kStart), 0U);
   EXPECT_TRUE(User.IsRested(kStart));
+}
+
+// Else many requests that take a little less would take all of the router's time.
+TEST(RouterUser, IsPausedForWhatTakesLessThanAMillisecondAgainAndAgain) {
+  TCRouterUser User;
+  for (int Count = 0; Count < 1000; ++Count) {
+    User.Charge(kMillisecond / 2, kStart);
+  }
+  EXPECT_GT(User.get_Pause(kStart), 0U);
 }
 
 TEST(RouterUser, IsGrantedABurst) {
