@@ -36,7 +36,7 @@ void TCHistoryEntries::PutTexts(TSHistoryEntry& Entry, TSPropertyRecord const& C
   if (Entry.Secret) {
     return;
   }
-  if (Former != nullptr && m_SecretTexts.MayShow(PlaceOf(Change))) {
+  if (Former != nullptr && m_SecretTexts.MayShow(Change)) {
     Entry.From = *Former;
   }
   Entry.To = Change.Data;

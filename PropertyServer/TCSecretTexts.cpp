@@ -54,8 +54,8 @@ bool TCSecretTexts::Hide(std::vector<TSPropertyRange> const& Secrets) {
   return false;
 }
 
-bool TCSecretTexts::MayShow(TCPropertyPlace const& Place) const {
-  return !Contains(m_OnceSecret, std::get<int>(Place)) || m_Shown.count(Place) > 0;
+bool TCSecretTexts::MayShow(TSPropertyRecord const& Change) const {
+  return !Contains(m_OnceSecret, Change.Number) || m_Shown.count(PlaceOf(Change)) > 0;
 }
 
 // A place that is not noted for lack of memory has its text hidden once more.

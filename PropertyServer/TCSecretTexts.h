@@ -27,8 +27,8 @@ class TCSecretTexts {
   /// That they can not be erased from the files yet is logged.
   void SetSecrets(std::vector<TSPropertyRange> const& Secrets);
 
-  /// Whether the history may have the text that the value at `Place` has now.
-  bool MayShow(TCPropertyPlace const& Place) const;
+  /// Whether the history may have the text that the value changed by `Change` has until then.
+  bool MayShow(TSPropertyRecord const& Change) const;
   /// The values have been set as the latest; nothing is thrown.
   void OnSet(std::vector<TSPropertyRecord> const& Changes);
 

@@ -202,10 +202,17 @@ export async function apply(page) {
   await page.locator('#applied').waitFor();
 }
 
-/** Waits until the control has that value. */
+/** Waits until the control has that value; looked up each time, for the page may draw it anew. */
 export async function awaitValue(page, label, text) {
-  const handle = await control(page, label).elementHandle();
-  await page.waitForFunction(([element, wanted]) => element.value === wanted, [handle, text]);
+  await page.waitForFunction(
+    ([name, wanted]) =>
+      [...document.querySelectorAll('input, select, textarea')].some(
+        (element) =>
+          element.value === wanted &&
+          [...(element.labels ?? [])].some((of) => of.textContent.trim() === name),
+      ),
+    [label, text],
+  );
 }
 
 /** Nothing has gone wrong that nobody saw. */
