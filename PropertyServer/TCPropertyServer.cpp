@@ -244,7 +244,7 @@ void TCPropertyServer::Take(TSTakenMail&& Taken) {
   Taken.Origin.Process = Sender.Process;
   Taken.Origin.ProcessName = Sender.ProcessName;
   if (!Taken.Refused) {
-    TCTexts const Former = FindNewest(Taken.Changes);
+    TCTexts const& Former = FindFormer(Taken.Changes);
     Taken.IsNew = std::find(Former.begin(), Former.end(), nullptr) != Former.end();
     Taken.Growth = GrowthBy(Taken.Changes, Former);
     std::string Reason = ReasonAgainstGrowth(Taken);
@@ -327,14 +327,14 @@ void TCPropertyServer::TakeEffectAtOnce(TSTakenMail& Taken) {
   }
 }
 
-TCPropertyServer::TCTexts TCPropertyServer::FindNewest(
-    std::vector<TSPropertyRecord> const& Changes) const {
-  TCTexts Texts;
-  Texts.reserve(Changes.size());
+TCPropertyServer::TCTexts const& TCPropertyServer::FindFormer(
+    std::vector<TSPropertyRecord> const& Changes) {
+  m_Former.clear();
+  m_Former.reserve(Changes.size());
   for (TSPropertyRecord const& Change : Changes) {
-    Texts.push_back(FindNewest(PlaceOf(Change)));
+    m_Former.push_back(FindNewest(PlaceOf(Change)));
   }
-  return Texts;
+  return m_Former;
 }
 
 // What the value will be once everything that waits is stored. Where all of it has taken effect,

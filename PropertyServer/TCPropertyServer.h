@@ -111,7 +111,7 @@ class TCPropertyServer : public TCNorvService {
   std::string ReasonAgainstGrowth(TSTakenMail const& Taken) const;
   void Queue(TSTakenMail&& Taken);
   TSTakenMail& AddToQueue(TSTakenMail&& Taken);
-  TCTexts FindNewest(std::vector<TSPropertyRecord> const& Changes) const;
+  TCTexts const& FindFormer(std::vector<TSPropertyRecord> const& Changes);
   std::string const* FindNewest(TCPropertyPlace const& Place) const;
   void TakeEffectAtOnce(TSTakenMail& Taken);
   void OnStored(std::list<TSTakenMail>& Stored);
@@ -133,6 +133,7 @@ class TCPropertyServer : public TCNorvService {
   TCHistoryEntries const m_HistoryEntries;
   std::uint64_t m_LastTransaction;  // of the history
   bool m_EffectsWait = false;       // for the commit, although it is relaxed
+  TCTexts m_Former;                 // of the mail in hand; its memory serves the next one
   TCRefusalLog m_RefusalLog;
   TCStoringTrouble m_Trouble;
   TCCommitQueue m_Queue;
