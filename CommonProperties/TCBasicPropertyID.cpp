@@ -2,9 +2,11 @@
 // The registry is built by whichever node comes first, in any order of static initialisation.
 #include "CommonProperties/TCBasicPropertyID.h"
 
+#include <cstddef>
 #include <list>
 #include <memory>
 #include <new>
+#include <optional>
 #include <utility>
 
 #include "CommonProperties/TCPropertyChoice.h"
@@ -25,6 +27,7 @@ namespace Property {
 namespace {
 
 using TNodes = std::list<TCBasicPropertyID*>;
+using TRegistry = std::map<int, TCBasicPropertyID*>;
 using TClassIDs = std::set<TCNullTypes<int>>;
 
 char const* const kSource = "../CommonProperties/TCBasicPropertyID";
@@ -39,10 +42,44 @@ void CreateRegistry() {
     return;
   }
   auto TempList = std::make_unique<TNodes>();
-  TCBasicPropertyID::m_List = new std::map<int, TCBasicPropertyID*>;
+  TCBasicPropertyID::m_List = new TRegistry;
   g_TempList = TempList.release();
   new (&g_Classlist.m_Object) TClassIDs;
 }
+
+/// Finds nodes whose numbers are asked for in ascending order, as those of values that come
+/// together are, without a search from the registry's root for each.
+class TCNodeSearch {
+ public:
+  /// The end when the number is missing.
+  TRegistry::const_iterator Find(TRegistry const& Registry, int Number) {
+    TRegistry::const_iterator Node = Registry.end();
+    if (m_Last && m_Size == Registry.size() && (*m_Last)->first <= Number) {
+      Node = *m_Last;
+      for (int Step = 0; Step < kSteps && Node != Registry.end() && Node->first < Number; ++Step) {
+        ++Node;
+      }
+    }
+    if (Node == Registry.end() || Node->first != Number) {
+      Node = Registry.find(Number);
+    }
+    if (Node != Registry.end()) {
+      m_Last = Node;
+      m_Size = Registry.size();
+    }
+    return Node;
+  }
+  /// Has to be called when a node leaves the registry.
+  void Forget() noexcept { m_Last.reset(); }
+
+ private:
+  static constexpr int kSteps = 2;  // more would make numbers in another order slower to find
+
+  std::optional<TRegistry::const_iterator> m_Last;
+  std::size_t m_Size = 0;  // of the registry, when m_Last was found
+};
+
+TCNodeSearch g_Search;  // no constructor runs: used before those of this file would
 
 /// Marks the initialisation as under way.
 class TCInitializing {
@@ -59,7 +96,7 @@ bool HasOrder(TEPropertyType Type) {
 
 }  // namespace
 
-std::map<int, TCBasicPropertyID*>* TCBasicPropertyID::m_List = nullptr;
+TRegistry* TCBasicPropertyID::m_List = nullptr;
 TClassIDs& TCBasicPropertyID::m_Classlist = g_Classlist.m_Object;
 bool TCBasicPropertyID::m_Initialized = false;
 TCCriticalSection TCBasicPropertyID::m_CSection;
@@ -93,6 +130,7 @@ void TCBasicPropertyID::Register() {
   try {
     TCPropertyLink::Connect(*this);
   } catch (...) {
+    g_Search.Forget();
     m_List->erase(Itr);
     throw;
   }
@@ -116,6 +154,7 @@ __attribute__((no_sanitize("address", "undefined"))) bool TCBasicPropertyID::IsC
 
 void TCBasicPropertyID::Unregister() noexcept {
   TCCriticalSectionLock Lock(m_CSection);
+  g_Search.Forget();
   m_List->erase(m_Number);
   g_TempList->remove(this);
 }
@@ -125,7 +164,7 @@ TCBasicPropertyID* TCBasicPropertyID::Find(int Number) {
   if (m_List == nullptr) {
     return nullptr;
   }
-  auto const Itr = m_List->find(Number);
+  auto const Itr = g_Search.Find(*m_List, Number);
   return Itr != m_List->end() ? Itr->second : nullptr;
 }
 

@@ -153,6 +153,31 @@ TEST(TCBasicPropertyIDTest, FindsNullForAnUnknownNumber) {
   EXPECT_EQ(TCBasicPropertyID::Find(99), nullptr);
 }
 
+TEST(TCBasicPropertyIDTest, IsFoundInWhateverOrderNodesAreAskedFor) {
+  std::vector<TCBasicPropertyID*> Nodes;
+  for (int const Number : {-5, 1, 2, 3, 10, 20, 30}) {
+    Nodes.push_back(&NewNode(Number, Property::eStringField));
+  }
+  for (TCBasicPropertyID const* const First : Nodes) {
+    for (TCBasicPropertyID* const Second : Nodes) {
+      EXPECT_EQ(TCBasicPropertyID::Find(First->get_Number()), First);
+      EXPECT_EQ(TCBasicPropertyID::Find(Second->get_Number()), Second);
+      EXPECT_EQ(TCBasicPropertyID::Find(Second->get_Number() + 4), nullptr);
+    }
+  }
+}
+
+TEST(TCBasicPropertyIDTest, IsFoundWhenTheNodeFoundLastHasGone) {
+  for (int const Number : {1, 2, 3}) {
+    NewNode(Number, Property::eStringField);
+  }
+  ASSERT_NE(TCBasicPropertyID::Find(2), nullptr);
+  TCBasicPropertyID::m_List->erase(2);
+
+  EXPECT_EQ(TCBasicPropertyID::Find(2), nullptr);
+  EXPECT_EQ(TCBasicPropertyID::Find(3)->get_Number(), 3);
+}
+
 TEST(TCBasicPropertyIDTest, RefusesASecondNodeOfANumber) {
   new TCPropertyID("Alpha", 12, "", kNoNumber, 0x10);
 
