@@ -4,6 +4,10 @@
 
 include(CMakePackageConfigHelpers)
 
+# The number in the libraries' shared-object names. It is raised by a release with which programs
+# that were built before would not run (docs/compatibility.md); tests/abi looks at that.
+set(PROPERTY_ABI 0)
+
 function(property_add_shared_library Target OutputName ExportName)
   add_library(${Target} SHARED)
   add_library(Property::${ExportName} ALIAS ${Target})
@@ -12,7 +16,7 @@ function(property_add_shared_library Target OutputName ExportName)
     OUTPUT_NAME ${OutputName}
     EXPORT_NAME ${ExportName}
     VERSION ${PROJECT_VERSION}
-    SOVERSION ${PROJECT_VERSION_MAJOR})
+    SOVERSION ${PROPERTY_ABI})
   install(TARGETS ${Target} EXPORT PropertyTargets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
       COMPONENT libraries NAMELINK_COMPONENT development)
