@@ -53,7 +53,7 @@ inline bool IsDebugLevel(TCDebugChannel const& Channel) noexcept {
 }
 /// Writes the printf-style text as one line "NAME: text" to the standard error stream, or hands it
 /// to the sink. Does nothing while the channel is off. Control characters in it and bytes that are
-/// no UTF-8 become \n, \r, \t or \xHH.
+/// no UTF-8 become `\n`, `\r`, `\t` or `\xHH`.
 PROPERTY_PLATFORM_EXPORT void SendDebugOutput(TCDebugChannel const& Channel, char const* Text, ...)
     __attribute__((format(printf, 2, 3)));
 
