@@ -13,6 +13,7 @@
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyInitOverride.h"
 #include "CommonProperties/TCPropertyLink.h"
+#include "RegistryNodes.h"
 #include "SchemaLock.h"
 
 using Accessories::TCNullTypes;
@@ -21,40 +22,8 @@ using Property::TCPropertyContainer;
 using Property::TCPropertyDBLookup;
 using Property::TCPropertyGroup;
 using Property::TCPropertyID;
-using Property::TCPropertyInitOverride;
 using Property::TCPropertyLink;
 using ::testing::ElementsAre;
-
-namespace {
-
-TCNullTypes<int> const kNoNumber;
-
-/// An override that calls a function.
-class TOverride : public TCPropertyInitOverride {
- public:
-  TOverride(TCBasicPropertyID* Node, std::function<void()> OnInitialize)
-      : TCPropertyInitOverride(Node), m_OnInitialize(std::move(OnInitialize)) {}
-
-  void DoInitialize() override { m_OnInitialize(); }
-
- private:
-  std::function<void()> m_OnInitialize;
-};
-
-TCBasicPropertyID& NewNode(int Number, Property::TEPropertyType Type,
-                           TCNullTypes<int> const& Parent = kNoNumber) {
-  return *new TCBasicPropertyID("Node", Number, Type, "", Parent);
-}
-
-TCPropertyID& NewField(int Number, TCNullTypes<int> const& Parent = kNoNumber) {
-  return *new TCPropertyID("Field", Number, "", Parent, 0x10);
-}
-
-int OrderOf(TCBasicPropertyID const& Node) {
-  return Node.GetOrder();
-}
-
-}  // namespace
 
 // ---- class ids ----
 
@@ -246,7 +215,7 @@ TEST(TCBasicPropertyIDTest, ReadsTheTypeAfterANodeHasInitialisedItself) {
   TCBasicPropertyID& First = NewNode(1, Property::eGroup, 77);
   TCBasicPropertyID& Second = NewNode(2, Property::eGroup, 77);
   TCBasicPropertyID const& Third = NewNode(3, Property::eGroup, 77);
-  new TOverride(&Second, [&] { Second.set_Type(Property::eContainer); });
+  new TCallingOverride(&Second, [&] { Second.set_Type(Property::eContainer); });
 
   TCBasicPropertyID::Initialize();
 

@@ -13,6 +13,7 @@
 #include "CommonProperties/TCPropertyGroup.h"
 #include "CommonProperties/TCPropertyID.h"
 #include "CommonProperties/TCPropertyInitOverride.h"
+#include "RegistryNodes.h"
 #include "SchemaLock.h"
 
 using Accessories::TCNullTypes;
@@ -20,12 +21,9 @@ using Property::TCBasicPropertyID;
 using Property::TCPropertyContainer;
 using Property::TCPropertyGroup;
 using Property::TCPropertyID;
-using Property::TCPropertyInitOverride;
 using ::testing::ElementsAre;
 
 namespace {
-
-TCNullTypes<int> const kNoNumber;
 
 /// A node that tells when it is initialised.
 class TTellingNode : public TCBasicPropertyID {
@@ -42,31 +40,6 @@ class TTellingNode : public TCBasicPropertyID {
  private:
   std::function<void()> m_OnInitialize;
 };
-
-/// An override that calls a function.
-class TOverride : public TCPropertyInitOverride {
- public:
-  TOverride(TCBasicPropertyID* Node, std::function<void()> OnInitialize)
-      : TCPropertyInitOverride(Node), m_OnInitialize(std::move(OnInitialize)) {}
-
-  void DoInitialize() override { m_OnInitialize(); }
-
- private:
-  std::function<void()> m_OnInitialize;
-};
-
-TCBasicPropertyID& NewNode(int Number, Property::TEPropertyType Type,
-                           TCNullTypes<int> const& Parent = kNoNumber) {
-  return *new TCBasicPropertyID("Node", Number, Type, "", Parent);
-}
-
-TCPropertyID& NewField(int Number, TCNullTypes<int> const& Parent = kNoNumber) {
-  return *new TCPropertyID("Field", Number, "", Parent, 0x10);
-}
-
-int OrderOf(TCBasicPropertyID const& Node) {
-  return Node.GetOrder();
-}
 
 }  // namespace
 
@@ -126,7 +99,7 @@ TEST(TCBasicPropertyIDTest, ResolvesTheClassIdBeforeTheOverrideRuns) {
   new TCPropertyContainer("Container", 1, "", 5);
   TCBasicPropertyID& Group = NewNode(2, Property::eGroup, 1);
   TCNullTypes<int> Seen;
-  new TOverride(&Group, [&] { Seen = Group.get_ClassID(); });
+  new TCallingOverride(&Group, [&] { Seen = Group.get_ClassID(); });
 
   TCBasicPropertyID::Initialize();
 
@@ -136,8 +109,8 @@ TEST(TCBasicPropertyIDTest, ResolvesTheClassIdBeforeTheOverrideRuns) {
 TEST(TCBasicPropertyIDTest, RunsTheLastOfTwoOverrides) {
   TCBasicPropertyID& Group = NewNode(2, Property::eGroup);
   std::vector<int> Runs;
-  TOverride First(&Group, [&] { Runs.push_back(1); });
-  TOverride Second(&Group, [&] { Runs.push_back(2); });
+  TCallingOverride First(&Group, [&] { Runs.push_back(1); });
+  TCallingOverride Second(&Group, [&] { Runs.push_back(2); });
 
   TCBasicPropertyID::Initialize();
 
@@ -196,7 +169,7 @@ TEST(TCBasicPropertyIDTest, FailsAgainUntilTheFailureHasGone) {
   bool Broken = true;
   int Overrides = 0;
   TCBasicPropertyID& Group = *new TCPropertyGroup("Group", 2, "", false);
-  new TOverride(&Group, [&] { ++Overrides; });
+  new TCallingOverride(&Group, [&] { ++Overrides; });
   new TTellingNode(5, [&] {
     if (Broken) {
       throw std::runtime_error("broken node");
@@ -218,7 +191,7 @@ TEST(TCBasicPropertyIDTest, InitialisesNodesThatAnOverrideConstructs) {
   new TCPropertyContainer("Container", 1, "", 5);
   TCBasicPropertyID& Group = NewNode(2, Property::eGroup, 1);
   TCPropertyID* Made = nullptr;
-  new TOverride(&Group, [&] { Made = &NewField(3, 1); });
+  new TCallingOverride(&Group, [&] { Made = &NewField(3, 1); });
 
   TCBasicPropertyID::Initialize();
 

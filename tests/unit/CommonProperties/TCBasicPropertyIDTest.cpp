@@ -12,6 +12,7 @@
 #include "CommonProperties/TCPropertyChoice.h"
 #include "CommonProperties/TCPropertyContainer.h"
 #include "CommonProperties/TCPropertyID.h"
+#include "RegistryNodes.h"
 #include "SchemaException.h"
 #include "SchemaLock.h"
 
@@ -21,25 +22,6 @@ using Property::TCPropertyChoice;
 using Property::TCPropertyContainer;
 using Property::TCPropertyID;
 using ::testing::ElementsAre;
-
-namespace {
-
-TCNullTypes<int> const kNoNumber;
-
-TCBasicPropertyID& NewNode(int Number, Property::TEPropertyType Type,
-                           TCNullTypes<int> const& Parent = kNoNumber) {
-  return *new TCBasicPropertyID("Node", Number, Type, "", Parent);
-}
-
-TCPropertyID& NewField(int Number, TCNullTypes<int> const& Parent = kNoNumber) {
-  return *new TCPropertyID("Field", Number, "", Parent, 0x10);
-}
-
-int OrderOf(TCBasicPropertyID const& Node) {
-  return Node.GetOrder();
-}
-
-}  // namespace
 
 static_assert(std::is_same_v<std::underlying_type_t<Property::TEPropertyType>, int>);
 static_assert(!std::is_copy_constructible_v<TCBasicPropertyID>);

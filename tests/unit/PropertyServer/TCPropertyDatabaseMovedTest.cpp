@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // A database whose files are removed, moved or replaced while it is open.
-#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <sys/resource.h>
@@ -9,16 +8,14 @@
 
 #include <cerrno>
 #include <csignal>
-#include <optional>
+#include <functional>
 
 #include "PropertyServer/TCPropertyDatabase.h"
-#include "tests/unit/PropertyServer/DatabaseFixture.h"
-#include "tests/unit/PropertyServer/DiskFaults.h"
+#include "tests/unit/PropertyServer/MovedDatabaseFixture.h"
 
 using Property::TCPropertyDatabase;
 using ::testing::AnyOf;
 using ::testing::ElementsAre;
-using ::testing::IsEmpty;
 using ::testing::SizeIs;
 using ::testing::StartsWith;
 
@@ -43,73 +40,6 @@ extern "C" int renameat2(int FromFolder, char const* From, int ToFolder, char co
   }
   return static_cast<int>(syscall(SYS_renameat2, FromFolder, From, ToFolder, To, Flags));
 }
-
-class PropertyDatabaseMoved : public DatabaseFixture {
- protected:
-  PropertyDatabaseMoved() {
-    DiskFaults::Install();
-    fs::create_directory(m_Home);
-    m_Database.emplace(m_File);
-    Store(1, "a");
-  }
-
-  void Store(int Number, std::string const& Data) {
-    DatabaseFixture::Store(*m_Database, {Number, {}, {}, Data});
-  }
-  std::string StoringMessage() {
-    return MessageOf([this] { Store(2, "b"); });
-  }
-  void StoreEntry(std::uint64_t Turn) {
-    Property::TSHistoryEntry Entry;
-    Entry.Transaction = Turn;
-    Entry.Number = 2;
-    Entry.To = "b";
-    TCPropertyDatabase::TCTransaction Transaction(*m_Database);
-    Note(Transaction, {Entry}, {}, 0);
-    if (m_BeforeCommit) {
-      m_BeforeCommit();
-    }
-    Transaction.Commit();
-  }
-
-  /// What the server would find at its next start if it were killed now.
-  std::string CopyOfNow(std::string const& Name = "left") const {
-    fs::path const Folder = m_Folder / Name;
-    fs::create_directory(Folder);
-    for (char const* Suffix : {"", "-wal", "-journal"}) {
-      if (fs::exists(m_File + Suffix)) {
-        fs::copy_file(m_File + Suffix, (Folder / "values.db").string() + Suffix);
-      }
-    }
-    return Folder / "values.db";
-  }
-  std::vector<std::string> ValuesAfterKill() const {
-    return Values(TCPropertyDatabase(CopyOfNow()));
-  }
-
-  /// A database that is somebody else's takes the place of the file.
-  void Replace() const {
-    {
-      TCPropertyDatabase Other(m_Other);
-      DatabaseFixture::Store(Other, {7, {}, {}, "other"});
-    }
-    fs::copy_file(m_Other, m_Folder / "replacing.db");
-    fs::rename(m_Folder / "replacing.db", m_File);
-  }
-  std::string ReplacedMessage() const {
-    return "cannot store in " + m_File +
-           ": another file is in its place; take that away, or bring the former one back, and "
-           "storing goes on; property-server --backup saves what is held";
-  }
-  void ExpectOtherUntouched() const { EXPECT_TRUE(ReadFile(m_File) == ReadFile(m_Other)); }
-
-  fs::path const m_Home = m_Folder / "home";
-  std::string const m_File = m_Home / "values.db";
-  std::string const m_Log = m_File + "-wal";
-  std::string const m_Other = m_Folder / "other.db";
-  std::optional<TCPropertyDatabase> m_Database;
-  std::function<void()> m_BeforeCommit;
-};
 
 TEST_F(PropertyDatabaseMoved, IsWrittenAnewWhenItsFileIsRemoved) {
   fs::remove(m_File);
@@ -292,153 +222,6 @@ TEST_F(PropertyDatabaseMoved, GetsANewLogWhenThatIsRemovedDuringATransaction) {
   StoreEntry(1);
 
   EXPECT_THAT(ValuesAfterKill(), ElementsAre("1/-/=a", "2/-/=b"));
-}
-
-TEST_F(PropertyDatabaseMoved, StoresNothingBesideAnotherDatabase) {
-  Replace();
-
-  EXPECT_EQ(StoringMessage(), ReplacedMessage());
-  EXPECT_EQ(StoringMessage(), ReplacedMessage());
-
-  EXPECT_THAT(Values(*m_Database), ElementsAre("1/-/=a"));
-  EXPECT_THAT(ValuesAfterKill(), ElementsAre("7/-/=other"));
-  m_Database.reset();
-  ExpectOtherUntouched();
-}
-
-TEST_F(PropertyDatabaseMoved, MixesItsLogWithNoOtherDatabaseWhenItIsClosed) {
-  Replace();
-
-  m_Database.reset();
-
-  ExpectOtherUntouched();
-  EXPECT_THAT(ValuesAfterKill(), ElementsAre("7/-/=other"));
-}
-
-TEST_F(PropertyDatabaseMoved, StoresNothingBesideGarbage) {
-  WriteFile(m_Other, std::string(5000, 'x'));
-  fs::copy_file(m_Other, m_Folder / "replacing.db");
-  fs::rename(m_Folder / "replacing.db", m_File);
-
-  EXPECT_EQ(StoringMessage(), ReplacedMessage());
-  m_Database.reset();
-  ExpectOtherUntouched();
-}
-
-TEST_F(PropertyDatabaseMoved, StoresNothingBesideAnOlderCopyOfItself) {
-  TCPropertyDatabase::WriteCopy(m_Database->Copy(), m_Other);
-  Store(1, "newer");
-  fs::copy_file(m_Other, m_Folder / "replacing.db");
-  fs::rename(m_Folder / "replacing.db", m_File);
-
-  EXPECT_EQ(StoringMessage(), ReplacedMessage());
-
-  EXPECT_THAT(ValuesAfterKill(), ElementsAre("1/-/=a"));
-  m_Database.reset();
-  ExpectOtherUntouched();
-}
-
-TEST_F(PropertyDatabaseMoved, StoresNothingBesideALinkThatLeadsNowhere) {
-  fs::remove(m_File);
-  fs::create_symlink("nowhere", m_File);
-
-  EXPECT_EQ(StoringMessage(), ReplacedMessage());
-  EXPECT_TRUE(fs::is_symlink(m_File));
-}
-
-TEST_F(PropertyDatabaseMoved, StoresNothingWhereItsFileCanNotBeLookedAt) {
-  fs::remove(m_File);
-  fs::create_symlink("values.db", m_File);
-
-  EXPECT_EQ(StoringMessage(),
-            "cannot store in " + m_File +
-                ": its file can not be looked at (Too many levels of symbolic links); put that "
-                "right, and storing goes on; property-server --backup saves what is held");
-}
-
-TEST_F(PropertyDatabaseMoved, CanBeCopiedWhileAnotherFileIsInItsPlace) {
-  Replace();
-  EXPECT_EQ(StoringMessage(), ReplacedMessage());
-  std::string const Copy = m_Folder / "copy.db";
-
-  TCPropertyDatabase::WriteCopy(m_Database->Copy(), Copy);
-
-  EXPECT_THAT(Values(TCPropertyDatabase(Copy)), ElementsAre("1/-/=a"));
-}
-
-TEST_F(PropertyDatabaseMoved, IsWrittenAnewWhenTheOtherFileIsTakenAway) {
-  Replace();
-  EXPECT_EQ(StoringMessage(), ReplacedMessage());
-  fs::remove(m_File);
-
-  Store(2, "b");
-
-  EXPECT_THAT(ValuesAfterKill(), ElementsAre("1/-/=a", "2/-/=b"));
-}
-
-TEST_F(PropertyDatabaseMoved, GoesOnWhenItsOwnFileIsBack) {
-  fs::rename(m_File, m_Folder / "away.db");
-  Replace();
-  EXPECT_EQ(StoringMessage(), ReplacedMessage());
-  fs::rename(m_Folder / "away.db", m_File);
-
-  Store(2, "b");
-
-  EXPECT_THAT(ValuesAfterKill(), ElementsAre("1/-/=a", "2/-/=b"));
-  EXPECT_EQ(fs::file_size(m_Log), std::uintmax_t{4} << 20);
-}
-
-TEST_F(PropertyDatabaseMoved, NoticesNothingOfAFileThatWasAwayBetweenTwoChanges) {
-  fs::rename(m_File, m_Folder / "away.db");
-  fs::rename(m_Folder / "away.db", m_File);
-
-  Store(2, "b");
-
-  EXPECT_THAT(ValuesAfterKill(), ElementsAre("1/-/=a", "2/-/=b"));
-}
-
-TEST_F(PropertyDatabaseMoved, LeavesAFileThatWasMovedAwayWhole) {
-  fs::create_directory(m_Folder / "away");
-  fs::rename(m_File, m_Folder / "away/values.db");
-  fs::rename(m_Log, m_Folder / "away/values.db-wal");
-
-  Store(2, "b");
-
-  EXPECT_THAT(Values(TCPropertyDatabase(m_Folder / "away/values.db")), ElementsAre("1/-/=a"));
-  EXPECT_THAT(ValuesAfterKill(), ElementsAre("1/-/=a", "2/-/=b"));
-}
-
-TEST_F(PropertyDatabaseMoved, StoresNothingWhileItsFolderIsAway) {
-  std::string const Message =
-      "cannot store in " + m_File +
-      ": its folder is gone, or another one is in its place; bring the former one back, and "
-      "storing goes on; property-server --backup saves what is held";
-  fs::rename(m_Home, m_Folder / "away");
-  EXPECT_EQ(StoringMessage(), Message);
-  fs::create_directory(m_Home);
-  EXPECT_EQ(StoringMessage(), Message);
-  EXPECT_TRUE(fs::is_empty(m_Home));
-  fs::remove(m_Home);
-  fs::rename(m_Folder / "away", m_Home);
-
-  Store(2, "b");
-
-  EXPECT_THAT(ValuesAfterKill(), ElementsAre("1/-/=a", "2/-/=b"));
-}
-
-TEST_F(PropertyDatabaseMoved, LeavesAnotherFileInThePlaceOfItsLogAlone) {
-  std::string const Message =
-      "cannot store in " + m_File + ": another file is in the place of its log " + m_Log +
-      "; take that away, and storing goes on; property-server --backup saves what is held";
-  fs::remove(m_Log);
-  WriteFile(m_Log, "other");
-  EXPECT_EQ(StoringMessage(), Message);
-  fs::remove(m_File);
-  EXPECT_EQ(StoringMessage(), Message);
-  m_Database.reset();
-
-  EXPECT_EQ(ReadFile(m_Log), "other");
-  EXPECT_FALSE(fs::exists(m_File));
 }
 
 TEST_F(PropertyDatabaseMoved, NotesAChangeOnceWhoseStoringWasInDoubt) {
