@@ -14,6 +14,7 @@
 
 #include "Platform/Messaging/Wire/FrameSocket.h"
 #include "Platform/Messaging/Wire/SocketName.h"
+#include "Platform/Messaging/Wire/TCPromptClosing.h"
 #include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/TCException.h"
 
@@ -144,6 +145,8 @@ TCRouterSocket::~TCRouterSocket() {
   if (!m_Path.empty() && IsAt(m_Path, m_Made)) {
     unlink(m_Path.c_str());
   }
+  Wire::TCPromptClosing const Closing;  // what waits in connections that nobody has accepted goes
+  m_File = TCFileDescriptor();
 }
 
 TCFileDescriptor TCRouterSocket::Accept() const {

@@ -11,6 +11,7 @@
 #include <ctime>
 #include <utility>
 
+#include "Platform/Messaging/Wire/TCPromptClosing.h"
 #include "Platform/Utility/FailureText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCException.h"
@@ -110,6 +111,8 @@ void TCRouterAcceptor::Serve(TCFileDescriptor File) {
   std::shared_ptr<TCRouterUser> User = m_Users.Find(Sender.User, Now);
   std::string NoRoom = FindRoom(Sender, *User);
   if (!NoRoom.empty() && !MayHearOfNoRoom(Sender)) {
+    Wire::TCPromptClosing const Closing;
+    File = TCFileDescriptor();
     return;
   }
   TCRouterPeer& Peer = m_Peers.Add(std::move(File), std::move(Sender), std::move(User));

@@ -5,13 +5,25 @@
 #include <iterator>
 #include <utility>
 
+#include "Platform/Messaging/Wire/TCPromptClosing.h"
 #include "Platform/Utility/SystemLog.h"
 #include "Platform/Utility/TCLogBudget.h"
 
 TCRouterPeers::TCRouterPeers(TCNorvEventLoop& Loop, std::function<void(TCRouterPeer&)> OnDrop)
     : m_Loop(Loop),
       m_OnDrop(std::move(OnDrop)),
-      m_Reaping(Loop, TCNorvLoopWork::TEWhen::eNextTurn, [this] { m_Dropped.clear(); }) {}
+      m_Reaping(Loop, TCNorvLoopWork::TEWhen::eNextTurn, [this] { FreeDropped(); }) {}
+
+TCRouterPeers::~TCRouterPeers() {
+  m_Dropped.splice(m_Dropped.end(), m_Peers);
+  FreeDropped();
+}
+
+// What they have sent and nobody has read goes with them.
+void TCRouterPeers::FreeDropped() {
+  Wire::TCPromptClosing const Closing;
+  m_Dropped.clear();
+}
 
 TCRouterPeer& TCRouterPeers::Add(TCFileDescriptor Socket, TSNorvMailSender Sender,
                                  std::shared_ptr<TCRouterUser> User) {

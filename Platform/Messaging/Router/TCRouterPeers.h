@@ -16,6 +16,9 @@ class TCRouterPeers {
  public:
   /// `OnDrop` hears of each peer that is dropped, and may neither throw nor drop another.
   TCRouterPeers(TCNorvEventLoop& Loop, std::function<void(TCRouterPeer&)> OnDrop);
+  TCRouterPeers(TCRouterPeers const&) = delete;
+  TCRouterPeers& operator=(TCRouterPeers const&) = delete;
+  ~TCRouterPeers();
 
   TCRouterPeer& Add(TCFileDescriptor Socket, TSNorvMailSender Sender,
                     std::shared_ptr<TCRouterUser> User);
@@ -46,6 +49,8 @@ class TCRouterPeers {
   std::list<TCRouterPeer> const& get_All() const { return m_Peers; }
 
  private:
+  void FreeDropped();
+
   TCNorvEventLoop& m_Loop;
   std::function<void(TCRouterPeer&)> const m_OnDrop;
   TCNorvLoopWork m_Reaping;

@@ -2,16 +2,20 @@
 // Moves frames between the process and its sockets. The system keeps their borders.
 #include "Platform/Messaging/Wire/FrameSocket.h"
 
+#include <fcntl.h>
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <system_error>
 
+#include "Platform/Messaging/Wire/TCPromptClosing.h"
 #include "Platform/Utility/TCException.h"
 
 namespace Wire {
@@ -19,7 +23,8 @@ namespace Wire {
 namespace {
 
 constexpr char kSource[] = "../Platform/Messaging/Wire/FrameSocket";
-constexpr int kSendBuffer = 256 << 10;  // bytes; holds frames of the largest size
+constexpr int kSendBuffer = 256 << 10;   // bytes; holds frames of the largest size
+constexpr std::size_t kMostFiles = 253;  // that the system lets a message have
 
 // Whether the peer has gone, rather than that something is lacking here.
 bool HasGone(int Error) {
@@ -30,9 +35,15 @@ void SetSendBuffer(int Socket) {
   setsockopt(Socket, SOL_SOCKET, SO_SNDBUF, &kSendBuffer, sizeof(kSendBuffer));
 }
 
-// The files that came with a message. More than one are of no use to anybody.
+// Nothing else has seals, and nobody waits when it is closed.
+bool IsMemoryFile(int File) {
+  return fcntl(File, F_GET_SEALS) >= 0;
+}
+
+// The file that came with a message, -1 for none. Others than a memory file, and more than one, are
+// of no use to anybody and are closed.
 bool TakeFile(msghdr& Message, TCFileDescriptor& File) {
-  int Count = 0;
+  bool IsSound = true;
   for (cmsghdr* Part = CMSG_FIRSTHDR(&Message); Part != nullptr;
        Part = CMSG_NXTHDR(&Message, Part)) {
     if (Part->cmsg_level != SOL_SOCKET || Part->cmsg_type != SCM_RIGHTS) {
@@ -42,11 +53,16 @@ bool TakeFile(msghdr& Message, TCFileDescriptor& File) {
     for (std::size_t Place = 0; Place + sizeof(int) <= Size; Place += sizeof(int)) {
       int Number = -1;
       std::memcpy(&Number, CMSG_DATA(Part) + Place, sizeof(Number));
-      File = TCFileDescriptor(Number);  // closes the one before
-      ++Count;
+      if (IsSound && File.get() < 0 && IsMemoryFile(Number)) {
+        File = TCFileDescriptor(Number);
+      } else {
+        TCPromptClosing const Closing;
+        close(Number);
+        IsSound = false;
+      }
     }
   }
-  return Count <= 1;
+  return IsSound;
 }
 
 }  // namespace
@@ -92,12 +108,16 @@ TETransfer TCFrameReceiver::Receive(int Socket, bool WithFile) {
   m_File = TCFileDescriptor();
   m_Size = 0;
   iovec Part = {m_Buffer.get(), kFrameLimit};
-  alignas(cmsghdr) char Control[CMSG_SPACE(sizeof(int))];
+  alignas(cmsghdr) char Control[CMSG_SPACE(kMostFiles * sizeof(int))];
   msghdr Message = {};
   Message.msg_iov = &Part;
   Message.msg_iovlen = 1;
   Message.msg_control = WithFile ? Control : nullptr;
-  Message.msg_controllen = WithFile ? CMSG_LEN(sizeof(int)) : 0;
+  Message.msg_controllen = WithFile ? sizeof(Control) : 0;
+  std::optional<TCPromptClosing> Closing;
+  if (!WithFile) {
+    Closing.emplace();
+  }
   ssize_t Received = 0;
   do {
     // That the peer has gone and had not read all is said once, before what it has sent.
@@ -107,11 +127,11 @@ TETransfer TCFrameReceiver::Receive(int Socket, bool WithFile) {
     return errno == EAGAIN ? TETransfer::eLater : TETransfer::eEnded;
   }
   TCFileDescriptor File;
-  bool const IsOneFile = TakeFile(Message, File);
+  bool const IsSound = TakeFile(Message, File);
   if (Received == 0) {
     return TETransfer::eEnded;
   }
-  if (!IsOneFile || (Message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0) {
+  if (!IsSound || (Message.msg_flags & (MSG_TRUNC | MSG_CTRUNC)) != 0) {
     return TETransfer::eBroken;
   }
   m_Size = static_cast<std::size_t>(Received);

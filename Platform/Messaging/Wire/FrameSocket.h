@@ -30,7 +30,8 @@ class TCFrameReceiver {
 
   /// Receives the next frame without waiting. With `WithFile` a memory file may come with it;
   /// otherwise the system drops what comes, so that nobody leaves descriptors here. eBroken for a
-  /// file where none may come, more than one, and a frame that is too large.
+  /// file where none may come, one that holds no memory, more than one, and a frame that is too
+  /// large.
   TETransfer Receive(int Socket, bool WithFile);
   /// Of the last frame; the file is -1 when none came with it.
   std::string_view get_Bytes() const { return {m_Buffer.get(), m_Size}; }

@@ -31,10 +31,6 @@ TCFileDescriptor WithWord(std::size_t Place, std::uint32_t Word) {
   return MemoryFile(SoundContent().replace(Place, 4, WireWord(Word)));
 }
 
-TCFileDescriptor Opened(char const* Path, int Flags) {
-  return TCFileDescriptor(open(Path, Flags | O_CLOEXEC));
-}
-
 struct TSWrongFile {
   char const* Name;
   TCFileDescriptor (*Make)();
@@ -69,8 +65,7 @@ TSWrongFile const kWrong[] = {
        return MemoryFile(Records);
      },
      "a mail has more than 100000 records, the most that are allowed (mail_records)"},
-    {"WithATextOf4GiB", [] { return WithWord(8, kMost); }, "Malformed mail: a record ends early"},
-    {"ThatIsADevice", [] { return Opened("/dev/zero", O_RDWR); }, kNotSealed}};
+    {"WithATextOf4GiB", [] { return WithWord(8, kMost); }, "Malformed mail: a record ends early"}};
 
 TSWireFrame NewMail(std::uint64_t Number, int File) {
   return TWirePeer::NewMail(Number).AddFile(2, 3, File);
@@ -104,6 +99,20 @@ TEST_P(WrongMemoryFile, IsRefusedAndAcknowledgedAndNotKept) {
 
 INSTANTIATE_TEST_SUITE_P(Files, WrongMemoryFile, testing::ValuesIn(kWrong),
                          [](auto const& Info) { return std::string(Info.param.Name); });
+
+TEST_F(HostileMemoryFile, ThatIsADeviceEndsTheConnectionAndIsNotKept) {
+  StartAll();
+  ExpectServed();
+  int const Files = ServerFiles();
+  TCFileDescriptor const Device(open("/dev/zero", O_RDWR | O_CLOEXEC));
+  TWirePeer Peer(Address());
+  EXPECT_EQ(Peer.Greet(), "");
+  EXPECT_TRUE(Peer.Send(NewMail(1, Device.get())));
+  EXPECT_TRUE(Peer.HearEnd());
+  ExpectServed();
+  EXPECT_EQ(ServerFiles(), Files);
+  EndAndExpectLogged("a file that can not be taken; its connection is ended");
+}
 
 TEST_F(HostileMemoryFile, AmongManyOthersIsNotTakenAndHurtsNobody) {
   StartAll();

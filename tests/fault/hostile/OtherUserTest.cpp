@@ -9,6 +9,7 @@
 #include <string>
 
 #include "tests/fault/hostile/HostileFixture.h"
+#include "tests/fault/hostile/TLingeringSocket.h"
 #include "tests/support/WirePeer.h"
 
 namespace {
@@ -77,6 +78,18 @@ TEST_F(OtherUser, WhoSendsDescriptorsLeavesNoneBehind) {
   }
   ExpectServed();
   EXPECT_EQ(ServerFiles(), Files);
+}
+
+TEST_F(OtherUser, WhoSendsASocketThatLingersHoldsNobodyUp) {
+  StartAll();
+  OpenFolder();
+  TLingeringSocket Lingering;
+  TWirePeer Peer(ConnectAsNobody());
+  EXPECT_TRUE(Peer.SendBytes("nonsense", {Lingering.get()}));
+  Lingering.GiveAway();
+  EXPECT_TRUE(Peer.HearEnd());
+  ExpectServed();
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
 }
 
 TEST_F(OtherUser, WhoOpensAThousandConnectionsKeepsNobodyOut) {

@@ -193,16 +193,15 @@ TEST_F(FrameSocket, ReceivesAFileAndClosesItWithTheNextFrame) {
   EXPECT_EQ(CountFiles(), Before);
 }
 
-TEST_F(FrameSocket, ReceivesADescriptorOfAnotherKindLikeAny) {
+TEST_F(FrameSocket, RefusesADescriptorThatIsNoMemoryFileAndKeepsNone) {
   TCFileDescriptor const Folder(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   auto const Before = CountFiles();
   EXPECT_TRUE(m_Other->SendBytes("folder", {Folder.get()}));
   EXPECT_TRUE(m_Other->SendBytes("socket", {m_Other->get_Socket()}));
-  EXPECT_EQ(Receive(), TETransfer::eDone);
-  EXPECT_GE(m_Receiver.get_File(), 0);
-  EXPECT_EQ(Receive(), TETransfer::eDone);
-  EXPECT_GE(m_Receiver.get_File(), 0);
-  EXPECT_EQ(Receive(), TETransfer::eLater);
+  EXPECT_EQ(Receive(), TETransfer::eBroken);
+  EXPECT_EQ(m_Receiver.get_File(), -1);
+  EXPECT_EQ(Receive(), TETransfer::eBroken);
+  EXPECT_EQ(m_Receiver.get_File(), -1);
   EXPECT_EQ(CountFiles(), Before);
 }
 
