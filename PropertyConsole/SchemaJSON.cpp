@@ -2,14 +2,12 @@
 // Writes schema nodes as JSON.
 #include "PropertyConsole/SchemaJSON.h"
 
-#include <map>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
 #include <utility>
 
 #include "CommonProperties/TCPropertyChoice.h"
-#include "CommonProperties/TCPropertyDependency.h"
+#include "PropertyConsole/DeclaredDependencies.h"
 #include "PropertyConsole/JSONAnswers.h"
 #include "SchemaLibrary/SchemaExport.h"
 #include "SchemaLibrary/TSCurrentValue.h"
@@ -66,28 +64,13 @@ TCJSON Describe(TCPropertyNames const& Names, TCBasicPropertyID const& Node) {
   return Object;
 }
 
-// In the order of their numbers: the registry has them in that of their addresses, which is another
-// one at each start.
 TCJSON Dependencies() {
-  std::multimap<std::pair<int, int>, TCJSON> Sorted;
-  if (TCPropertyDependency::m_List != nullptr) {
-    for (auto const& [Source, Dependency] : *TCPropertyDependency::m_List) {
-      for (TCPropertyDependency::TCMember const& Member : Dependency->get_Members()) {
-        if (Member.get_Target() == nullptr) {
-          continue;
-        }
-        int const Target = Member.get_Target()->get_Number();
-        TCJSON Entry = {
-            {"source", Source->get_Number()}, {"target", Target}, {"mode", Dependency->get_Mode()}};
-        SetText(Entry, "value",
-                Member.get_Value().IsNull() ? std::nullopt
-                                            : std::optional(Member.get_Value().get_Value()));
-        Sorted.emplace(std::pair(Source->get_Number(), Target), std::move(Entry));
-      }
-    }
-  }
   TCJSON List = TCJSON::array();
-  for (auto& [Numbers, Entry] : Sorted) {
+  for (TSDeclaredDependency const& Dependency : DeclaredDependencies()) {
+    TCJSON Entry = {{"source", Dependency.Source->get_Number()},
+                    {"target", Dependency.Target->get_Number()},
+                    {"mode", Dependency.Mode}};
+    SetText(Entry, "value", Dependency.Value);
     List.push_back(std::move(Entry));
   }
   return List;

@@ -13,10 +13,9 @@ namespace Property {
 
 std::optional<TSChangePlan> TCChangePlanner::Plan(TSTransaction const& Wanted,
                                                   TSViewer const& Viewer) {
-  std::string const& Device = Wanted.Device.empty() ? m_Store.get_OwnDevice() : Wanted.Device;
   TSChangePlan Plan;
   for (TSWantedChange const& Change : Wanted.Changes) {
-    Add(Change, Device, Viewer, Plan);
+    Add(Change, Wanted.Device, Viewer, Plan);
   }
   return Compare(Wanted.Revision, Plan) ? std::optional(std::move(Plan)) : std::nullopt;
 }

@@ -34,7 +34,8 @@ class TCChangePlanner {
  public:
   explicit TCChangePlanner(TCConsoleStore const& Store) : m_Store(Store) {}
 
-  /// None when the store is too busy for it to be known what has changed.
+  /// For the device that is named, or for none. None when the store is too busy for it to be known
+  /// what has changed.
   std::optional<TSChangePlan> Plan(TSTransaction const& Wanted, TSViewer const& Viewer);
 
  private:

@@ -89,11 +89,12 @@ void LogChange(TSCall const& Call, char const* What, std::string const& Transact
 
 TCChangeRoutes::TCChangeRoutes(TCConsoleStore const& Store, TCServerQuestions& Server,
                                TCChangeDesk& Desk)
-    : m_Store(Store), m_Server(Server), m_Desk(Desk), m_Planner(Store) {}
+    : m_Store(Store), m_Server(Server), m_Desk(Desk), m_Planner(Store), m_DryRun(Store) {}
 
 std::vector<TCChangeRoutes::TSEntry> const& TCChangeRoutes::Table() {
   static std::vector<TSEntry> const Entries = {
       {"/api/v1/transactions", &TCChangeRoutes::PostTransaction},
+      {"/api/v1/dry-run", &TCChangeRoutes::PostDryRun},
       {"/api/v1/transactions/{transaction}/undo", &TCChangeRoutes::PostUndo},
       {"/api/v1/transactions/{transaction}/confirm", &TCChangeRoutes::PostConfirm}};
   return Entries;
@@ -116,26 +117,47 @@ TCRoutes TCChangeRoutes::Listed() {
 
 TSAnswer TCChangeRoutes::PostTransaction(TSCall const& Call) {
   TSAnswer Wrong;
-  auto const Wanted = ReadTransaction(Call.Request, Wrong);
-  if (!Wanted) {
+  auto const Judged = Judge(Call, Wrong);
+  if (!Judged) {
     return Wrong;
   }
-  TSViewer const Viewer = ViewerOf(Call.Session.Role, m_Server.AskSecrets(m_Store.get_Names()));
-  auto const Plan = m_Planner.Plan(*Wanted, Viewer);
+  if (!Judged->Plan.Refusals.empty()) {
+    return RefusedAnswer(Judged->Plan.Refusals);
+  }
+  return Judged->Plan.Conflicts.empty()
+             ? Store(Call, *Judged)
+             : ConflictAnswer(412, Judged->Plan.Conflicts, Judged->Viewer);
+}
+
+TSAnswer TCChangeRoutes::PostDryRun(TSCall const& Call) {
+  TSAnswer Wrong;
+  auto const Judged = Judge(Call, Wrong);
+  return Judged ? JSONAnswer(m_DryRun.Describe(Judged->Wanted, Judged->Plan, Judged->Viewer))
+                : Wrong;
+}
+
+// What is to be made of a transaction before the server is asked; none where it is none.
+std::optional<TCChangeRoutes::TSJudged> TCChangeRoutes::Judge(TSCall const& Call, TSAnswer& Wrong) {
+  auto Wanted = ReadTransaction(Call.Request, Wrong);
+  if (!Wanted) {
+    return std::nullopt;
+  }
+  if (Wanted->Device.empty()) {
+    Wanted->Device = m_Store.get_OwnDevice();
+  }
+  TSViewer Viewer = ViewerOf(Call.Session.Role, m_Server.AskSecrets(m_Store.get_Names()));
+  auto Plan = m_Planner.Plan(*Wanted, Viewer);
   if (!Plan) {
-    return BusyAnswer();
+    Wrong = BusyAnswer();
+    return std::nullopt;
   }
-  if (!Plan->Refusals.empty()) {
-    return RefusedAnswer(Plan->Refusals);
-  }
-  return Plan->Conflicts.empty() ? Store(Call, *Wanted, *Plan, Viewer)
-                                 : ConflictAnswer(412, Plan->Conflicts, Viewer);
+  return TSJudged{std::move(*Wanted), std::move(Viewer), std::move(*Plan)};
 }
 
 // The time to confirm is told from before the server takes the change: rather too short than too
 // long.
-TSAnswer TCChangeRoutes::Store(TSCall const& Call, TSTransaction const& Wanted,
-                               TSChangePlan const& Plan, TSViewer const& Viewer) {
+TSAnswer TCChangeRoutes::Store(TSCall const& Call, TSJudged const& Judged) {
+  auto const& [Wanted, Viewer, Plan] = Judged;
   std::time_t const Now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
   TSDecision const Decision = m_Desk.Change(Plan.Changes, Wanted.ConfirmWithin);
   switch (Decision.Kind) {

@@ -2,12 +2,14 @@
 // Changes of values.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "PropertyConsole/TCChangeDesk.h"
 #include "PropertyConsole/TCChangePlanner.h"
 #include "PropertyConsole/TCConsoleStore.h"
+#include "PropertyConsole/TCDryRun.h"
 #include "PropertyConsole/TCRoutes.h"
 #include "PropertyConsole/TCServerQuestions.h"
 
@@ -30,10 +32,17 @@ class TCChangeRoutes {
     TSAnswer (TCChangeRoutes::*Answer)(TSCall const&);
   };
 
+  struct TSJudged {
+    TSTransaction Wanted;
+    TSViewer Viewer;
+    TSChangePlan Plan;
+  };
+
   static std::vector<TSEntry> const& Table();
   TSAnswer PostTransaction(TSCall const& Call);
-  TSAnswer Store(TSCall const& Call, TSTransaction const& Wanted, TSChangePlan const& Plan,
-                 TSViewer const& Viewer);
+  TSAnswer PostDryRun(TSCall const& Call);
+  std::optional<TSJudged> Judge(TSCall const& Call, TSAnswer& Wrong);
+  TSAnswer Store(TSCall const& Call, TSJudged const& Judged);
   TSAnswer PostUndo(TSCall const& Call);
   TSAnswer PostConfirm(TSCall const& Call);
 
@@ -47,6 +56,7 @@ class TCChangeRoutes {
   TCServerQuestions& m_Server;
   TCChangeDesk& m_Desk;
   TCChangePlanner m_Planner;
+  TCDryRun const m_DryRun;
 };
 
 }  // namespace Property
