@@ -88,22 +88,27 @@ void LogChange(TSCall const& Call, char const* What, std::string const& Transact
 }  // namespace
 
 TCChangeRoutes::TCChangeRoutes(TCConsoleStore const& Store, TCServerQuestions& Server,
-                               TCChangeDesk& Desk)
-    : m_Store(Store), m_Server(Server), m_Desk(Desk), m_Planner(Store), m_DryRun(Store) {}
+                               TCChangeDesk& Desk, TSConsoleCounters& Counters)
+    : m_Store(Store),
+      m_Server(Server),
+      m_Desk(Desk),
+      m_Counters(Counters),
+      m_Planner(Store),
+      m_DryRun(Store) {}
 
 std::vector<TCChangeRoutes::TSEntry> const& TCChangeRoutes::Table() {
   static std::vector<TSEntry> const Entries = {
-      {"/api/v1/transactions", &TCChangeRoutes::PostTransaction},
-      {"/api/v1/dry-run", &TCChangeRoutes::PostDryRun},
-      {"/api/v1/transactions/{transaction}/undo", &TCChangeRoutes::PostUndo},
-      {"/api/v1/transactions/{transaction}/confirm", &TCChangeRoutes::PostConfirm}};
+      {"/api/v1/transactions", &TCChangeRoutes::PostTransaction, true},
+      {"/api/v1/dry-run", &TCChangeRoutes::PostDryRun, false},
+      {"/api/v1/transactions/{transaction}/undo", &TCChangeRoutes::PostUndo, true},
+      {"/api/v1/transactions/{transaction}/confirm", &TCChangeRoutes::PostConfirm, false}};
   return Entries;
 }
 
 void TCChangeRoutes::AddTo(TCRoutes& Routes) {
   for (TSEntry const& Entry : Table()) {
     Routes.Add({"POST", Entry.Path, TERole::eOperator,
-                [this, &Entry](TSCall const& Call) { return (this->*Entry.Answer)(Call); }});
+                [this, &Entry](TSCall const& Call) { return AnswerOf(Entry, Call); }});
   }
 }
 
@@ -113,6 +118,16 @@ TCRoutes TCChangeRoutes::Listed() {
     Routes.Add({"POST", Entry.Path, TERole::eOperator, nullptr});
   }
   return Routes;
+}
+
+TSAnswer TCChangeRoutes::AnswerOf(TSEntry const& Entry, TSCall const& Call) {
+  TSAnswer Answer = (this->*Entry.Answer)(Call);
+  if (Entry.Changes) {
+    m_Counters.Changes += Answer.Status == 200 ? 1 : 0;
+    m_Counters.Conflicts += Answer.Status == 409 || Answer.Status == 412 ? 1 : 0;
+    m_Counters.Refusals += Answer.Status == 422 ? 1 : 0;
+  }
+  return Answer;
 }
 
 TSAnswer TCChangeRoutes::PostTransaction(TSCall const& Call) {

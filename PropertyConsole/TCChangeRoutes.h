@@ -12,6 +12,7 @@
 #include "PropertyConsole/TCDryRun.h"
 #include "PropertyConsole/TCRoutes.h"
 #include "PropertyConsole/TCServerQuestions.h"
+#include "PropertyConsole/TSConsoleCounters.h"
 
 namespace Property {
 
@@ -19,7 +20,8 @@ namespace Property {
 /// the name of who has signed in. Synchronised.
 class TCChangeRoutes {
  public:
-  TCChangeRoutes(TCConsoleStore const& Store, TCServerQuestions& Server, TCChangeDesk& Desk);
+  TCChangeRoutes(TCConsoleStore const& Store, TCServerQuestions& Server, TCChangeDesk& Desk,
+                 TSConsoleCounters& Counters);
 
   /// Adds its routes, whose handlers use this object. They throw TCServerFailure.
   void AddTo(TCRoutes& Routes);
@@ -30,6 +32,7 @@ class TCChangeRoutes {
   struct TSEntry {
     char const* Path;
     TSAnswer (TCChangeRoutes::*Answer)(TSCall const&);
+    bool Changes;  ///< values, where it succeeds
   };
 
   struct TSJudged {
@@ -39,6 +42,7 @@ class TCChangeRoutes {
   };
 
   static std::vector<TSEntry> const& Table();
+  TSAnswer AnswerOf(TSEntry const& Entry, TSCall const& Call);
   TSAnswer PostTransaction(TSCall const& Call);
   TSAnswer PostDryRun(TSCall const& Call);
   std::optional<TSJudged> Judge(TSCall const& Call, TSAnswer& Wrong);
@@ -55,6 +59,7 @@ class TCChangeRoutes {
   TCConsoleStore const& m_Store;
   TCServerQuestions& m_Server;
   TCChangeDesk& m_Desk;
+  TSConsoleCounters& m_Counters;
   TCChangePlanner m_Planner;
   TCDryRun const m_DryRun;
 };

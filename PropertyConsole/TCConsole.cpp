@@ -58,7 +58,7 @@ TCConsole::TCConsole(TSConsoleSettings const& Settings)
       m_Users(Settings.Users),
       m_Sessions(LimitsOf(Settings)),
       m_Gate(Settings.Names, m_IsEncrypted, m_Sessions, m_Users),
-      m_SessionRoutes(m_Gate, m_Sessions, m_Users) {
+      m_SessionRoutes(m_Gate, m_Sessions, m_Users, m_Counters) {
   m_SessionRoutes.AddTo(m_Routes);
   m_Routes.Add({"GET", "/api/v1/openapi.json", std::nullopt, [](TSCall const& /*Call*/) {
                   TSAnswer Answer;
@@ -114,7 +114,9 @@ TSHTTPHandlers TCConsole::get_Handlers() const {
           [this](int Status) { return Complain(Status); }};
 }
 
+// Every answer passes here once.
 TSAnswer TCConsole::Guard(TSAnswer Answer) const {
+  m_Counters.CountAnswer(Answer.Status);
   for (auto const& [Name, Value] : kGuards) {
     if (!HasHeader(Answer, Name)) {
       Answer.Headers.emplace_back(Name, Value);

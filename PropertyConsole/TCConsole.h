@@ -2,6 +2,7 @@
 // The console: what becomes of a request, from its head to the headers of its answer.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 
 #include "PropertyConsole/TCGate.h"
@@ -10,6 +11,7 @@
 #include "PropertyConsole/TCSessionRoutes.h"
 #include "PropertyConsole/TCSessions.h"
 #include "PropertyConsole/TCUsers.h"
+#include "PropertyConsole/TSConsoleCounters.h"
 #include "PropertyConsole/TSConsoleSettings.h"
 
 namespace Property {
@@ -31,6 +33,8 @@ class TCConsole {
   /// These three, for a server.
   TSHTTPHandlers get_Handlers() const;
   TCGate const& get_Gate() const { return m_Gate; }
+  TSConsoleCounters& get_Counters() { return m_Counters; }
+  std::size_t get_SessionCount() { return m_Sessions.get_Count(); }
   TCRoutes const& get_Routes() const { return m_Routes; }
   /// To add further ones before the console serves.
   TCRoutes& get_Routes() { return m_Routes; }
@@ -39,6 +43,7 @@ class TCConsole {
   TSAnswer Guard(TSAnswer Answer) const;
 
   bool const m_IsEncrypted;
+  mutable TSConsoleCounters m_Counters;  // of all answers, whoever makes them
   TCUsers m_Users;
   TCSessions m_Sessions;
   TCGate m_Gate;

@@ -148,6 +148,9 @@ void TCConsoleOptions::DeclareService(CLI::App& App) {
   App.add_flag("--plain-http", m_Settings.PlainHTTP,
                "Serve beyond this machine without a certificate, behind\n"
                "something that encrypts");
+  App.add_flag("--metrics", m_Settings.Metrics,
+               "Tell the figures at /metrics everybody who reaches the\n"
+               "console, not only who has signed in");
 }
 
 void TCConsoleOptions::DeclareLimits(CLI::App& App) {

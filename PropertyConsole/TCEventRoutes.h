@@ -2,6 +2,7 @@
 // Where pages begin to hear of changes.
 #pragma once
 
+#include <cstddef>
 #include <memory>
 
 #include "PropertyConsole/TCEventStreams.h"
@@ -17,6 +18,8 @@ class TCEventRoutes {
 
   /// Adds its routes, whose handlers use this object.
   void AddTo(TCRoutes& Routes);
+  /// How many streams there are.
+  std::size_t get_Count() const { return m_Places->get_Count(); }
   /// The same routes without handlers, for who wants to know which there are.
   static TCRoutes Listed();
 

@@ -23,8 +23,14 @@ TSAnswer AnswerOf(TSSession const& Session) {
 
 }  // namespace
 
-TCSessionRoutes::TCSessionRoutes(TCGate const& Gate, TCSessions& Sessions, TCUsers& Users)
-    : m_Gate(Gate), m_Sessions(Sessions), m_Users(Users), m_ByAddress({}), m_ByUser({}) {}
+TCSessionRoutes::TCSessionRoutes(TCGate const& Gate, TCSessions& Sessions, TCUsers& Users,
+                                 TSConsoleCounters& Counters)
+    : m_Gate(Gate),
+      m_Sessions(Sessions),
+      m_Users(Users),
+      m_Counters(Counters),
+      m_ByAddress({}),
+      m_ByUser({}) {}
 
 void TCSessionRoutes::AddTo(TCRoutes& Routes) {
   Routes.Add({"POST", kSessionPath, std::nullopt,
@@ -49,6 +55,7 @@ TSAnswer TCSessionRoutes::SignIn(TSCall const& Call) {
   }
   std::string const& Peer = Call.Request.Peer;
   if (!m_ByAddress.Take(Peer) || !m_ByUser.Take(*Name)) {
+    ++m_Counters.SlowedSignIns;
     TSAnswer Answer = ProblemAnswer(429, "too_many_attempts",
                                     "There were too many attempts; try again in half a minute.");
     Answer.Headers.emplace_back("Retry-After", "30");
@@ -57,6 +64,7 @@ TSAnswer TCSessionRoutes::SignIn(TSCall const& Call) {
   if (auto const User = m_Users.SignIn(*Name, *Password)) {
     return Open(*Name, *User, Peer);
   }
+  ++m_Counters.FailedSignIns;
   SyslogWarning("Sign-in of \"%s\" from %s has failed", PrintableLine(*Name).c_str(), Peer.c_str());
   return ProblemAnswer(401, "sign_in_failed", "There is no such user, or the password is wrong.");
 }
@@ -70,6 +78,7 @@ TSAnswer TCSessionRoutes::Open(std::string const& Name, TSUser const& User,
   if (!Session) {
     return ProblemAnswer(503, "too_many_sessions", "Too many others have signed in; try later.");
   }
+  ++m_Counters.SignIns;
   SyslogWarning("%s has signed in from %s", Name.c_str(), Peer.c_str());
   TSAnswer Answer = AnswerOf(*Session);
   Answer.Headers.emplace_back("Set-Cookie", m_Gate.CookieOf(*Token));

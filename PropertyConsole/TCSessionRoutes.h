@@ -9,13 +9,15 @@
 #include "PropertyConsole/TCRoutes.h"
 #include "PropertyConsole/TCSessions.h"
 #include "PropertyConsole/TCUsers.h"
+#include "PropertyConsole/TSConsoleCounters.h"
 
 namespace Property {
 
 /// The routes of /api/v1/session. Synchronised.
 class TCSessionRoutes {
  public:
-  TCSessionRoutes(TCGate const& Gate, TCSessions& Sessions, TCUsers& Users);
+  TCSessionRoutes(TCGate const& Gate, TCSessions& Sessions, TCUsers& Users,
+                  TSConsoleCounters& Counters);
 
   /// Adds its routes, whose handlers use this object.
   void AddTo(TCRoutes& Routes);
@@ -28,6 +30,7 @@ class TCSessionRoutes {
   TCGate const& m_Gate;
   TCSessions& m_Sessions;
   TCUsers& m_Users;
+  TSConsoleCounters& m_Counters;
   TCAttemptLimit m_ByAddress;
   TCAttemptLimit m_ByUser;
 };

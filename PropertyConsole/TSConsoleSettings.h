@@ -17,6 +17,7 @@ struct TSConsoleSettings {
   std::string Certificate;           ///< file; empty: nothing is encrypted
   std::string Key;                   ///< file
   bool PlainHTTP = false;            ///< serves others than this machine without encryption
+  bool Metrics = false;              ///< tells its figures also who has not signed in
   unsigned Threads = 8;
   unsigned WaitingConnections = 128;
   unsigned BodyKiB = 4096;

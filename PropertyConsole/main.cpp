@@ -25,6 +25,7 @@
 #include "PropertyConsole/TCEventRoutes.h"
 #include "PropertyConsole/TCEventStreams.h"
 #include "PropertyConsole/TCHTTPServer.h"
+#include "PropertyConsole/TCMetricsRoutes.h"
 #include "PropertyConsole/TCPageRoutes.h"
 #include "PropertyConsole/TCPlainTransport.h"
 #include "PropertyConsole/TCPropertyRoutes.h"
@@ -93,7 +94,7 @@ int Serve(TSConsoleSettings const& Settings) {
   Property::TCPropertyRoutes const Routes(Store, Questions);
   Routes.AddTo(Console.get_Routes());
   Property::TCChangeDesk Desk;
-  Property::TCChangeRoutes ChangeRoutes(Store, Questions, Desk);
+  Property::TCChangeRoutes ChangeRoutes(Store, Questions, Desk, Console.get_Counters());
   ChangeRoutes.AddTo(Console.get_Routes());
   Property::TCEventStreams Streams(
       Store, Questions, [&Gate = Console.get_Gate()](Property::TSStreamStart const& Start) {
@@ -101,6 +102,14 @@ int Serve(TSConsoleSettings const& Settings) {
       });
   Property::TCEventRoutes EventRoutes(Store, Streams);
   EventRoutes.AddTo(Console.get_Routes());
+  Property::TCMetricsRoutes Metrics(
+      Console.get_Counters(),
+      [&Console, &EventRoutes, &Store] {
+        return Property::TSConsoleGauges{Console.get_SessionCount(), EventRoutes.get_Count(),
+                                         Store.IsConnected()};
+      },
+      [&Questions] { return Questions.AskFigures(); });
+  Metrics.AddTo(Console.get_Routes(), Settings.Metrics);
   Property::TCPageRoutes const Page(Property::PageFiles());
   Page.AddTo(Console.get_Routes());
   StopOnSignals(Server);

@@ -12,6 +12,7 @@
 #include "PropertyConsole/TCChangeRoutes.h"
 #include "PropertyConsole/TCConsole.h"
 #include "PropertyConsole/TCEventRoutes.h"
+#include "PropertyConsole/TCMetricsRoutes.h"
 #include "PropertyConsole/TCPropertyRoutes.h"
 #include "tests/support/PrivateFolder.h"
 
@@ -52,6 +53,7 @@ class OpenAPI : public ::testing::Test {
     AddTo(Names, TCPropertyRoutes::Listed());
     AddTo(Names, TCChangeRoutes::Listed());
     AddTo(Names, TCEventRoutes::Listed());
+    AddTo(Names, TCMetricsRoutes::Listed());
     return Names;
   }
 

@@ -122,6 +122,18 @@ TEST_F(ConsoleOptions, DoNotServeOthersInPlainText) {
   EXPECT_FALSE(Parse({"--listen", "::1"}).has_value());
 }
 
+TEST_F(ConsoleOptions, TellFiguresToEverybodyOnlyWhereThatIsSaid) {
+  ASSERT_FALSE(Parse({}).has_value());
+  EXPECT_FALSE(m_Options.get_Settings().Metrics);
+
+  ASSERT_FALSE(Parse({"--metrics"}).has_value());
+  EXPECT_TRUE(m_Options.get_Settings().Metrics);
+
+  std::string const Path = WriteConfiguration("metrics = true\n");
+  ASSERT_FALSE(Parse({"--config", Path.c_str()}).has_value());
+  EXPECT_TRUE(m_Options.get_Settings().Metrics);
+}
+
 TEST_F(ConsoleOptions, RefuseWhatCannotBeMeant) {
   EXPECT_THAT(Refusal({"--certificate", "c"}), HasSubstr("--certificate and --key go together"));
   EXPECT_THAT(Refusal({"--listen", "localhost"}), HasSubstr("no address of numbers"));
