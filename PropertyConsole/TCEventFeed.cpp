@@ -2,8 +2,11 @@
 // Makes events of changes.
 #include "PropertyConsole/TCEventFeed.h"
 
+#include <deque>
 #include <exception>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <stdexcept>
 #include <utility>
 
 #include "Platform/Utility/PrintableText.h"
@@ -14,8 +17,6 @@
 namespace Property {
 namespace {
 
-constexpr std::size_t kMostEvents = 4096;
-constexpr std::size_t kMostEventBytes = std::size_t{8} << 20;
 constexpr std::size_t kLongestText = std::size_t{64} << 10;  // of a value in an event
 constexpr std::size_t kMostAtOnce = 256;
 
@@ -31,41 +32,18 @@ std::string ChangeEvent(nlohmann::ordered_json Object, std::string const& Revisi
 
 }  // namespace
 
-std::string ReloadEvent(std::string const& Revision) {
-  return "id: " + Revision + "\nevent: reload\ndata: {}\n\n";
-}
-
 TCEventFeed::TCEventFeed(TCConsoleStore const& Store, TCServerQuestions& Server,
                          std::function<void()> Wake)
     : m_Store(Store),
       m_Server(Server),
       m_Wake(std::move(Wake)),
       m_Made(Store.get_Changes().get_Last()),
-      m_Last(m_Made),
-      m_Before(m_Made),
+      m_Events(m_Made),
       m_Thread([this] { Run(); }) {}
 
 TCEventFeed::~TCEventFeed() {
   m_Store.get_Changes().Interrupt();
   m_Thread.join();
-}
-
-std::uint64_t TCEventFeed::get_Last() {
-  TCMutexLock const Lock(m_Lock);
-  return m_Last;
-}
-
-bool TCEventFeed::Knows(std::uint64_t Number) {
-  TCMutexLock const Lock(m_Lock);
-  return Number >= m_Before;
-}
-
-std::shared_ptr<TSEvent const> TCEventFeed::After(std::uint64_t Number) {
-  TCMutexLock const Lock(m_Lock);
-  if (Number < m_Before || Number >= m_Last) {
-    return nullptr;
-  }
-  return m_Kept[m_Kept.size() - static_cast<std::size_t>(m_Last - Number)];
 }
 
 void TCEventFeed::Run() {
@@ -78,10 +56,7 @@ void TCEventFeed::Run() {
       SyslogError("Changes are not told to the pages one by one: %s",
                   PrintableLine(Failure.what()).c_str());
       m_Made = m_Store.get_Changes().get_Last();
-      TCMutexLock const Lock(m_Lock);
-      m_Kept.clear();
-      m_Bytes = 0;
-      m_Last = m_Before = m_Made;
+      m_Events.Forget(m_Made);
     }
     m_Wake();
   }
@@ -101,11 +76,8 @@ bool TCEventFeed::MakeNext() {
   for (TSLoggedChange const& Change : *Changes) {
     Events.push_back(EventOf(Change, Secrets));
   }
-  TCMutexLock const Lock(m_Lock);
-  for (TSEvent& Event : Events) {
-    m_Made = Event.Number;
-    Keep(std::move(Event));
-  }
+  m_Made = Events.back().Number;
+  m_Events.Add(std::move(Events));
   return true;
 }
 
@@ -123,17 +95,6 @@ TSEvent TCEventFeed::EventOf(TSLoggedChange const& Change, std::set<int> const& 
   Event.Open = ChangeEvent(ValueAsJSON(Value, {Secrets, true}), Revision, Event.Device);
   Event.Masked = ChangeEvent(ValueAsJSON(Value, {Secrets, false}), Revision, Event.Device);
   return Event;
-}
-
-void TCEventFeed::Keep(TSEvent Event) {
-  m_Last = Event.Number;
-  m_Bytes += Event.get_Size();
-  m_Kept.push_back(std::make_shared<TSEvent const>(std::move(Event)));
-  while (m_Kept.size() > kMostEvents || m_Bytes > kMostEventBytes) {
-    m_Before = m_Kept.front()->Number;
-    m_Bytes -= m_Kept.front()->get_Size();
-    m_Kept.pop_front();
-  }
 }
 
 }  // namespace Property

@@ -90,10 +90,10 @@ bool TCEventStream::ChooseEvent(TSRound const& Round) {
     Begin(ReloadEvent(Round.Revision));
     return true;
   }
-  if (!Round.Feed.Knows(*m_Start.After)) {
+  if (!Round.Events.Knows(*m_Start.After)) {
     return false;
   }
-  while (auto Event = Round.Feed.After(*m_Start.After)) {
+  while (auto Event = Round.Events.After(*m_Start.After)) {
     m_Start.After = Event->Number;
     if (Event->Device.empty() || Event->Device == m_Start.Device) {
       m_Text.clear();

@@ -10,7 +10,7 @@
 #include <optional>
 #include <string>
 
-#include "PropertyConsole/TCEventFeed.h"
+#include "PropertyConsole/TCKeptEvents.h"
 #include "PropertyConsole/TCStreamPlaces.h"
 #include "PropertyConsole/TCTransport.h"
 #include "PropertyConsole/TERole.h"
@@ -35,9 +35,9 @@ class TCEventStream {
 
   /// What streams are served with, in one round.
   struct TSRound {
-    TCEventFeed& Feed;
+    TCKeptEvents& Events;
     std::function<bool(TSStreamStart const&)> const& IsIn;
-    std::string const& Revision;  ///< that the feed has come to
+    std::string const& Revision;  ///< that the events have come to
     std::uint64_t Last = 0;       ///< the number of it
     bool IsConnected = false;
     TCTime Now;

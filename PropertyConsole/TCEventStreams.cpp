@@ -81,10 +81,14 @@ bool TCEventStreams::TakeNew() {
 
 // Answers whether a stream has more to send at once.
 bool TCEventStreams::ServeAll() {
-  std::uint64_t const Last = m_Feed.get_Last();
+  std::uint64_t const Last = m_Feed.get_Events().get_Last();
   std::string const Revision = m_Store.RevisionAfter(Last);
-  TCEventStream::TSRound const Round{
-      m_Feed, m_IsIn, Revision, Last, m_Store.IsConnected(), std::chrono::steady_clock::now()};
+  TCEventStream::TSRound const Round{m_Feed.get_Events(),
+                                     m_IsIn,
+                                     Revision,
+                                     Last,
+                                     m_Store.IsConnected(),
+                                     std::chrono::steady_clock::now()};
   bool HasMore = false;
   for (auto Stream = m_Streams.begin(); Stream != m_Streams.end();) {
     if (!Stream->Serve(Round)) {

@@ -29,7 +29,7 @@ class TCEventStreams {
   /// Takes a connection over; its head is sent.
   void Add(std::unique_ptr<TCTransport> Transport, TSStreamStart Start);
   /// Whether all changes after that number can still be told.
-  bool Knows(std::uint64_t Number) { return m_Feed.Knows(Number); }
+  bool Knows(std::uint64_t Number) { return m_Feed.get_Events().Knows(Number); }
 
  private:
   void Run();

@@ -85,6 +85,30 @@ TEST_F(TLSTest, EndsWhatIsNoHandshake) {
   EXPECT_EQ(Reply->status, 401);
 }
 
+TEST_F(TLSTest, EncryptsStreams) {
+  StartEncrypted();
+  auto const SignedIn = NewBrowser()->Post(
+      kSession, R"({"user":"anna","password":"correct horse"})", "application/json");
+  ASSERT_TRUE(SignedIn);
+  std::string const Cookie = SignedIn->get_header_value("Set-Cookie");
+  std::string Heard;
+  bool HasChanged = false;
+
+  NewBrowser()->Get(
+      "/api/v1/events", {{"Cookie", Cookie.substr(0, Cookie.find(';'))}},
+      [&](char const* Data, std::size_t Size) {
+        Heard.append(Data, Size);
+        if (!HasChanged && Heard.find("{\"connected\":true}\n\n") != std::string::npos) {
+          HasChanged = true;
+          Property({"set", "Brightness=60"});
+        }
+        return Heard.find("\"value\":\"60\"") == std::string::npos;
+      });
+
+  EXPECT_THAT(Heard, ::testing::StartsWith("retry: 1000\n\nevent: connection\n"));
+  EXPECT_THAT(Heard, ::testing::HasSubstr("\"number\":111,"));
+}
+
 TEST_F(TLSTest, NeedsAKeyThatFits) {
   MakeCertificate(File("other"), File("key"));
   auto const Console = Start({CONSOLE_PROGRAM, "--port", "0", "--users", File("users"),
