@@ -122,6 +122,9 @@ TSAnswer TCConsole::Guard(TSAnswer Answer) const {
       Answer.Headers.emplace_back(Name, Value);
     }
   }
+  if (Answer.Status == 503 && !HasHeader(Answer, "Retry-After")) {
+    Answer.Headers.emplace_back("Retry-After", "1");
+  }
   if (m_IsEncrypted) {
     Answer.Headers.emplace_back("Strict-Transport-Security", "max-age=31536000");
   }

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <cstring>
 #include <exception>
@@ -25,11 +26,12 @@ namespace {
 
 constexpr char kSource[] = "../PropertyConsole/TCHTTPServer";
 constexpr int kRestTime = 100;  // milliseconds, when the system has no descriptors left
-constexpr char kBusy[] =
-    "HTTP/1.1 503 Service Unavailable\r\nRetry-After: 1\r\nContent-Length: 0\r\n"
-    "Connection: close\r\n\r\n";
-constexpr char kTooLongLine[] =
-    "HTTP/1.1 414 URI Too Long\r\nContent-Length: 0\r\nConnection: close\r\n\r\n";
+// What is left to a request that has waited for a thread, once some of it has come.
+constexpr std::chrono::milliseconds kLeastReadTime{1000};
+// Those that are sent away are closed some time later: their answer is lost where they are closed
+// before they have sent all.
+constexpr std::chrono::milliseconds kParting{1000};
+constexpr std::size_t kMostParting = 64;
 
 // In small letters, of ASCII.
 std::string LowerName(std::string Name) {
@@ -50,6 +52,22 @@ TSRequest HeadOf(httplib::Request const& Read, std::string const& Peer) {
   }
   Request.Peer = Peer;
   return Request;
+}
+
+// For whom the library writes nothing.
+std::string Spelled(TSAnswer const& Answer, char const* Reason) {
+  std::string Text = "HTTP/1.1 " + std::to_string(Answer.Status) + " " + Reason + "\r\n";
+  for (auto const& [Name, Value] : Answer.Headers) {
+    Text += Name + ": " + Value + "\r\n";
+  }
+  return Text + "Content-Type: " + Answer.ContentType +
+         "\r\nContent-Length: " + std::to_string(Answer.Body.size()) +
+         "\r\nConnection: close\r\n\r\n" + Answer.Body;
+}
+
+bool HasSentAnything(int Socket) {
+  pollfd File{Socket, POLLIN, 0};
+  return poll(&File, 1, 0) != 0;
 }
 
 void Write(TSAnswer const& Answer, httplib::Response& Response) {
@@ -93,6 +111,10 @@ class TCHTTPServer::TCProtocol : public httplib::Server {
     Options("/", Answer);
   }
 
+  std::string get_BusyText() const {
+    return Spelled(m_Handlers.Complain(503), "Service Unavailable");
+  }
+
   /// True when the connection has been given away.
   bool Serve(TCBoundedStream& Stream, std::string const& Peer) {
     TSWork Work{Stream, Peer, {}, nullptr};
@@ -107,7 +129,7 @@ class TCHTTPServer::TCProtocol : public httplib::Server {
           Read.headers.erase("Accept-Encoding");
         });
     if (!IsAnswered && Stream.HasSentTooMuch()) {
-      Stream.httplib::Stream::write(kTooLongLine);
+      Stream.httplib::Stream::write(Spelled(m_Handlers.Complain(414), "URI Too Long"));
     }
     m_Work = nullptr;
     bool const GoesOn = IsAnswered && Work.Continue != nullptr;
@@ -227,24 +249,34 @@ void TCHTTPServer::Run() {
   TCWorkers Workers(m_Limits.Threads, m_Limits.WaitingConnections);
   pollfd Files[] = {{m_Listener.get_Socket(), POLLIN, 0}, {m_StopFile.get(), POLLIN, 0}};
   while (Files[1].revents == 0) {
-    poll(Files, 2, -1);
+    poll(Files, 2, m_Parting.empty() ? -1 : static_cast<int>(kParting.count()));
     bool IsFull = false;
     if (auto Connection = m_Listener.Accept(IsFull)) {
       auto const Shared = std::make_shared<TCListener::TSConnection>(std::move(*Connection));
-      if (!Workers.Add([this, Shared] { Serve(*Shared); })) {
-        SendAway(*Shared);
+      auto const Accepted = std::chrono::steady_clock::now();
+      if (!Workers.Add([this, Shared, Accepted] { Serve(*Shared, Accepted); })) {
+        SendAway(std::move(*Shared));
       }
     }
+    ClosePartings();
     if (IsFull) {
       poll(&Files[1], 1, kRestTime);
     }
   }
 }
 
-void TCHTTPServer::Serve(TCListener::TSConnection& Connection) {
+// A request's time begins when it is accepted: those who send nothing take no thread's time,
+// however many of them wait.
+void TCHTTPServer::Serve(TCListener::TSConnection& Connection, TCTime Accepted) {
+  std::chrono::milliseconds const All(m_Limits.ReadTime);
+  auto const Left = std::chrono::ceil<std::chrono::milliseconds>(Accepted + All -
+                                                                 std::chrono::steady_clock::now());
+  if (Left.count() <= 0 && !HasSentAnything(Connection.Socket.get())) {
+    return;
+  }
   TCBoundedStream Stream(m_MakeTransport(std::move(Connection.Socket)), Connection.Peer,
                          m_StopFile.get(),
-                         {m_Limits.HeadBytes, std::chrono::milliseconds(m_Limits.ReadTime),
+                         {m_Limits.HeadBytes, std::max(Left, std::min(All, kLeastReadTime)),
                           std::chrono::milliseconds(m_Limits.WriteTime)});
   if (!m_Protocol->Serve(Stream, Connection.Peer)) {
     Stream.Finish();
@@ -253,8 +285,19 @@ void TCHTTPServer::Serve(TCListener::TSConnection& Connection) {
 
 // In plain words even where the others are encrypted: nothing is spent on whom there is no time
 // for.
-void TCHTTPServer::SendAway(TCListener::TSConnection const& Connection) {
-  send(Connection.Socket.get(), kBusy, sizeof(kBusy) - 1, MSG_DONTWAIT | MSG_NOSIGNAL);
+void TCHTTPServer::SendAway(TCListener::TSConnection Connection) {
+  std::string const Text = m_Protocol->get_BusyText();
+  send(Connection.Socket.get(), Text.data(), Text.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
+  shutdown(Connection.Socket.get(), SHUT_WR);
+  m_Parting.emplace_back(std::move(Connection.Socket), std::chrono::steady_clock::now());
+}
+
+void TCHTTPServer::ClosePartings() {
+  auto const Now = std::chrono::steady_clock::now();
+  while (!m_Parting.empty() &&
+         (m_Parting.size() > kMostParting || Now - m_Parting.front().second >= kParting)) {
+    m_Parting.pop_front();
+  }
 }
 
 }  // namespace Property

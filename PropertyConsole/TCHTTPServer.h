@@ -2,11 +2,14 @@
 // Serves HTTP requests within limits.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 
 #include "Platform/Utility/TCFileDescriptor.h"
 #include "PropertyConsole/TCListener.h"
@@ -16,11 +19,11 @@
 namespace Property {
 
 struct TSHTTPLimits {
-  std::size_t Threads = 8;               ///< requests that are served at once
-  std::size_t WaitingConnections = 128;  ///< further ones are sent away
+  std::size_t Threads = 8;                ///< requests that are served at once
+  std::size_t WaitingConnections = 1280;  ///< further ones are sent away
   std::size_t HeadBytes = std::size_t{16} << 10;
   std::size_t BodyBytes = std::size_t{4} << 20;
-  int ReadTime = 10000;   ///< milliseconds, for a whole request
+  int ReadTime = 10000;   ///< milliseconds, for a whole request, waiting included
   int WriteTime = 60000;  ///< milliseconds, for a whole answer
 };
 
@@ -59,14 +62,18 @@ class TCHTTPServer {
  private:
   class TCProtocol;
 
-  void Serve(TCListener::TSConnection& Connection);
-  static void SendAway(TCListener::TSConnection const& Connection);
+  using TCTime = std::chrono::steady_clock::time_point;
+
+  void Serve(TCListener::TSConnection& Connection, TCTime Accepted);
+  void SendAway(TCListener::TSConnection Connection);
+  void ClosePartings();
 
   TSHTTPLimits const m_Limits;
   TCMakeTransport const m_MakeTransport;
   TCListener const m_Listener;
   TCFileDescriptor const m_StopFile;
   std::unique_ptr<TCProtocol> const m_Protocol;
+  std::deque<std::pair<TCFileDescriptor, TCTime>> m_Parting;  // sent away; of Run() alone
 };
 
 }  // namespace Property

@@ -18,7 +18,7 @@ namespace Property {
 namespace {
 
 constexpr char kSource[] = "../PropertyConsole/TCListener";
-constexpr int kBacklog = 512;
+constexpr int kBacklog = 2048;
 
 // A socket address as the system's calls take it; the family is 0 where the text is none.
 struct TSSocketAddress {

@@ -19,7 +19,8 @@ struct TSConsoleSettings {
   bool PlainHTTP = false;            ///< serves others than this machine without encryption
   bool Metrics = false;              ///< tells its figures also who has not signed in
   unsigned Threads = 8;
-  unsigned WaitingConnections = 128;
+  // 200 pages at once, with the six connections that a browser opens for each.
+  unsigned WaitingConnections = 1280;
   unsigned BodyKiB = 4096;
   unsigned RequestSeconds = 10;
   unsigned IdleSeconds = 1800;

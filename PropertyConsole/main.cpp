@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // property-console: serves the web console until told to end, and keeps its users.
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <systemd/sd-daemon.h>
@@ -83,7 +84,18 @@ TCHTTPServer::TCMakeTransport TransportsOf(TSConsoleSettings const& Settings) {
   return [Context](TCFileDescriptor Socket) { return Context->NewTransport(std::move(Socket)); };
 }
 
+// Connections that wait, streams and the rest together are more than a process may usually have
+// open. Where the system allows no more, those that are too many wait until others end.
+void AllowDescriptors() {
+  rlimit Limit{};
+  if (getrlimit(RLIMIT_NOFILE, &Limit) == 0) {
+    Limit.rlim_cur = Limit.rlim_max;
+    setrlimit(RLIMIT_NOFILE, &Limit);
+  }
+}
+
 int Serve(TSConsoleSettings const& Settings) {
+  AllowDescriptors();
   Property::TCConsole Console(Settings);
   TCHTTPServer Server(Settings.Address, Settings.Port, LimitsOf(Settings), Console.get_Handlers(),
                       TransportsOf(Settings));

@@ -243,6 +243,16 @@ TEST_F(EventTest, EndsWithTheSession) {
   EXPECT_THAT(Stream.HearToTheEnd(), EndsWith("event: signed-out\ndata: {}\n\n"));
 }
 
+TEST_F(EventTest, DoesNotKeepASessionInUse) {
+  StartConsole({"--idle-seconds", "2"});
+  m_Anna = SignIn("anna");
+  TStream Stream = Open();
+
+  EXPECT_THAT(Stream.HearToTheEnd(), EndsWith("event: signed-out\ndata: {}\n\n"));
+
+  EXPECT_EQ(AskAs(m_Anna, "GET", kSession).Code(), "not_signed_in");
+}
+
 TEST_F(EventTest, EndsForWhoIsRemovedOrHasAnotherRole) {
   TStream Stream = Open();
 
@@ -273,7 +283,9 @@ TEST_F(EventTest, ServesTwoHundredStreamsAtOnceAndRequestsBeside) {
   std::vector<TStream> Streams;
   for (int Count = 0; Count < 200; ++Count) {
     Streams.emplace_back(m_Port, m_Anna);
-    Streams.back().HearUntil("event: connection");  // fewer connections may wait for a thread
+  }
+  for (TStream& Stream : Streams) {
+    Stream.HearUntil("event: connection");
   }
 
   Property({"set", "Brightness=60"});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Requests that are malformed, too large, too slow or too many.
 #include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <memory>
 #include <vector>
@@ -18,6 +19,13 @@ class HTTPTest : public TConsoleFixture {
   /// The head of a sound sign-in, but for what says its length.
   static std::string PostHead() {
     return "POST /api/v1/session HTTP/1.1\r\nHost: localhost\r\nContent-Type: application/json\r\n";
+  }
+  /// Has a thread wait for what follows the head of this request.
+  std::unique_ptr<TConnection> TakeThread() const {
+    auto Connection = std::make_unique<TConnection>(m_Port);
+    Connection->Send(PostHead() + "Content-Length: 2\r\nExpect: 100-continue\r\n\r\n");
+    EXPECT_EQ(Connection->HearSome().substr(0, 12), "HTTP/1.1 100");
+    return Connection;
   }
   void ExpectAlive() const { EXPECT_EQ(Ask("GET", "/api/v1/session").m_Status, 401); }
 };
@@ -54,8 +62,10 @@ TEST_F(HTTPTest, RefusesAHeadThatIsTooLarge) {
       StatusOf("GET / HTTP/1.1\r\nHost: localhost\r\nX: " + std::string(1 << 20, 'x') + "\r\n"),
       431);
   EXPECT_EQ(StatusOf("GET /" + std::string(9000, 'x') + " HTTP/1.1\r\nHost: localhost\r\n"), 414);
-  EXPECT_EQ(StatusOf("GET /" + std::string(1 << 20, 'x') + " HTTP/1.1\r\nHost: localhost\r\n"),
-            414);
+  TReply const Reply =
+      Exchange("GET /" + std::string(1 << 20, 'x') + " HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  EXPECT_EQ(Reply.m_Status, 414);
+  EXPECT_EQ(Reply.Code(), "address_too_long");
   ExpectAlive();
 }
 
@@ -166,14 +176,49 @@ TEST_F(HTTPTest, ServesOthersWhileSomeAreSlow) {
 }
 
 TEST_F(HTTPTest, SendsAwayWhoIsTooMany) {
-  StartConsole({"--threads", "1", "--waiting-connections", "1"});
+  StartConsole({"--threads", "1", "--waiting-connections", "1", "--request-seconds", "60"});
+  auto const Served = TakeThread();
+  TConnection const Waiting(m_Port);
+
+  TReply const Reply = Ask("GET", kSession);
+
+  EXPECT_EQ(Reply.m_Status, 503);
+  EXPECT_EQ(Reply.Code(), "busy");
+  EXPECT_EQ(Reply.Header("Retry-After"), "1");
+  EXPECT_EQ(Reply.Header("Content-Type"), "application/json");
+  EXPECT_EQ(Reply.Header("Cache-Control"), "no-store");
+}
+
+TEST_F(HTTPTest, ServesTwoHundredPagesThatComeAtOnce) {
+  rlimit Files{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &Files), 0);
+  Files.rlim_cur = Files.rlim_max;
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &Files), 0);
+  StartConsole({"--threads", "1", "--request-seconds", "60"});
+  auto const Served = TakeThread();
+  std::vector<std::unique_ptr<TConnection>> Pages;
+  for (int Count = 0; Count < 200 * 6; ++Count) {
+    Pages.push_back(std::make_unique<TConnection>(m_Port));
+    Pages.back()->Send("GET /api/v1/openapi.json HTTP/1.1\r\nHost: localhost\r\n\r\n");
+  }
+
+  EXPECT_TRUE(Served->Send("{}"));
+
+  for (auto& Page : Pages) {
+    ASSERT_EQ(Page->HearAll().substr(0, 12), "HTTP/1.1 200");
+    Page.reset();  // as browsers do: a connection is for one request
+  }
+}
+
+TEST_F(HTTPTest, GivesNoTimeToThoseWhoHaveSentNothingWhileTheyWaited) {
+  StartConsole({"--threads", "1", "--request-seconds", "2"});
   std::vector<std::unique_ptr<TConnection>> Silent;
-  for (int Count = 0; Count < 8; ++Count) {
+  for (int Count = 0; Count < 60; ++Count) {
     Silent.push_back(std::make_unique<TConnection>(m_Port));
   }
 
-  // One is being read and one waits, at most; the others are answered at once.
-  EXPECT_EQ(Silent.back()->HearAll().substr(0, 12), "HTTP/1.1 503");
+  // A minute is what the connection itself waits for an answer.
+  ExpectAlive();
 }
 
 TEST_F(HTTPTest, StandsWhoComesAndGoes) {
