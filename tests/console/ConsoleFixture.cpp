@@ -115,6 +115,10 @@ void TConsoleFixture::StartConsole(std::vector<std::string> const& Options) {
   if (m_Server == nullptr) {
     m_Server = StartSchemaServer();
   }
+  StartConsoleAlone(Options);
+}
+
+void TConsoleFixture::StartConsoleAlone(std::vector<std::string> const& Options) {
   m_Console = std::make_unique<TProcess>(
       ConsoleCommand(Options),
       std::map<std::string, std::string>{{"PROPERTY_OWN_MAC", kThisDevice}});

@@ -47,6 +47,8 @@ class TConsoleFixture : public TProcessFixture {
   /// ready. Both know the schema of the tests of the command; 212 is a secret.
   TConsoleFixture();
   void StartConsole(std::vector<std::string> const& Options = {});
+  /// The same without starting a server.
+  void StartConsoleAlone(std::vector<std::string> const& Options = {});
   /// Runs the command to its end, with `Input` as its standard input; answers its exit code.
   int Command(std::vector<std::string> const& Arguments, std::string const& Input = "") const;
   /// Adds a user, by the command.
