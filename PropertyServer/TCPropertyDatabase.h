@@ -130,6 +130,8 @@ class TCPropertyDatabase {
   std::optional<std::uint64_t> Meta(std::string const& Name) const;
 
   std::string const& get_Path() const { return m_Path; }
+  /// The processes that have been noted as writers since some were last forgotten, or more.
+  std::size_t get_AddedWriters() const { return m_AddedWriters; }
 
   // ---- history ----
 
@@ -307,6 +309,7 @@ class TCPropertyDatabase {
   bool m_LogWasEmptied = false;
   std::optional<TCDatabasePlace> m_Place;  // none while it is only checked
   std::map<std::tuple<uid_t, pid_t, std::string>, long long, std::less<>> m_Writers;  // their rows
+  std::size_t m_AddedWriters = 0;  // at most so many, since some were last forgotten
   TSStatements m_Statements;
 };
 
@@ -406,6 +409,7 @@ class TCPropertyDatabase::TCTransaction {
   std::uint64_t m_LastTransaction = 0;            // of the history
   TSHistoryEnd m_History;
   long long m_FilePages;
+  bool m_ForgetsWriters = false;
   bool m_Open = false;
 };
 

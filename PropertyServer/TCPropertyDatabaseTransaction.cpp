@@ -76,6 +76,7 @@ long long TCPropertyDatabase::TCTransaction::FindOrAddWriter(TSProvenance const&
   if (Found != SQLITE_DONE || StepWith(Add) != SQLITE_DONE) {
     Fail("note a writer in");
   }
+  ++m_Database.m_AddedWriters;
   return sqlite3_last_insert_rowid(m_Database.m_Handle.get());
 }
 
@@ -124,6 +125,7 @@ void TCPropertyDatabase::TCTransaction::ForgetSenders(
     Fail("forget old writers in");
   }
   m_Database.m_Writers.clear();
+  m_ForgetsWriters = true;
 }
 
 void TCPropertyDatabase::TCTransaction::SetMeta(std::string const& Name, std::uint64_t Value) {
@@ -169,6 +171,7 @@ void TCPropertyDatabase::TCTransaction::Commit() {
   m_Database.m_History = m_History;
   m_Database.m_Unmoved.Commit(m_History.Moved);
   m_Database.m_FilePages = m_FilePages;
+  m_Database.m_AddedWriters = m_ForgetsWriters ? 0 : m_Database.m_AddedWriters;
   m_Open = false;
   try {
     m_Database.KeepInPlace();

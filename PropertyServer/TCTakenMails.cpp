@@ -47,7 +47,8 @@ void TCTakenMails::Remember(TCPropertyDatabase::TCTransaction& Transaction, TCNu
     Transaction.RememberMail(Sender, Number,
                              Outcome != Outcomes.end() ? *Outcome->second : TSMailOutcome());
   }
-  m_Forgetting = m_New >= kForgetAfter;
+  // A sender may come as one process after the other, under ever other names.
+  m_Forgetting = m_New >= kForgetAfter || m_Database.get_AddedWriters() >= kForgetAfter;
   if (m_Forgetting) {
     Transaction.ForgetSenders(kRemembered, m_Connected());
   }

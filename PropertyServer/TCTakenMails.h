@@ -30,7 +30,7 @@ class TCTakenMails {
   using TCOutcomes = std::map<TSNorvSenderKey, TSMailOutcome const*>;
 
   static constexpr std::size_t kRemembered = 10000;   // beside the connected ones
-  static constexpr std::size_t kForgetAfter = 1000;   // new ones
+  static constexpr std::size_t kForgetAfter = 1000;   // new ones, or new writers
   static constexpr std::size_t kKeptInMemory = 1000;  // beside those whose mails are under way
 
   TCTakenMails(TCPropertyDatabase& Database, TCConnected Connected);

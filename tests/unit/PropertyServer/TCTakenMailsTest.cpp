@@ -126,6 +126,29 @@ TEST_F(TakenMails, AreForgottenWhenManyOthersCameSince) {
   EXPECT_LE(CountStored(), TCTakenMails::kRemembered + TCTakenMails::kForgetAfter + 100);
 }
 
+// Whose value is stored is the last writer's; nothing tells of the others.
+TEST_F(TakenMails, OfOneSenderUnderManyNamesLeaveFewWritersBehind) {
+  constexpr int kTogether = 100;
+  TSNorvSenderKey const Sender{kUser, "sender"};
+  std::uint64_t Number = 0;
+  for (int Name = 0; Name < 15000;) {
+    TCPropertyDatabase::TCTransaction Transaction(m_Database);
+    for (int Index = 0; Index < kTogether; ++Index) {
+      Property::TSProvenance Origin;
+      Origin.User = kUser;
+      Origin.ProcessName = "name " + std::to_string(++Name);
+      Transaction.Put({1, Accessories::TCRecordID(), TCMACAddress(), "value"}, Origin);
+    }
+    m_Taken.Wait(Sender, ++Number);
+    m_Taken.Remember(Transaction, {{Sender, Number}});
+    Transaction.Commit();
+    m_Taken.OnStored({{Sender, Number}});
+  }
+
+  EXPECT_LE(std::stoul(QuerySQL(CopyAsLeft("left"), "SELECT count(*) FROM writer")),
+            10000 + TCTakenMails::kForgetAfter + kTogether);
+}
+
 TEST_F(TakenMails, OfAConnectedSenderAreNeverForgotten) {
   m_Connected = {{kUser, "connected"}, {kUser, "connected, sends nothing"}};
   TakeOfEach({{kUser, "connected"}, {kUser, "away"}}, 7);
