@@ -10,12 +10,10 @@
 #include <utility>
 
 #include "Platform/Utility/SystemLog.h"
-#include "Platform/Utility/TCException.h"
 
 namespace Property {
 namespace {
 
-constexpr char kSource[] = "../PropertyServer/TCCommitQueue";
 constexpr std::size_t kGroupLimit = 1000;  // mails
 constexpr std::size_t kGroupByteLimit = std::size_t{4} << 20;
 constexpr std::chrono::milliseconds kFullWait{2};      // while other things are to do
