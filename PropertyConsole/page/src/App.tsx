@@ -109,7 +109,7 @@ function Found({app, source}: {app: Console; source: RowSource}) {
       <Chunks
         items={foundRows(found, source)}
         rowHeight={kRowHeight}
-        name={app.searchText}
+        name="found"
         render={(row) => <RowView key={row.key} app={app} row={row} showsPath />}
       />
     </>
@@ -138,7 +138,7 @@ function BranchView({app, branch, source}: {app: Console; branch: Branch; source
 
 function Main({app}: {app: Console}) {
   const source = app.rowSource;
-  if (!app.schema || !source) {
+  if (!app.schema || !source || !app.service.hasValues) {
     return <p>{texts.loading}</p>;
   }
   if (app.searchText.trim() !== '') {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What a value is entered with, for each type of field.
 import type {TargetedEvent} from 'preact';
-import {useState} from 'preact/hooks';
+import {useRef, useState} from 'preact/hooks';
 import type {Choice} from './api';
 import {choiceLabel, type Field} from './schema';
 import {visible} from './show';
@@ -110,8 +110,17 @@ function Secret(props: ControlProps) {
   );
 }
 
+function needsLines(text: string): boolean {
+  return /[\r\n]/.test(text) || text.length > 120;
+}
+
 function Text(props: ControlProps) {
   const text = props.text ?? '';
+  // Where somebody types, the control stays the same: another one would not have the keyboard.
+  const hasLines = useRef(false);
+  if (document.activeElement?.id !== props.id) {
+    hasLines.current = needsLines(text);
+  }
   const common = {
     ...attributesOf(props),
     value: text,
@@ -121,7 +130,7 @@ function Text(props: ControlProps) {
     onInput: (event: TargetedEvent<HTMLInputElement | HTMLTextAreaElement>) =>
       props.onEnter(event.currentTarget.value),
   };
-  if (/[\r\n]/.test(text) || text.length > 120) {
+  if (hasLines.current) {
     return <textarea {...common} rows={Math.min(8, text.split('\n').length + 1)} />;
   }
   const list = props.known.length > 0 ? props.id + '-known' : undefined;

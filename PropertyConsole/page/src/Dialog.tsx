@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// A dialog that keeps the keyboard to itself until it is closed.
+// A dialog that keeps the keyboard to itself until it is closed, by the page or by the browser.
 import type {ComponentChildren} from 'preact';
 import {useEffect, useRef} from 'preact/hooks';
 import {texts} from './texts';
@@ -35,6 +35,7 @@ export function Dialog({name, heading, onClose, children, isDrawer}: Props) {
       class={isDrawer ? 'drawer' : ''}
       aria-labelledby={name + '-heading'}
       onCancel={close}
+      onClose={onClose}
     >
       <header>
         <h2 id={name + '-heading'}>{heading}</h2>

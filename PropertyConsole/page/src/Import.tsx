@@ -12,6 +12,7 @@ import {texts} from './texts';
 import {keyOf, textOf} from './values';
 
 const kMostShown = 100;
+const kKept = 60000; // milliseconds in which the browser takes the file
 
 /** Has the browser keep the values as a file. */
 export function saveExport(app: Console): void {
@@ -24,7 +25,7 @@ export function saveExport(app: Console): void {
   link.href = address;
   link.download = `properties-${app.device.replace(/[^0-9a-zA-Z]/g, '')}.json`;
   link.click();
-  setTimeout(() => URL.revokeObjectURL(address), 1000);
+  setTimeout(() => URL.revokeObjectURL(address), kKept);
 }
 
 interface Preview {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What the console's service is asked and answers.
+import {Pauses, retryAfter} from './pauses';
 
 export type Role = 'viewer' | 'operator' | 'administrator';
 
@@ -127,13 +128,54 @@ export class Problem extends Error {
     readonly code: string,
     message: string,
     readonly details: Details = {},
+    /** Milliseconds before which the service wants to hear of no other try. */
+    readonly pause = 0,
   ) {
     super(message);
+  }
+
+  /** The service has done nothing, for want of room; it, or something before it, has said no more. */
+  get isBusy(): boolean {
+    return this.status === 503 && ['', 'busy'].includes(this.code);
   }
 }
 
 const kPatience = 20000; // milliseconds for an answer
+const kFirstPause = 500; // milliseconds before another try
+const kLongestPause = 4000; // milliseconds
 
+/** What stands in front of the service may answer with something else than JSON. */
+function readAnswer(text: string, isSuccess: boolean): unknown {
+  try {
+    return text === '' ? null : JSON.parse(text);
+  } catch (failure) {
+    if (isSuccess) {
+      throw failure;
+    }
+    return null;
+  }
+}
+
+async function askOnce(path: string, request: RequestInit): Promise<unknown> {
+  const stop = new AbortController();
+  const timer = setTimeout(() => stop.abort(), kPatience);
+  try {
+    const answer = await fetch('/api/v1/' + path, {...request, signal: stop.signal});
+    const object = readAnswer(await answer.text(), answer.ok);
+    if (!answer.ok) {
+      const told = (object ?? {}) as Details & {code?: string; message?: string};
+      const pause = retryAfter(answer.headers.get('Retry-After'));
+      throw new Problem(answer.status, told.code ?? '', told.message ?? '', told, pause);
+    }
+    return object;
+  } catch (failure) {
+    throw failure instanceof Problem ? failure : new Problem(0, 'no_console', '');
+  } finally {
+    clearTimeout(timer);
+  }
+}
+
+/** While the service has no room, it is asked again, with growing pauses and not for ever. */
 async function ask(method: string, path: string, body?: unknown, token?: string): Promise<unknown> {
   const headers: Record<string, string> = {};
   if (body !== undefined) {
@@ -142,28 +184,25 @@ async function ask(method: string, path: string, body?: unknown, token?: string)
   if (token !== undefined) {
     headers['X-CSRF-Token'] = token;
   }
-  const stop = new AbortController();
-  const timer = setTimeout(() => stop.abort(), kPatience);
-  try {
-    const answer = await fetch('/api/v1/' + path, {
-      method,
-      headers,
-      body: body === undefined ? null : JSON.stringify(body),
-      signal: stop.signal,
-      cache: 'no-store',
-      credentials: 'same-origin',
-    });
-    const text = await answer.text();
-    const object: unknown = text === '' ? null : JSON.parse(text);
-    if (!answer.ok) {
-      const told = (object ?? {}) as Details & {code?: string; message?: string};
-      throw new Problem(answer.status, told.code ?? '', told.message ?? '', told);
+  const request: RequestInit = {
+    method,
+    headers,
+    body: body === undefined ? null : JSON.stringify(body),
+    cache: 'no-store',
+    credentials: 'same-origin',
+  };
+  const pauses = new Pauses(kFirstPause, kLongestPause);
+  const end = Date.now() + kPatience;
+  for (;;) {
+    try {
+      return await askOnce(path, request);
+    } catch (problem) {
+      const pause = problem instanceof Problem && problem.isBusy ? pauses.take(problem.pause) : Infinity;
+      if (Date.now() + pause > end) {
+        throw problem;
+      }
+      await new Promise((resolve) => setTimeout(resolve, pause));
     }
-    return object;
-  } catch (failure) {
-    throw failure instanceof Problem ? failure : new Problem(0, 'no_console', '');
-  } finally {
-    clearTimeout(timer);
   }
 }
 

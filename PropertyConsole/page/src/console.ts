@@ -255,7 +255,10 @@ export class Console {
     if (problem.code === 'role_too_low') {
       return role;
     }
-    return problem.status === 0 ? away : problem.code === 'busy' ? busy : other(problem.message);
+    if (problem.isBusy) {
+      return busy;
+    }
+    return problem.status === 0 ? away : other(problem.message || `HTTP ${problem.status}`);
   }
 
   /** Tells of a failure; who is not signed in any more is asked to sign in. */

@@ -1,12 +1,15 @@
 // SPDX-License-Identifier: MIT
 // The page's connection: signing in and out, fetching all there is, and following what changes.
-import {api, Problem, type ChangeEvent} from './api';
+import {api, Problem, type ChangeEvent, type ValuesAnswer} from './api';
 import type {Console} from './console';
 import {Dependencies} from './dependencies';
+import {Pauses} from './pauses';
 import {Schema} from './schema';
 import {texts} from './texts';
 
-const kRetry = 2000; // milliseconds
+const kPoll = 2000; // milliseconds between two questions for all values
+const kLongestPause = 16000; // milliseconds before another try
+const kLongestStreamPause = 64000; // milliseconds
 
 function isNotSignedIn(problem: unknown): boolean {
   return problem instanceof Problem && problem.status === 401;
@@ -17,10 +20,27 @@ export class Service {
   /** What the values that the user sees are of. Comes with them, so that nothing is passed over. */
   revision = '';
 
+  /** What the page has heard otherwise than with all values: those that were asked for before are older. */
+  private epoch = 0;
   private stream: EventSource | null = null;
   private timer: number | undefined;
+  /** Before another try when nothing can be had. */
+  private readonly pauses = new Pauses(kPoll, kLongestPause);
+  /** Before another stream when one was refused; meanwhile the values are asked for. */
+  private readonly streamPauses = new Pauses(kPoll, kLongestStreamPause);
+  private nextStream = 0; // milliseconds since 1970
 
   constructor(private readonly app: Console) {}
+
+  /** Whether the values that are held are those of the device. */
+  get hasValues(): boolean {
+    return this.revision !== '';
+  }
+
+  /** The page knows something newer than all answers that are on their way. */
+  outdateAnswers(): void {
+    this.epoch++;
+  }
 
   async start(): Promise<void> {
     try {
@@ -29,7 +49,7 @@ export class Service {
     } catch (problem) {
       this.app.fail(problem);
       if (!isNotSignedIn(problem)) {
-        this.later(() => this.start());
+        this.again(() => this.start(), problem);
       }
     }
   }
@@ -48,7 +68,7 @@ export class Service {
     }
     await this.load().catch((problem: unknown) => {
       this.app.fail(problem);
-      this.later(() => this.load());
+      this.again(() => this.load(), problem);
     });
   }
 
@@ -74,6 +94,7 @@ export class Service {
     }
     this.disconnect();
     this.revision = '';
+    this.outdateAnswers();
     app.marks.clear();
     app.put({device, wantedDevice: null, edits: new Map(), link: 'connecting', applied: null});
     this.reload();
@@ -86,7 +107,7 @@ export class Service {
       (problem: unknown) => {
         this.app.fail(problem);
         if (!isNotSignedIn(problem)) {
-          this.later(() => this.resume());
+          this.again(() => this.resume(), problem);
         }
       },
     );
@@ -98,6 +119,11 @@ export class Service {
     app.dependencies ??= new Dependencies(app.schema);
     await this.loadValues();
     this.connect();
+    await this.loadDevices();
+  }
+
+  private async loadDevices(): Promise<void> {
+    const {app} = this;
     try {
       app.put(await api.devices());
     } catch {
@@ -108,13 +134,24 @@ export class Service {
 
   private async loadValues(): Promise<void> {
     const {app} = this;
-    const answer = await api.values(app.device);
-    if (this.revision !== '') {
+    const answer = await this.askValues();
+    if (this.hasValues) {
       answer.values.forEach((value) => app.note(value));
     }
     app.takeAll(answer.values);
     this.revision = answer.revision;
+    this.pauses.reset();
     app.put({device: answer.device, isServerThere: answer.connected, failure: ''});
+  }
+
+  private async askValues(): Promise<ValuesAnswer> {
+    for (;;) {
+      const {epoch} = this;
+      const answer = await api.values(this.app.device);
+      if (epoch === this.epoch) {
+        return answer;
+      }
+    }
   }
 
   private disconnect(): void {
@@ -134,7 +171,10 @@ export class Service {
         then(JSON.parse(message.data || '{}'), message.lastEventId);
       });
     };
-    stream.onopen = () => app.put({link: 'live', failure: ''});
+    stream.onopen = () => {
+      this.streamPauses.reset();
+      app.put({link: 'live', failure: ''});
+    };
     stream.onerror = () => this.lose(stream);
     on('change', (data, id) => {
       const change = data as ChangeEvent;
@@ -147,10 +187,14 @@ export class Service {
   }
 
   private takeConnection(isServerThere: boolean): void {
-    if (this.app.isServerThere && !isServerThere) {
-      this.app.asOf = new Date();
+    const {app} = this;
+    if (app.isServerThere && !isServerThere) {
+      app.asOf = new Date();
     }
-    this.app.put({isServerThere});
+    if (!app.isServerThere && isServerThere) {
+      void this.loadDevices();
+    }
+    app.put({isServerThere});
   }
 
   /** The browser goes on by itself, unless it was refused. */
@@ -167,7 +211,8 @@ export class Service {
       app.put({link: 'away'});
     }
     if (isRefused) {
-      this.later(() => this.resume());
+      this.nextStream = Date.now() + this.streamPauses.take();
+      this.later(() => this.resume(), kPoll);
     }
   }
 
@@ -175,11 +220,20 @@ export class Service {
     this.app.put({session: await api.session()});
     await this.loadValues();
     this.app.put({link: 'polling', asOf: new Date()});
-    this.connect();
+    if (Date.now() < this.nextStream) {
+      this.later(() => this.resume(), kPoll);
+    } else {
+      this.connect();
+    }
   }
 
-  /** Tries until it works or nobody is signed in any more. */
-  private later(then: () => Promise<void>): void {
+  /** Tries again what has failed. */
+  private again(then: () => Promise<void>, problem: unknown): void {
+    this.later(then, this.pauses.take(problem instanceof Problem ? problem.pause : 0));
+  }
+
+  /** Goes on until it works or nobody is signed in any more. */
+  private later(then: () => Promise<void>, pause: number): void {
     clearTimeout(this.timer);
     this.timer = window.setTimeout(() => {
       then().catch((problem: unknown) => {
@@ -187,9 +241,9 @@ export class Service {
           this.leave();
         } else {
           this.app.put({link: 'away'});
-          this.later(then);
+          this.again(then, problem);
         }
       });
-    }, kRetry);
+    }, pause);
   }
 }

@@ -81,16 +81,19 @@ export class Transactions {
     const {app} = this;
     const {edits} = app;
     const changes = editing.changesOf(edits);
+    // By the clock of this machine: the device may have another.
+    const until = Date.now() + kConfirmWithin * 1000;
     const request: TransactionRequest = {device: app.device || null, revision, changes};
     if (isSafe) {
       request.confirm_within = kConfirmWithin;
     }
     try {
       const answer = await api.apply(request, this.token);
+      app.service.outdateAnswers();
       this.takeApplied(edits);
       app.put({panel: null});
       if (answer.transaction !== null) {
-        this.follow(answer.transaction, isSafe, (answer.confirm_until ?? 0) * 1000);
+        this.follow(answer.transaction, isSafe, until);
       }
       return undefined;
     } catch (problem) {
@@ -127,6 +130,7 @@ export class Transactions {
     const {status, details} = problem instanceof Problem ? problem : {status: 0, details: {}};
     const {conflicts, refusals, revision} = details;
     if (status === 412 && conflicts) {
+      app.service.outdateAnswers();
       conflicts.forEach((value) => app.take(value));
       return editing.conflictsIn(app.edits) === 0 && app.edits.size > 0 ? revision : undefined;
     }

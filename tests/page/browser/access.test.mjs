@@ -4,7 +4,7 @@
 import assert from 'node:assert/strict';
 import {mkdirSync} from 'node:fs';
 import {join} from 'node:path';
-import {after, before, test} from 'node:test';
+import {test} from 'node:test';
 import {
   assertNothingWrong,
   axeScript,
@@ -13,23 +13,13 @@ import {
   control,
   openPage,
   openSignedIn,
+  openWorld,
   review,
-  startBrowser,
-  World,
 } from './world.mjs';
 
-let world;
-let browser;
-before(async () => {
-  world = await World.start({users: {anna: 'operator'}});
-  world.property('set', 'DeviceName=Boiler room', 'HostName=gw-north', 'UserName[7]=Anna Berg', 'UserName[8]=Jonas Holm');
-  mkdirSync(process.env.PAGE_PICTURES, {recursive: true});
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await world?.end();
-});
+const {world, browser} = await openWorld({users: {anna: 'operator'}});
+world.property('set', 'DeviceName=Boiler room', 'HostName=gw-north', 'UserName[7]=Anna Berg', 'UserName[8]=Jonas Holm');
+mkdirSync(process.env.PAGE_PICTURES, {recursive: true});
 
 async function picture(page, name) {
   await page.screenshot({path: join(process.env.PAGE_PICTURES, name + '.png'), scale: 'css'});
@@ -81,6 +71,24 @@ for (const colours of ['light', 'dark']) {
     assertNothingWrong(open);
   });
 }
+
+test('the colours are chosen on the page, else they are those of the system', async () => {
+  const page = await openSignedIn(browser, world, 'anna', {colorScheme: 'dark'});
+  const grounds = [];
+  const noteGround = async () =>
+    grounds.push(await page.evaluate(() => getComputedStyle(document.body).backgroundColor));
+  await noteGround();
+  await page.locator('summary', {hasText: 'anna'}).click();
+  for (const theme of ['light', 'dark']) {
+    await page.getByLabel('Colours').selectOption(theme);
+    await page.locator(`html[data-theme=${theme}]`).waitFor();
+    await noteGround();
+  }
+  const [ofSystem, light, dark] = grounds;
+  assert.equal(ofSystem, dark);
+  assert.notEqual(light, dark);
+  assertNothingWrong(page);
+});
 
 test('a phone shows all of it without scrolling aside', async () => {
   const page = await openSignedIn(browser, world, 'anna', {

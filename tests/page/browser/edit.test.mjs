@@ -2,32 +2,24 @@
 // Edits of all kinds, from the form to the server.
 import assert from 'node:assert/strict';
 import {readFileSync} from 'node:fs';
-import {after, before, test} from 'node:test';
+import {test} from 'node:test';
 import {
   apply,
+  applyButton,
   assertNothingWrong,
   awaitValue,
   choose,
   closeReview,
   control,
+  holdBack,
   openSignedIn,
+  openWorld,
   otherDevice,
   review,
   row,
-  startBrowser,
-  World,
 } from './world.mjs';
 
-let world;
-let browser;
-before(async () => {
-  world = await World.start();
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await world?.end();
-});
+const {world, browser} = await openWorld();
 
 test('texts, switches, choices and numbers are applied as one transaction', async () => {
   const page = await openSignedIn(browser, world);
@@ -49,10 +41,10 @@ test('texts, switches, choices and numbers are applied as one transaction', asyn
 test('fields appear and vanish with what governs them, also before it is applied', async () => {
   const page = await openSignedIn(browser, world);
   await choose(page, 'Network');
-  assert.equal(await control(page, 'Network mask').count(), 0);
   await page
     .getByText('Address, Network mask, Default gateway: only while “Assignment of the address” is “Static”.')
     .waitFor();
+  assert.equal(await control(page, 'Network mask').count(), 0);
   await control(page, 'Assignment of the address').selectOption({label: 'Static'});
   await control(page, 'Network mask').waitFor();
   await row(page, 'NetMask').getByText('because “Assignment of the address” is “Static”').waitFor();
@@ -71,7 +63,7 @@ test('a text that the pattern does not allow is told at once and cannot be appli
   await row(page, 'HostName').getByText('This does not match the pattern').waitFor();
   assert.equal(await control(page, 'Host name').getAttribute('aria-invalid'), 'true');
   await review(page);
-  assert.equal(await page.getByRole('button', {name: /^Apply/}).isDisabled(), true);
+  await applyButton(page, {isDisabled: true}).waitFor();
   assert.equal(world.get('HostName'), 'gateway');
   assertNothingWrong(page);
 });
@@ -93,6 +85,7 @@ test('the last transaction is undone', async () => {
   world.property('set', 'Location=Attic');
   const page = await openSignedIn(browser, world);
   await choose(page, 'Identity');
+  await awaitValue(page, 'Place of installation', 'Attic');
   await control(page, 'Place of installation').fill('Cellar');
   await apply(page);
   assert.equal(world.get('Location'), 'Cellar');
@@ -109,8 +102,10 @@ test('what is applied with care is confirmed by the page itself', async () => {
   await control(page, 'Name server').fill('192.0.2.53');
   await review(page);
   await page.getByLabel(/^Take it back unless/).check();
-  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  const letGo = await holdBack(page, '**/confirm');
+  await applyButton(page).click();
   await page.getByText(/^Applied, and being confirmed/).waitFor();
+  letGo();
   await page.getByText('Applied and confirmed: the device can still be reached.').waitFor();
   assert.equal(world.get('NameServer'), '192.0.2.53');
   assertNothingWrong(page);
@@ -123,10 +118,63 @@ test('what is applied with care is confirmed although its message was closed', a
   await review(page);
   await page.getByLabel(/^Take it back unless/).check();
   const confirmed = page.waitForResponse(/\/confirm$/);
-  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  const letGo = await holdBack(page, '**/confirm');
+  await applyButton(page).click();
   await page.locator('#applied').getByRole('button', {name: 'Close'}).click();
+  await page.locator('#applied').waitFor({state: 'detached'});
+  letGo();
   assert.equal((await confirmed).status(), 200);
+  // What comes later is shown: so would be what the page says of the answer.
+  world.property('set', 'HostName=after-it');
+  await awaitValue(page, 'Host name', 'after-it');
   assert.equal(await page.locator('#applied').count(), 0);
+  assertNothingWrong(page);
+});
+
+test('what is not confirmed goes back by itself, and the page tells', async () => {
+  world.property('set', 'Location=Before');
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Identity');
+  await awaitValue(page, 'Place of installation', 'Before');
+  // As if the change had cut off the way to the device; and as short a time as the service allows.
+  await page.route('**/confirm', (route) => route.abort());
+  await page.route('**/api/v1/transactions', (route) => {
+    const wanted = route.request().postDataJSON();
+    return route.continue({postData: JSON.stringify({...wanted, confirm_within: 10})});
+  });
+  await control(page, 'Place of installation').fill('Lost');
+  await review(page);
+  await page.getByLabel(/^Take it back unless/).check();
+  const applied = page.waitForResponse('**/api/v1/transactions');
+  await applyButton(page).click();
+  const {transaction} = await (await applied).json();
+  await page.getByText(/^Applied, and being confirmed/).waitFor();
+  await row(page, 'Location').getByText(/^Changed at/).waitFor();
+  await awaitValue(page, 'Place of installation', 'Before');
+  const [back] = JSON.parse(world.property('history', '--json', 'Location'));
+  assert.equal(Number(back.undoes), transaction);
+  await page.unroute('**/confirm');
+  await page.getByText('The change was not confirmed in time and has been taken back.').waitFor();
+  assertNothingWrong(page);
+});
+
+test('typing goes on when a text grows long', async () => {
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Site and contact');
+  const text = 'Behind the second yard, '.repeat(6);
+  await control(page, 'Postal address').pressSequentially(text);
+  await awaitValue(page, 'Postal address', text);
+  assertNothingWrong(page);
+});
+
+test('a dialog that the browser itself closes is closed for the page too', async () => {
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Identity');
+  await control(page, 'Name of the device').fill('Elsewhere');
+  await review(page);
+  await page.locator('#review').evaluate((dialog) => dialog.close());
+  await page.locator('#review').waitFor({state: 'detached'});
+  await review(page);
   assertNothingWrong(page);
 });
 
@@ -156,23 +204,36 @@ test('what goes with a choice is proposed', async () => {
   assertNothingWrong(page);
 });
 
+/** Moves with the keyboard, to what has that name. */
+async function pressTabUpTo(page, name) {
+  const nameOfFocused = () => {
+    const {activeElement} = document;
+    return (activeElement?.labels?.[0] ?? activeElement)?.textContent.trim() ?? '';
+  };
+  const passed = [];
+  while (passed.length < 60) {
+    await page.keyboard.press('Tab');
+    const focused = await page.evaluate(nameOfFocused);
+    if (name.test(focused)) {
+      return;
+    }
+    passed.push(focused);
+  }
+  assert.fail(`not among ${passed.join(', ')}`);
+}
+
 test('all of it can be done with the keyboard alone', async () => {
   const page = await openSignedIn(browser, world);
   await page.keyboard.press('/');
   await page.keyboard.type('postal');
-  const address = control(page, 'Postal address');
-  await address.waitFor();
-  for (let count = 0; count < 60 && !(await address.evaluate((element) => element === document.activeElement)); ++count) {
-    await page.keyboard.press('Tab');
-  }
+  await page.getByRole('heading', {level: 2}).waitFor({state: 'detached'});
+  await control(page, 'Postal address').waitFor();
+  await pressTabUpTo(page, /^Postal address$/);
   await page.keyboard.type('Main Street 1');
   await page.keyboard.press('Tab');
   await page.keyboard.press('r');
   await page.locator('#review').waitFor();
-  const button = page.locator('#review').getByRole('button', {name: /^Apply/});
-  for (let count = 0; count < 20 && !(await button.evaluate((element) => element === document.activeElement)); ++count) {
-    await page.keyboard.press('Tab');
-  }
+  await pressTabUpTo(page, /^Apply/);
   await page.keyboard.press('Enter');
   await page.locator('#applied').waitFor();
   assert.equal(world.get('SiteAddress'), 'Main Street 1');
@@ -182,6 +243,8 @@ test('all of it can be done with the keyboard alone', async () => {
 test('an export comes back as edits', async () => {
   world.property('set', 'SiteName=Before');
   const page = await openSignedIn(browser, world);
+  await choose(page, 'Site and contact');
+  await awaitValue(page, 'Name of the site', 'Before');
   await page.locator('summary', {hasText: 'anna'}).click();
   const waiting = page.waitForEvent('download');
   await page.getByRole('button', {name: 'Export'}).click();
@@ -195,7 +258,7 @@ test('an export comes back as edits', async () => {
   });
   await page.getByText('1 value differs from those here.').waitFor();
   await page.getByRole('button', {name: 'Take 1 value as edits'}).click();
-  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  await applyButton(page).click();
   await page.locator('#applied').waitFor();
   assert.equal(world.get('SiteName'), 'After');
   assertNothingWrong(page);
@@ -234,6 +297,19 @@ test('another device has values of its own', async () => {
   await apply(page);
   assert.match(world.property('get', '--mac', otherDevice, 'DeviceName'), /Well$/);
   assert.equal(world.get('DeviceName'), 'Gateway');
+  assertNothingWrong(page);
+});
+
+test('no values are shown as those of a device before they have come', async () => {
+  world.property('set', '--mac', otherDevice, 'DeviceName=Mill');
+  const page = await openSignedIn(browser, world);
+  await choose(page, 'Identity');
+  const letGo = await holdBack(page, '**/api/v1/values*');
+  await page.locator('#device').selectOption(otherDevice);
+  await page.locator('main').getByText('Loading …').waitFor();
+  assert.equal(await control(page, 'Name of the device').count(), 0);
+  letGo();
+  await awaitValue(page, 'Name of the device', 'Mill');
   assertNothingWrong(page);
 });
 

@@ -1,32 +1,23 @@
 // SPDX-License-Identifier: MIT
 // Names, texts and values that would do harm on a page that believed them.
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
+import {test} from 'node:test';
 import {
   apply,
+  applyButton,
   assertNothingWrong,
   awaitValue,
   closeReview,
   control,
   openSignedIn,
+  openWorld,
   review,
   row,
-  startBrowser,
-  World,
 } from './world.mjs';
 
 const script = '<script>window.harmed=1</script>';
 
-let world;
-let browser;
-before(async () => {
-  world = await World.start({schema: process.env.HOSTILE_SCHEMA});
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await world?.end();
-});
+const {world, browser} = await openWorld({schema: process.env.HOSTILE_SCHEMA});
 
 async function assertUnharmed(page) {
   assert.equal(await page.evaluate(() => window.harmed), undefined);
@@ -38,7 +29,7 @@ test('names and texts of the schema are text', async () => {
   const page = await openSignedIn(browser, world);
   await control(page, script).waitFor();
   await page.getByRole('heading', {name: '<img src=x onerror=window.harmed=1>'}).waitFor();
-  assert.equal(await control(page, script).inputValue(), '<img src=x onerror=window.harmed=1>');
+  await awaitValue(page, script, '<img src=x onerror=window.harmed=1>');
   await row(page, 'Turned').getByText('Turned \\u202edaer').waitFor();
   await assertUnharmed(page);
 });
@@ -48,7 +39,7 @@ test('values are text, in the form, the review and the history', async () => {
   await control(page, 'Turned \\u202edaer').fill(script);
   await review(page);
   await page.locator('#review').getByRole('cell', {name: script}).waitFor();
-  await page.getByRole('button', {name: 'Close'}).first().click();
+  await closeReview(page);
   await apply(page);
   assert.equal(world.get('Turned'), script);
   await row(page, 'Turned').getByRole('button', {name: /^History/}).click();
@@ -70,9 +61,9 @@ test('what only the service can judge is refused with its reason', async () => {
   const page = await openSignedIn(browser, world);
   await control(page, 'Slow to match').fill('123');
   await review(page);
-  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  await applyButton(page).click();
   await page.locator('#review').getByText(/^Refused: .*does not match the pattern/).waitFor();
-  assert.equal(await page.getByRole('button', {name: /^Apply/}).isDisabled(), true);
+  await applyButton(page, {isDisabled: true}).waitFor();
   await closeReview(page);
   await control(page, 'Slow to match').fill('abc');
   await apply(page);
@@ -91,6 +82,7 @@ test('an address of the page that means nothing shows the page', async () => {
   const page = await openSignedIn(browser, world);
   for (const hash of ['#/999999999999', '#/10/99999999999999', '#<img src=x>', '#/constructor']) {
     await page.goto(world.url + hash);
+    await page.reload();
     await page.locator('#connection.live').waitFor();
     await page.locator('main').getByRole('heading').first().waitFor();
   }

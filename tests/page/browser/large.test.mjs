@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A schema of 5,000 properties.
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
+import {test} from 'node:test';
 import {
   apply,
   assertNothingWrong,
@@ -9,20 +9,10 @@ import {
   choose,
   control,
   openSignedIn,
-  startBrowser,
-  World,
+  openWorld,
 } from './world.mjs';
 
-let world;
-let browser;
-before(async () => {
-  world = await World.start({schema: process.env.LARGE_SCHEMA});
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await world?.end();
-});
+const {world, browser} = await openWorld({schema: process.env.LARGE_SCHEMA});
 
 /**
  * What the page's thread works from now on, in milliseconds, of whatever it is for. Not the time that

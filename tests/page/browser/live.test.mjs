@@ -1,31 +1,23 @@
 // SPDX-License-Identifier: MIT
 // What others change, and what goes away, while the page is open.
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
+import {test} from 'node:test';
 import {
   apply,
+  applyButton,
   assertNothingWrong,
   awaitValue,
   choose,
   closeReview,
   control,
   openSignedIn,
+  openWorld,
+  review,
   row,
   signIn,
-  startBrowser,
-  World,
 } from './world.mjs';
 
-let world;
-let browser;
-before(async () => {
-  world = await World.start({users: {anna: 'operator', bert: 'operator'}});
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await world?.end();
-});
+const {world, browser} = await openWorld({users: {anna: 'operator', bert: 'operator'}});
 
 test('a change of somebody else arrives and is marked', async () => {
   const page = await openSignedIn(browser, world);
@@ -46,11 +38,11 @@ test('of two at one property the second one decides', async () => {
   await control(bert, 'Place of installation').fill('By Bert');
   await apply(anna);
   await row(bert, 'Location').getByText(/changed this to By Anna meanwhile/).waitFor();
-  assert.equal(await control(bert, 'Place of installation').inputValue(), 'By Bert');
-  await bert.locator('#review-button').click();
-  assert.equal(await bert.getByRole('button', {name: /^Apply/}).isDisabled(), true);
+  await awaitValue(bert, 'Place of installation', 'By Bert');
+  await review(bert);
+  await applyButton(bert, {isDisabled: true}).waitFor();
   await bert.locator('#review').getByRole('button', {name: 'Keep my edit'}).click();
-  await bert.getByRole('button', {name: /^Apply/}).click();
+  await applyButton(bert).click();
   await bert.locator('#applied').waitFor();
   await awaitValue(anna, 'Place of installation', 'By Bert');
   assert.equal(world.get('Location'), 'By Bert');
@@ -69,22 +61,74 @@ test('where changes cannot come by themselves they are asked for', async () => {
   assertNothingWrong(page);
 });
 
+/** The page gets the answer of now again and again, until the function is called. */
+async function keepAnswering(page, address) {
+  let kept;
+  const isKept = new Promise((resolve, reject) => {
+    void page.route(address, async (route) => {
+      kept ??= route.fetch();
+      kept.then(resolve, reject);
+      await route.fulfill({response: await kept});
+    });
+  });
+  await isKept;
+  return () => page.unroute(address);
+}
+
+/** The next answer reaches the page when the function is called; it is of now. */
+async function delayAnswer(page, address) {
+  let letGo;
+  const isLetGo = new Promise((resolve) => (letGo = resolve));
+  await new Promise((resolve, reject) => {
+    const handle = async (route) => {
+      const answer = await route.fetch();
+      resolve();
+      await isLetGo;
+      await route.fulfill({response: answer});
+    };
+    page.route(address, handle, {times: 1}).catch(reject);
+  });
+  return letGo;
+}
+
 test('a change that the page has not heard of is no less of a conflict', async () => {
   const page = await openSignedIn(browser, world);
   await page.route('**/api/v1/events*', (route) => route.fulfill({status: 503}));
   await page.reload();
   await page.locator('#connection.polling').waitFor();
   await choose(page, 'Identity');
-  // From now on it hears nothing.
-  await page.route('**/api/v1/values*', () => undefined);
+  const hearAgain = await keepAnswering(page, '**/api/v1/values*');
+  await page.route('**/api/v1/transactions', async (route) => {
+    await hearAgain();
+    await route.continue();
+  });
   world.property('set', 'Location=Unheard');
   await control(page, 'Place of installation').fill('Mine');
-  await page.locator('#review-button').click();
-  await page.getByRole('button', {name: /^Apply/}).click();
+  await review(page);
+  await applyButton(page).click();
   await page.locator('#review').getByText(/changed this to Unheard meanwhile/).waitFor();
   assert.equal(world.get('Location'), 'Unheard');
   await page.locator('#review').getByRole('button', {name: 'Take the new value'}).click();
   await awaitValue(page, 'Place of installation', 'Unheard');
+  assertNothingWrong(page);
+});
+
+test('an answer that is older than what was applied since is not shown', async () => {
+  const page = await openSignedIn(browser, world);
+  await page.route('**/api/v1/events*', (route) => route.fulfill({status: 503}));
+  await page.reload();
+  await page.locator('#connection.polling').waitFor();
+  await choose(page, 'Identity');
+  const letGo = await delayAnswer(page, '**/api/v1/values*');
+  await control(page, 'Name of the device').fill('Newer');
+  await apply(page);
+  const answered = page.waitForResponse('**/api/v1/values*');
+  letGo();
+  await answered;
+  world.property('set', 'Location=Told by a later answer');
+  await awaitValue(page, 'Place of installation', 'Told by a later answer');
+  await awaitValue(page, 'Name of the device', 'Newer');
+  assert.equal(await row(page, 'DeviceName').getByText(/^Changed at/).count(), 0);
   assertNothingWrong(page);
 });
 
@@ -95,8 +139,8 @@ test('while the server is away values are shown as stale, and then brought up to
   await page.locator('#connection.serverAway').waitFor();
   await page.getByRole('alert').getByText(/they may have changed since/).waitFor();
   await control(page, 'Host name').fill('later');
-  await page.locator('#review-button').click();
-  assert.equal(await page.getByRole('button', {name: /^Apply/}).isDisabled(), true);
+  await review(page);
+  await applyButton(page, {isDisabled: true}).waitFor();
   await closeReview(page);
   await world.startServer();
   world.property('set', 'NameServer=192.0.2.1');

@@ -1,28 +1,19 @@
 // SPDX-License-Identifier: MIT
 // Signing in and out, and who may do what.
 import assert from 'node:assert/strict';
-import {after, before, test} from 'node:test';
+import {test} from 'node:test';
 import {
   assertNothingWrong,
+  awaitValue,
   choose,
   control,
   openPage,
   openSignedIn,
+  openWorld,
   signIn,
-  startBrowser,
-  World,
 } from './world.mjs';
 
-let world;
-let browser;
-before(async () => {
-  world = await World.start({users: {anna: 'operator', vera: 'viewer', dora: 'operator'}});
-  browser = await startBrowser();
-});
-after(async () => {
-  await browser?.close();
-  await world?.end();
-});
+const {world, browser} = await openWorld({users: {anna: 'operator', vera: 'viewer', dora: 'operator'}});
 
 test('a wrong password is told, and the right one opens the page', async () => {
   const page = await openPage(browser, world.url);
@@ -65,7 +56,8 @@ test('whose session ends signs in again and finds the edits', async () => {
   await page.getByText('Your session is over.').waitFor();
   world.addUser('dora', 'operator');
   await signIn(page, 'dora');
-  assert.equal(await control(page, 'Host name').inputValue(), 'kept');
+  await choose(page, 'Network');
+  await awaitValue(page, 'Host name', 'kept');
   assertNothingWrong(page);
 });
 

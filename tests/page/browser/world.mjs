@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// A property server and a console of a test's own, and browsers that look at them.
+// A property server and a console of a test's own, and browsers that look at them; as many times slower
+// than they are as PAGE_SLOWNESS says.
 import assert from 'node:assert/strict';
 import {spawn, spawnSync} from 'node:child_process';
 import {copyFileSync, mkdtempSync, rmSync} from 'node:fs';
@@ -7,6 +8,7 @@ import {createRequire} from 'node:module';
 import {tmpdir} from 'node:os';
 import {join} from 'node:path';
 import {createInterface} from 'node:readline';
+import {after, afterEach} from 'node:test';
 
 // Packages lie in a folder of the build.
 const packages = createRequire(join(process.env.PAGE_PACKAGES, 'package.json'));
@@ -16,7 +18,11 @@ export const axeScript = packages.resolve('axe-core/axe.min.js');
 export const password = 'correct horse';
 export const ownDevice = '02:00:00:00:00:01';
 export const otherDevice = '02:00:00:00:00:02';
-const kPatience = 15000;
+// Limits that a machine with much else to do does not reach either.
+const kPatience = 60000; // milliseconds
+const kStartPatience = 120000; // milliseconds
+const kFirstPort = 11000;
+const kPorts = 20000;
 
 /** A program that dies with the test, and its lines. */
 class Program {
@@ -28,6 +34,7 @@ class Program {
     this.said = '';
     this.process.stderr.on('data', (data) => (this.said += data));
     this.ended = new Promise((resolve) => this.process.once('exit', resolve));
+    this.closed = new Promise((resolve) => this.process.once('close', resolve));
   }
 
   /** Its first line that begins so. */
@@ -38,6 +45,7 @@ class Program {
         return line;
       }
     }
+    await this.closed;
     throw new Error(`the program has ended: ${this.said}`);
   }
 
@@ -66,7 +74,7 @@ export class World {
       world.addUser(name, role);
     }
     await world.startServer();
-    await world.startConsole('0');
+    await world.startConsoleAnywhere();
     return world;
   }
 
@@ -84,6 +92,22 @@ export class World {
       this.env,
     );
     this.url = (await this.console.hear('ready: ')).slice('ready: '.length);
+  }
+
+  /**
+   * At a port that is not among those that the system gives to connections: when the console is away for a
+   * moment, nobody else gets it.
+   */
+  async startConsoleAnywhere() {
+    for (let port = kFirstPort + (process.pid % kPorts); ; ++port) {
+      try {
+        return await this.startConsole(String(port));
+      } catch (failure) {
+        if (!/cannot listen/.test(failure.message)) {
+          throw failure;
+        }
+      }
+    }
   }
 
   run(program, args, input = '') {
@@ -121,8 +145,20 @@ export class World {
   }
 }
 
-export async function startBrowser() {
-  return chromium.launch({executablePath: process.env.CHROMIUM_PROGRAM, args: ['--no-sandbox']});
+/** A world and a browser for the tests of a file; the windows of each test end with it. */
+export async function openWorld(settings) {
+  const world = await World.start(settings);
+  const browser = await chromium.launch({
+    executablePath: process.env.CHROMIUM_PROGRAM,
+    args: ['--no-sandbox', '--disable-dev-shm-usage'],
+    timeout: kStartPatience,
+  });
+  afterEach(() => Promise.all(browser.contexts().map((context) => context.close())));
+  after(async () => {
+    await browser.close();
+    await world.end();
+  });
+  return {world, browser};
 }
 
 /** A window of its own, as another person's: nothing is shared with others. */
@@ -130,6 +166,10 @@ export async function openPage(browser, url, settings = {}) {
   const context = await browser.newContext({viewport: {width: 1200, height: 800}, ...settings});
   const page = await context.newPage();
   page.setDefaultTimeout(kPatience);
+  if (process.env.PAGE_SLOWNESS) {
+    const debug = await context.newCDPSession(page);
+    await debug.send('Emulation.setCPUThrottlingRate', {rate: Number(process.env.PAGE_SLOWNESS)});
+  }
   page.wrong = [];
   page.on('pageerror', (error) => page.wrong.push(error.message));
   page.on('console', (message) => {
@@ -168,8 +208,13 @@ export async function openSignedIn(browser, world, user = 'anna', settings = {})
   return page;
 }
 
+/** Shows a group; what stood on the page before is gone then. */
 export async function choose(page, group) {
-  await page.getByRole('navigation').getByRole('link', {name: group, exact: true}).last().click();
+  const link = page.getByRole('navigation').getByRole('link', {name: group, exact: true}).last();
+  await link.click();
+  // On a phone the navigation is closed by now.
+  const chosen = page.locator('nav a[aria-current="page"]').filter({hasText: group});
+  await chosen.waitFor({state: 'attached'});
   await page.getByRole('heading', {name: group, exact: true}).first().waitFor();
 }
 
@@ -194,10 +239,17 @@ export async function closeReview(page) {
   await page.locator('#review').waitFor({state: 'detached'});
 }
 
+/** The button of the review, when it can be pressed or when it cannot. */
+export function applyButton(page, {isDisabled = false} = {}) {
+  return page
+    .locator(`#review button${isDisabled ? ':disabled' : ':enabled'}`)
+    .filter({hasText: /^Apply/});
+}
+
 /** Applies all edits and waits until it is done. */
 export async function apply(page) {
   await review(page);
-  await page.locator('#review').getByRole('button', {name: /^Apply/}).click();
+  await applyButton(page).click();
   await page.locator('#review').waitFor({state: 'detached'});
   await page.locator('#applied').waitFor();
 }
@@ -213,6 +265,17 @@ export async function awaitValue(page, label, text) {
       ),
     [label, text],
   );
+}
+
+/** Requests wait before they reach the service, until the function is called. */
+export async function holdBack(page, address) {
+  let letGo;
+  const isLetGo = new Promise((resolve) => (letGo = resolve));
+  await page.route(address, async (route) => {
+    await isLetGo;
+    await route.continue();
+  });
+  return letGo;
 }
 
 /** Nothing has gone wrong that nobody saw. */
