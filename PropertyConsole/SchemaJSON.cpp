@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "CommonProperties/TCPropertyChoice.h"
+#include "CommonProperties/TCPropertyDBLookup.h"
 #include "PropertyConsole/DeclaredDependencies.h"
 #include "PropertyConsole/JSONAnswers.h"
 #include "SchemaLibrary/SchemaExport.h"
@@ -46,6 +47,11 @@ void DescribeField(TCPropertyID const& Field, TCJSON& Object) {
   SetText(Object, "pattern", IsChoice ? std::string() : Field.get_Regex());
   SetText(Object, "default", DefaultOf(Field));
   Object["choices"] = ChoicesOf(Field);
+  if (auto const* const Lookup = dynamic_cast<TCPropertyDBLookup const*>(&Field)) {
+    Object["lookup"] = {{"number", Lookup->get_LookupNumber()}};
+    SetText(Object["lookup"], "text", Lookup->get_LookupText());
+    Object["lookup"]["flag"] = Lookup->get_LookupFlag();
+  }
 }
 
 TCJSON Describe(TCPropertyNames const& Names, TCBasicPropertyID const& Node) {

@@ -3,6 +3,7 @@
 import type {TargetedEvent} from 'preact';
 import {useRef, useState} from 'preact/hooks';
 import type {Choice} from './api';
+import type {LookupEntry} from './lookups';
 import {choiceLabel, type Field} from './schema';
 import {visible} from './show';
 import {texts} from './texts';
@@ -13,8 +14,8 @@ export interface ControlProps {
   /** Null for no value, undefined for one that is not told. */
   text: string | null | undefined;
   choices: readonly Choice[];
-  /** What the same field has elsewhere. */
-  known: readonly string[];
+  /** What a lookup offers; other texts can be entered too. */
+  entries: readonly LookupEntry[];
   isSecret: boolean;
   isReadOnly: boolean;
   isWrong: boolean;
@@ -133,7 +134,7 @@ function Text(props: ControlProps) {
   if (hasLines.current) {
     return <textarea {...common} rows={Math.min(8, text.split('\n').length + 1)} />;
   }
-  const list = props.known.length > 0 ? props.id + '-known' : undefined;
+  const list = props.entries.length > 0 ? props.id + '-entries' : undefined;
   return (
     <>
       <input
@@ -145,8 +146,8 @@ function Text(props: ControlProps) {
       />
       {list && (
         <datalist id={list}>
-          {props.known.map((entry) => (
-            <option key={entry} value={entry} />
+          {props.entries.map((entry) => (
+            <option key={entry.text} value={entry.text} label={entry.label || undefined} />
           ))}
         </datalist>
       )}

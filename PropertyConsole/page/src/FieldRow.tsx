@@ -2,10 +2,11 @@
 // One property: its control, where its value comes from, and what there is to say of it.
 import {Component} from 'preact';
 import type {Choice, Value} from './api';
-import type {Console} from './console';
+import {routeTo, type Console} from './console';
 import {Control} from './Controls';
 import type {Preset} from './dependencies';
 import type {Edit} from './edits';
+import {tableOf, type LookupEntry, type Table} from './lookups';
 import {normalised, problemOf} from './patterns';
 import type {Field} from './schema';
 import {conditionText, shownText, visible} from './show';
@@ -22,9 +23,14 @@ interface Props {
   because: string;
   preset: Preset | null;
   choices: readonly Choice[];
+  /** Of a lookup. */
+  table: Table | null;
+  entries: readonly LookupEntry[];
   showsPath: boolean;
   isReadOnly: boolean;
 }
+
+const kNoEntries: LookupEntry[] = [];
 
 /** What a row of the list needs of the state; a row is made anew only when one of these differs. */
 export function rowProps(
@@ -36,6 +42,7 @@ export function rowProps(
 ): Props {
   const key = keyOf({number: field.number, record});
   const place = {number: field.number, record};
+  const table = app.schema && tableOf(field, app.schema);
   return {
     app,
     field,
@@ -46,24 +53,11 @@ export function rowProps(
     because,
     preset: app.dependencies?.presetOf(place, app.read) ?? null,
     choices: app.dependencies?.choicesOf(field, record, app.read) ?? [],
+    table,
+    entries: field.type === 'lookup' ? app.entriesOf(field, table) : kNoEntries,
     showsPath,
     isReadOnly: !app.may('operator'),
   };
-}
-
-const kMostKnown = 50;
-
-function knownTexts(app: Console, field: Field): string[] {
-  if (field.type !== 'lookup') {
-    return [];
-  }
-  const known = new Set<string>();
-  for (const value of app.values.all()) {
-    if (value.number === field.number && value.value && known.size < kMostKnown) {
-      known.add(value.value);
-    }
-  }
-  return [...known].sort();
 }
 
 /** Why the field may not have the text, for people; empty when it may. */
@@ -80,9 +74,11 @@ export function problemText(field: Field, text: string | null): string {
 
 export class FieldRow extends Component<Props> {
   override shouldComponentUpdate(next: Props): boolean {
-    const {value, choices, preset, ...others} = next;
+    const {value, choices, preset, table, entries, ...others} = next;
     return (
       JSON.stringify(value) !== JSON.stringify(this.props.value) ||
+      table?.column !== this.props.table?.column ||
+      JSON.stringify(entries) !== JSON.stringify(this.props.entries) ||
       choices.map(({number}) => number).join() !==
         this.props.choices.map(({number}) => number).join() ||
       preset?.text !== this.props.preset?.text ||
@@ -113,7 +109,7 @@ export class FieldRow extends Component<Props> {
             id={id}
             text={text}
             choices={props.choices}
-            known={knownTexts(app, field)}
+            entries={props.entries}
             isSecret={value.secret}
             isReadOnly={isReadOnly}
             isWrong={problem !== '' || (edit !== undefined && edit.refused !== '')}
@@ -124,6 +120,7 @@ export class FieldRow extends Component<Props> {
         </div>
         <div class="notes" id={id + '-notes'}>
           {this.notes(problem)}
+          {props.table && !value.secret && this.tableNote(props.table, text)}
         </div>
         <div class="actions">{this.actions()}</div>
       </div>
@@ -176,6 +173,21 @@ export class FieldRow extends Component<Props> {
         {edit?.refused && <span class="problem">{texts.field.refused(visible(edit.refused))}</span>}
         {edit?.conflict && <ConflictChooser app={app} edit={edit} field={field} />}
       </>
+    );
+  }
+
+  private tableNote(table: Table, text: string | null | undefined) {
+    const {app, entries} = this.props;
+    const {branch} = table;
+    const isOther = text != null && text !== '' && !entries.some((entry) => entry.text === text);
+    return (
+      <span class="quiet">
+        {texts.field.table}{' '}
+        <a href={routeTo(branch.node.number)} onClick={() => app.put({searchText: ''})}>
+          {visible(branch.label)}
+        </a>
+        {isOther && ` · ${texts.field.notInTable}`}
+      </span>
     );
   }
 

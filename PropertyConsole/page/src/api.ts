@@ -20,6 +20,13 @@ export interface Choice {
 
 export type FieldType = 'boolean' | 'integer' | 'string' | 'choice' | 'lookup' | 'none';
 
+/** Which table fills a field, and which of its columns. */
+export interface Lookup {
+  number: number;
+  text?: string;
+  flag: boolean;
+}
+
 export interface SchemaNode {
   number: number;
   parent: number | null;
@@ -33,6 +40,7 @@ export interface SchemaNode {
   pattern?: string;
   default?: string | null;
   choices?: Choice[];
+  lookup?: Lookup;
 }
 
 export interface Dependency {

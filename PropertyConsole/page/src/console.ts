@@ -5,6 +5,7 @@ import type {HistoryEntry, Place, Role, Session, Value} from './api';
 import type {Dependencies, Effects, Reading} from './dependencies';
 import * as editing from './edits';
 import type {Edit, Edits} from './edits';
+import {entriesAt, type LookupEntry, type Table} from './lookups';
 import {problemOf} from './patterns';
 import type {RowSource} from './rows';
 import {isInView, type Field, type Schema, type View} from './schema';
@@ -157,6 +158,16 @@ export class Console {
     const place = {number: field.number, record};
     const isSecret = this.values.get({number: field.number, record: null})?.secret ?? false;
     return this.values.get(place) ?? defaultValue(field, record, isSecret);
+  }
+
+  /** What a lookup offers: the entries of its table, else those that the field has elsewhere. */
+  entriesOf(field: Field, table: Table | null): LookupEntry[] {
+    const column = table?.column ?? field;
+    const edited = [...this.edits.values()].filter(({number}) => number === column.number);
+    const places = [...this.values.placesOf(column.number), ...edited].filter(
+      ({record}) => table === null || record !== null,
+    );
+    return entriesAt(places, column, this.read);
   }
 
   fieldOf(place: Place): Field | undefined {

@@ -90,6 +90,8 @@ export const texts = {
     secret: 'A secret. What you enter takes its place.',
     reveal: 'Show',
     conceal: 'Conceal',
+    table: 'Entries come from the records of',
+    notInTable: 'none of them has this',
     noText: (hex: string) => `This is no text; its bytes are ${hex}. What you enter takes its place.`,
     edited: (former: string) => `Edited; it is ${former}`,
     editedSecret: 'Edited',

@@ -63,6 +63,12 @@ export class Values {
     return (this.recordsOfField.get(field)?.size ?? 0) > 0;
   }
 
+  /** Where the field may have a value. */
+  placesOf(field: number): Place[] {
+    const records = [null, ...(this.recordsOfField.get(field) ?? [])];
+    return records.map((record) => ({number: field, record}));
+  }
+
   /** The records of which any of the fields has a value, ascending. */
   recordsOf(fields: Iterable<Field>): number[] {
     const records = new Set<number>();
