@@ -170,7 +170,7 @@ export class FieldRow extends Component<Props> {
           </span>
         )}
         {problem && <span class="problem">{problem}</span>}
-        {edit?.refused && <span class="problem">{texts.field.refused(visible(edit.refused))}</span>}
+        {edit?.refused && !problem && <span class="problem">{texts.field.refused(visible(edit.refused))}</span>}
         {edit?.conflict && <ConflictChooser app={app} edit={edit} field={field} />}
       </>
     );

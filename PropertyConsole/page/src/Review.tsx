@@ -1,17 +1,21 @@
 // SPDX-License-Identifier: MIT
 // All edits before they are applied as one transaction.
-import {useState} from 'preact/hooks';
+import {useEffect, useState} from 'preact/hooks';
 import type {Place} from './api';
 import {kMostEdits, type Console} from './console';
 import {Dialog} from './Dialog';
-import {conflictsIn, editedText, type Edit} from './edits';
+import {changesOf, conflictsIn, editedText, type Edit} from './edits';
 import {ConflictChooser, problemText} from './FieldRow';
+import {isInView} from './schema';
 import {shownText, visible} from './show';
 import {texts} from './texts';
 import {textOf} from './values';
 
 function namesOf(app: Console, places: readonly Place[]): string {
-  const names = places.map((place) => visible(app.fieldOf(place)?.label ?? String(place.number)));
+  const names = places
+    .map((place) => app.fieldOf(place))
+    .filter((field) => isInView(field?.visibility, app.view))
+    .map((field) => visible(field?.label ?? ''));
   return [...new Set(names)].join(', ');
 }
 
@@ -33,7 +37,7 @@ function ReviewRow({app, edit}: {app: Console; edit: Edit}) {
           <bdi>{visible(field.path ?? '')}</bdi>
         </small>
         {problem && <span class="problem">{problem}</span>}
-        {edit.refused && <span class="problem">{texts.field.refused(visible(edit.refused))}</span>}
+        {edit.refused && !problem && <span class="problem">{texts.field.refused(visible(edit.refused))}</span>}
         {edit.conflict && <ConflictChooser app={app} edit={edit} field={field} />}
       </th>
       <td data-label={texts.review.from}>
@@ -66,7 +70,14 @@ export function Review({app}: {app: Console}) {
   const [isSafe, setSafe] = useState(false);
   const edits = [...app.edits.values()];
   const conflicts = conflictsIn(app.edits);
-  const {appear, vanish} = app.effects;
+  const appearing = namesOf(app, app.effects.appear);
+  const vanishing = namesOf(app, app.effects.vanish);
+  const wanted = JSON.stringify(changesOf(app.edits));
+  useEffect(() => {
+    if (!app.isStale) {
+      void app.transactions.tryOut();
+    }
+  }, [app, app.isStale, wanted]);
   const canApply = !app.isStale && !app.isBlocked && !app.isApplying && edits.length > 0;
   return (
     <Dialog name="review" heading={texts.review.heading} onClose={() => app.put({panel: null})}>
@@ -88,8 +99,8 @@ export function Review({app}: {app: Console}) {
           </tbody>
         </table>
         <div role="status">
-          {appear.length > 0 && <p>{texts.review.appear(namesOf(app, appear))}</p>}
-          {vanish.length > 0 && <p>{texts.review.vanish(namesOf(app, vanish))}</p>}
+          {appearing && <p>{texts.review.appear(appearing)}</p>}
+          {vanishing && <p>{texts.review.vanish(vanishing)}</p>}
           {conflicts > 0 && <p class="problem">{texts.review.conflicts(conflicts)}</p>}
           {edits.length > kMostEdits && (
             <p class="problem">{texts.review.tooMany(kMostEdits)}</p>

@@ -115,6 +115,15 @@ export interface TransactionAnswer {
   confirm_until?: number | null;
 }
 
+/** What a transaction would do, were it made now. */
+export interface DryRunAnswer {
+  changes: (Place & {refused?: string | null})[];
+  /** The places that would begin, and cease, to apply. */
+  shown: Place[];
+  hidden: Place[];
+  conflicts: Value[];
+}
+
 export interface Refusal {
   /** Null where the reason is about all changes. */
   number: number | null;
@@ -234,6 +243,8 @@ export const api = {
     }>,
   apply: (request: TransactionRequest, token: string) =>
     ask('POST', 'transactions', request, token) as Promise<TransactionAnswer>,
+  tryOut: (request: TransactionRequest, token: string) =>
+    ask('POST', 'dry-run', request, token) as Promise<DryRunAnswer>,
   undo: (transaction: number, token: string) =>
     ask('POST', `transactions/${transaction}/undo`, {}, token) as Promise<TransactionAnswer>,
   confirm: (transaction: number, token: string) =>

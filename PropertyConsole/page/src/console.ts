@@ -2,13 +2,13 @@
 // The state of the page: what is known of the device, and what the user is at.
 import {Problem} from './api';
 import type {HistoryEntry, Place, Role, Session, Value} from './api';
-import type {Dependencies, Effects, Reading} from './dependencies';
+import type {Dependencies, Reading} from './dependencies';
 import * as editing from './edits';
 import type {Edit, Edits} from './edits';
 import {entriesAt, type LookupEntry, type Table} from './lookups';
 import {problemOf} from './patterns';
 import type {RowSource} from './rows';
-import {isInView, type Field, type Schema, type View} from './schema';
+import type {Field, Schema, View} from './schema';
 import {Service} from './service';
 import {timeOfDay} from './show';
 import {texts} from './texts';
@@ -31,6 +31,13 @@ export interface Applied {
   undoneBy: number;
 }
 
+/** The places that begin and cease to apply with the edits. */
+export interface Effects {
+  appear: readonly Place[];
+  vanish: readonly Place[];
+}
+
+export const kNoEffects: Effects = {appear: [], vanish: []};
 export const kMostEdits = 1000; // that the service takes as one
 
 export interface HistoryView {
@@ -84,6 +91,7 @@ export class Console {
   wantedDevice: string | null = null;
 
   isApplying = false;
+  effects = kNoEffects;
   applied: Applied | null = null;
   history: HistoryView = {of: null, entries: null};
 
@@ -120,13 +128,11 @@ export class Console {
   }
 
   /** What a place reads as once the edits are applied. */
-  readonly read: Reading = (place) => this.readWith(this.edits, place);
-
-  private readWith(edits: Edits, place: Place): string | null | undefined {
+  readonly read: Reading = (place) => {
     const field = this.schema?.fieldOf.get(place.number);
     for (const record of place.record === null ? [null] : [place.record, null]) {
       const at = {number: place.number, record};
-      const edit = edits.get(keyOf(at));
+      const edit = this.edits.get(keyOf(at));
       if (edit && field) {
         return editing.editedText(edit, field);
       }
@@ -136,18 +142,7 @@ export class Console {
       }
     }
     return field?.default ?? null;
-  }
-
-  /** What would begin and cease to apply with the edits. */
-  get effects(): Effects {
-    const records = new Set([null, ...[...this.edits.values()].map((edit) => edit.record)]);
-    const places = (this.dependencies?.governed ?? [])
-      .filter((number) => isInView(this.fieldOf({number, record: null})?.visibility, this.view))
-      .flatMap((number) => [...records].map((record) => ({number, record})));
-    const nothing: Edits = new Map();
-    const before: Reading = (place) => this.readWith(nothing, place);
-    return this.dependencies?.changed(places, before, this.read) ?? {appear: [], vanish: []};
-  }
+  };
 
   get rowSource(): RowSource | null {
     const {values, dependencies, read, view} = this;

@@ -29,12 +29,6 @@ export interface Applicability {
   conditions: Condition[];
 }
 
-/** The places that begin and cease to apply. */
-export interface Effects {
-  appear: Place[];
-  vanish: Place[];
-}
-
 interface Restriction {
   condition: Condition;
   choice: number;
@@ -66,23 +60,6 @@ export class Dependencies {
         this.add(schema, dependency, condition);
       }
     }
-  }
-
-  /** The fields that something governs. */
-  get governed(): number[] {
-    return [...this.conditions.keys()];
-  }
-
-  /** Which places, of those given, begin and cease to apply when values read otherwise. */
-  changed(places: Iterable<Place>, before: Reading, after: Reading): Effects {
-    const result: Effects = {appear: [], vanish: []};
-    for (const place of places) {
-      const applies = this.of(place, after).applies;
-      if (applies !== this.of(place, before).applies) {
-        (applies ? result.appear : result.vanish).push(place);
-      }
-    }
-    return result;
   }
 
   /**

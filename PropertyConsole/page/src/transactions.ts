@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Applies edits, confirms and undoes what was applied, and shows what was changed before.
 import {api, Problem} from './api';
-import type {HistoryEntry, Place, TransactionRequest, Value} from './api';
-import type {Applied, Console} from './console';
+import type {DryRunAnswer, HistoryEntry, Place, TransactionRequest, Value} from './api';
+import {kMostEdits, kNoEffects, type Applied, type Console} from './console';
 import * as editing from './edits';
 import type {Edits} from './edits';
 import {visible} from './show';
@@ -30,6 +30,27 @@ export class Transactions {
       }
     } finally {
       app.put({isApplying: false});
+    }
+  }
+
+  /** Asks what the edits would do, and notes what would be refused. */
+  async tryOut(): Promise<void> {
+    const {app} = this;
+    const changes = editing.changesOf(app.edits);
+    const wanted = JSON.stringify(changes);
+    app.put({effects: kNoEffects});
+    if (changes.length === 0 || changes.length > kMostEdits) {
+      return;
+    }
+    try {
+      const request = {device: app.device || null, revision: app.service.revision, changes};
+      const answer = await api.tryOut(request, this.token);
+      // Other edits are tried out by themselves.
+      if (JSON.stringify(editing.changesOf(app.edits)) === wanted) {
+        this.takeTrial(answer);
+      }
+    } catch (problem) {
+      app.fail(problem);
     }
   }
 
@@ -125,13 +146,29 @@ export class Transactions {
     }
   }
 
+  private takeTrial({changes, shown, hidden, conflicts}: DryRunAnswer): void {
+    const {app} = this;
+    const refusals = changes.flatMap(({number, record, refused}) =>
+      refused ? [{number, record, reason: refused}] : [],
+    );
+    const edits = editing.noteRefusals(app.edits, refusals);
+    app.put({effects: {appear: shown, vanish: hidden}, edits, failure: ''});
+    this.takeConflicts(conflicts);
+  }
+
+  private takeConflicts(values: readonly Value[]): void {
+    if (values.length > 0) {
+      this.app.service.outdateAnswers();
+      values.forEach((value) => this.app.take(value));
+    }
+  }
+
   private takeRefusal(problem: unknown): string | undefined {
     const {app} = this;
     const {status, details} = problem instanceof Problem ? problem : {status: 0, details: {}};
     const {conflicts, refusals, revision} = details;
     if (status === 412 && conflicts) {
-      app.service.outdateAnswers();
-      conflicts.forEach((value) => app.take(value));
+      this.takeConflicts(conflicts);
       return editing.conflictsIn(app.edits) === 0 && app.edits.size > 0 ? revision : undefined;
     }
     if (status === 422 && refusals) {

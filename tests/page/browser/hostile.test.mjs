@@ -9,6 +9,7 @@ import {
   awaitValue,
   closeReview,
   control,
+  holdBack,
   openSignedIn,
   openWorld,
   review,
@@ -57,16 +58,26 @@ test('lines and characters that are not seen arrive whole and are shown', async 
   await assertUnharmed(page);
 });
 
-test('what only the service can judge is refused with its reason', async () => {
+test('what only the service can judge is refused with its reason before it is applied', async () => {
   const page = await openSignedIn(browser, world);
   await control(page, 'Slow to match').fill('123');
   await review(page);
-  await applyButton(page).click();
   await page.locator('#review').getByText(/^Refused: .*does not match the pattern/).waitFor();
   await applyButton(page, {isDisabled: true}).waitFor();
   await closeReview(page);
   await control(page, 'Slow to match').fill('abc');
   await apply(page);
+  assert.equal(world.get('Slow'), 'abc');
+  await assertUnharmed(page);
+});
+
+test('what is refused when it is applied is told too', async () => {
+  const page = await openSignedIn(browser, world);
+  await holdBack(page, '**/dry-run');
+  await control(page, 'Slow to match').fill('456');
+  await review(page);
+  await applyButton(page).click();
+  await page.locator('#review').getByText(/^Refused: .*does not match the pattern/).waitFor();
   assert.equal(world.get('Slow'), 'abc');
   await assertUnharmed(page);
 });

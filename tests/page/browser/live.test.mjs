@@ -10,6 +10,7 @@ import {
   choose,
   closeReview,
   control,
+  holdBack,
   openSignedIn,
   openWorld,
   review,
@@ -61,18 +62,22 @@ test('where changes cannot come by themselves they are asked for', async () => {
   assertNothingWrong(page);
 });
 
-/** The page gets the answer of now again and again, until the function is called. */
-async function keepAnswering(page, address) {
+/** The page gets the values of now again and again, and none from when it asks that address. */
+async function hearNothingUntilAsking(page, address) {
+  const values = '**/api/v1/values*';
   let kept;
-  const isKept = new Promise((resolve, reject) => {
-    void page.route(address, async (route) => {
+  await new Promise((resolve, reject) => {
+    const answer = async (route) => {
       kept ??= route.fetch();
       kept.then(resolve, reject);
       await route.fulfill({response: await kept});
-    });
+    };
+    page.route(values, answer).catch(reject);
   });
-  await isKept;
-  return () => page.unroute(address);
+  await page.route(address, async (route) => {
+    await page.route(values, () => undefined);
+    await route.continue();
+  });
 }
 
 /** The next answer reaches the page when the function is called; it is of now. */
@@ -97,11 +102,8 @@ test('a change that the page has not heard of is no less of a conflict', async (
   await page.reload();
   await page.locator('#connection.polling').waitFor();
   await choose(page, 'Identity');
-  const hearAgain = await keepAnswering(page, '**/api/v1/values*');
-  await page.route('**/api/v1/transactions', async (route) => {
-    await hearAgain();
-    await route.continue();
-  });
+  await holdBack(page, '**/dry-run');
+  await hearNothingUntilAsking(page, '**/api/v1/transactions');
   world.property('set', 'Location=Unheard');
   await control(page, 'Place of installation').fill('Mine');
   await review(page);
@@ -129,6 +131,21 @@ test('an answer that is older than what was applied since is not shown', async (
   await awaitValue(page, 'Place of installation', 'Told by a later answer');
   await awaitValue(page, 'Name of the device', 'Newer');
   assert.equal(await row(page, 'DeviceName').getByText(/^Changed at/).count(), 0);
+  assertNothingWrong(page);
+});
+
+test('the review tells of a change that the page has not heard of', async () => {
+  const page = await openSignedIn(browser, world);
+  await page.route('**/api/v1/events*', (route) => route.fulfill({status: 503}));
+  await page.reload();
+  await page.locator('#connection.polling').waitFor();
+  await choose(page, 'Identity');
+  await hearNothingUntilAsking(page, '**/api/v1/dry-run');
+  world.property('set', 'Location=Not heard either');
+  await control(page, 'Place of installation').fill('Mine');
+  await review(page);
+  await page.locator('#review').getByText(/changed this to Not heard either meanwhile/).waitFor();
+  await applyButton(page, {isDisabled: true}).waitFor();
   assertNothingWrong(page);
 });
 

@@ -138,15 +138,3 @@ test('dependencies of numbers that are not there are passed over', () => {
   const {applies} = world([field(11, 'string')], [on(99, 11), on(11, 98), on(10, 11)], {});
   assert.equal(applies(11), true);
 });
-
-test('what begins and ceases to apply is told', () => {
-  const fields = [field(11, 'boolean'), field(12, 'string'), field(13, 'string')];
-  const {all, read} = world(fields, [on(11, 12), on(11, 13, 0)], {11: '0'});
-  const after = ({number}: Place) => (number === 11 ? '1' : null);
-  const places = all.governed.map((number) => ({number, record: null}));
-  assert.deepEqual(all.changed(places, read, after), {
-    appear: [{number: 12, record: null}],
-    vanish: [{number: 13, record: null}],
-  });
-  assert.deepEqual(all.changed(places, read, read), {appear: [], vanish: []});
-});
