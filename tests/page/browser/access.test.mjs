@@ -58,6 +58,7 @@ for (const colours of ['light', 'dark']) {
     await open.getByText(/^Changed at/).waitFor();
     await picture(open, `form-${colours}`);
     await review(open);
+    await open.getByText(/^Will appear/).waitFor();
     await assertUsable(open, 'review');
     await picture(open, `review-${colours}`);
     await closeReview(open);
