@@ -36,11 +36,15 @@ std::string TextOfValues(TSNorvMailContent const& Content,
 std::string TextOfControl(TSNorvMailContent const& Content,
                           TCServerConfiguration const& Configuration) {
   TCNorvMailMessage<TCNorvControlObject> Message(Content);
+  bool const IsFound = Content.SignalName == PropertyControl::kFind.Name;
   for (int Index = 0; Index < Message.RecordCount(); ++Index) {
     TCNorvControlObject::TCRecord& Record = Message.GetMailRecord(Index)->get_Record();
     if (Configuration.IsSecret(Record.m_ID)) {
       Hide(Record.m_Data);
       Hide(Record.m_Former);
+      if (IsFound && !Record.m_Refused.get_AsBool()) {
+        Hide(Record.m_Text);  // the value as people read it
+      }
     }
   }
   return Message.get_AsText();

@@ -59,6 +59,18 @@ TEST_F(ServerTrace, ShowsNoTextOfASecretInMailsAboutChanges) {
   EXPECT_THAT(Text, Not(HasSubstr("hidden")));
 }
 
+TEST_F(ServerTrace, ShowsNoSecretAsPeopleReadItWhereItIsFound) {
+  EXPECT_EQ(m_Server->End(SIGTERM), 0);
+  WriteFile("server.toml", "secret = [112]\n");
+  m_Server = StartServer({"--config", File("server.toml"), "--schema", Schema(), "--trace"});
+  Run({"set", "Mode=1122"});
+  m_Set["PROPERTY_SCHEMA"] = "";  // the server has to find it
+  Run({"get", "Mode", "--show-secrets"});
+  std::string const Text = Traces();
+  EXPECT_THAT(Text, HasSubstr("id=112 link=\"\" mac=\"02:00:00:00:00:01\" data=\"(secret)\""));
+  EXPECT_THAT(Text, Not(HasSubstr("By night")));
+}
+
 TEST_F(ServerTrace, SpellsOutWhatATerminalWouldObey) {
   Run({"set", "Name", "-", "--confirm-within", "1h"}, "a\nb\x1b[31m\xff");
   EXPECT_THAT(Traces(), HasSubstr("data=\"a\\nb\\x1b[31m\\xff\"}"));
