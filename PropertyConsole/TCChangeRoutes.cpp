@@ -15,6 +15,7 @@
 #include "PropertyConsole/QueryParts.h"
 #include "PropertyConsole/ValueJSON.h"
 #include "SchemaLibrary/TCValueRules.h"
+#include "SchemaLibrary/Visibility.h"
 
 namespace Property {
 namespace {
@@ -78,6 +79,25 @@ bool IsEmptyObject(TSCall const& Call, TSAnswer& Wrong) {
     Wrong = ProblemAnswer(400, "bad_request", "The body has to be {}.");
   }
   return Body && Body->empty();
+}
+
+// What is hidden only administrators change, in whatever way. Of more entries than are compared
+// nobody knows.
+std::string ReasonAgainstUndo(std::vector<TSHistoryEntry> const& Entries, TSViewer const& Viewer) {
+  if (Viewer.SeesSecrets) {
+    return std::string();
+  }
+  if (Entries.size() > kMostCompared) {
+    return "it has changed more than " + std::to_string(kMostCompared) +
+           " values, and only administrators take that back";
+  }
+  bool const ChangesHidden =
+      std::any_of(Entries.begin(), Entries.end(), [](TSHistoryEntry const& Entry) {
+        std::string Reason;
+        TCPropertyID const* const Field = TCValueRules::FindField(Entry.Place.Number, Reason);
+        return Field != nullptr && VisibilityOf(*Field) == TEVisibility::eHidden;
+      });
+  return ChangesHidden ? "it has changed what is hidden, and for administrators alone" : "";
 }
 
 void LogChange(TSCall const& Call, char const* What, std::string const& Transaction) {
@@ -207,6 +227,10 @@ TSAnswer TCChangeRoutes::PostUndo(TSCall const& Call) {
     return UnknownTransaction();
   }
   TSViewer const Viewer = ViewerOf(Call.Session.Role, m_Server.AskSecrets(m_Store.get_Names()));
+  std::string const Reason = ReasonAgainstUndo(Entries, Viewer);
+  if (!Reason.empty()) {
+    return RefusedAnswer(std::vector<TSRefusedChange>{{std::nullopt, std::nullopt, Reason}});
+  }
   TSDecision const Decision = m_Desk.Undo(Transaction);
   switch (Decision.Kind) {
     case TSDecision::TEKind::eBusy:
@@ -247,7 +271,7 @@ TSAnswer TCChangeRoutes::PostConfirm(TSCall const& Call) {
 }
 
 std::vector<TSHistoryEntry> TCChangeRoutes::EntriesOf(std::string const& Transaction) {
-  return m_Server.AskHistory(kMostCompared, [&Transaction](TCControlRecord& Record) {
+  return m_Server.AskHistory(kMostCompared + 1, [&Transaction](TCControlRecord& Record) {
     Record.m_Transaction.set_AsString(Transaction);
   });
 }

@@ -6,6 +6,7 @@
 #include <chrono>
 #include <fstream>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "tests/console/ConsoleFixture.h"
 
@@ -388,6 +389,19 @@ TEST_F(TransactionTest, IsNotTakenBackWhereItsTextsAreNotKept) {
   EXPECT_EQ(Reply.m_Status, 422);
   EXPECT_EQ(TJSON::parse(Reply.m_Body).at("refusals").at(0).at("number"), TJSON());
   EXPECT_THAT(Reply.m_Body, Not(HasSubstr("hidden-motto")));
+}
+
+TEST_F(TransactionTest, IsNotTakenBackByOperatorsWhereItHasChangedWhatIsHidden) {
+  auto const Olga = std::exchange(m_Olga, SignIn("bert"));
+  std::string const Transaction = TransactionIn(Change({Setting(113, "x"), Setting(115, "1234")}));
+  m_Olga = Olga;
+
+  TReply const Reply = Undo(Transaction);
+
+  EXPECT_EQ(Reply.m_Status, 422);
+  EXPECT_EQ(Value(115).at("value"), "1234");
+  m_Olga = SignIn("bert");
+  EXPECT_NE(TransactionIn(Undo(Transaction)), "null");
 }
 
 TEST_F(TransactionTest, IsUnknownByNumbersThatAreNone) {
