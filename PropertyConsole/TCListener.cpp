@@ -118,6 +118,20 @@ bool TCListener::IsLoopback(std::string const& Address) {
   return Read.Storage.ss_family == AF_INET6 && IN6_IS_ADDR_LOOPBACK(&Read.IPv6().sin6_addr);
 }
 
+std::string TCListener::NetworkOf(std::string const& Address) {
+  TSSocketAddress Network = ReadAddress(Address, 0);
+  if (Network.Storage.ss_family != AF_INET6) {
+    return Address;
+  }
+  in6_addr& Bytes = Network.IPv6().sin6_addr;
+  if (IN6_IS_ADDR_V4MAPPED(&Bytes)) {
+    return Address;
+  }
+  constexpr std::size_t kNetworkBytes = 8;
+  std::memset(Bytes.s6_addr + kNetworkBytes, 0, sizeof(Bytes.s6_addr) - kNetworkBytes);
+  return AddressText(Network) + "/64";
+}
+
 bool TCListener::IsAddress(std::string const& Text) {
   return ReadAddress(Text, 0).Size != 0;
 }

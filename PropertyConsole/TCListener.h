@@ -29,6 +29,9 @@ class TCListener {
 
   /// Whether nobody but this machine reaches the address; false for what is no address.
   static bool IsLoopback(std::string const& Address);
+  /// What counts as one peer: an address or, of IPv6, the network of so many that one peer may
+  /// choose among them.
+  static std::string NetworkOf(std::string const& Address);
   /// Whether the text is a numeric address.
   static bool IsAddress(std::string const& Text);
 

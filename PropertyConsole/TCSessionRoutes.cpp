@@ -4,9 +4,10 @@
 
 #include <nlohmann/json.hpp>
 
-#include "Platform/Utility/PrintableText.h"
 #include "Platform/Utility/SystemLog.h"
 #include "PropertyConsole/JSONAnswers.h"
+#include "PropertyConsole/TCListener.h"
+#include "PropertyConsole/TCUserFile.h"
 
 namespace Property {
 namespace {
@@ -19,6 +20,11 @@ TSAnswer AnswerOf(TSSession const& Session) {
   return JSONAnswer({{"user", Session.User},
                      {"role", RoleName(Session.Role)},
                      {"csrf_token", Session.CSRFToken}});
+}
+
+// Of who has failed to sign in, for the log: what is no name could end the line as another would.
+std::string LoggedName(std::string const& Name) {
+  return TCUserFile::CheckName(Name).empty() ? "\"" + Name + "\"" : "a user with no possible name";
 }
 
 }  // namespace
@@ -54,7 +60,7 @@ TSAnswer TCSessionRoutes::SignIn(TSCall const& Call) {
     return ProblemAnswer(400, "no_credentials", "The members user and password have to be texts.");
   }
   std::string const& Peer = Call.Request.Peer;
-  if (!m_ByAddress.Take(Peer) || !m_ByUser.Take(*Name)) {
+  if (!m_ByAddress.Take(TCListener::NetworkOf(Peer)) || !m_ByUser.Take(*Name)) {
     ++m_Counters.SlowedSignIns;
     TSAnswer Answer = ProblemAnswer(429, "too_many_attempts",
                                     "There were too many attempts; try again in half a minute.");
@@ -65,13 +71,13 @@ TSAnswer TCSessionRoutes::SignIn(TSCall const& Call) {
     return Open(*Name, *User, Peer);
   }
   ++m_Counters.FailedSignIns;
-  SyslogWarning("Sign-in of \"%s\" from %s has failed", PrintableLine(*Name).c_str(), Peer.c_str());
+  SyslogWarning("Sign-in of %s from %s has failed", LoggedName(*Name).c_str(), Peer.c_str());
   return ProblemAnswer(401, "sign_in_failed", "There is no such user, or the password is wrong.");
 }
 
 TSAnswer TCSessionRoutes::Open(std::string const& Name, TSUser const& User,
                                std::string const& Peer) {
-  m_ByAddress.Forget(Peer);
+  m_ByAddress.Forget(TCListener::NetworkOf(Peer));
   m_ByUser.Forget(Name);
   auto const Token = m_Sessions.Open(Name, User.Role, User.Hash);
   auto const Session = Token ? m_Sessions.Use(*Token) : std::nullopt;

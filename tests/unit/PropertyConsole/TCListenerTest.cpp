@@ -54,6 +54,13 @@ TEST(TCListenerTest, KnowsTheAddressesOfThisMachine) {
   }
 }
 
+TEST(TCListenerTest, TakesANetworkOfManyAddressesForOnePeer) {
+  EXPECT_EQ(TCListener::NetworkOf("10.0.0.1"), "10.0.0.1");
+  EXPECT_EQ(TCListener::NetworkOf("2001:db8:1:2:3:4:5:6"), "2001:db8:1:2::/64");
+  EXPECT_EQ(TCListener::NetworkOf("::ffff:10.0.0.1"), "::ffff:10.0.0.1");
+  EXPECT_EQ(TCListener::NetworkOf(""), "");
+}
+
 TEST(TCListenerTest, KnowsWhatIsAnAddress) {
   EXPECT_TRUE(TCListener::IsAddress("10.0.0.1"));
   EXPECT_TRUE(TCListener::IsAddress("fe80::1"));
