@@ -36,7 +36,8 @@ class TLingeringSocket {
   }
 
   int get() const { return m_Socket.get(); }
-  /// Whoever else has it is the last one. Nobody else may have it no more.
+  /// Whoever else has it is the last one. They have to be stopped meanwhile: if they had closed it
+  /// before, this would wait.
   void GiveAway() { m_Socket = TCFileDescriptor(); }
 
  private:
