@@ -58,7 +58,7 @@ TSRequest HeadOf(httplib::Request const& Read, std::string const& Peer) {
 std::string Spelled(TSAnswer const& Answer, char const* Reason) {
   std::string Text = "HTTP/1.1 " + std::to_string(Answer.Status) + " " + Reason + "\r\n";
   for (auto const& [Name, Value] : Answer.Headers) {
-    Text += Name + ": " + Value + "\r\n";
+    Text.append(Name).append(": ").append(Value).append("\r\n");
   }
   return Text + "Content-Type: " + Answer.ContentType +
          "\r\nContent-Length: " + std::to_string(Answer.Body.size()) +
