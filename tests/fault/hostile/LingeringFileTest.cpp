@@ -17,10 +17,7 @@ TEST_F(HostileLingeringFile, BeforeTheGreetingHoldsNobodyUp) {
   StartAll();
   TLingeringSocket Lingering;
   TFramePeer Peer(Address());
-  m_Server->Pause();
-  EXPECT_TRUE(Peer.SendBytes("nonsense", {Lingering.get()}));
-  Lingering.GiveAway();
-  m_Server->Continue();
+  Lingering.GiveTo(*m_Server, [&] { return Peer.SendBytes("nonsense", {Lingering.get()}); });
   EXPECT_TRUE(Peer.HearEnd());
   ExpectServed();
   EXPECT_EQ(m_Server->End(SIGTERM), 0);
@@ -45,10 +42,8 @@ TEST_F(HostileLingeringFile, InPlaceOfAMemoryFileHoldsNobodyUp) {
   TLingeringSocket Lingering;
   TWirePeer Peer(Address());
   EXPECT_EQ(Peer.Greet(), "");
-  m_Server->Pause();
-  EXPECT_TRUE(Peer.Send(TWirePeer::NewMail(1).AddFile(2, 3, Lingering.get())));
-  Lingering.GiveAway();
-  m_Server->Continue();
+  Lingering.GiveTo(*m_Server,
+                   [&] { return Peer.Send(TWirePeer::NewMail(1).AddFile(2, 3, Lingering.get())); });
   EXPECT_TRUE(Peer.HearEnd());
   ExpectServed();
   EXPECT_EQ(m_Server->End(SIGTERM), 0);
@@ -62,10 +57,7 @@ TEST_F(HostileLingeringFile, BesideAMemoryFileHoldsNobodyUp) {
   EXPECT_EQ(Peer.Greet(), "");
   TSWireFrame Mail = TWirePeer::NewMail(1).AddFile(2, 3, File.get());
   Mail.Files.push_back(Lingering.get());
-  m_Server->Pause();
-  EXPECT_TRUE(Peer.Send(Mail));
-  Lingering.GiveAway();
-  m_Server->Continue();
+  Lingering.GiveTo(*m_Server, [&] { return Peer.Send(Mail); });
   EXPECT_TRUE(Peer.HearEnd());
   ExpectServed();
   EXPECT_EQ(m_Server->End(SIGTERM), 0);

@@ -85,10 +85,7 @@ TEST_F(OtherUser, WhoSendsASocketThatLingersHoldsNobodyUp) {
   OpenFolder();
   TLingeringSocket Lingering;
   TWirePeer Peer(ConnectAsNobody());
-  m_Server->Pause();
-  EXPECT_TRUE(Peer.SendBytes("nonsense", {Lingering.get()}));
-  Lingering.GiveAway();
-  m_Server->Continue();
+  Lingering.GiveTo(*m_Server, [&] { return Peer.SendBytes("nonsense", {Lingering.get()}); });
   EXPECT_TRUE(Peer.HearEnd());
   ExpectServed();
   EXPECT_EQ(m_Server->End(SIGTERM), 0);

@@ -39,6 +39,14 @@ class TLingeringSocket {
   /// Whoever else has it is the last one. They have to be stopped meanwhile: if they had closed it
   /// before, this would wait.
   void GiveAway() { m_Socket = TCFileDescriptor(); }
+  /// Gives it away to `Server`, a process that is stopped meanwhile; `Send` sends it.
+  template <class TServer, class TSend>
+  void GiveTo(TServer& Server, TSend const& Send) {
+    Server.Pause();
+    EXPECT_TRUE(Send());
+    GiveAway();
+    Server.Continue();
+  }
 
  private:
   static TCFileDescriptor New() {
